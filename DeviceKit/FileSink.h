@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+
+#include "DeviceKit/ByteSource.h"
+#include "DeviceKit/StopToken.h"
+
+namespace tallowmark {
+
+/// Appends to a file that this object creates or empties, or to a descriptor it is handed.
+/// Not for use from two threads.
+class FileSink {
+ public:
+  /// Creates or empties `path`. Throws DeviceError::writeFailed.
+  explicit FileSink(std::string path);
+  /// Takes over a descriptor open for writing; `name` is what errors call the file.
+  FileSink(int descriptor, std::string name);
+  ~FileSink();
+  FileSink(const FileSink&) = delete;
+  FileSink& operator=(const FileSink&) = delete;
+  FileSink(FileSink&&) = delete;
+  FileSink& operator=(FileSink&&) = delete;
+
+  /// Bytes appended so far.
+  std::uint64_t size() const { return size_; }
+
+  /// Throws DeviceError::writeFailed.
+  void append(std::span<const std::uint8_t> bytes);
+
+  /// Appends `count` bytes of `source` from `offset` on, in pieces of at most 8 MiB, inside the
+  /// kernel where both ends are files. Returns how many bytes the source gave: fewer than asked
+  /// exactly when it ended first. `progress` is told the bytes done after every piece; the stop is
+  /// looked at as often. Throws DeviceError of either end, Stopped.
+  std::uint64_t copy(const ByteSource& source, std::uint64_t offset, std::uint64_t count,
+                     const std::function<void(std::uint64_t)>& progress, const StopToken& stop);
+
+  /// Blocks until the bytes are on the medium. Throws DeviceError::writeFailed.
+  void sync();
+
+  /// Throws DeviceError::writeFailed; later calls do nothing.
+  void close();
+
+ private:
+  std::uint64_t copyPiece(const ByteSource& source, std::uint64_t offset, std::uint64_t count);
+
+  int fd_ = -1;
+  std::uint64_t size_ = 0;
+  std::string name_;
+  bool kernelCopies_ = true;
+  std::vector<std::uint8_t> buffer_;
+};
+
+}  // namespace tallowmark

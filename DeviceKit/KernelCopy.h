@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace tallowmark {
+
+/// Copies up to `count` bytes from one open file to the end of another without passing them through
+/// this process. Returns the bytes moved, 0 at the source's end, or nothing when the kernel cannot
+/// do it for these two files: then read and write. Throws DeviceError::readFailed for an I/O error
+/// of the source; errors of the target are left to the ordinary write to name.
+std::optional<std::size_t> kernelCopy(int from, std::uint64_t fromOffset, int to,
+                                      std::uint64_t toOffset, std::size_t count);
+
+/// Starts writing the given stretch of a file out, without waiting for it, so that a later sync has
+/// little left to do.
+void startWriteback(int fd, std::uint64_t offset, std::uint64_t count);
+
+/// Waits until a file's bytes are on the medium. Returns 0 or an errno.
+int syncToMedium(int fd);
+
+}  // namespace tallowmark

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/FourCC.h"
+
+namespace tallowmark {
+
+/// One box header as found in a file (ISO/IEC 14496-12 §4.2).
+struct Box {
+  FourCC type;
+  /// Absolute position of the header's first byte.
+  std::uint64_t offset = 0;
+  /// 8, or 16 with a 64-bit size.
+  std::uint32_t headerSize = 8;
+  /// From `offset` to the box's end as far as it can be read, header included.
+  std::uint64_t size = 8;
+  /// The declared size ran past the limit and was clipped.
+  bool truncated = false;
+
+  std::uint64_t payloadOffset() const { return offset + headerSize; }
+  std::uint64_t payloadSize() const { return size - headerSize; }
+  std::uint64_t end() const { return offset + size; }
+
+  friend bool operator==(const Box&, const Box&) = default;
+};
+
+/// Reads boxes from a source without trusting it. Keeps no position and no cache; the source must
+/// outlive it. Everything here passes the source's errors through.
+class BoxReader {
+ public:
+  explicit BoxReader(const ByteSource& source) : source_(&source) {}
+
+  const ByteSource& source() const { return *source_; }
+  std::uint64_t size() const { return source_->size(); }
+  std::vector<std::uint8_t> data(std::uint64_t offset, std::size_t count) const {
+    return source_->read(offset, count);
+  }
+
+  /// The header at `offset`, or nothing when no plausible box starts there. A box that runs past
+  /// `limit` (the source's end when absent) is clipped.
+  std::optional<Box> box(std::uint64_t offset,
+                         std::optional<std::uint64_t> limit = std::nullopt) const;
+
+  /// The run of siblings from `from` up to `to`: the good prefix, whose last box may be truncated.
+  std::vector<Box> children(std::uint64_t from, std::uint64_t to) const;
+
+  /// The boxes inside a container, after `skip` bytes of its payload (4 for a full box's version
+  /// and flags).
+  std::vector<Box> children(const Box& container, std::uint64_t skip = 0) const;
+
+  /// The first child of that type, not looking into it.
+  std::optional<Box> child(const Box& container, FourCC type) const;
+
+  /// Throws MediaError::malformed for payloads of 2^29 bytes or more: an index box is never that
+  /// large, and a damaged size must not take the memory.
+  std::vector<std::uint8_t> payload(const Box& box) const;
+
+  /// The box with its header. Throws like payload.
+  std::vector<std::uint8_t> whole(const Box& box) const;
+
+ private:
+  const ByteSource* source_;
+};
+
+}  // namespace tallowmark

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <vector>
+
+#include "MediaKit/Container/Box.h"
+#include "MediaKit/Container/BoxWriter.h"
+#include "MediaKit/Container/Movie.h"
+
+namespace tallowmark {
+
+/// Reads a track's sample table (ISO/IEC 14496-12 §8.5 to §8.7) into its codec, sample entry and
+/// samples. Tables that claim more than they hold end where their bytes do; time and memory grow
+/// with table entries, never with the number of samples they claim. Throws MediaError::malformed
+/// for an implausibly large box, and the source's errors.
+void readSampleTable(const Box& stbl, const BoxReader& reader, Track& track);
+
+/// Writes the sample table of a track whose offsets are absolute. Throws MediaError::malformed when
+/// a counter or a box outgrows its 32 bits.
+void writeSampleTable(const Track& track, BoxWriter& writer);
+
+}  // namespace tallowmark

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/VideoRepair.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Video/WrittenRange.h"
+
+namespace tallowmark::VideoRepair {
+
+namespace {
+
+std::uint64_t samplesBehind(const Movie& movie, std::uint64_t end) {
+  std::uint64_t missing = 0;
+  for (const Track& track : movie.tracks) {
+    for (const SampleRun& run : track.samples.runs()) {
+      missing = saturatingAdd(missing, run.count - run.countEndingBy(end));
+    }
+  }
+  return missing;
+}
+
+}  // namespace
+
+Diagnosis diagnose(const ByteSource& source) {
+  const BoxReader reader(source);
+  FileLayout layout;
+  try {
+    layout = MovieParser::layout(reader);
+  } catch (const MediaError&) {
+    return NotAMovie{};
+  }
+  if (!layout.moov) {
+    return MissingIndex{};
+  }
+  const Movie movie = MovieParser::parseMoov(*layout.moov, reader, {});
+  if (movie.videoTrack() == nullptr) {
+    return MissingIndex{};
+  }
+  const std::uint64_t missing = samplesBehind(movie, source.size());
+  return missing == 0 ? Diagnosis(Healthy{}) : Diagnosis(Truncated{missing});
+}
+
+Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
+              const Progress& progress, const StopToken& stop) {
+  const Diagnosis diagnosis = diagnose(source);
+  if (std::holds_alternative<NotAMovie>(diagnosis)) {
+    throw MediaError::notAMovie();
+  }
+  if (!std::holds_alternative<MissingIndex>(diagnosis)) {
+    return trim(source, destination, progress, stop);
+  }
+  if (reference == nullptr) {
+    throw MediaError::unsupported(
+        "This clip's index is missing. Add a good clip recorded on the same camera with the same "
+        "settings, and Repair will rebuild it.");
+  }
+  return rebuild(source, *reference, destination, progress, stop);
+}
+
+Result trim(const ByteSource& source, FileSink& destination, const Progress& progress,
+            const StopToken& stop) {
+  Movie movie = MovieParser::parse(BoxReader(source));
+  for (Track& track : movie.tracks) {
+    track.samples = track.samples.endingBy(source.size());
+  }
+  std::erase_if(movie.tracks, [](const Track& track) { return track.samples.empty(); });
+  if (movie.videoTrack() == nullptr) {
+    throw MediaError::noVideo();
+  }
+  MovieWriter::write(movie, source, writtenRange(movie), destination, progress, stop);
+
+  Result result;
+  result.videoFrames = movie.videoTrack()->samples.size();
+  result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
+  result.seconds = movie.seconds();
+  return result;
+}
+
+}  // namespace tallowmark::VideoRepair

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <variant>
+
+#include "DeviceKit/ByteSource.h"
+#include "DeviceKit/FileSink.h"
+#include "DeviceKit/StopToken.h"
+#include "MediaKit/Container/MovieWriter.h"
+
+/// Says what is wrong with a clip and writes a copy that plays. Clips are only read.
+namespace tallowmark::VideoRepair {
+
+/// The index is whole, but this many samples over all tracks lie wholly or partly behind the
+/// file's end.
+struct Truncated {
+  std::uint64_t samplesMissing = 0;
+  friend bool operator==(const Truncated&, const Truncated&) = default;
+};
+/// The index is whole and every sample lies inside the file.
+struct Healthy {
+  friend bool operator==(const Healthy&, const Healthy&) = default;
+};
+/// There is no complete index, or it describes no video.
+struct MissingIndex {
+  friend bool operator==(const MissingIndex&, const MissingIndex&) = default;
+};
+/// The top level cannot be read as a movie.
+struct NotAMovie {
+  friend bool operator==(const NotAMovie&, const NotAMovie&) = default;
+};
+using Diagnosis = std::variant<Truncated, Healthy, MissingIndex, NotAMovie>;
+
+/// What a repair wrote.
+struct Result {
+  /// Samples of the written video and sound.
+  std::uint64_t videoFrames = 0;
+  std::uint64_t audioPackets = 0;
+  /// Length of the written movie.
+  double seconds = 0;
+  /// The reference has sound, data lay between the frames, and none of it could be taken as sound.
+  bool audioDropped = false;
+  /// Bytes of the media data that became nothing.
+  std::uint64_t unusedBytes = 0;
+
+  friend bool operator==(const Result&, const Result&) = default;
+};
+
+/// Throws only for a top level that could be read and an index that cannot: MediaError::malformed,
+/// DeviceError.
+Diagnosis diagnose(const ByteSource& source);
+
+/// Trims a clip that was cut short, copies a healthy one, or rebuilds a missing index by what
+/// `reference`, a good clip of the same camera (null for none), teaches. Throws MediaError with the
+/// user's sentence, DeviceError of either end, Stopped; `destination` then holds nothing of use.
+Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
+              const Progress& progress = {}, const StopToken& stop = {});
+
+/// Keeps every sample that lies inside the file. Throws as repair.
+Result trim(const ByteSource& source, FileSink& destination, const Progress& progress = {},
+            const StopToken& stop = {});
+
+/// Finds pictures and PCM sound in the media data and writes them with a new index. Throws as
+/// repair.
+Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
+               const Progress& progress = {}, const StopToken& stop = {});
+
+}  // namespace tallowmark::VideoRepair
