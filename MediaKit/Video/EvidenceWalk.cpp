@@ -46,11 +46,13 @@ class Walker {
   std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
   std::optional<FoundFrame> findNext(std::uint64_t from);
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
+  bool breaksOff(const FoundFrame& frame) const;
   double follower(const FoundFrame& frame);
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
-  void takeGap(std::uint64_t from, std::uint64_t to);
+  bool takeSound(std::uint64_t from, std::uint64_t to);
+  void takeGap(std::uint64_t from, const FoundFrame& next);
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
 
@@ -97,7 +99,7 @@ std::optional<std::uint64_t> Walker::foreignEnd(std::uint64_t at) {
 // A frame at a position where one is due: behind another one, or at the start of the media data.
 std::optional<FoundFrame> Walker::frameDue(std::uint64_t at) {
   if (auto frame = finder_.frameAt(at, Trust::learntOnly)) {
-    if (frame->bits >= enoughWhereDue) {
+    if (frame->bits >= enoughWhereDue && !breaksOff(*frame)) {
       return frame;
     }
   }
@@ -115,11 +117,21 @@ std::optional<FoundFrame> Walker::frameDue(std::uint64_t at) {
   return bits >= enoughForUnknownHeader && !finder_.isContradicted(*frame) ? frame : std::nullopt;
 }
 
+// Whether a frame right behind the last one does not count on from it: then one of the two is not
+// of this stream.
+bool Walker::breaksOff(const FoundFrame& frame) const {
+  return last_ && evidence_.countsReliably() &&
+         evidence_.successionBits(last_->slice, frame.slice) < 0;
+}
+
 // What stands behind a frame: another one that continues it, or what the reference has there.
 double Walker::follower(const FoundFrame& frame) {
   if (const auto next = finder_.frameAt(frame.end(), Trust::learntOnly)) {
-    return std::min(next->bits + evidence_.successionBits(frame.slice, next->slice),
-                    mostFromFollower);
+    const double succession = evidence_.successionBits(frame.slice, next->slice);
+    if (succession < 0 && evidence_.countsReliably()) {
+      return -mostFromFollower;  // another stream's frames, or no frames at all
+    }
+    return std::min(next->bits + succession, mostFromFollower);
   }
   double bits = evidence_.followerBits(finder_.bytesAt(frame.end(), 4));
   const std::uint64_t window = std::max(lookAhead, evidence_.largestGap());
@@ -208,22 +220,33 @@ void Walker::take(const FoundFrame& frame) {
   last_ = frame;
 }
 
-void Walker::takeGap(std::uint64_t from, std::uint64_t to) {
-  if (from == to) {
+// Appends the sound of [from, to); whether the gap is one as the reference has them.
+bool Walker::takeSound(std::uint64_t from, std::uint64_t to) {
+  if (lessons_.sound == nullptr) {
+    findings_.unused += to - from;
+    return false;
+  }
+  const SoundLayout::Division division = lessons_.sound->divide(source_, from, to);
+  const std::uint32_t size = lessons_.sound->pcm().sampleSize;
+  std::uint64_t sound = 0;
+  for (const ByteRange& range : division.sound) {
+    const std::uint64_t samples = range.length() / size;
+    findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
+                           samples);
+    sound += samples * size;
+  }
+  findings_.unused += to - from - sound;
+  return division.isUsual;
+}
+
+void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
+  if (from == next.offset) {
     return;
   }
   findings_.audioSeen = true;
-  std::uint64_t sound = 0;
-  if (lessons_.sound != nullptr) {
-    const ByteRange range = lessons_.sound->soundIn(source_, from, to);
-    const std::uint32_t size = lessons_.sound->pcm().sampleSize;
-    findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
-                           range.length() / size);
-    sound = range.length() / size * size;
-  }
-  findings_.unused += to - from - sound;
-  const bool explained = sound > 0 || (last_ && evidence_.gapBits(to - from) > 0);
-  if (!explained) {
+  const bool usual = takeSound(from, next.offset);
+  const bool continues = !last_ || evidence_.successionBits(last_->slice, next.slice) >= 0;
+  if (!usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
 }
@@ -232,19 +255,16 @@ void Walker::takeGap(std::uint64_t from, std::uint64_t to) {
 void Walker::takeRemainder(std::uint64_t from) {
   std::uint64_t end = end_;
   for (const Box& box : MovieParser::layout(BoxReader(source_)).mdats) {
-    if (box.payloadOffset() <= from && from < box.end()) {
+    if (box.payloadOffset() <= from && from <= box.end()) {
       end = box.end();
     }
   }
-  std::uint64_t sound = 0;
-  if (lessons_.sound != nullptr && !findings_.video.empty()) {
-    const ByteRange range = lessons_.sound->soundIn(source_, from, end);
-    const std::uint32_t size = lessons_.sound->pcm().sampleSize;
-    findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
-                           range.length() / size);
-    sound = range.length() / size * size;
+  if (findings_.video.empty()) {
+    findings_.unused += end_ - from;
+    return;
   }
-  findings_.unused += end_ - from - sound;
+  takeSound(from, end);
+  findings_.unused += end_ - end;
 }
 
 void Walker::report(std::uint64_t at) {
@@ -265,7 +285,7 @@ EvidencedFindings Walker::run() {
     } else if (const auto behind = boxBehind(at)) {
       at = *behind;
     } else if (const auto next = findNext(at)) {
-      takeGap(at, next->offset);
+      takeGap(at, *next);
       take(*next);
       at = next->end();
     } else {

@@ -67,9 +67,8 @@ Teacher learn(const ByteSource& reference) {
   }
   const auto format = NALFormat::of(teacher.video->sampleEntry, teacher.video->codec);
   if (!format) {
-    throw MediaError::unsupported(
-        "Repair supports H.264 and HEVC video. The reference clip uses " +
-        teacher.video->codec.description() + ".");
+    throw MediaError::unsupported("Repair supports H.264 and HEVC video. The reference clip uses " +
+                                  teacher.video->codec.description() + ".");
   }
   teacher.format = *format;
   learnStreams(teacher, reference);
@@ -105,8 +104,7 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
             {}};
   }
   const WalkLessons lessons{&*teacher.evidence, teacher.otherTracks,
-                            teacher.sound ? &*teacher.sound : nullptr, frameDuration,
-                            maxFrameSize};
+                            teacher.sound ? &*teacher.sound : nullptr, frameDuration, maxFrameSize};
   return walkByEvidence(source, from, lessons, progress, stop);
 }
 

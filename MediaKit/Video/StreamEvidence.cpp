@@ -40,6 +40,8 @@ class EvidenceLearner {
   }
 
   void lookAt(const Sample& sample, std::optional<std::uint64_t> nextFrame);
+  /// The next sample does not follow the last one.
+  void skip() { previous_.reset(); }
   std::optional<StreamEvidence> result();
 
  private:
@@ -66,6 +68,7 @@ class EvidenceLearner {
   std::uint64_t fieldPairs_ = 0;
   std::uint64_t emulationChecked_ = 0;
   std::optional<SliceHeader> previous_;
+  std::vector<std::pair<SliceHeader, SliceHeader>> pairs_;
   std::map<std::uint16_t, std::uint64_t> closings_;
   std::map<std::uint32_t, std::uint64_t> followers_;
   std::map<std::uint64_t, std::uint64_t> gaps_;
@@ -118,6 +121,9 @@ void EvidenceLearner::learnSlice(const UnitHead& head, UnitHabit& habit, bool fi
     evidence_.largestOrderStep_ =
         std::max(evidence_.largestOrderStep_,
                  circularDistance(*previous_->order, *slice->order, sps->orderBits));
+  }
+  if (previous_) {
+    pairs_.emplace_back(*previous_, *slice);
   }
   previous_ = slice;
 }
@@ -199,6 +205,10 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
   for (const auto& [header, count] : closings_) {
     if (count == framed_) evidence_.closingHeader_ = header;
   }
+  const auto contradicted = std::count_if(pairs_.begin(), pairs_.end(), [&](const auto& pair) {
+    return evidence_.successionBits(pair.first, pair.second) < 0;
+  });
+  evidence_.countsReliably_ = pairs_.size() >= 8 && contradicted == 0;
   std::uint64_t total = 0;
   for (const auto& [bytes, count] : followers_) {
     total += count;
@@ -229,6 +239,9 @@ std::optional<StreamEvidence> StreamEvidence::learn(const Track& track, const By
     const auto next = i + 1 < count ? std::optional(track.samples[i + 1].offset) : std::nullopt;
     if (sample.size > 0 && sample.offset + sample.size <= source.size()) {
       learner.lookAt(sample, next);
+    }
+    if (i >= inARow) {
+      learner.skip();
     }
   }
   return learner.result();
