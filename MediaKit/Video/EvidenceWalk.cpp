@@ -21,7 +21,8 @@ using Trust = FrameFinder::Trust;
 // a frame found by searching, also that any of the positions passed was one by chance.
 constexpr double enoughWhereDue = 12;
 constexpr double enoughForUnknownHeader = 18;
-constexpr double searchCost = 23;
+constexpr double structuredData = 5;
+constexpr double soundEdge = 7;
 constexpr double enoughWhenFound = 10;
 constexpr double beyondDoubt = 40;
 constexpr double mostFromFollower = 30;
@@ -145,11 +146,17 @@ double Walker::follower(const FoundFrame& frame) {
 }
 
 double Walker::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
-  double bits = frame.bits - searchCost;
+  // Every position passed could have held a false one, and sound or telemetry repeats itself.
+  const std::uint64_t passed = frame.offset - searchedFrom;
+  double bits = frame.bits - std::log2(static_cast<double>(passed) + 64) - structuredData;
   if (last_) {
-    const double gap = evidence_.gapBits(frame.offset - searchedFrom);
+    const double gap = evidence_.gapBits(passed);
     const double succession = evidence_.successionBits(last_->slice, frame.slice);
     bits += gap + (gap > 0 ? succession : std::max(0.0, succession));
+  }
+  if (lessons_.sound != nullptr) {
+    bits += lessons_.sound->isEdge(source_, frame.offset, true) ? soundEdge : 0;
+    bits += lessons_.sound->isEdge(source_, frame.end(), false) ? soundEdge : 0;
   }
   return bits + follower(frame);
 }

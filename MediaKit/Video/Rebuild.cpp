@@ -141,8 +141,11 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
   video.startDelay = 0;
   std::optional<Track> audio =
       teacher.audio != nullptr ? std::optional(*teacher.audio) : std::nullopt;
+  std::uint64_t soundGivenUp = 0;
   if (audio && teacher.sound) {
+    const std::uint64_t before = found.audio.size();
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
+    soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
   }
   cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
@@ -164,7 +167,7 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
   result.audioPackets = found.audio.size();
   result.seconds = movie.seconds();
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && found.audio.empty();
-  result.unusedBytes = found.unused;
+  result.unusedBytes = found.unused + soundGivenUp;
   return result;
 }
 

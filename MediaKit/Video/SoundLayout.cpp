@@ -257,6 +257,18 @@ bool SoundLayout::isMostlySound(const ByteSource& source, const ByteRange& range
   return sounding * 4 >= blocks * 3;
 }
 
+bool SoundLayout::isEdge(const ByteSource& source, std::uint64_t at, bool soundIsBefore) const {
+  const std::size_t block = texture_.blockSize();
+  if (!texture_.isTelling() || at < block ||
+      !(soundIsBefore ? soundPrecedesFrames_ : soundFollowsFrames_)) {
+    return false;
+  }
+  const auto before = source.read(at - block, block);
+  const auto behind = source.read(at, block);
+  return before.size() == block && behind.size() == block &&
+         texture_.isSound(before) == soundIsBefore && texture_.isSound(behind) != soundIsBefore;
+}
+
 // In a damaged gap sound is believed as far as it sounds like sound, on the sides where the
 // reference has it: there its first byte is known.
 std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::uint64_t from,

@@ -26,6 +26,10 @@ class SoundLayout {
 
   const PCMLayout& pcm() const { return pcm_; }
 
+  /// Whether sound turns into something else at `at` (or the other way round): where the reference
+  /// has sound next to frames, one of a frame's ends. Throws DeviceError.
+  bool isEdge(const ByteSource& source, std::uint64_t at, bool soundIsBefore) const;
+
   /// What of a gap is sound.
   struct Division {
     /// Stretches of whole samples, in file order.

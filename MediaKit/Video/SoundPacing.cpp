@@ -32,6 +32,17 @@ std::uint32_t ticks(double seconds, std::uint32_t timescale) {
   return static_cast<std::uint32_t>(std::clamp(seconds * timescale + 0.5, 0.0, most));
 }
 
+// Half or double the sound that the pictures need: the reference records other channels or another
+// rate, and its description would play the bytes at the wrong speed.
+bool ratesAgree(const EvidencedFindings& found, std::uint32_t videoTimescale,
+                std::uint32_t audioTimescale) {
+  const double pictures = static_cast<double>(found.video.duration()) / videoTimescale;
+  const double sound = static_cast<double>(found.audio.duration()) / audioTimescale;
+  constexpr double tooShortToTell = 2;
+  return !found.losses.empty() || pictures < tooShortToTell ||
+         (sound < pictures * 1.6 && sound > pictures * 0.6);
+}
+
 /// A sample that is held longer than its kind.
 struct Hold {
   std::uint64_t sample = 0;
@@ -118,6 +129,10 @@ void Pacer::holdBehindLosses(std::uint64_t key) {
 void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32_t videoTimescale,
                 std::uint32_t movieTimescale, Track& audio) {
   if (found.audio.empty() || videoTimescale == 0 || audio.timescale == 0) {
+    return;
+  }
+  if (!ratesAgree(found, videoTimescale, audio.timescale)) {
+    found.audio.clear();
     return;
   }
   Pacer pacer(found, layout.lead(), videoTimescale, audio.timescale);
