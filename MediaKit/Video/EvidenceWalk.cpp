@@ -23,9 +23,11 @@ constexpr double enoughWhereDue = 12;
 constexpr double enoughForUnknownHeader = 18;
 constexpr double structuredData = 5;
 constexpr double soundEdge = 7;
-constexpr double enoughWhenFound = 10;
+constexpr double enoughWhenFound = 6;
 constexpr double beyondDoubt = 40;
 constexpr double mostFromFollower = 30;
+/// Frames lie some 2^17 bytes apart: that one stands right here is worth this much.
+constexpr double usualDistance = 17;
 constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
@@ -48,6 +50,7 @@ class Walker {
   std::optional<FoundFrame> findNext(std::uint64_t from);
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
   bool breaksOff(const FoundFrame& frame) const;
+  bool isForeign(const FoundFrame& candidate);
   double follower(const FoundFrame& frame);
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
@@ -125,24 +128,23 @@ bool Walker::breaksOff(const FoundFrame& frame) const {
          evidence_.successionBits(last_->slice, frame.slice) < 0;
 }
 
-// What stands behind a frame: another one that continues it, or what the reference has there.
+// What stands behind a frame: another one that continues it, or what the reference has there. A
+// frame further on proves nothing by being there; that its distance and its counters fit does.
 double Walker::follower(const FoundFrame& frame) {
   if (const auto next = finder_.frameAt(frame.end(), Trust::learntOnly)) {
     const double succession = evidence_.successionBits(frame.slice, next->slice);
     if (succession < 0 && evidence_.countsReliably()) {
       return -mostFromFollower;  // another stream's frames, or no frames at all
     }
-    return std::min(next->bits + succession, mostFromFollower);
+    return std::min(next->bits, usualDistance) + succession;
   }
   double bits = evidence_.followerBits(finder_.bytesAt(frame.end(), 4));
-  const std::uint64_t window = std::max(lookAhead, evidence_.largestGap());
-  if (const FoundFrame* next = candidates_.next(frame.end() + 1, frame.end() + window)) {
-    const std::uint64_t gap = next->offset - frame.end();
-    bits +=
-        std::max(0.0, next->bits - std::log2(static_cast<double>(gap)) + evidence_.gapBits(gap) +
-                          evidence_.successionBits(frame.slice, next->slice));
+  const std::uint64_t reach = std::min(lookAhead, evidence_.largestGap() + 1);
+  if (const FoundFrame* next = candidates_.next(frame.end() + 1, frame.end() + reach)) {
+    const double gap = evidence_.gapBits(next->offset - frame.end());
+    bits += gap > 0 ? gap + evidence_.successionBits(frame.slice, next->slice) : 0;
   }
-  return std::clamp(bits, -mostFromFollower, mostFromFollower);
+  return bits;
 }
 
 double Walker::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
@@ -181,6 +183,17 @@ FoundFrame Walker::strongest(const Judged& found, std::uint64_t searchedFrom) {
   return best.frame;
 }
 
+// Whether another track's frame begins a little before the candidate and holds it, as a frame that
+// opens with parameter sets holds its slice.
+bool Walker::isForeign(const FoundFrame& candidate) {
+  constexpr std::uint64_t longestOpening = 1024;
+  const std::uint64_t from = candidate.offset - std::min(candidate.offset, longestOpening);
+  return std::any_of(foreign_.begin(), foreign_.end(), [&](const auto& finder) {
+    const auto frame = finder->search(from, candidate.offset);
+    return frame && frame->end() == candidate.end();
+  });
+}
+
 std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
   for (std::uint64_t at = from; at < end_;) {
     stop_.check();
@@ -196,7 +209,7 @@ std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
     const FoundFrame candidate = *next;
     at = candidate.offset + 1;
     const double bits = score(candidate, from);
-    if (bits >= enoughWhenFound && !finder_.isContradicted(candidate)) {
+    if (bits >= enoughWhenFound && !finder_.isContradicted(candidate) && !isForeign(candidate)) {
       return strongest({candidate, bits}, from);
     }
   }

@@ -214,6 +214,13 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
     total += count;
     evidence_.followers_.push_back(bytes);
   }
+  std::set<std::uint8_t> firsts;
+  for (const std::uint32_t bytes : evidence_.followers_) {
+    firsts.insert(static_cast<std::uint8_t>(bytes >> 24U));
+  }
+  if (total >= 24 && firsts.size() <= 4) {
+    evidence_.firstFollowers_ = std::move(firsts);
+  }
   evidence_.followersAreComplete_ = total >= 8 && followers_.size() <= mostFollowers;
   for (const auto& [gap, count] : gaps_) {
     evidence_.commonGaps_.push_back(gap);
@@ -255,12 +262,20 @@ const UnitHabit* StreamEvidence::habit(std::uint16_t header) const {
 }
 
 double StreamEvidence::followerBits(std::span<const std::uint8_t> bytes) const {
-  if (!followersAreComplete_ || bytes.size() < 4) {
+  constexpr double unusual = -8;
+  if (bytes.size() < 4) {
     return 0;
+  }
+  if (!followersAreComplete_) {
+    // Compressed sound opens with few different bytes: element, window and table numbers.
+    const double kinds = static_cast<double>(firstFollowers_.size());
+    return firstFollowers_.empty()              ? 0
+           : firstFollowers_.contains(bytes[0]) ? 8 - std::log2(kinds)
+                                                : unusual / 2;
   }
   const auto first = bigEndian<std::uint32_t>(bytes, 0);
   const bool known = std::binary_search(followers_.begin(), followers_.end(), first);
-  return known ? 32 - std::log2(static_cast<double>(followers_.size())) : -8;
+  return known ? 32 - std::log2(static_cast<double>(followers_.size())) : unusual;
 }
 
 double StreamEvidence::gapBits(std::uint64_t gap) const {

@@ -87,6 +87,7 @@ class StreamEvidence {
   std::optional<std::uint16_t> closingHeader_;
   std::vector<std::uint32_t> followers_;
   bool followersAreComplete_ = false;
+  std::set<std::uint8_t> firstFollowers_;
   std::vector<std::uint64_t> commonGaps_;
   bool gapsAreComplete_ = false;
   std::uint64_t smallestGap_ = 0;
