@@ -71,6 +71,8 @@ std::uint64_t FileSink::copyPiece(const ByteSource& source, std::uint64_t offset
 std::uint64_t FileSink::copy(const ByteSource& source, std::uint64_t offset, std::uint64_t count,
                              const std::function<void(std::uint64_t)>& progress,
                              const StopToken& stop) {
+  // The kernel would go on behind the size that a growing file had when it was opened.
+  count = std::min(count, source.size() - std::min(offset, source.size()));
   std::uint64_t done = 0;
   while (done < count) {
     stop.check();
