@@ -1,43 +1,47 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Naming/Reference.h"
 
-#include <algorithm>
+#include <array>
+#include <set>
 #include <string>
 
 #include "MediaKit/Naming/CameraKey.h"
 
 namespace tallowmark {
 
-std::optional<std::size_t> chooseReference(const NamedFile& damaged,
-                                           std::span<const NamedFile> healthy,
-                                           std::span<const NamedFile> broken) {
+std::vector<std::size_t> rankReferences(const NamedFile& damaged,
+                                        std::span<const NamedFile> healthy,
+                                        std::span<const NamedFile> broken) {
+  std::array<std::vector<std::size_t>, 4> ranks;
   if (damaged.kind == Kind::raw) {
-    return std::nullopt;
+    return {};
   }
   const std::string key = cameraKey(damaged.path);
   const std::string extension = lowerCaseExtension(damaged.path);
-  const auto rankOf = [&](const std::filesystem::path& candidate) {
-    const std::string candidateKey = cameraKey(candidate);
-    if (candidateKey == key) {
-      return lowerCaseExtension(candidate) == extension ? 0 : 1;
-    }
-    const bool shared = std::any_of(broken.begin(), broken.end(), [&](const NamedFile& file) {
-      return cameraKey(file.path) == candidateKey;
-    });
-    return shared ? 2 : 3;
-  };
-  std::optional<std::size_t> best;
-  int bestRank = 4;
+  std::set<std::string> brokenKeys;
+  for (const NamedFile& file : broken) brokenKeys.insert(cameraKey(file.path));
+
   for (std::size_t i = 0; i < healthy.size(); ++i) {
+    const std::string candidateKey = cameraKey(healthy[i].path);
     if (healthy[i].kind != damaged.kind) {
       continue;
     }
-    if (const int rank = rankOf(healthy[i].path); rank < bestRank) {
-      best = i;
-      bestRank = rank;
+    if (candidateKey == key) {
+      ranks[lowerCaseExtension(healthy[i].path) == extension ? 0 : 1].push_back(i);
+    } else {
+      ranks[brokenKeys.contains(candidateKey) ? 2 : 3].push_back(i);
     }
   }
-  return best;
+  std::vector<std::size_t> all;
+  for (const auto& rank : ranks) all.insert(all.end(), rank.begin(), rank.end());
+  return all;
+}
+
+std::optional<std::size_t> chooseReference(const NamedFile& damaged,
+                                           std::span<const NamedFile> healthy,
+                                           std::span<const NamedFile> broken) {
+  const std::vector<std::size_t> ranked = rankReferences(damaged, healthy, broken);
+  return ranked.empty() ? std::nullopt : std::optional(ranked.front());
 }
 
 }  // namespace tallowmark

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "MediaKit/Naming/Kind.h"
 
@@ -16,10 +17,15 @@ struct NamedFile {
   Kind kind = Kind::video;
 };
 
-/// Which of the healthy files teaches how to repair `damaged`: of its kind the first that shares
-/// camera key and extension, else the first that shares the key, else the first whose key any of
-/// the `broken` files shares, else the first. Nothing when there is none of its kind, and for RAW
+/// Which of the healthy files can teach how to repair `damaged`, by number, best first: of its kind
+/// those that share camera key and extension, then those that share the key, then those whose key
+/// any of the `broken` files shares, then the rest; in their given order within each. None for RAW
 /// files, which need none.
+std::vector<std::size_t> rankReferences(const NamedFile& damaged,
+                                        std::span<const NamedFile> healthy,
+                                        std::span<const NamedFile> broken);
+
+/// The best of them; nothing when there is none.
 std::optional<std::size_t> chooseReference(const NamedFile& damaged,
                                            std::span<const NamedFile> healthy,
                                            std::span<const NamedFile> broken);
