@@ -10,6 +10,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Naming/Kind.h"
+#include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/VideoRepair.h"
 
 namespace tallowmark {
@@ -82,19 +83,23 @@ Json boxJson(const Box& box) {
 }
 
 Json trackJson(const Track& track) {
-  return {{"trackID", track.trackID},
-          {"kind", kindName(track.kind)},
-          {"handler", track.handler.description()},
-          {"codec", track.codec.description()},
-          {"timescale", track.timescale},
-          {"width", track.width},
-          {"height", track.height},
-          {"language", track.language},
-          {"mediaStart", track.mediaStart},
-          {"startDelay", track.startDelay},
-          {"duration", track.duration()},
-          {"typicalDuration", track.typicalDuration()},
-          {"sampleCount", track.samples.size()}};
+  Json object{{"trackID", track.trackID},
+              {"kind", kindName(track.kind)},
+              {"handler", track.handler.description()},
+              {"codec", track.codec.description()},
+              {"timescale", track.timescale},
+              {"width", track.width},
+              {"height", track.height},
+              {"language", track.language},
+              {"mediaStart", track.mediaStart},
+              {"startDelay", track.startDelay},
+              {"duration", track.duration()},
+              {"typicalDuration", track.typicalDuration()},
+              {"sampleCount", track.samples.size()}};
+  if (const auto format = NALFormat::of(track.sampleEntry, track.codec)) {
+    object["nal"] = {{"lengthSize", format->lengthSize}};
+  }
+  return object;
 }
 
 // An object's text without its closing brace, so that a long list can follow piece by piece: an

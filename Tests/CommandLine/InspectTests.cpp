@@ -13,6 +13,7 @@ TEST_F(InspectTests, findEverySampleWhereFfprobeFindsIt) {
   const auto& video = seen["tracks"][0];
   EXPECT_EQ(video["kind"], "video");
   EXPECT_EQ(video["sampleCount"], 50);
+  EXPECT_EQ(video["nal"]["lengthSize"], 4);
   const auto probed = nlohmann::json::parse(
       run({"ffprobe", "-v", "error", "-select_streams", "v", "-show_packets", "-of", "json", good})
           .output);
