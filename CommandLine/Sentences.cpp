@@ -24,11 +24,9 @@ struct CheckText {
     return "Plays · " + info.summary() + " · " + durationText(info.seconds) + " · " +
            info.audioCodec.value_or("no sound") + " · nothing to fix";
   }
-  std::string operator()(const FileState::Truncated& truncated) const {
-    const std::string lost = truncated.missingSamples == 0
-                                 ? std::string()
-                                 : " · " + counted(truncated.missingSamples, "sample") + " missing";
-    return "Cut short" + lost + " · ready to repair";
+  // The number of samples lost says nothing to people: one picture, or a 48,000th of a second.
+  std::string operator()(const FileState::Truncated&) const {
+    return "Cut short · ready to repair";
   }
   std::string operator()(const FileState::MissingIndex&) const {
     return kind == Kind::photo ? "Header damaged · needs reference"
