@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "MediaKit/Container/Box.h"
-#include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/CandidateStream.h"
 #include "MediaKit/Video/FrameFinder.h"
 
@@ -274,8 +273,8 @@ void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
 // What lies behind the last frame may still be sound, up to where the media data ends.
 void Walker::takeRemainder(std::uint64_t from) {
   std::uint64_t end = end_;
-  for (const Box& box : MovieParser::layout(BoxReader(source_)).mdats) {
-    if (box.payloadOffset() <= from && from <= box.end()) {
+  for (const Box& box : BoxReader(source_).children(0, end_)) {
+    if (box.type == "mdat" && box.payloadOffset() <= from && from <= box.end()) {
       end = box.end();
     }
   }
