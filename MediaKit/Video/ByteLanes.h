@@ -26,6 +26,10 @@ inline Mask below(const std::uint8_t* bytes, std::uint8_t value) {
   return reinterpret_cast<Mask>(load(bytes) < value);
 }
 
+inline Mask all() {
+  return reinterpret_cast<Mask>(Mask{} == Mask{});
+}
+
 inline bool any(const Mask& mask) {
   using Halves = std::uint64_t __attribute__((vector_size(width)));
   const auto halves = reinterpret_cast<Halves>(mask);

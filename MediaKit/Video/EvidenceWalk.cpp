@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "MediaKit/Container/Box.h"
-#include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/CandidateStream.h"
 #include "MediaKit/Video/FrameFinder.h"
 
@@ -21,10 +20,13 @@ using Trust = FrameFinder::Trust;
 // a frame found by searching, also that any of the positions passed was one by chance.
 constexpr double enoughWhereDue = 12;
 constexpr double enoughForUnknownHeader = 18;
-constexpr double searchCost = 23;
-constexpr double enoughWhenFound = 10;
+constexpr double structuredData = 5;
+constexpr double soundEdge = 7;
+constexpr double enoughWhenFound = 6;
 constexpr double beyondDoubt = 40;
 constexpr double mostFromFollower = 30;
+/// Frames lie some 2^17 bytes apart: that one stands right here is worth this much.
+constexpr double usualDistance = 17;
 constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
@@ -46,11 +48,14 @@ class Walker {
   std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
   std::optional<FoundFrame> findNext(std::uint64_t from);
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
+  bool breaksOff(const FoundFrame& frame) const;
+  bool isForeign(const FoundFrame& candidate);
   double follower(const FoundFrame& frame);
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
-  void takeGap(std::uint64_t from, std::uint64_t to);
+  bool takeSound(std::uint64_t from, std::uint64_t to);
+  void takeGap(std::uint64_t from, const FoundFrame& next);
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
 
@@ -97,7 +102,7 @@ std::optional<std::uint64_t> Walker::foreignEnd(std::uint64_t at) {
 // A frame at a position where one is due: behind another one, or at the start of the media data.
 std::optional<FoundFrame> Walker::frameDue(std::uint64_t at) {
   if (auto frame = finder_.frameAt(at, Trust::learntOnly)) {
-    if (frame->bits >= enoughWhereDue) {
+    if (frame->bits >= enoughWhereDue && !breaksOff(*frame)) {
       return frame;
     }
   }
@@ -115,29 +120,44 @@ std::optional<FoundFrame> Walker::frameDue(std::uint64_t at) {
   return bits >= enoughForUnknownHeader && !finder_.isContradicted(*frame) ? frame : std::nullopt;
 }
 
-// What stands behind a frame: another one that continues it, or what the reference has there.
+// Whether a frame right behind the last one does not count on from it: then one of the two is not
+// of this stream.
+bool Walker::breaksOff(const FoundFrame& frame) const {
+  return last_ && evidence_.countsReliably() &&
+         evidence_.successionBits(last_->slice, frame.slice) < 0;
+}
+
+// What stands behind a frame: another one that continues it, or what the reference has there. A
+// frame further on proves nothing by being there; that its distance and its counters fit does.
 double Walker::follower(const FoundFrame& frame) {
   if (const auto next = finder_.frameAt(frame.end(), Trust::learntOnly)) {
-    return std::min(next->bits + evidence_.successionBits(frame.slice, next->slice),
-                    mostFromFollower);
+    const double succession = evidence_.successionBits(frame.slice, next->slice);
+    if (succession < 0 && evidence_.countsReliably()) {
+      return -mostFromFollower;  // another stream's frames, or no frames at all
+    }
+    return std::min(next->bits, usualDistance) + succession;
   }
   double bits = evidence_.followerBits(finder_.bytesAt(frame.end(), 4));
-  const std::uint64_t window = std::max(lookAhead, evidence_.largestGap());
-  if (const FoundFrame* next = candidates_.next(frame.end() + 1, frame.end() + window)) {
-    const std::uint64_t gap = next->offset - frame.end();
-    bits +=
-        std::max(0.0, next->bits - std::log2(static_cast<double>(gap)) + evidence_.gapBits(gap) +
-                          evidence_.successionBits(frame.slice, next->slice));
+  const std::uint64_t reach = std::min(lookAhead, evidence_.largestGap() + 1);
+  if (const FoundFrame* next = candidates_.next(frame.end() + 1, frame.end() + reach)) {
+    const double gap = evidence_.gapBits(next->offset - frame.end());
+    bits += gap > 0 ? gap + evidence_.successionBits(frame.slice, next->slice) : 0;
   }
-  return std::clamp(bits, -mostFromFollower, mostFromFollower);
+  return bits;
 }
 
 double Walker::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
-  double bits = frame.bits - searchCost;
+  // Every position passed could have held a false one, and sound or telemetry repeats itself.
+  const std::uint64_t passed = frame.offset - searchedFrom;
+  double bits = frame.bits - std::log2(static_cast<double>(passed) + 64) - structuredData;
   if (last_) {
-    const double gap = evidence_.gapBits(frame.offset - searchedFrom);
+    const double gap = evidence_.gapBits(passed);
     const double succession = evidence_.successionBits(last_->slice, frame.slice);
     bits += gap + (gap > 0 ? succession : std::max(0.0, succession));
+  }
+  if (lessons_.sound != nullptr) {
+    bits += lessons_.sound->isEdge(source_, frame.offset, true) ? soundEdge : 0;
+    bits += lessons_.sound->isEdge(source_, frame.end(), false) ? soundEdge : 0;
   }
   return bits + follower(frame);
 }
@@ -162,6 +182,17 @@ FoundFrame Walker::strongest(const Judged& found, std::uint64_t searchedFrom) {
   return best.frame;
 }
 
+// Whether another track's frame begins a little before the candidate and holds it, as a frame that
+// opens with parameter sets holds its slice.
+bool Walker::isForeign(const FoundFrame& candidate) {
+  constexpr std::uint64_t longestOpening = 1024;
+  const std::uint64_t from = candidate.offset - std::min(candidate.offset, longestOpening);
+  return std::any_of(foreign_.begin(), foreign_.end(), [&](const auto& finder) {
+    const auto frame = finder->search(from, candidate.offset);
+    return frame && frame->end() == candidate.end();
+  });
+}
+
 std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
   for (std::uint64_t at = from; at < end_;) {
     stop_.check();
@@ -177,7 +208,7 @@ std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
     const FoundFrame candidate = *next;
     at = candidate.offset + 1;
     const double bits = score(candidate, from);
-    if (bits >= enoughWhenFound && !finder_.isContradicted(candidate)) {
+    if (bits >= enoughWhenFound && !finder_.isContradicted(candidate) && !isForeign(candidate)) {
       return strongest({candidate, bits}, from);
     }
   }
@@ -208,22 +239,33 @@ void Walker::take(const FoundFrame& frame) {
   last_ = frame;
 }
 
-void Walker::takeGap(std::uint64_t from, std::uint64_t to) {
-  if (from == to) {
+// Appends the sound of [from, to); whether the gap is one as the reference has them.
+bool Walker::takeSound(std::uint64_t from, std::uint64_t to) {
+  if (lessons_.sound == nullptr) {
+    findings_.unused += to - from;
+    return false;
+  }
+  const SoundLayout::Division division = lessons_.sound->divide(source_, from, to);
+  const std::uint32_t size = lessons_.sound->pcm().sampleSize;
+  std::uint64_t sound = 0;
+  for (const ByteRange& range : division.sound) {
+    const std::uint64_t samples = range.length() / size;
+    findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
+                           samples);
+    sound += samples * size;
+  }
+  findings_.unused += to - from - sound;
+  return division.isUsual;
+}
+
+void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
+  if (from == next.offset) {
     return;
   }
   findings_.audioSeen = true;
-  std::uint64_t sound = 0;
-  if (lessons_.sound != nullptr) {
-    const ByteRange range = lessons_.sound->soundIn(source_, from, to);
-    const std::uint32_t size = lessons_.sound->pcm().sampleSize;
-    findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
-                           range.length() / size);
-    sound = range.length() / size * size;
-  }
-  findings_.unused += to - from - sound;
-  const bool explained = sound > 0 || (last_ && evidence_.gapBits(to - from) > 0);
-  if (!explained) {
+  const bool usual = takeSound(from, next.offset);
+  const bool continues = !last_ || evidence_.successionBits(last_->slice, next.slice) >= 0;
+  if (!usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
 }
@@ -231,20 +273,17 @@ void Walker::takeGap(std::uint64_t from, std::uint64_t to) {
 // What lies behind the last frame may still be sound, up to where the media data ends.
 void Walker::takeRemainder(std::uint64_t from) {
   std::uint64_t end = end_;
-  for (const Box& box : MovieParser::layout(BoxReader(source_)).mdats) {
-    if (box.payloadOffset() <= from && from < box.end()) {
+  for (const Box& box : BoxReader(source_).children(0, end_)) {
+    if (box.type == "mdat" && box.payloadOffset() <= from && from <= box.end()) {
       end = box.end();
     }
   }
-  std::uint64_t sound = 0;
-  if (lessons_.sound != nullptr && !findings_.video.empty()) {
-    const ByteRange range = lessons_.sound->soundIn(source_, from, end);
-    const std::uint32_t size = lessons_.sound->pcm().sampleSize;
-    findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
-                           range.length() / size);
-    sound = range.length() / size * size;
+  if (findings_.video.empty()) {
+    findings_.unused += end_ - from;
+    return;
   }
-  findings_.unused += end_ - from - sound;
+  takeSound(from, end);
+  findings_.unused += end_ - end;
 }
 
 void Walker::report(std::uint64_t at) {
@@ -265,7 +304,7 @@ EvidencedFindings Walker::run() {
     } else if (const auto behind = boxBehind(at)) {
       at = *behind;
     } else if (const auto next = findNext(at)) {
-      takeGap(at, next->offset);
+      takeGap(at, *next);
       take(*next);
       at = next->end();
     } else {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "MediaKit/Video/BitReader.h"
 #include "MediaKit/Video/ByteLanes.h"
 
 namespace tallowmark {
@@ -40,14 +41,35 @@ FrameFinder::FrameFinder(const ByteSource& source, std::uint64_t end,
       maxFrameSize_(maxFrameSize),
       scan_(source, end, scanAhead),
       probe_(source, end, probeAhead),
+      zeroFirst_(evidence.format().lengthSize == 4),
       forbidden_(source, end) {
   for (const UnitHabit& habit : evidence.habits()) {
-    const auto firstByte = static_cast<std::uint8_t>(
-        evidence.format().headerSize() == 1 ? habit.header : habit.header >> 8U);
-    if (habit.starts && !isStartByte_[firstByte]) {
-      isStartByte_[firstByte] = true;
-      startBytes_.push_back(firstByte);
+    if (habit.starts) {
+      learnOpening(habit);
     }
+  }
+}
+
+// The two bytes behind the length prefix that a frame of this build opens with: an HEVC header, or
+// an H.264 header and what its slices' types allow in the byte behind.
+void FrameFinder::learnOpening(const UnitHabit& habit) {
+  const bool h264 = evidence_.format().codec == NALFormat::Codec::h264;
+  const auto first = static_cast<std::uint8_t>(h264 ? habit.header : habit.header >> 8U);
+  if (std::find(startBytes_.begin(), startBytes_.end(), first) == startBytes_.end()) {
+    startBytes_.push_back(first);
+  }
+  for (unsigned second = 0; second < 256; ++second) {
+    const auto byte = static_cast<std::uint8_t>(second);
+    bool possible = h264 || byte == (habit.header & 0xFFU);
+    if (h264 && habit.isSlice && !habit.firstSlices.empty()) {
+      BitReader bits(std::span(&byte, 1));
+      const bool atFirstBlock = bits.ue() == 0;
+      const std::uint32_t type = bits.ue();
+      possible = atFirstBlock &&
+                 (!bits.ok() || std::any_of(habit.firstSlices.begin(), habit.firstSlices.end(),
+                                            [&](const auto& kind) { return kind.first == type; }));
+    }
+    opens_[first][byte] = opens_[first][byte] || possible;
   }
 }
 
@@ -206,31 +228,39 @@ std::optional<FoundFrame> FrameFinder::frameAt(std::uint64_t offset, Trust trust
   return assembly.frame;
 }
 
+// Whether sixteen positions from `data` on hold one whose bytes could open a frame.
+bool FrameFinder::mayOpenFrame(const std::uint8_t* data) const {
+  const std::size_t prefix = evidence_.format().lengthSize;
+  ByteLanes::Mask open = ByteLanes::all();
+  if (zeroFirst_) {
+    open = ByteLanes::equal(data, 0);
+    if (!ByteLanes::any(open)) {
+      return false;
+    }
+  }
+  ByteLanes::Mask headers = ByteLanes::equal(data + prefix, startBytes_.front());
+  for (std::size_t i = 1; i < startBytes_.size(); ++i) {
+    headers |= ByteLanes::equal(data + prefix, startBytes_[i]);
+  }
+  return ByteLanes::any(open & headers);
+}
+
 // The next position at which the length prefix and the header could be a frame's.
 std::optional<std::size_t> FrameFinder::filter(std::span<const std::uint8_t> bytes,
                                                std::size_t from, std::size_t to) const {
   const std::size_t prefix = evidence_.format().lengthSize;
   const std::uint8_t* data = bytes.data();
-  // Frames of 16 MiB and more are not searched for: their first length byte would be any byte.
-  const bool zeroFirst = prefix == 4;
-  std::size_t at = from;
-  if (startBytes_.size() <= 6) {
-    for (; at + prefix + ByteLanes::width <= to; at += ByteLanes::width) {
-      ByteLanes::Mask hit = ByteLanes::equal(data + at + prefix, startBytes_.front());
-      for (std::size_t i = 1; i < startBytes_.size(); ++i) {
-        hit |= ByteLanes::equal(data + at + prefix, startBytes_[i]);
-      }
-      if (zeroFirst) {
-        hit &= ByteLanes::equal(data + at, 0);
-      }
-      if (ByteLanes::any(hit)) {
-        break;
-      }
+  for (std::size_t at = from; at + prefix + 1 < to;) {
+    const bool wide = at + prefix + ByteLanes::width <= to;
+    if (wide && !mayOpenFrame(data + at)) {
+      at += ByteLanes::width;
+      continue;
     }
-  }
-  for (; at + prefix < to; ++at) {
-    if ((!zeroFirst || data[at] == 0) && isStartByte_[data[at + prefix]]) {
-      return at;
+    const std::size_t stop = wide ? at + ByteLanes::width : to - prefix - 1;
+    for (; at < stop && at + prefix + 1 < to; ++at) {
+      if ((!zeroFirst_ || data[at] == 0) && opens_[data[at + prefix]][data[at + prefix + 1]]) {
+        return at;
+      }
     }
   }
   return std::nullopt;
@@ -244,7 +274,7 @@ std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t 
       return std::nullopt;
     }
     const auto limit =
-        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), to - at + prefix));
+        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), to - at + prefix + 1));
     std::size_t next = 0;
     while (const auto hit = filter(bytes, next, limit)) {
       if (auto frame = frameAt(at + *hit, Trust::learntOnly)) {
@@ -252,7 +282,7 @@ std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t 
       }
       next = *hit + 1;
     }
-    at += limit - prefix;
+    at += limit - prefix - 1;
   }
   return std::nullopt;
 }

@@ -75,6 +75,8 @@ class FrameFinder {
                  bool standardAllows, bool startsAccessUnit);
   bool belongsToNext(const Assembly& assembly, const UnitHead& head, const UnitHabit* habit,
                      const NALFormat::Unit& described);
+  void learnOpening(const UnitHabit& habit);
+  bool mayOpenFrame(const std::uint8_t* data) const;
   bool fitsStream(const UnitHead& head);
   std::optional<std::size_t> filter(std::span<const std::uint8_t> bytes, std::size_t from,
                                     std::size_t to) const;
@@ -86,7 +88,9 @@ class FrameFinder {
   MediaWindow scan_;
   MediaWindow probe_;
   std::vector<std::uint8_t> startBytes_;
-  std::array<bool, 256> isStartByte_{};
+  std::array<std::array<bool, 256>, 256> opens_{};
+  // Frames of 16 MiB and more are not searched for: any byte could be the first of their length.
+  bool zeroFirst_;
   ForbiddenStretches forbidden_;
 };
 

@@ -67,9 +67,8 @@ Teacher learn(const ByteSource& reference) {
   }
   const auto format = NALFormat::of(teacher.video->sampleEntry, teacher.video->codec);
   if (!format) {
-    throw MediaError::unsupported(
-        "Repair supports H.264 and HEVC video. The reference clip uses " +
-        teacher.video->codec.description() + ".");
+    throw MediaError::unsupported("Repair supports H.264 and HEVC video. The reference clip uses " +
+                                  teacher.video->codec.description() + ".");
   }
   teacher.format = *format;
   learnStreams(teacher, reference);
@@ -105,8 +104,7 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
             {}};
   }
   const WalkLessons lessons{&*teacher.evidence, teacher.otherTracks,
-                            teacher.sound ? &*teacher.sound : nullptr, frameDuration,
-                            maxFrameSize};
+                            teacher.sound ? &*teacher.sound : nullptr, frameDuration, maxFrameSize};
   return walkByEvidence(source, from, lessons, progress, stop);
 }
 
@@ -143,8 +141,11 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
   video.startDelay = 0;
   std::optional<Track> audio =
       teacher.audio != nullptr ? std::optional(*teacher.audio) : std::nullopt;
+  std::uint64_t soundGivenUp = 0;
   if (audio && teacher.sound) {
+    const std::uint64_t before = found.audio.size();
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
+    soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
   }
   cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
@@ -166,7 +167,7 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
   result.audioPackets = found.audio.size();
   result.seconds = movie.seconds();
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && found.audio.empty();
-  result.unusedBytes = found.unused;
+  result.unusedBytes = found.unused + soundGivenUp;
   return result;
 }
 

@@ -2,7 +2,6 @@
 #include "MediaKit/Video/SoundLayout.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MovieParser.h"
@@ -56,6 +55,9 @@ class SoundLayoutLearner {
   explicit SoundLayoutLearner(PCMLayout pcm) { layout_.pcm_ = pcm; }
 
   void learn(const std::vector<Extent>& extents, std::uint64_t start, std::uint64_t end);
+  void learnTexture(const Track& audio, const ByteSource& source) {
+    layout_.texture_ = SoundTexture::learn(audio, layout_.pcm_, source);
+  }
   SoundLayout result() { return std::move(layout_); }
 
  private:
@@ -109,6 +111,8 @@ void SoundLayoutLearner::learnGap(const std::vector<Piece>& pieces) {
   }
   SoundLayout::Pattern& pattern = layout_.patterns_[shape];
   ++pattern.count;
+  layout_.soundFollowsFrames_ = layout_.soundFollowsFrames_ || shape.starts_with('A');
+  layout_.soundPrecedesFrames_ = layout_.soundPrecedesFrames_ || shape.ends_with('A');
   if (sound > 0) {
     pattern.others.emplace(before, total - before - sound);
     layout_.smallestSound_ =
@@ -133,11 +137,9 @@ void SoundLayoutLearner::learnLead(const std::vector<Extent>& extents) {
   if (leads.empty()) {
     return;
   }
-  layout_.firstLead_ = leads.front();
-  layout_.usualLead_ = sum / static_cast<double>(leads.size());
-  for (const double lead : leads) {
-    layout_.leadSpread_ = std::max(layout_.leadSpread_, std::abs(lead - layout_.usualLead_));
-  }
+  layout_.lead_ = {leads.front(), sum / static_cast<double>(leads.size()),
+                   *std::min_element(leads.begin(), leads.end()),
+                   *std::max_element(leads.begin(), leads.end())};
 }
 
 void SoundLayoutLearner::learn(const std::vector<Extent>& extents, std::uint64_t start,
@@ -178,6 +180,7 @@ std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const Byte
   }
   SoundLayoutLearner learner(*pcm);
   learner.learn(extents, mdats.front().payloadOffset(), mdats.back().end());
+  learner.learnTexture(*audio, source);
   return learner.result();
 }
 
@@ -241,26 +244,79 @@ std::optional<ByteRange> SoundLayout::beforeItems(const ByteSource& source, std:
   return earliest ? std::optional(ByteRange{from, *earliest}) : std::nullopt;
 }
 
-ByteRange SoundLayout::soundIn(const ByteSource& source, std::uint64_t from,
-                               std::uint64_t to) const {
+bool SoundLayout::isMostlySound(const ByteSource& source, const ByteRange& range) const {
+  const std::size_t block = texture_.blockSize();
+  if (!texture_.isTelling() || range.length() < block) {
+    return true;
+  }
+  std::uint64_t blocks = 0;
+  std::uint64_t sounding = 0;
+  for (std::uint64_t at = range.lower; at + block <= range.upper; at += block, ++blocks) {
+    sounding += texture_.isSound(source.read(at, block)) ? 1U : 0U;
+  }
+  return sounding * 4 >= blocks * 3;
+}
+
+bool SoundLayout::isEdge(const ByteSource& source, std::uint64_t at, bool soundIsBefore) const {
+  const std::size_t block = texture_.blockSize();
+  if (!texture_.isTelling() || at < block ||
+      !(soundIsBefore ? soundPrecedesFrames_ : soundFollowsFrames_)) {
+    return false;
+  }
+  const auto before = source.read(at - block, block);
+  const auto behind = source.read(at, block);
+  return before.size() == block && behind.size() == block &&
+         texture_.isSound(before) == soundIsBefore && texture_.isSound(behind) != soundIsBefore;
+}
+
+// In a damaged gap sound is believed as far as it sounds like sound, on the sides where the
+// reference has it: there its first byte is known.
+std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::uint64_t from,
+                                                 std::uint64_t to) const {
+  std::vector<ByteRange> found;
+  if (!texture_.isTelling()) {
+    return found;
+  }
+  const std::size_t block = texture_.blockSize();
+  const std::uint64_t most = largestSound_ + largestSound_ / 2;
+  std::uint64_t head = from;
+  while (soundFollowsFrames_ && head + block <= to && head - from + block <= most &&
+         texture_.isSound(source.read(head, block))) {
+    head += block;
+  }
+  std::uint64_t tail = to;
+  while (soundPrecedesFrames_ && tail >= head + block && to - tail + block <= most &&
+         texture_.isSound(source.read(tail - block, block))) {
+    tail -= block;
+  }
+  if (head > from) {
+    found.push_back({from, head});
+  }
+  if (tail < to) {
+    found.push_back({tail, to});
+  }
+  return found;
+}
+
+SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_t from,
+                                          std::uint64_t to) const {
   if (to <= from) {
-    return {from, from};
+    return {};
   }
-  if (const auto sound = byKnownTotal(from, to)) {
-    return *sound;
-  }
-  if (const auto sound = byPattern(from, to)) {
-    return *sound;
+  std::optional<ByteRange> whole = byKnownTotal(from, to);
+  if (!whole) {
+    whole = byPattern(from, to);
   }
   const bool hasOtherTracks =
       std::any_of(patterns_.begin(), patterns_.end(),
                   [](const auto& entry) { return entry.first.find('O') != std::string::npos; });
-  if (hasOtherTracks && to - from <= largestSound_ * 2) {
-    if (const auto sound = beforeItems(source, from, to)) {
-      return *sound;
-    }
+  if (!whole && hasOtherTracks && to - from <= largestSound_ * 2) {
+    whole = beforeItems(source, from, to);
   }
-  return {from, from};
+  if (whole && isMostlySound(source, *whole)) {
+    return {whole->length() > 0 ? std::vector<ByteRange>{*whole} : std::vector<ByteRange>{}, true};
+  }
+  return {besideFrames(source, from, to), false};
 }
 
 }  // namespace tallowmark

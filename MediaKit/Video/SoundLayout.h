@@ -12,6 +12,7 @@
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Container/MovieWriter.h"
 #include "MediaKit/Video/PCMLayout.h"
+#include "MediaKit/Video/SoundTexture.h"
 
 namespace tallowmark {
 
@@ -25,15 +26,32 @@ class SoundLayout {
 
   const PCMLayout& pcm() const { return pcm_; }
 
-  /// The stretch of sound inside the gap [from, to) between two frames, by the reference's gaps;
-  /// empty when none of them explains it. `source` is the damaged file. Throws DeviceError.
-  ByteRange soundIn(const ByteSource& source, std::uint64_t from, std::uint64_t to) const;
+  /// Whether sound turns into something else at `at` (or the other way round): where the reference
+  /// has sound next to frames, one of a frame's ends. Throws DeviceError.
+  bool isEdge(const ByteSource& source, std::uint64_t at, bool soundIsBefore) const;
 
-  /// Seconds by which sound runs ahead of the picture at the first frame, and at the usual one; and
-  /// how far single frames stray from the latter.
-  double firstLead() const { return firstLead_; }
-  double usualLead() const { return usualLead_; }
-  double leadSpread() const { return leadSpread_; }
+  /// What of a gap is sound.
+  struct Division {
+    /// Stretches of whole samples, in file order.
+    std::vector<ByteRange> sound;
+    /// The gap is one as the reference has them: nothing was lost in it.
+    bool isUsual = false;
+  };
+
+  /// Divides the gap [from, to) between two frames by the reference's gaps; where none of them
+  /// explains it, only what sounds like the reference beside the two frames is taken. `source` is
+  /// the damaged file. Throws DeviceError.
+  Division divide(const ByteSource& source, std::uint64_t from, std::uint64_t to) const;
+
+  /// Seconds by which sound runs ahead of the picture in the file: at the first frame, at the usual
+  /// one, and the least and most of any.
+  struct Lead {
+    double first = 0;
+    double usual = 0;
+    double least = 0;
+    double most = 0;
+  };
+  const Lead& lead() const { return lead_; }
 
  private:
   friend class SoundLayoutLearner;
@@ -50,6 +68,9 @@ class SoundLayout {
   std::optional<ByteRange> byPattern(std::uint64_t from, std::uint64_t to) const;
   std::optional<ByteRange> beforeItems(const ByteSource& source, std::uint64_t from,
                                        std::uint64_t to) const;
+  bool isMostlySound(const ByteSource& source, const ByteRange& range) const;
+  std::vector<ByteRange> besideFrames(const ByteSource& source, std::uint64_t from,
+                                      std::uint64_t to) const;
 
   PCMLayout pcm_;
   /// Gap size → (bytes before the sound, bytes of sound), where the reference is unanimous.
@@ -57,9 +78,10 @@ class SoundLayout {
   std::map<std::string, Pattern> patterns_;
   std::uint64_t smallestSound_ = 0;
   std::uint64_t largestSound_ = 0;
-  double firstLead_ = 0;
-  double usualLead_ = 0;
-  double leadSpread_ = 0;
+  bool soundFollowsFrames_ = false;
+  bool soundPrecedesFrames_ = false;
+  SoundTexture texture_;
+  Lead lead_;
 };
 
 }  // namespace tallowmark

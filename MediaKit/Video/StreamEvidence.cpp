@@ -40,6 +40,8 @@ class EvidenceLearner {
   }
 
   void lookAt(const Sample& sample, std::optional<std::uint64_t> nextFrame);
+  /// The next sample does not follow the last one.
+  void skip() { previous_.reset(); }
   std::optional<StreamEvidence> result();
 
  private:
@@ -66,6 +68,7 @@ class EvidenceLearner {
   std::uint64_t fieldPairs_ = 0;
   std::uint64_t emulationChecked_ = 0;
   std::optional<SliceHeader> previous_;
+  std::vector<std::pair<SliceHeader, SliceHeader>> pairs_;
   std::map<std::uint16_t, std::uint64_t> closings_;
   std::map<std::uint32_t, std::uint64_t> followers_;
   std::map<std::uint64_t, std::uint64_t> gaps_;
@@ -118,6 +121,9 @@ void EvidenceLearner::learnSlice(const UnitHead& head, UnitHabit& habit, bool fi
     evidence_.largestOrderStep_ =
         std::max(evidence_.largestOrderStep_,
                  circularDistance(*previous_->order, *slice->order, sps->orderBits));
+  }
+  if (previous_) {
+    pairs_.emplace_back(*previous_, *slice);
   }
   previous_ = slice;
 }
@@ -199,10 +205,21 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
   for (const auto& [header, count] : closings_) {
     if (count == framed_) evidence_.closingHeader_ = header;
   }
+  const auto contradicted = std::count_if(pairs_.begin(), pairs_.end(), [&](const auto& pair) {
+    return evidence_.successionBits(pair.first, pair.second) < 0;
+  });
+  evidence_.countsReliably_ = pairs_.size() >= 8 && contradicted == 0;
   std::uint64_t total = 0;
   for (const auto& [bytes, count] : followers_) {
     total += count;
     evidence_.followers_.push_back(bytes);
+  }
+  std::set<std::uint8_t> firsts;
+  for (const std::uint32_t bytes : evidence_.followers_) {
+    firsts.insert(static_cast<std::uint8_t>(bytes >> 24U));
+  }
+  if (total >= 24 && firsts.size() <= 4) {
+    evidence_.firstFollowers_ = std::move(firsts);
   }
   evidence_.followersAreComplete_ = total >= 8 && followers_.size() <= mostFollowers;
   for (const auto& [gap, count] : gaps_) {
@@ -230,6 +247,9 @@ std::optional<StreamEvidence> StreamEvidence::learn(const Track& track, const By
     if (sample.size > 0 && sample.offset + sample.size <= source.size()) {
       learner.lookAt(sample, next);
     }
+    if (i >= inARow) {
+      learner.skip();
+    }
   }
   return learner.result();
 }
@@ -242,12 +262,20 @@ const UnitHabit* StreamEvidence::habit(std::uint16_t header) const {
 }
 
 double StreamEvidence::followerBits(std::span<const std::uint8_t> bytes) const {
-  if (!followersAreComplete_ || bytes.size() < 4) {
+  constexpr double unusual = -8;
+  if (bytes.size() < 4) {
     return 0;
+  }
+  if (!followersAreComplete_) {
+    // Compressed sound opens with few different bytes: element, window and table numbers.
+    const double kinds = static_cast<double>(firstFollowers_.size());
+    return firstFollowers_.empty()              ? 0
+           : firstFollowers_.contains(bytes[0]) ? 8 - std::log2(kinds)
+                                                : unusual / 2;
   }
   const auto first = bigEndian<std::uint32_t>(bytes, 0);
   const bool known = std::binary_search(followers_.begin(), followers_.end(), first);
-  return known ? 32 - std::log2(static_cast<double>(followers_.size())) : -8;
+  return known ? 32 - std::log2(static_cast<double>(followers_.size())) : unusual;
 }
 
 double StreamEvidence::gapBits(std::uint64_t gap) const {

@@ -68,8 +68,12 @@ class StreamEvidence {
   /// The largest stretch between two frames of the reference.
   std::uint64_t largestGap() const { return largestGap_; }
 
-  /// Bits in favour of `slice` as the next picture after `before` in decoding order.
+  /// Bits in favour of `slice` as the next picture after `before` in decoding order; negative when
+  /// their counters contradict each other.
   double successionBits(const SliceHeader& before, const SliceHeader& slice) const;
+  /// The reference's own pictures never contradict each other so: then a pair that does is not of
+  /// one stream.
+  bool countsReliably() const { return countsReliably_; }
 
  private:
   friend class EvidenceLearner;
@@ -83,11 +87,13 @@ class StreamEvidence {
   std::optional<std::uint16_t> closingHeader_;
   std::vector<std::uint32_t> followers_;
   bool followersAreComplete_ = false;
+  std::set<std::uint8_t> firstFollowers_;
   std::vector<std::uint64_t> commonGaps_;
   bool gapsAreComplete_ = false;
   std::uint64_t smallestGap_ = 0;
   std::uint64_t largestGap_ = 0;
   std::uint32_t largestOrderStep_ = 0;
+  bool countsReliably_ = false;
 };
 
 }  // namespace tallowmark
