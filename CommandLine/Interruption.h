@@ -3,11 +3,9 @@
 
 #include "DeviceKit/StopToken.h"
 
-namespace tallowmark {
-
 /// Control-C and its kin as a request to stop, so that half-written copies are cleared away. A
 /// second signal ends the program at once.
-namespace Interruption {
+namespace tallowmark::Interruption {
 
 /// Starts listening; also keeps a closed pipe or a file-size limit from ending the program before
 /// it has cleared up. Call once, before any thread starts.
@@ -18,5 +16,4 @@ StopToken token();
 /// The number of the signal that came; 0 for none.
 int signal();
 
-}  // namespace Interruption
-}  // namespace tallowmark
+}  // namespace tallowmark::Interruption

@@ -59,7 +59,8 @@ std::optional<Box> BoxReader::box(std::uint64_t offset, std::optional<std::uint6
 
 std::vector<Box> BoxReader::children(std::uint64_t from, std::uint64_t to) const {
   std::vector<Box> boxes;
-  for (std::uint64_t position = from; position <= to && to - position >= 8;) {
+  for (std::uint64_t position = from;
+       position <= to && to - position >= 8 && boxes.size() < mostSiblings;) {
     const auto next = box(position, to);
     if (!next) {
       break;
@@ -97,6 +98,17 @@ std::vector<std::uint8_t> BoxReader::payload(const Box& box) const {
 std::vector<std::uint8_t> BoxReader::whole(const Box& box) const {
   requirePlausible(box);
   return data(box.offset, static_cast<std::size_t>(box.size));
+}
+
+std::vector<std::uint8_t> BoxReader::detached(const Box& box) const {
+  std::vector<std::uint8_t> bytes = whole(box);
+  const bool wide = box.headerSize == 16;
+  const std::size_t fieldEnd = wide ? 16 : 4;
+  std::uint64_t size = bytes.size();
+  for (std::size_t i = 0; i < (wide ? 8U : 4U) && bytes.size() >= fieldEnd; ++i, size >>= 8U) {
+    bytes[fieldEnd - 1 - i] = static_cast<std::uint8_t>(size & 0xFFU);
+  }
+  return bytes;
 }
 
 }  // namespace tallowmark

@@ -47,6 +47,7 @@ class BoxReader {
                          std::optional<std::uint64_t> limit = std::nullopt) const;
 
   /// The run of siblings from `from` up to `to`: the good prefix, whose last box may be truncated.
+  /// At most mostSiblings of them.
   std::vector<Box> children(std::uint64_t from, std::uint64_t to) const;
 
   /// The boxes inside a container, after `skip` bytes of its payload (4 for a full box's version
@@ -62,6 +63,14 @@ class BoxReader {
 
   /// The box with its header. Throws like payload.
   std::vector<std::uint8_t> whole(const Box& box) const;
+
+  /// As whole, with the size that the box really has in its header. A box that claimed more than
+  /// its parent held, or all that was left, would swallow what stands behind it elsewhere.
+  std::vector<std::uint8_t> detached(const Box& box) const;
+
+  /// No recorder writes that many boxes side by side; a file made of nothing but headers must not
+  /// take memory several times its size.
+  static constexpr std::size_t mostSiblings = std::size_t{1} << 20U;
 
  private:
   const ByteSource* source_;

@@ -81,7 +81,7 @@ std::optional<Bytes> findMediaInformationHeader(const Box& minf, const BoxReader
   static constexpr std::array<FourCC, 6> headers{"vmhd", "smhd", "nmhd", "gmhd", "hmhd", "sthd"};
   for (const Box& box : reader.children(minf)) {
     if (std::find(headers.begin(), headers.end(), box.type) != headers.end()) {
-      return reader.whole(box);
+      return reader.detached(box);
     }
   }
   return std::nullopt;
@@ -92,7 +92,7 @@ void collectExtraBoxes(const Box& trak, const BoxReader& reader, Track& track) {
   static constexpr std::array<FourCC, 4> carried{"tref", "tapt", "udta", "meta"};
   for (const Box& box : reader.children(trak)) {
     if (!box.truncated && std::find(carried.begin(), carried.end(), box.type) != carried.end()) {
-      track.extraBoxes.push_back(reader.whole(box));
+      track.extraBoxes.push_back(reader.detached(box));
     }
   }
 }
@@ -135,7 +135,7 @@ Movie parse(const BoxReader& reader) {
   if (!found.moov) {
     throw MediaError::malformed("its index (moov) is missing");
   }
-  return parseMoov(*found.moov, reader, found.ftyp ? reader.whole(*found.ftyp) : Bytes{});
+  return parseMoov(*found.moov, reader, found.ftyp ? reader.detached(*found.ftyp) : Bytes{});
 }
 
 Movie parseMoov(const Box& moov, const BoxReader& reader, std::vector<std::uint8_t> fileType) {
@@ -153,9 +153,9 @@ Movie parseMoov(const Box& moov, const BoxReader& reader, std::vector<std::uint8
         movie.tracks.push_back(std::move(*track));
       }
     } else if (box.type == "udta") {
-      movie.userData = reader.whole(box);
+      movie.userData = reader.detached(box);
     } else if (box.type == "meta") {
-      movie.metadata = reader.whole(box);
+      movie.metadata = reader.detached(box);
     }
   }
   return movie;

@@ -171,7 +171,7 @@ void readSampleDescription(const Box& stsd, const BoxReader& reader, Track& trac
   const std::vector<Box> entries = reader.children(stsd, 8);
   if (!entries.empty()) {
     track.codec = entries.front().type;
-    track.sampleEntry = reader.whole(entries.front());
+    track.sampleEntry = reader.detached(entries.front());
   }
 }
 
