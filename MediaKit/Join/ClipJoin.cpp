@@ -7,6 +7,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Join/Compatibility.h"
+#include "MediaKit/Join/JoinOutline.h"
 #include "MediaKit/Join/JoinPlan.h"
 #include "MediaKit/Join/JoinWriting.h"
 
@@ -14,18 +15,23 @@ namespace tallowmark::ClipJoin {
 
 namespace {
 
-Result resultOf(std::size_t parts, const Plan& joined) {
+Result resultOf(std::size_t parts, const Outline& outlined) {
   Result result;
   result.parts = static_cast<std::int64_t>(parts);
-  result.seconds = joined.movie.seconds();
-  if (const Track* video = joined.movie.videoTrack()) {
-    result.videoFrames = static_cast<std::int64_t>(video->samples.size());
+  for (const Strand& strand : outlined.strands) {
+    const double ticks = strand.first().timescale == 0 ? 1 : strand.first().timescale;
+    result.seconds = std::max(result.seconds, static_cast<double>(strand.duration()) / ticks);
   }
-  for (const ByteRange& range : joined.ranges) {
+  if (const Strand* video = outlined.firstOf(Track::Kind::video)) {
+    for (const Track* piece : video->pieces) {
+      result.videoFrames += static_cast<std::int64_t>(piece->samples.size());
+    }
+  }
+  for (const ByteRange& range : outlined.ranges) {
     result.bytes = saturatingAdd(result.bytes, range.length());
   }
-  result.extraTracksKept = joined.kept;
-  result.extraTracksDropped = joined.dropped;
+  result.extraTracksKept = outlined.kept;
+  result.extraTracksDropped = outlined.dropped;
   return result;
 }
 
@@ -42,7 +48,7 @@ void requireRoomInIndex(const Movie& movie) {
 }  // namespace
 
 Result summary(std::span<const Part> parts) {
-  return resultOf(parts.size(), plan(parts));
+  return resultOf(parts.size(), outline(parts));
 }
 
 Result join(std::span<const Part> parts, FileSink& destination, const Progress& progress,
@@ -53,7 +59,7 @@ Result join(std::span<const Part> parts, FileSink& destination, const Progress& 
   const Plan joined = plan(parts);
   requireRoomInIndex(joined.movie);
   writeJoined(parts, joined, destination, progress, stop);
-  return resultOf(parts.size(), joined);
+  return summary(parts);
 }
 
 }  // namespace tallowmark::ClipJoin

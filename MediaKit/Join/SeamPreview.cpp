@@ -9,7 +9,7 @@
 #include "MediaKit/Join/Compatibility.h"
 #include "MediaKit/Join/JoinPlan.h"
 #include "MediaKit/Join/JoinWriting.h"
-#include "MediaKit/Join/Strand.h"
+#include "MediaKit/Join/SeamTiming.h"
 
 namespace tallowmark::ClipJoin {
 

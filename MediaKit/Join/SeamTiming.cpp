@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Join/SeamTiming.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
 
 #include "MediaKit/Container/SaturatingMath.h"
-#include "MediaKit/Join/Strand.h"
 
 namespace tallowmark::ClipJoin {
 
@@ -44,7 +45,7 @@ class Line {
 
   bool hasTimescale() const { return strand_->first().timescale != 0; }
   Track::Kind kind() const { return strand_->first().kind; }
-  const std::vector<std::uint64_t>& lengths() const { return lengths_; }
+  std::vector<std::uint64_t> takeLengths() { return std::move(lengths_); }
 
   void layNextPiece() {
     const std::uint64_t length = strand_->pieces[lengths_.size()]->duration();
@@ -148,8 +149,7 @@ double soundToleranceOf(std::span<const Strand> strands) {
 
 }  // namespace
 
-std::vector<std::vector<std::uint64_t>> pieceLengths(std::span<const Part> parts,
-                                                     std::span<const Strand> strands) {
+void timePieces(std::span<const Part> parts, std::span<Strand> strands) {
   std::vector<Line> lines;
   lines.reserve(strands.size());
   for (const Strand& strand : strands) lines.emplace_back(parts, strand);
@@ -160,10 +160,7 @@ std::vector<std::vector<std::uint64_t>> pieceLengths(std::span<const Part> parts
       closeSeam(lines, soundTolerance);
     }
   }
-  std::vector<std::vector<std::uint64_t>> lengths;
-  lengths.reserve(lines.size());
-  for (const Line& line : lines) lengths.push_back(line.lengths());
-  return lengths;
+  for (std::size_t i = 0; i < lines.size(); ++i) strands[i].lengths = lines[i].takeLengths();
 }
 
 std::uint64_t tailThatGives(const SampleList& samples, std::uint64_t ticks) {
