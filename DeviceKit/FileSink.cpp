@@ -75,9 +75,9 @@ std::uint64_t FileSink::copyPiece(const ByteSource& source, std::uint64_t offset
     // 0 can also be a file system that only pretends; the ordinary read below decides.
     kernelCopies_ = moved.has_value();
   }
-  buffer_.resize(pieceSize);
-  const std::size_t got = source.readInto(offset, std::span(buffer_).first(static_cast<std::size_t>(
-                                                      std::min<std::uint64_t>(count, pieceSize))));
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(count, pieceSize));
+  buffer_.resize(std::max(buffer_.size(), wanted));
+  const std::size_t got = source.readInto(offset, std::span(buffer_).first(wanted));
   append(std::span(buffer_).first(got));
   return got;
 }

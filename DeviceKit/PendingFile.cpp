@@ -149,7 +149,8 @@ void removeAbandonedFiles(const fs::path& folder) {
 std::optional<std::uint64_t> availableSpace(const fs::path& folder) {
   std::error_code error;
   const fs::space_info space = fs::space(folder, error);
-  if (error || space.available == static_cast<std::uintmax_t>(-1)) {
+  // File systems that do not count (some mounts of phones and servers) say 0 of 0.
+  if (error || space.available == static_cast<std::uintmax_t>(-1) || space.capacity == 0) {
     return std::nullopt;
   }
   return space.available;
