@@ -14,7 +14,7 @@ namespace {
 // A file that someone still writes to, or put another one in the place of, would give bytes that
 // its index does not mean.
 void requireUnchanged(const Part& part) {
-  if (part.state && FileState::of(part.url) != part.state) {
+  if (part.stamp && FileStamp::of(part.url) != part.stamp) {
     throw MediaError::unsupported(
         part.name() + " has changed since it was checked. Check it again when it is complete.");
   }

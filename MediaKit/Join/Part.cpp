@@ -22,20 +22,20 @@ bool reachesPast(const Movie& movie, std::uint64_t end) {
 
 }  // namespace
 
-std::optional<FileState> FileState::of(const std::filesystem::path& file) {
+std::optional<FileStamp> FileStamp::of(const std::filesystem::path& file) {
   std::error_code error;
-  FileState state;
-  state.size = std::filesystem::file_size(file, error);
+  FileStamp stamp;
+  stamp.size = std::filesystem::file_size(file, error);
   if (error) {
     return std::nullopt;
   }
-  state.modified = std::filesystem::last_write_time(file, error);
-  return error ? std::nullopt : std::optional(state);
+  stamp.modified = std::filesystem::last_write_time(file, error);
+  return error ? std::nullopt : std::optional(stamp);
 }
 
 Part readPart(const std::filesystem::path& url) {
   // Looked at before it is read: what changes meanwhile differs from it later.
-  Part part{url, {}, FileState::of(url)};
+  Part part{url, {}, FileStamp::of(url)};
   const FileSource source(url.string());
   try {
     part.movie = MovieParser::parse(BoxReader(source));

@@ -11,13 +11,13 @@
 namespace tallowmark::ClipJoin {
 
 /// What tells that a file is still the one that was looked at.
-struct FileState {
+struct FileStamp {
   std::uint64_t size = 0;
   std::filesystem::file_time_type modified;
 
   /// Nothing when the file cannot be looked at.
-  static std::optional<FileState> of(const std::filesystem::path& file);
-  friend bool operator==(const FileState&, const FileState&) = default;
+  static std::optional<FileStamp> of(const std::filesystem::path& file);
+  friend bool operator==(const FileStamp&, const FileStamp&) = default;
 };
 
 /// One piece of a recording.
@@ -25,7 +25,7 @@ struct Part {
   std::filesystem::path url;
   Movie movie;
   /// The file when `movie` was read from it; absent when nobody looked.
-  std::optional<FileState> state;
+  std::optional<FileStamp> stamp;
 
   /// The file's name without its folder, for messages.
   std::string name() const { return url.filename().string(); }

@@ -121,7 +121,7 @@ TEST(Join, tellsWhatItWrote) {
   EXPECT_NEAR(told.seconds, 7, 0.15);
   EXPECT_LT(fs::file_size(output) - told.bytes, 20'000U);
   EXPECT_EQ(decodingComplaints(output), "");
-  for (const Part& part : parts) EXPECT_EQ(FileState::of(part.url), part.state);
+  for (const Part& part : parts) EXPECT_EQ(FileStamp::of(part.url), part.stamp);
 }
 
 TEST(Join, keepsTwentyRealPartsTogether) {
@@ -176,7 +176,7 @@ TEST(Join, refusesPartsThatAreNotWholeOrDidNotStayAsTheyWere) {
 
   parts = reset();
   fs::resize_file(second, 5000);
-  parts[1].state.reset();
+  parts[1].stamp.reset();
   EXPECT_EQ(sentenceOf([&] { joinInto(folder.path(), parts); }),
             "b.mp4 is cut short. Repair it first, then join the repaired copy.");
   EXPECT_EQ(sentenceOf([&] { readPart(second); }),
