@@ -20,18 +20,31 @@ class EntropyReader {
   void prepare() {
     if (ready_ < 32) { refill(); }
   }
-  /// The next 16 bits, or the next `count` (1 to 16); prepared bits only.
-  std::uint32_t peek16() const { return static_cast<std::uint32_t>(bits_ >> 48U); }
-  std::uint32_t peek(unsigned count) const {
-    return static_cast<std::uint32_t>(bits_ >> (64 - count));
+  /// Makes as many bits ready as fit: where it is hard to foresee whether they are needed, cheaper
+  /// than to ask.
+  void refill() {
+    if (end_ - at_ >= 8) {
+      const std::uint64_t word = bigEndianWord(at_);
+      if (!holdsFF(word)) {
+        // Bits past the last whole byte are the right ones, too: the next call sets them again.
+        bits_ |= ready_ < 64 ? word >> static_cast<unsigned>(ready_) : 0;
+        const int bytes = (64 - ready_) / 8;
+        at_ += bytes;
+        ready_ += 8 * bytes;
+        return;
+      }
+    }
+    refillByBytes();
   }
+  // Prepared bits only, from here on.
+  /// The next 16 bits.
+  std::uint32_t peek16() const { return static_cast<std::uint32_t>(bits_ >> 48U); }
   void skip(unsigned count) {
     bits_ <<= count;
     ready_ -= static_cast<int>(count);
   }
   std::uint32_t take(unsigned count) {
-    if (count == 0) { return 0; }
-    const std::uint32_t value = peek(count);
+    const auto value = static_cast<std::uint32_t>(bits_ >> 1U >> (63 - count));
     skip(count);
     return value;
   }
@@ -71,21 +84,6 @@ class EntropyReader {
     std::uint64_t word = 0;
     for (unsigned i = 0; i < 8; ++i) { word = word << 8U | bytes[i]; }
     return word;
-  }
-
-  void refill() {
-    if (end_ - at_ >= 8) {
-      const std::uint64_t word = bigEndianWord(at_);
-      if (!holdsFF(word)) {
-        // Bits past the last whole byte are the right ones, too: the next call sets them again.
-        bits_ |= word >> static_cast<unsigned>(ready_);
-        const int bytes = (64 - ready_) / 8;
-        at_ += bytes;
-        ready_ += 8 * bytes;
-        return;
-      }
-    }
-    refillByBytes();
   }
 
   void refillByBytes() {

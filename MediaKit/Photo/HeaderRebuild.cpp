@@ -261,6 +261,7 @@ Repaired rebuildHeader(ByteView data, std::optional<ByteView> reference) {
   const ByteView picture = data.subspan(scan.scanStart);
   repaired.bytes = ended ? assembled(chosen->candidate, scan, picture)
                          : assembled(chosen->candidate, scan, closeEnd(picture));
+  repaired.endClosed = !ended;
   repaired.check = std::move(chosen->check);
   return repaired;
 }

@@ -35,12 +35,27 @@ std::optional<HuffmanTable> HuffmanTable::make(ByteView counts, ByteView values)
       const std::size_t first = std::size_t{code} << (lookahead - length);
       const std::size_t span = std::size_t{1} << (lookahead - length);
       std::fill_n(table.short_.begin() + static_cast<std::ptrdiff_t>(first), span, entry);
-      std::fill_n(table.steps_.begin() + static_cast<std::ptrdiff_t>(first), span, stepOf(entry));
     }
     table.codesEnd_[length] = code;
     code *= 2;
   }
+  for (std::uint32_t bits = 0; bits < table.steps_.size(); ++bits) {
+    table.steps_[bits] = table.stepsOf(bits << (16 - stepLookahead));
+  }
   return table;
+}
+
+// Symbols whose codes lie in the first bits, as long as none but the last can fill a block.
+HuffmanTable::Step HuffmanTable::stepsOf(std::uint32_t bits) const {
+  Step total;
+  while (total.advance < roomForSteps - 16 && total.bits < stepLookahead) {
+    const Code code = decode(bits << total.bits & 0xFFFFU);
+    if (code.length == 0 || total.bits + code.length > stepLookahead) { break; }
+    const Step step = stepOf(code);
+    total.bits = static_cast<std::uint8_t>(total.bits + step.bits);
+    total.advance = static_cast<std::uint8_t>(total.advance + step.advance);
+  }
+  return total;
 }
 
 HuffmanTable::Code HuffmanTable::decodeLong(std::uint32_t bits) const {

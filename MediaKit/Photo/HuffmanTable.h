@@ -22,8 +22,8 @@ class HuffmanTable {
     std::uint8_t length = 0;
   };
 
-  /// What one AC symbol does to a block: how many bits the code and its value take, and by how
-  /// many coefficients the block advances. Bits 0: not in this table, take the long way.
+  /// What one or a few AC symbols do to a block: how many bits their codes and values take, and by
+  /// how many coefficients the block advances.
   struct Step {
     std::uint8_t bits = 0;
     std::uint8_t advance = 0;
@@ -31,6 +31,8 @@ class HuffmanTable {
   /// Advances beyond any block: its end was coded, or the symbol is none.
   static constexpr std::uint8_t endOfBlock = 128;
   static constexpr std::uint8_t notASymbol = 64;
+  /// Blocks that have this many coefficients to come may take `steps`; others, one `step`.
+  static constexpr unsigned roomForSteps = 32;
 
   /// `counts` are the 16 numbers of codes by length. Nothing when no code has such lengths, or
   /// when the values are not all there.
@@ -42,17 +44,24 @@ class HuffmanTable {
     return fast.length != 0 ? fast : decodeLong(bits);
   }
 
-  Step step(std::uint32_t bits) const {
-    const Step fast = steps_[bits >> (16 - lookahead)];
+  /// As decode, for AC symbols.
+  Step step(std::uint32_t bits) const { return stepOf(decode(bits)); }
+
+  /// As many symbols as the next bits hold whole codes of. Takes at most 32 bits.
+  Step steps(std::uint32_t bits) const {
+    const Step fast = steps_[bits >> (16 - stepLookahead)];
     return fast.bits != 0 ? fast : stepOf(decodeLong(bits));
   }
 
  private:
+  static constexpr unsigned stepLookahead = 12;
+
   Code decodeLong(std::uint32_t bits) const;
   static Step stepOf(Code code);
+  Step stepsOf(std::uint32_t bits) const;
 
   std::array<Code, 1U << lookahead> short_{};
-  std::array<Step, 1U << lookahead> steps_{};
+  std::array<Step, 1U << stepLookahead> steps_{};
   // By length: one past the largest code, and what to add to a code to find its value.
   std::array<std::uint32_t, 17> codesEnd_{};
   std::array<std::int32_t, 17> valueOffset_{};

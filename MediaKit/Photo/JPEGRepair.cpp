@@ -82,10 +82,12 @@ Repaired repair(ByteView data, std::optional<ByteView> reference) {
     if (isWhole(data, *header)) {
       return {.bytes = {data.begin(), data.end()},
               .result = resultOf(Result::Fix::none, *header),
+              .endClosed = false,
               .check = std::nullopt};
     }
     return {.bytes = closeEnd(withoutHalfSegment(data, *header)),
             .result = resultOf(Result::Fix::closedEnd, *header),
+            .endClosed = true,
             .check = std::nullopt};
   }
   if (!findMainScan(data)) { throw MediaError::unsupported("This doesn't look like a JPEG photo."); }

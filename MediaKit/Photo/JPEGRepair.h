@@ -44,6 +44,8 @@ struct Result {
 struct Repaired {
   std::vector<std::uint8_t> bytes;
   Result result;
+  /// The picture data had no end and was given one.
+  bool endClosed = false;
   /// How the rebuilt header and the data go together; absent when no header was rebuilt.
   std::optional<PictureCheck> check;
 };

@@ -34,7 +34,9 @@ bool decodeACCoefficients(EntropyReader& reader, const HuffmanTable& table) {
   unsigned k = 1;
   while (k < 64) {
     reader.prepare();
-    const HuffmanTable::Step step = table.step(reader.peek16());
+    const HuffmanTable::Step step = k <= 64 - HuffmanTable::roomForSteps
+                                        ? table.steps(reader.peek16())
+                                        : table.step(reader.peek16());
     reader.skip(step.bits);
     k += step.advance;
   }

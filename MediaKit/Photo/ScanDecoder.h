@@ -81,14 +81,13 @@ ScanOutcome decodeUnits(EntropyReader& reader, ByteView data, std::size_t expect
 
 /// The difference that `size` bits code (table F.1 and procedure EXTEND).
 inline int extendedDifference(std::uint32_t bits, unsigned size) {
-  if (size == 0) { return 0; }
   const auto value = static_cast<int>(bits);
-  return (bits >> (size - 1)) != 0 ? value : value - (1 << size) + 1;
+  return value < (1 << size >> 1) ? value - (1 << size) + 1 : value;
 }
 
 /// Decodes a block's DC difference; nothing when the bits are no code of the table.
 inline std::optional<int> decodeDifference(EntropyReader& reader, const HuffmanTable& table) {
-  reader.prepare();
+  reader.refill();
   const HuffmanTable::Code code = table.decode(reader.peek16());
   if (code.length == 0 || code.symbol > 15) { return std::nullopt; }
   reader.skip(code.length);
