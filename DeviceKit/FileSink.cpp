@@ -61,9 +61,9 @@ std::uint64_t FileSink::copyPiece(const ByteSource& source, std::uint64_t offset
     // 0 can also be a file system that only pretends; the ordinary read below decides.
     kernelCopies_ = moved.has_value();
   }
-  buffer_.resize(pieceSize);
-  const std::size_t got = source.readInto(offset, std::span(buffer_).first(static_cast<std::size_t>(
-                                                      std::min<std::uint64_t>(count, pieceSize))));
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(count, pieceSize));
+  buffer_.resize(std::max(buffer_.size(), wanted));
+  const std::size_t got = source.readInto(offset, std::span(buffer_).first(wanted));
   append(std::span(buffer_).first(got));
   return got;
 }
@@ -71,6 +71,8 @@ std::uint64_t FileSink::copyPiece(const ByteSource& source, std::uint64_t offset
 std::uint64_t FileSink::copy(const ByteSource& source, std::uint64_t offset, std::uint64_t count,
                              const std::function<void(std::uint64_t)>& progress,
                              const StopToken& stop) {
+  // The kernel would go on behind the size that a growing file had when it was opened.
+  count = std::min(count, source.size() - std::min(offset, source.size()));
   std::uint64_t done = 0;
   while (done < count) {
     stop.check();

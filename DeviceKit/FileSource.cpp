@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "DeviceKit/DeviceError.h"
+#include "DeviceKit/FileTimes.h"
 
 namespace tallowmark {
 
@@ -37,6 +38,7 @@ FileSource::FileSource(std::string path) : path_(std::move(path)) {
     throw DeviceError::notAFileOrDevice(path_);
   }
   size_ = static_cast<std::uint64_t>(status.st_size);
+  modified_ = modificationTimeOf(status);
 }
 
 FileSource::~FileSource() {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <ctime>
+
 #include "DeviceKit/ByteSource.h"
 
 namespace tallowmark {
@@ -19,6 +21,8 @@ class FileSource final : public ByteSource {
   FileSource& operator=(FileSource&&) = delete;
 
   const std::string& path() const { return path_; }
+  /// When the file was last written, as it stood at opening.
+  timespec modificationTime() const { return modified_; }
 
   std::uint64_t size() const override { return size_; }
   std::string descriptionForReport() const override { return path_; }
@@ -28,6 +32,7 @@ class FileSource final : public ByteSource {
  private:
   int fd_ = -1;
   std::uint64_t size_ = 0;
+  timespec modified_{};
   std::string path_;
 };
 

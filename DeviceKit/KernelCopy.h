@@ -7,10 +7,9 @@
 
 namespace tallowmark {
 
-/// Copies up to `count` bytes from one open file to the end of another without passing them through
-/// this process. Returns the bytes moved, 0 at the source's end, or nothing when the kernel cannot
-/// do it for these two files: then read and write. Throws DeviceError::readFailed for an I/O error
-/// of the source; errors of the target are left to the ordinary write to name.
+/// Copies up to `count` bytes from one open file to a place in another without passing them through
+/// this process. Returns the bytes moved, 0 at the source's end, or nothing when the kernel did not
+/// do it for these two files, for whatever reason: read and write then, their errors tell.
 std::optional<std::size_t> kernelCopy(int from, std::uint64_t fromOffset, int to,
                                       std::uint64_t toOffset, std::size_t count);
 

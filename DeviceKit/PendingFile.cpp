@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <functional>
 #include <random>
 #include <string_view>
 #include <system_error>
@@ -25,18 +26,28 @@ namespace {
 constexpr std::string_view hiddenPrefix = ".tallowmark-";
 constexpr std::string_view hiddenSuffix = ".part";
 
+// Where every hidden file of this machine starts: a folder can be shared over a network, and a
+// process number says nothing about the processes of other machines.
+std::string machinePrefix() {
+  std::array<char, 256> name{};
+  (void)::gethostname(name.data(), name.size() - 1);
+  return std::string(hiddenPrefix) + std::to_string(std::hash<std::string_view>{}(name.data())) +
+         "-";
+}
+
 // The process number in the name tells a later run whose leftovers these are.
 std::string hiddenName() {
   std::random_device random;
-  return std::string(hiddenPrefix) + std::to_string(::getpid()) + "-" + std::to_string(random()) +
+  return machinePrefix() + std::to_string(::getpid()) + "-" + std::to_string(random()) +
          std::string(hiddenSuffix);
 }
 
 std::optional<pid_t> ownerOf(std::string_view name) {
-  if (!name.starts_with(hiddenPrefix) || !name.ends_with(hiddenSuffix)) {
+  const std::string prefix = machinePrefix();
+  if (!name.starts_with(prefix) || !name.ends_with(hiddenSuffix)) {
     return std::nullopt;
   }
-  name.remove_prefix(hiddenPrefix.size());
+  name.remove_prefix(prefix.size());
   pid_t owner = 0;
   const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), owner);
   if (error != std::errc() || end == name.data() + name.size() || *end != '-' || owner <= 0) {
@@ -138,7 +149,8 @@ void removeAbandonedFiles(const fs::path& folder) {
 std::optional<std::uint64_t> availableSpace(const fs::path& folder) {
   std::error_code error;
   const fs::space_info space = fs::space(folder, error);
-  if (error || space.available == static_cast<std::uintmax_t>(-1)) {
+  // File systems that do not count (some mounts of phones and servers) say 0 of 0.
+  if (error || space.available == static_cast<std::uintmax_t>(-1) || space.capacity == 0) {
     return std::nullopt;
   }
   return space.available;

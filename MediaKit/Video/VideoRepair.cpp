@@ -36,11 +36,14 @@ Diagnosis diagnose(const ByteSource& source) {
   if (!layout.moov) {
     return MissingIndex{};
   }
-  const Movie movie = MovieParser::parseMoov(*layout.moov, reader, {});
+  return diagnose(MovieParser::parseMoov(*layout.moov, reader, {}), source.size());
+}
+
+Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize) {
   if (movie.videoTrack() == nullptr) {
     return MissingIndex{};
   }
-  const std::uint64_t missing = samplesBehind(movie, source.size());
+  const std::uint64_t missing = samplesBehind(movie, fileSize);
   return missing == 0 ? Diagnosis(Healthy{}) : Diagnosis(Truncated{missing});
 }
 

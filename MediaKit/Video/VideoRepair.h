@@ -51,6 +51,9 @@ struct Result {
 /// DeviceError.
 Diagnosis diagnose(const ByteSource& source);
 
+/// The same from an index that was read already, of a file of `fileSize` bytes.
+Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize);
+
 /// Trims a clip that was cut short, copies a healthy one, or rebuilds a missing index by what
 /// `reference`, a good clip of the same camera (null for none), teaches. Throws MediaError with the
 /// user's sentence, DeviceError of either end, Stopped; `destination` then holds nothing of use.

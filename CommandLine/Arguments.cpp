@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CommandLine/Arguments.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <string>
+
+namespace tallowmark {
+
+namespace {
+
+// The library's own file checks speak of "File" and "Directory"; this one says what to do.
+std::string refuseFile(const std::string& folder) {
+  std::error_code error;
+  const auto status = std::filesystem::status(folder, error);
+  return std::filesystem::exists(status) && !std::filesystem::is_directory(status)
+             ? folder + " is a file; --to takes a folder"
+             : std::string();
+}
+
+struct Commands {
+  CLI::App app{"Rescues camera files that will not open. Originals are only read.", "tallowmark"};
+  CheckRequest checking;
+  RepairRequest repairing;
+  InspectRequest inspecting;
+  std::string reference;
+  CLI::App* check = nullptr;
+  CLI::App* repair = nullptr;
+  CLI::App* inspect = nullptr;
+
+  Commands() {
+    app.set_version_flag("--version", "tallowmark " TALLOWMARK_VERSION);
+    app.require_subcommand(1);
+    addCheck();
+    addRepair();
+    addInspect();
+  }
+
+ private:
+  static void addJson(CLI::App& command, bool& json) {
+    command.add_flag("--json", json, "One JSON object a line instead of sentences");
+  }
+
+  void addCheck() {
+    check = app.add_subcommand("check", "Says what is wrong with each file; changes nothing");
+    check->add_option("PATH", checking.paths, "Files, or folders to look through")->required();
+    addJson(*check, checking.json);
+  }
+
+  void addRepair() {
+    repair = app.add_subcommand("repair", "Saves repaired copies into a folder");
+    repair->add_option("PATH", repairing.paths, "Files, or folders to look through")->required();
+    repair->add_option("--to", repairing.folder, "Where the copies go; made when missing")
+        ->required()
+        ->check(refuseFile)
+        ->type_name("FOLDER");
+    repair
+        ->add_option("--reference", reference,
+                     "A good file from the same camera; chosen among the given ones otherwise")
+        ->type_name("FILE");
+    addJson(*repair, repairing.json);
+  }
+
+  void addInspect() {
+    inspect = app.add_subcommand("inspect", "Prints what is in a movie file");
+    inspect->add_option("FILE", inspecting.file, "A movie")->required();
+    inspect->add_flag("--samples", inspecting.samples, "Every sample of every track, too");
+    addJson(*inspect, inspecting.json);
+  }
+};
+
+}  // namespace
+
+Request parseArguments(int count, char** arguments) {
+  Commands commands;
+  try {
+    commands.app.parse(count, arguments);
+  } catch (const CLI::ParseError& error) {
+    const int status = commands.app.exit(error, std::cout, std::cerr);
+    return Finished{status == 0 ? ExitStatus::allWell : ExitStatus::wrongCall};
+  }
+  if (*commands.check) return commands.checking;
+  if (*commands.inspect) return commands.inspecting;
+  if (!commands.reference.empty()) {
+    commands.repairing.reference = commands.reference;
+  }
+  return commands.repairing;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <iostream>
+#include <optional>
+
+#include "CommandLine/Commands.h"
+#include "CommandLine/JsonText.h"
+#include "CommandLine/Sentences.h"
+#include "DeviceKit/DeviceError.h"
+#include "DeviceKit/FileSource.h"
+#include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Naming/Kind.h"
+#include "MediaKit/Video/NALFormat.h"
+#include "MediaKit/Video/VideoRepair.h"
+
+namespace tallowmark {
+
+namespace {
+
+// What the readers see in one file.
+struct Inspection {
+  std::string file;
+  std::uint64_t fileSize = 0;
+  std::vector<Box> boxes;
+  VideoRepair::Diagnosis diagnosis;
+  std::optional<Movie> movie;
+};
+
+Inspection inspect(const std::filesystem::path& file) {
+  const FileSource source(file.string());
+  const BoxReader reader(source);
+  Inspection seen;
+  seen.file = file.string();
+  seen.fileSize = source.size();
+  seen.boxes = reader.children(0, source.size());
+  try {
+    const FileLayout layout = MovieParser::layout(reader);
+    seen.diagnosis = VideoRepair::MissingIndex{};
+    if (layout.moov) {
+      // Read once: the index of a long clip is the work here.
+      seen.movie = MovieParser::parseMoov(*layout.moov, reader, {});
+      seen.diagnosis = VideoRepair::diagnose(*seen.movie, source.size());
+    }
+  } catch (const MediaError& error) {
+    if (error.kind() != MediaError::Kind::notAMovie) {
+      throw;
+    }
+    seen.diagnosis = VideoRepair::NotAMovie{};
+  }
+  return seen;
+}
+
+struct DiagnosisName {
+  const char* operator()(const VideoRepair::Truncated&) const { return "truncated"; }
+  const char* operator()(const VideoRepair::Healthy&) const { return "healthy"; }
+  const char* operator()(const VideoRepair::MissingIndex&) const { return "missingIndex"; }
+  const char* operator()(const VideoRepair::NotAMovie&) const { return "notAMovie"; }
+};
+
+std::uint64_t samplesMissing(const VideoRepair::Diagnosis& diagnosis) {
+  const auto* truncated = std::get_if<VideoRepair::Truncated>(&diagnosis);
+  return truncated == nullptr ? 0 : truncated->samplesMissing;
+}
+
+const char* kindName(Track::Kind kind) {
+  switch (kind) {
+    case Track::Kind::video:
+      return "video";
+    case Track::Kind::audio:
+      return "audio";
+    case Track::Kind::other:
+      break;
+  }
+  return "other";
+}
+
+Json boxJson(const Box& box) {
+  return {{"type", box.type.description()},
+          {"offset", box.offset},
+          {"headerSize", box.headerSize},
+          {"size", box.size},
+          {"truncated", box.truncated}};
+}
+
+Json trackJson(const Track& track) {
+  Json object{{"trackID", track.trackID},
+              {"kind", kindName(track.kind)},
+              {"handler", track.handler.description()},
+              {"codec", track.codec.description()},
+              {"timescale", track.timescale},
+              {"width", track.width},
+              {"height", track.height},
+              {"language", track.language},
+              {"mediaStart", track.mediaStart},
+              {"startDelay", track.startDelay},
+              {"duration", track.duration()},
+              {"typicalDuration", track.typicalDuration()},
+              {"sampleCount", track.samples.size()}};
+  if (const auto format = NALFormat::of(track.sampleEntry, track.codec)) {
+    object["nal"] = {{"lengthSize", format->lengthSize}};
+  }
+  return object;
+}
+
+// An object's text without its closing brace, so that a long list can follow piece by piece: an
+// hour of PCM sound has more samples than a document tree has room for.
+std::string opened(const Json& object) {
+  std::string text = lineOf(object);
+  text.pop_back();
+  return text;
+}
+
+void printSamplesJson(const SampleList& samples, std::ostream& out) {
+  out << ",\"samples\":[";
+  const char* separator = "";
+  for (const Sample& sample : samples) {
+    out << separator << '[' << sample.offset << ',' << sample.size << ',' << sample.duration << ','
+        << sample.compositionOffset << ',' << (sample.isSync ? "true" : "false") << ']';
+    separator = ",";
+  }
+  out << ']';
+}
+
+void printJson(const Inspection& seen, bool samples, std::ostream& out) {
+  Json head{{"file", seen.file}, {"fileSize", seen.fileSize}, {"boxes", Json::array()}};
+  for (const Box& box : seen.boxes) head["boxes"].push_back(boxJson(box));
+  head["diagnosis"] = std::visit(DiagnosisName{}, seen.diagnosis);
+  head["samplesMissing"] = samplesMissing(seen.diagnosis);
+  if (!seen.movie) {
+    out << lineOf(head) << '\n';
+    return;
+  }
+  head["timescale"] = seen.movie->timescale;
+  head["creationTime"] = seen.movie->creationTime;
+  head["seconds"] = seen.movie->seconds();
+  out << opened(head) << ",\"tracks\":[";
+  const char* separator = "";
+  for (const Track& track : seen.movie->tracks) {
+    out << separator << opened(trackJson(track));
+    if (samples) printSamplesJson(track.samples, out);
+    out << '}';
+    separator = ",";
+  }
+  out << "]}\n";
+}
+
+void printTrack(const Track& track, bool samples, std::ostream& out) {
+  out << "track " << track.trackID << ": " << kindName(track.kind) << ", "
+      << track.codec.description();
+  if (track.kind == Track::Kind::video) out << ", " << track.width << "×" << track.height;
+  const double ticks = track.timescale == 0 ? 1 : track.timescale;
+  out << ", " << track.samples.size() << " samples, "
+      << static_cast<double>(track.duration()) / ticks << " s\n";
+  if (!samples) {
+    return;
+  }
+  out << "  offset size duration compositionOffset\n";
+  for (const Sample& sample : track.samples) {
+    out << "  " << sample.offset << ' ' << sample.size << ' ' << sample.duration << ' '
+        << sample.compositionOffset << (sample.isSync ? " key\n" : "\n");
+  }
+}
+
+void printText(const Inspection& seen, bool samples, std::ostream& out) {
+  out << seen.file << ": " << seen.fileSize << " bytes, "
+      << std::visit(DiagnosisName{}, seen.diagnosis);
+  if (const std::uint64_t missing = samplesMissing(seen.diagnosis); missing > 0) {
+    out << ", " << missing << " samples missing";
+  }
+  out << '\n';
+  for (const Box& box : seen.boxes) {
+    out << box.type.description() << " at " << box.offset << ", " << box.size << " bytes"
+        << (box.truncated ? ", runs past the end of the file\n" : "\n");
+  }
+  if (!seen.movie) {
+    return;
+  }
+  for (const Track& track : seen.movie->tracks) printTrack(track, samples, out);
+}
+
+int refuse(const InspectRequest& request, const std::string& message) {
+  if (request.json) {
+    std::cout << lineOf(
+                     {{"file", request.file.string()}, {"state", "failed"}, {"message", message}})
+              << '\n';
+  } else {
+    std::cout << request.file.string() << ": " << message << '\n';
+  }
+  return ExitStatus::someNotWell;
+}
+
+}  // namespace
+
+int runInspect(const InspectRequest& request) {
+  if (kindOf(request.file).value_or(Kind::video) != Kind::video) {
+    return refuse(request, "This version looks into movies only.");
+  }
+  try {
+    const Inspection seen = inspect(request.file);
+    if (request.json) {
+      printJson(seen, request.samples, std::cout);
+    } else {
+      printText(seen, request.samples, std::cout);
+    }
+  } catch (const DeviceError& error) {
+    return refuse(request, "Couldn't read this file: " + std::string(error.what()));
+  } catch (const MediaError& error) {
+    return refuse(request, error.what());
+  }
+  return ExitStatus::allWell;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CommandLine/JsonText.h"
+
+namespace tallowmark {
+
+namespace {
+
+Json kindJson(const std::optional<Kind>& kind) {
+  if (!kind) return nullptr;
+  switch (*kind) {
+    case Kind::photo:
+      return "photo";
+    case Kind::raw:
+      return "raw";
+    case Kind::video:
+      break;
+  }
+  return "video";
+}
+
+Json infoJson(const ClipInfo& info) {
+  return {{"videoCodec", info.videoCodec},
+          {"width", info.width},
+          {"height", info.height},
+          {"framesPerSecond", info.framesPerSecond},
+          {"seconds", info.seconds},
+          {"audioCodec", info.audioCodec ? Json(*info.audioCodec) : Json(nullptr)},
+          {"summary", info.summary()}};
+}
+
+// The fields that a state has of its own.
+struct StateFields {
+  Json operator()(const FileState::Healthy& healthy) const {
+    return {{"state", "healthy"}, {"info", infoJson(healthy.info)}};
+  }
+  Json operator()(const FileState::Truncated& truncated) const {
+    return {{"state", "truncated"}, {"missingSamples", truncated.missingSamples}};
+  }
+  Json operator()(const FileState::MissingIndex&) const { return {{"state", "missingIndex"}}; }
+  Json operator()(const FileState::RawFile&) const { return {{"state", "rawFile"}}; }
+  Json operator()(const FileState::NotAVideo&) const { return {{"state", "notAVideo"}}; }
+  Json operator()(const FileState::Failed& failed) const {
+    return {{"state", "failed"}, {"message", failed.message}};
+  }
+};
+
+Json resultJson(const VideoRepair::Result& result) {
+  return {{"videoFrames", result.videoFrames},
+          {"audioPackets", result.audioPackets},
+          {"seconds", result.seconds},
+          {"audioDropped", result.audioDropped},
+          {"unusedBytes", result.unusedBytes}};
+}
+
+}  // namespace
+
+std::string lineOf(const Json& object) {
+  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Json checkJson(const Item& item, const FileState::Any& state) {
+  Json line{{"file", item.path.string()}, {"kind", kindJson(item.kind)}};
+  line.update(std::visit(StateFields{}, state));
+  line["needsReference"] = std::holds_alternative<FileState::MissingIndex>(state);
+  return line;
+}
+
+Json repairJson(const Item& item, const RepairOutcome& outcome) {
+  Json line = checkJson(item, outcome.state);
+  line["reference"] = outcome.reference ? Json(outcome.reference->string()) : Json(nullptr);
+  if (outcome.output) {
+    line["state"] = "saved";
+    line["output"] = outcome.output->string();
+    line["result"] = resultJson(outcome.result);
+  }
+  return line;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <iostream>
+#include <system_error>
+
+#include "CommandLine/Commands.h"
+#include "CommandLine/Interruption.h"
+#include "CommandLine/JsonText.h"
+#include "CommandLine/OrderedWork.h"
+#include "CommandLine/ProgressBar.h"
+#include "CommandLine/RepairPlan.h"
+#include "CommandLine/Sentences.h"
+#include "DeviceKit/DeviceError.h"
+#include "DeviceKit/PendingFile.h"
+#include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Rescue/Explain.h"
+#include "MediaKit/Rescue/SavedCopy.h"
+
+namespace tallowmark {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<FileState::Any> checkAll(const std::vector<Item>& items, const StopToken& stop) {
+  std::vector<FileState::Any> states(items.size());
+  const auto check = [&](std::size_t i) {
+    if (!stop.stopRequested()) {
+      states[i] = checkItem(items[i]);
+    }
+  };
+  workInOrder(independent(items.size()), check, [](std::size_t) {});
+  return states;
+}
+
+// Makes the folder and clears away what a run left there that was killed. Returns what is wrong
+// with it as a sentence; empty when nothing is.
+std::string prepare(const fs::path& folder) {
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error && !fs::is_directory(folder)) {
+    return DeviceError::writeFailed(folder.string(), error.value()).what();
+  }
+  removeAbandonedFiles(folder);
+  return {};
+}
+
+class Repairer {
+ public:
+  Repairer(const RepairPlan& plan, const RepairRequest& request)
+      : plan_(plan), folder_(request.folder), folderProblem_(prepare(request.folder)) {}
+
+  /// Throws Stopped, nothing else but for want of memory.
+  RepairOutcome repair(std::size_t item, const Progress& progress, const StopToken& stop) const {
+    RepairOutcome outcome;
+    outcome.state = plan_.states[item];
+    if (!plan_.isRepairable(item)) {
+      return outcome;
+    }
+    if (!folderProblem_.empty()) {
+      outcome.state = FileState::Failed{folderProblem_};
+      return outcome;
+    }
+    if (plan_.references[item].empty()) {
+      save(item, std::nullopt, outcome, progress, stop);
+    }
+    for (const fs::path& reference : plan_.references[item]) {
+      if (save(item, reference, outcome, progress, stop)) {
+        break;
+      }
+    }
+    return outcome;
+  }
+
+ private:
+  // Returns whether this settles it: a copy was saved, or another reference could not help.
+  bool save(std::size_t item, const std::optional<fs::path>& reference, RepairOutcome& outcome,
+            const Progress& progress, const StopToken& stop) const {
+    outcome.reference = reference;
+    try {
+      const SavedClip saved =
+          saveRepairedClip(plan_.items[item].path, reference, folder_, progress, stop);
+      outcome.output = saved.path;
+      outcome.result = saved.result;
+      return true;
+    } catch (const Stopped&) {
+      throw;
+    } catch (const std::exception& error) {
+      outcome.state = FileState::Failed{explain(error, reference.has_value())};
+      return dynamic_cast<const MediaError*>(&error) == nullptr;
+    }
+  }
+
+  const RepairPlan& plan_;
+  fs::path folder_;
+  std::string folderProblem_;
+};
+
+std::vector<std::uint64_t> bytesToRepair(const RepairPlan& plan) {
+  std::vector<std::uint64_t> sizes;
+  for (std::size_t i = 0; i < plan.items.size(); ++i) {
+    sizes.push_back(plan.isRepairable(i) ? plan.items[i].size : 0);
+  }
+  return sizes;
+}
+
+bool isWell(const RepairOutcome& outcome) {
+  return outcome.output || std::holds_alternative<FileState::Healthy>(outcome.state);
+}
+
+}  // namespace
+
+int runRepair(const RepairRequest& request) {
+  const StopToken stop = Interruption::token();
+  std::vector<Item> items = itemsFrom(request.paths);
+  if (items.empty()) {
+    std::cerr << "No clips or photos were found.\n";
+  }
+  std::vector<FileState::Any> states = checkAll(items, stop);
+  const RepairPlan plan = planRepair(std::move(items), std::move(states), request.reference);
+  const Repairer repairer(plan, request);
+  std::vector<std::optional<RepairOutcome>> outcomes(plan.items.size());
+  ProgressBar bar(bytesToRepair(plan));
+  int status = ExitStatus::allWell;
+
+  const auto work = [&](std::size_t i) {
+    try {
+      stop.check();
+      outcomes[i] = repairer.repair(
+          i, [&](double done) { bar.update(i, done); }, stop);
+    } catch (const std::exception&) {
+      // Stopped, or out of memory: the item has no outcome.
+    }
+  };
+  const auto report = [&](std::size_t i) {
+    const auto& outcome = outcomes[i];
+    status = outcome && isWell(*outcome) ? status : ExitStatus::someNotWell;
+    if (outcome) {
+      bar.print(request.json ? lineOf(repairJson(plan.items[i], *outcome))
+                             : repairSentence(plan.items[i], *outcome));
+    }
+  };
+  workInOrder(plan.chains(), work, report);
+  return status;
+}
+
+}  // namespace tallowmark

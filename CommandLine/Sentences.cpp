@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CommandLine/Sentences.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+namespace tallowmark {
+
+namespace {
+
+std::string counted(std::uint64_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+struct CheckText {
+  std::optional<Kind> kind;
+
+  std::string operator()(const FileState::Healthy& healthy) const {
+    const ClipInfo& info = healthy.info;
+    if (kind == Kind::photo) {
+      return "Opens · " + info.summary() + " · nothing to fix";
+    }
+    return "Plays · " + info.summary() + " · " + durationText(info.seconds) + " · " +
+           info.audioCodec.value_or("no sound") + " · nothing to fix";
+  }
+  // The number of samples lost says nothing to people: one picture, or a 48,000th of a second.
+  std::string operator()(const FileState::Truncated&) const {
+    return "Cut short · ready to repair";
+  }
+  std::string operator()(const FileState::MissingIndex&) const {
+    return kind == Kind::photo ? "Header damaged · needs reference"
+                               : "Won't open · needs reference";
+  }
+  std::string operator()(const FileState::RawFile&) const { return "RAW · picture can be rescued"; }
+  std::string operator()(const FileState::NotAVideo&) const {
+    if (!kind) {
+      return "Not a kind of file Repair takes: MP4 and MOV clips, JPEG and RAW photos";
+    }
+    return kind == Kind::photo ? "Not a JPEG Repair can read" : "Not a video Repair can read";
+  }
+  std::string operator()(const FileState::Failed& failed) const { return failed.message; }
+};
+
+std::string soundText(const VideoRepair::Result& result) {
+  if (result.audioDropped) {
+    return "the camera's compressed sound can't be rebuilt without the index";
+  }
+  return result.audioPackets > 0 ? "with sound" : "no sound";
+}
+
+std::string needsReferenceText(const Item& item) {
+  return item.kind == Kind::photo
+             ? ". Add a photo that opens from the same camera, with the same settings"
+             : ". Add a clip that plays from the same camera, with the same settings";
+}
+
+}  // namespace
+
+std::string checkSentence(const Item& item, const FileState::Any& state) {
+  return item.path.string() + ": " + std::visit(CheckText{item.kind}, state);
+}
+
+std::string repairSentence(const Item& item, const RepairOutcome& outcome) {
+  const std::string name = item.path.string() + ": ";
+  if (outcome.output) {
+    return name + "Saved as " + outcome.output->string() + " · " +
+           counted(outcome.result.videoFrames, "frame") + " · " +
+           durationText(outcome.result.seconds) + " · " + soundText(outcome.result);
+  }
+  if (const auto* failed = std::get_if<FileState::Failed>(&outcome.state)) {
+    return name + "Couldn't repair: " + failed->message;
+  }
+  const bool lacksReference = std::holds_alternative<FileState::MissingIndex>(outcome.state);
+  return checkSentence(item, outcome.state) + (lacksReference ? needsReferenceText(item) : "");
+}
+
+std::string durationText(double seconds) {
+  constexpr double longest = 1e9;
+  const auto whole = static_cast<long>(std::min(std::max(std::round(seconds), 0.0), longest));
+  std::array<char, 64> text{};
+  if (whole >= 3600) {
+    (void)std::snprintf(text.data(), text.size(), "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60,
+                        whole % 60);
+  } else {
+    (void)std::snprintf(text.data(), text.size(), "%ld:%02ld", whole / 60, whole % 60);
+  }
+  return text.data();
+}
+
+}  // namespace tallowmark

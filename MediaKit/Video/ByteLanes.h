@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+/// Sixteen neighbouring bytes compared at once, in the compilers' portable vector form: SSE2 on
+/// x86-64, NEON on Apple silicon. A lane of a mask is 0xFF where the comparison holds, else 0.
+namespace tallowmark::ByteLanes {
+
+inline constexpr std::size_t width = 16;
+using Mask = std::uint8_t __attribute__((vector_size(width)));
+
+inline Mask load(const std::uint8_t* bytes) {
+  Mask lanes;
+  std::memcpy(&lanes, bytes, width);
+  return lanes;
+}
+
+inline Mask equal(const std::uint8_t* bytes, std::uint8_t value) {
+  return reinterpret_cast<Mask>(load(bytes) == value);
+}
+
+inline Mask below(const std::uint8_t* bytes, std::uint8_t value) {
+  return reinterpret_cast<Mask>(load(bytes) < value);
+}
+
+inline bool any(const Mask& mask) {
+  using Halves = std::uint64_t __attribute__((vector_size(width)));
+  const auto halves = reinterpret_cast<Halves>(mask);
+  return (halves[0] | halves[1]) != 0;
+}
+
+}  // namespace tallowmark::ByteLanes

@@ -1,0 +1,328 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/EvidenceWalk.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+
+#include "MediaKit/Container/Box.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Video/CandidateStream.h"
+#include "MediaKit/Video/FrameFinder.h"
+
+namespace tallowmark::VideoRepair {
+
+namespace {
+
+using Trust = FrameFinder::Trust;
+
+// Bits. A frame where one is due needs to rule out sound and telemetry that happen to read as one;
+// a frame found by searching, also that any of the positions passed was one by chance.
+constexpr double enoughWhereDue = 12;
+constexpr double enoughForUnknownHeader = 18;
+constexpr double structuredData = 5;
+constexpr double soundEdge = 7;
+constexpr double enoughWhenFound = 6;
+constexpr double beyondDoubt = 40;
+constexpr double mostFromFollower = 30;
+/// Frames lie some 2^17 bytes apart: that one stands right here is worth this much.
+constexpr double usualDistance = 17;
+constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
+constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
+constexpr int mostRivals = 24;
+
+class Walker {
+ public:
+  Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
+         const Progress& progress, const StopToken& stop);
+
+  EvidencedFindings run();
+
+ private:
+  struct Judged {
+    FoundFrame frame;
+    double score = 0;
+  };
+
+  std::optional<FoundFrame> frameDue(std::uint64_t at);
+  std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
+  std::optional<FoundFrame> findNext(std::uint64_t from);
+  double score(const FoundFrame& frame, std::uint64_t searchedFrom);
+  bool breaksOff(const FoundFrame& frame) const;
+  bool isForeign(const FoundFrame& candidate);
+  double follower(const FoundFrame& frame);
+  FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
+  std::optional<std::uint64_t> boxBehind(std::uint64_t at);
+  void take(const FoundFrame& frame);
+  bool takeSound(std::uint64_t from, std::uint64_t to);
+  void takeGap(std::uint64_t from, const FoundFrame& next);
+  void takeRemainder(std::uint64_t from);
+  void report(std::uint64_t at);
+
+  const ByteSource& source_;
+  const std::uint64_t start_;
+  const std::uint64_t end_;
+  const WalkLessons& lessons_;
+  const StreamEvidence& evidence_;
+  const Progress& progress_;
+  const StopToken& stop_;
+  FrameFinder finder_;
+  CandidateStream candidates_;
+  std::vector<std::unique_ptr<FrameFinder>> foreign_;
+  EvidencedFindings findings_;
+  std::optional<FoundFrame> last_;
+};
+
+Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
+               const Progress& progress, const StopToken& stop)
+    : source_(source),
+      start_(from),
+      end_(source.size()),
+      lessons_(lessons),
+      evidence_(*lessons.evidence),
+      progress_(progress),
+      stop_(stop),
+      finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
+      candidates_(finder_) {
+  for (const StreamEvidence& other : lessons.otherTracks) {
+    foreign_.push_back(std::make_unique<FrameFinder>(source, end_, other, lessons.maxFrameSize));
+  }
+}
+
+std::optional<std::uint64_t> Walker::foreignEnd(std::uint64_t at) {
+  for (const auto& finder : foreign_) {
+    if (const auto frame = finder->frameAt(at, Trust::learntOnly);
+        frame && frame->bits >= enoughWhereDue) {
+      return frame->end();
+    }
+  }
+  return std::nullopt;
+}
+
+// A frame at a position where one is due: behind another one, or at the start of the media data.
+std::optional<FoundFrame> Walker::frameDue(std::uint64_t at) {
+  if (auto frame = finder_.frameAt(at, Trust::learntOnly)) {
+    if (frame->bits >= enoughWhereDue && !breaksOff(*frame)) {
+      return frame;
+    }
+  }
+  auto frame = last_ ? finder_.frameAt(at, Trust::anyStandard) : std::nullopt;
+  if (!frame || foreignEnd(at)) {
+    return std::nullopt;
+  }
+  // A header that the reference happens to lack: the chain must go on through it.
+  double bits = frame->bits + evidence_.successionBits(last_->slice, frame->slice);
+  if (const auto next = finder_.frameAt(frame->end(), Trust::learntOnly)) {
+    bits += std::min(next->bits, mostFromFollower);
+  } else {
+    bits += std::max(0.0, evidence_.followerBits(finder_.bytesAt(frame->end(), 4)));
+  }
+  return bits >= enoughForUnknownHeader && !finder_.isContradicted(*frame) ? frame : std::nullopt;
+}
+
+// Whether a frame right behind the last one does not count on from it: then one of the two is not
+// of this stream.
+bool Walker::breaksOff(const FoundFrame& frame) const {
+  return last_ && evidence_.countsReliably() &&
+         evidence_.successionBits(last_->slice, frame.slice) < 0;
+}
+
+// What stands behind a frame: another one that continues it, or what the reference has there. A
+// frame further on proves nothing by being there; that its distance and its counters fit does.
+double Walker::follower(const FoundFrame& frame) {
+  if (const auto next = finder_.frameAt(frame.end(), Trust::learntOnly)) {
+    const double succession = evidence_.successionBits(frame.slice, next->slice);
+    if (succession < 0 && evidence_.countsReliably()) {
+      return -mostFromFollower;  // another stream's frames, or no frames at all
+    }
+    return std::min(next->bits, usualDistance) + succession;
+  }
+  double bits = evidence_.followerBits(finder_.bytesAt(frame.end(), 4));
+  const std::uint64_t reach = std::min(lookAhead, evidence_.largestGap() + 1);
+  if (const FoundFrame* next = candidates_.next(frame.end() + 1, frame.end() + reach)) {
+    const double gap = evidence_.gapBits(next->offset - frame.end());
+    bits += gap > 0 ? gap + evidence_.successionBits(frame.slice, next->slice) : 0;
+  }
+  return bits;
+}
+
+double Walker::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
+  // Every position passed could have held a false one, and sound or telemetry repeats itself.
+  const std::uint64_t passed = frame.offset - searchedFrom;
+  double bits = frame.bits - std::log2(static_cast<double>(passed) + 64) - structuredData;
+  if (last_) {
+    const double gap = evidence_.gapBits(passed);
+    const double succession = evidence_.successionBits(last_->slice, frame.slice);
+    bits += gap + (gap > 0 ? succession : std::max(0.0, succession));
+  }
+  if (lessons_.sound != nullptr) {
+    bits += lessons_.sound->isEdge(source_, frame.offset, true) ? soundEdge : 0;
+    bits += lessons_.sound->isEdge(source_, frame.end(), false) ? soundEdge : 0;
+  }
+  return bits + follower(frame);
+}
+
+// Of two frames that claim the same bytes the stronger is meant: looks inside the span of the one
+// found first.
+FoundFrame Walker::strongest(const Judged& found, std::uint64_t searchedFrom) {
+  Judged best = found;
+  std::uint64_t at = found.frame.offset + 1;
+  for (int rivals = 0; rivals < mostRivals && best.score < beyondDoubt; ++rivals) {
+    const FoundFrame* next = candidates_.next(at, found.frame.end());
+    if (next == nullptr) {
+      break;
+    }
+    const FoundFrame rival = *next;
+    at = rival.offset + 1;
+    if (const double rivalScore = score(rival, searchedFrom);
+        rivalScore > best.score && !finder_.isContradicted(rival)) {
+      best = {rival, rivalScore};
+    }
+  }
+  return best.frame;
+}
+
+// Whether another track's frame begins a little before the candidate and holds it, as a frame that
+// opens with parameter sets holds its slice.
+bool Walker::isForeign(const FoundFrame& candidate) {
+  constexpr std::uint64_t longestOpening = 1024;
+  const std::uint64_t from = candidate.offset - std::min(candidate.offset, longestOpening);
+  return std::any_of(foreign_.begin(), foreign_.end(), [&](const auto& finder) {
+    const auto frame = finder->search(from, candidate.offset);
+    return frame && frame->end() == candidate.end();
+  });
+}
+
+std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
+  for (std::uint64_t at = from; at < end_;) {
+    stop_.check();
+    candidates_.forgetBefore(at);
+    finder_.forgetBefore(at);
+    const std::uint64_t to = end_ - at > searchStep ? at + searchStep : end_;
+    const FoundFrame* next = candidates_.next(at, to);
+    if (next == nullptr) {
+      report(to);
+      at = to;
+      continue;
+    }
+    const FoundFrame candidate = *next;
+    at = candidate.offset + 1;
+    const double bits = score(candidate, from);
+    if (bits >= enoughWhenFound && !finder_.isContradicted(candidate) && !isForeign(candidate)) {
+      return strongest({candidate, bits}, from);
+    }
+  }
+  return std::nullopt;
+}
+
+// The end of what a box header at `at` announces between two stretches of media: phones close one
+// media-data box and open another, with an index of what came before in between.
+std::optional<std::uint64_t> Walker::boxBehind(std::uint64_t at) {
+  static constexpr std::array<FourCC, 4> whole{"moov", "moof", "wide", "uuid"};
+  static constexpr std::array<FourCC, 3> headerOnly{"mdat", "free", "skip"};
+  const auto box = BoxReader(source_).box(at);
+  if (!box) {
+    return std::nullopt;
+  }
+  if (std::find(headerOnly.begin(), headerOnly.end(), box->type) != headerOnly.end()) {
+    return box->payloadOffset();
+  }
+  const bool known = std::find(whole.begin(), whole.end(), box->type) != whole.end();
+  return known && !box->truncated ? std::optional(box->end()) : std::nullopt;
+}
+
+void Walker::take(const FoundFrame& frame) {
+  findings_.video.append({.offset = frame.offset,
+                          .size = static_cast<std::uint32_t>(frame.size),
+                          .duration = lessons_.frameDuration,
+                          .isSync = frame.isKeyframe});
+  last_ = frame;
+}
+
+// Appends the sound of [from, to); whether the gap is one as the reference has them.
+bool Walker::takeSound(std::uint64_t from, std::uint64_t to) {
+  if (lessons_.sound == nullptr) {
+    findings_.unused += to - from;
+    return false;
+  }
+  const SoundLayout::Division division = lessons_.sound->divide(source_, from, to);
+  const std::uint32_t size = lessons_.sound->pcm().sampleSize;
+  std::uint64_t sound = 0;
+  for (const ByteRange& range : division.sound) {
+    const std::uint64_t samples = range.length() / size;
+    findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
+                           samples);
+    sound += samples * size;
+  }
+  findings_.unused += to - from - sound;
+  return division.isUsual;
+}
+
+void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
+  if (from == next.offset) {
+    return;
+  }
+  findings_.audioSeen = true;
+  const bool usual = takeSound(from, next.offset);
+  const bool continues = !last_ || evidence_.successionBits(last_->slice, next.slice) >= 0;
+  if (!usual || !continues) {
+    findings_.losses.push_back(findings_.video.size());
+  }
+}
+
+// What lies behind the last frame may still be sound, up to where the media data ends.
+void Walker::takeRemainder(std::uint64_t from) {
+  std::uint64_t end = end_;
+  for (const Box& box : MovieParser::layout(BoxReader(source_)).mdats) {
+    if (box.payloadOffset() <= from && from <= box.end()) {
+      end = box.end();
+    }
+  }
+  if (findings_.video.empty()) {
+    findings_.unused += end_ - from;
+    return;
+  }
+  takeSound(from, end);
+  findings_.unused += end_ - end;
+}
+
+void Walker::report(std::uint64_t at) {
+  if (progress_ && end_ > start_) {
+    progress_(static_cast<double>(at - start_) / static_cast<double>(end_ - start_) * 0.5);
+  }
+}
+
+EvidencedFindings Walker::run() {
+  for (std::uint64_t at = start_; at < end_;) {
+    stop_.check();
+    if (const auto frame = frameDue(at)) {
+      take(*frame);
+      at = frame->end();
+    } else if (const auto foreign = foreignEnd(at)) {
+      findings_.unused += *foreign - at;
+      at = *foreign;
+    } else if (const auto behind = boxBehind(at)) {
+      at = *behind;
+    } else if (const auto next = findNext(at)) {
+      takeGap(at, *next);
+      take(*next);
+      at = next->end();
+    } else {
+      takeRemainder(at);
+      at = end_;
+    }
+    report(at);
+  }
+  return std::move(findings_);
+}
+
+}  // namespace
+
+EvidencedFindings walkByEvidence(const ByteSource& source, std::uint64_t from,
+                                 const WalkLessons& lessons, const Progress& progress,
+                                 const StopToken& stop) {
+  return Walker(source, from, lessons, progress, stop).run();
+}
+
+}  // namespace tallowmark::VideoRepair

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "MediaKit/Video/MediaWalk.h"
+#include "MediaKit/Video/SoundLayout.h"
+#include "MediaKit/Video/StreamEvidence.h"
+
+namespace tallowmark::VideoRepair {
+
+/// What a walk by evidence found: frames and sound, and where something between them is lost.
+struct EvidencedFindings : Findings {
+  /// Numbers of the video samples that follow a stretch which nothing explains.
+  std::vector<std::uint64_t> losses;
+};
+
+/// What the reference teaches a walk by evidence; all of it must outlive the walk.
+struct WalkLessons {
+  const StreamEvidence* evidence = nullptr;
+  /// Other video tracks of the reference, whose frames are not to be taken for this one's.
+  std::span<const StreamEvidence> otherTracks;
+  const SoundLayout* sound = nullptr;
+  std::uint32_t frameDuration = 1;
+  std::uint64_t maxFrameSize = 0;
+};
+
+/// Walks from `from` to the source's end and believes a frame by what is known of the camera: one
+/// that stands where the frame before ended needs little, one found by searching needs evidence
+/// that other data would not show. Progress runs from 0 to 0.5. Throws DeviceError, Stopped.
+EvidencedFindings walkByEvidence(const ByteSource& source, std::uint64_t from,
+                                 const WalkLessons& lessons, const Progress& progress = {},
+                                 const StopToken& stop = {});
+
+}  // namespace tallowmark::VideoRepair

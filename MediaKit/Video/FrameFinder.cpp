@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/FrameFinder.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "MediaKit/Video/ByteLanes.h"
+
+namespace tallowmark {
+
+namespace {
+
+constexpr std::size_t scanAhead = std::size_t{4} << 20U;
+constexpr std::size_t probeAhead = std::size_t{4} << 10U;
+/// No camera puts more units ahead of a picture; the limit keeps hostile files linear.
+constexpr unsigned mostLeadingUnits = 40;
+constexpr unsigned mostUnits = 2000;
+
+double log2Of(double value) {
+  return std::log2(std::max(1.0, value));
+}
+
+}  // namespace
+
+/// A frame under construction.
+struct FrameFinder::Assembly {
+  FoundFrame frame;
+  Trust trust = Trust::learntOnly;
+  unsigned units = 0;
+  unsigned slices = 0;
+  unsigned pictures = 0;
+  std::uint16_t lastHeader = 0;
+};
+
+FrameFinder::FrameFinder(const ByteSource& source, std::uint64_t end,
+                         const StreamEvidence& evidence, std::uint64_t maxFrameSize)
+    : source_(source),
+      end_(end),
+      evidence_(evidence),
+      maxFrameSize_(maxFrameSize),
+      scan_(source, end, scanAhead),
+      probe_(source, end, probeAhead),
+      forbidden_(source, end) {
+  for (const UnitHabit& habit : evidence.habits()) {
+    const auto firstByte = static_cast<std::uint8_t>(
+        evidence.format().headerSize() == 1 ? habit.header : habit.header >> 8U);
+    if (habit.starts && !isStartByte_[firstByte]) {
+      isStartByte_[firstByte] = true;
+      startBytes_.push_back(firstByte);
+    }
+  }
+}
+
+// A parameter set in the stream that describes other pictures than the reference's belongs to
+// another track, or to another camera.
+bool FrameFinder::fitsStream(const UnitHead& head) {
+  const NALFormat& format = evidence_.format();
+  const bool isSequence = head.type() == (format.codec == NALFormat::Codec::h264 ? 7 : 33);
+  if (!isSequence) {
+    return true;
+  }
+  const std::vector<std::uint8_t> unit = source_.read(
+      head.at + format.lengthSize,
+      static_cast<std::size_t>(std::min<std::uint64_t>(head.length - format.lengthSize, 4096)));
+  const auto found = readSequenceParameters(unit, format.codec);
+  if (!found) {
+    return false;
+  }
+  const auto& known = evidence_.parameterSets().sequences;
+  const auto same = known.find(found->first);
+  return known.empty() || (same != known.end() && same->second.width == found->second.width &&
+                           same->second.height == found->second.height &&
+                           same->second.bitDepth == found->second.bitDepth);
+}
+
+bool FrameFinder::takeSlice(Assembly& assembly, const UnitHead& head, const UnitHabit* habit,
+                            const NALFormat::Unit& described) {
+  if (!described.firstInPicture && assembly.slices == 0) {
+    return false;  // a picture cannot begin in its middle
+  }
+  const auto slice =
+      readSliceHeader(head.bytes(), evidence_.parameterSets(), evidence_.format().codec);
+  const bool setsAreKnown = !evidence_.parameterSets().pictures.empty();
+  if (setsAreKnown && !slice) {
+    return false;
+  }
+  double sliceBits = 0;
+  if (habit != nullptr && slice) {
+    const auto& kinds = described.firstInPicture ? habit->firstSlices : habit->laterSlices;
+    const bool known = kinds.contains({slice->type, slice->pictureSet});
+    if (!known && assembly.trust == Trust::learntOnly && !kinds.empty()) {
+      return false;
+    }
+    sliceBits = known ? 5 : 2;
+  } else if (slice) {
+    sliceBits = 2;
+  }
+  const double sizes = habit != nullptr ? 4.0 * habit->largest : static_cast<double>(maxFrameSize_);
+  const double headers = static_cast<double>(evidence_.habits().size());
+  assembly.frame.bits +=
+      8.0 * static_cast<double>(evidence_.format().lengthSize) - log2Of(sizes) +
+      (habit != nullptr ? 8.0 * static_cast<double>(head.headerSize) - log2Of(headers) : 2) +
+      sliceBits;
+  if (assembly.slices == 0) {
+    assembly.frame.slice = slice.value_or(SliceHeader{});
+  }
+  assembly.pictures += described.firstInPicture ? 1 : 0;
+  ++assembly.slices;
+  assembly.frame.isKeyframe = assembly.frame.isKeyframe || described.isKeyframe;
+  return true;
+}
+
+bool FrameFinder::takeOther(Assembly& assembly, const UnitHead& head, const UnitHabit* habit,
+                            bool standardAllows, bool startsAccessUnit) {
+  const bool leading = assembly.slices == 0;
+  if (leading && assembly.units >= mostLeadingUnits) {
+    return false;
+  }
+  const bool learnt =
+      habit != nullptr && (leading ? habit->leads : habit->trails || habit->between);
+  if (!learnt && (assembly.trust == Trust::learntOnly || !standardAllows)) {
+    return false;
+  }
+  if (!learnt && !leading && startsAccessUnit) {
+    return false;
+  }
+  const std::uint64_t body = head.length - evidence_.format().lengthSize;
+  if (learnt) {
+    // A camera's small units stay small: sizes tell them from sound that reads as one.
+    if (body > std::uint64_t{habit->largest} * 4 + 1024) {
+      return false;
+    }
+    const bool usualSize = body >= habit->smallest && body <= habit->largest;
+    const double sizes =
+        usualSize ? habit->largest - habit->smallest + 1.0 : 4.0 * habit->largest + 1024.0;
+    assembly.frame.bits += 8.0 * static_cast<double>(evidence_.format().lengthSize) -
+                           log2Of(sizes) + 8.0 * static_cast<double>(head.headerSize) -
+                           log2Of(static_cast<double>(evidence_.habits().size()));
+  } else {
+    assembly.frame.bits += 4;
+  }
+  return fitsStream(head);
+}
+
+// Whether a unit behind the first slice opens the next frame.
+bool FrameFinder::belongsToNext(const Assembly& assembly, const UnitHead& head,
+                                const UnitHabit* habit, const NALFormat::Unit& described) {
+  if (described.firstInPicture) {
+    if (!evidence_.hasFieldPairs() || assembly.pictures != 1 || !assembly.frame.slice.isField) {
+      return true;
+    }
+    const auto slice =
+        readSliceHeader(head.bytes(), evidence_.parameterSets(), evidence_.format().codec);
+    return !slice || !slice->isField ||
+           slice->isBottomField == assembly.frame.slice.isBottomField ||
+           slice->frameNumber != assembly.frame.slice.frameNumber;
+  }
+  if (!described.startsAccessUnit) {
+    return false;
+  }
+  const bool betweenFields = evidence_.hasFieldPairs() && assembly.pictures == 1 &&
+                             assembly.frame.slice.isField && habit != nullptr && habit->between;
+  const bool onlyTrails = habit != nullptr && habit->trails && !habit->leads;
+  return !betweenFields && !onlyTrails;
+}
+
+bool FrameFinder::takeUnit(Assembly& assembly, const UnitHead& head) {
+  const UnitHabit* habit = evidence_.habit(head.header);
+  if (assembly.trust == Trust::learntOnly &&
+      (habit == nullptr || (assembly.units == 0 && !habit->starts))) {
+    return false;
+  }
+  const auto described = evidence_.format().describe(head.header, head.afterHeader());
+  const NALFormat::Unit plain = described.value_or(NALFormat::Unit{});
+  if (assembly.slices > 0 && belongsToNext(assembly, head, habit, plain)) {
+    return false;
+  }
+  const bool taken =
+      plain.isVCL ? takeSlice(assembly, head, habit, plain)
+                  : takeOther(assembly, head, habit, described.has_value(), plain.startsAccessUnit);
+  if (taken) {
+    ++assembly.units;
+    assembly.lastHeader = head.header;
+    assembly.frame.size += head.length;
+  }
+  return taken;
+}
+
+std::optional<FoundFrame> FrameFinder::frameAt(std::uint64_t offset, Trust trust) {
+  Assembly assembly;
+  assembly.trust = trust;
+  assembly.frame.offset = offset;
+  const std::uint64_t limit = std::min(end_, offset + maxFrameSize_);
+  while (assembly.units < mostUnits) {
+    const auto head = readUnitHead(probe_, assembly.frame.end(), limit, evidence_.format());
+    if (!head || !takeUnit(assembly, *head)) {
+      break;
+    }
+  }
+  if (assembly.slices == 0) {
+    return std::nullopt;
+  }
+  const auto closing = evidence_.closingHeader();
+  assembly.frame.isComplete =
+      assembly.slices >= evidence_.fewestSlices() && (!closing || assembly.lastHeader == *closing);
+  return assembly.frame;
+}
+
+// The next position at which the length prefix and the header could be a frame's.
+std::optional<std::size_t> FrameFinder::filter(std::span<const std::uint8_t> bytes,
+                                               std::size_t from, std::size_t to) const {
+  const std::size_t prefix = evidence_.format().lengthSize;
+  const std::uint8_t* data = bytes.data();
+  // Frames of 16 MiB and more are not searched for: their first length byte would be any byte.
+  const bool zeroFirst = prefix == 4;
+  std::size_t at = from;
+  if (startBytes_.size() <= 6) {
+    for (; at + prefix + ByteLanes::width <= to; at += ByteLanes::width) {
+      ByteLanes::Mask hit = ByteLanes::equal(data + at + prefix, startBytes_.front());
+      for (std::size_t i = 1; i < startBytes_.size(); ++i) {
+        hit |= ByteLanes::equal(data + at + prefix, startBytes_[i]);
+      }
+      if (zeroFirst) {
+        hit &= ByteLanes::equal(data + at, 0);
+      }
+      if (ByteLanes::any(hit)) {
+        break;
+      }
+    }
+  }
+  for (; at + prefix < to; ++at) {
+    if ((!zeroFirst || data[at] == 0) && isStartByte_[data[at + prefix]]) {
+      return at;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t to) {
+  const std::size_t prefix = evidence_.format().lengthSize;
+  for (std::uint64_t at = from; at < to && !startBytes_.empty();) {
+    auto bytes = scan_.at(at, prefix + 1);
+    if (bytes.size() < prefix + 2) {
+      return std::nullopt;
+    }
+    const auto limit =
+        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), to - at + prefix));
+    std::size_t next = 0;
+    while (const auto hit = filter(bytes, next, limit)) {
+      if (auto frame = frameAt(at + *hit, Trust::learntOnly)) {
+        return frame;
+      }
+      next = *hit + 1;
+    }
+    at += limit - prefix;
+  }
+  return std::nullopt;
+}
+
+bool FrameFinder::isContradicted(const FoundFrame& frame) {
+  if (evidence_.breaksEmulationRule()) {
+    return false;
+  }
+  const std::size_t prefix = evidence_.format().lengthSize;
+  for (std::uint64_t at = frame.offset; at < frame.end();) {
+    const auto head = readUnitHead(probe_, at, frame.end(), evidence_.format());
+    if (!head) {
+      return false;
+    }
+    if (forbidden_.anyIn(at + prefix, at + head->length)) {
+      return true;
+    }
+    at += head->length;
+  }
+  return false;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "MediaKit/Video/ForbiddenStretches.h"
+#include "MediaKit/Video/MediaWindow.h"
+#include "MediaKit/Video/StreamEvidence.h"
+#include "MediaKit/Video/UnitHead.h"
+
+namespace tallowmark {
+
+/// An access unit found in the media data.
+struct FoundFrame {
+  std::uint64_t offset = 0;
+  std::uint64_t size = 0;
+  bool isKeyframe = false;
+  /// All slices and the closing unit that the reference's pictures have are there.
+  bool isComplete = true;
+  /// Header of the first slice.
+  SliceHeader slice;
+  /// Evidence that this is a frame at all, from its own units.
+  double bits = 0;
+
+  std::uint64_t end() const { return offset + size; }
+};
+
+/// Assembles frames by what the reference taught, touching only the first bytes of each unit.
+class FrameFinder {
+ public:
+  /// Which units a frame may have.
+  enum class Trust {
+    /// Only such as the reference has, in the places where it has them.
+    learntOnly,
+    /// Any that the standard allows: for a position where a frame is due.
+    anyStandard
+  };
+
+  /// Source and evidence must outlive it; no frame reaches past `end`.
+  FrameFinder(const ByteSource& source, std::uint64_t end, const StreamEvidence& evidence,
+              std::uint64_t maxFrameSize);
+
+  const StreamEvidence& evidence() const { return evidence_; }
+
+  /// The frame that starts at `offset`, or nothing. Throws DeviceError.
+  std::optional<FoundFrame> frameAt(std::uint64_t offset, Trust trust);
+
+  /// The first position from `from` on and before `to` at which a learnt frame starts. Throws
+  /// DeviceError.
+  std::optional<FoundFrame> search(std::uint64_t from, std::uint64_t to);
+
+  /// Whether bytes that cannot stand inside a unit stand inside one of the frame's. Throws
+  /// DeviceError.
+  bool isContradicted(const FoundFrame& frame);
+
+  /// Frees what is remembered of the bytes before `offset`.
+  void forgetBefore(std::uint64_t offset) { forbidden_.forgetBefore(offset); }
+
+  /// Bytes at a position, as they stand. Valid until the next call of anything here.
+  std::span<const std::uint8_t> bytesAt(std::uint64_t offset, std::size_t count) {
+    return probe_.at(offset, count);
+  }
+
+ private:
+  struct Assembly;
+
+  bool takeUnit(Assembly& assembly, const UnitHead& head);
+  bool takeSlice(Assembly& assembly, const UnitHead& head, const UnitHabit* habit,
+                 const NALFormat::Unit& described);
+  bool takeOther(Assembly& assembly, const UnitHead& head, const UnitHabit* habit,
+                 bool standardAllows, bool startsAccessUnit);
+  bool belongsToNext(const Assembly& assembly, const UnitHead& head, const UnitHabit* habit,
+                     const NALFormat::Unit& described);
+  bool fitsStream(const UnitHead& head);
+  std::optional<std::size_t> filter(std::span<const std::uint8_t> bytes, std::size_t from,
+                                    std::size_t to) const;
+
+  const ByteSource& source_;
+  std::uint64_t end_;
+  const StreamEvidence& evidence_;
+  std::uint64_t maxFrameSize_;
+  MediaWindow scan_;
+  MediaWindow probe_;
+  std::vector<std::uint8_t> startBytes_;
+  std::array<bool, 256> isStartByte_{};
+  ForbiddenStretches forbidden_;
+};
+
+}  // namespace tallowmark

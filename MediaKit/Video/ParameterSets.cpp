@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/ParameterSets.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <utility>
+
+#include "MediaKit/Container/BigEndian.h"
+#include "MediaKit/Video/BitReader.h"
+
+namespace tallowmark {
+
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+using NumberedSequence = std::pair<std::uint32_t, SequenceParameters>;
+using NumberedPicture = std::pair<std::uint32_t, PictureParameters>;
+
+// H.264 §7.3.2.1.1.1
+void skipScalingList(BitReader& bits, int size) {
+  int last = 8;
+  int next = 8;
+  for (int i = 0; i < size && bits.ok(); ++i) {
+    if (next != 0) {
+      next = (last + bits.se() % 256 + 256) % 256;
+    }
+    last = next == 0 ? last : next;
+  }
+}
+
+void readHighProfileH264(BitReader& bits, SequenceParameters& sps) {
+  sps.chromaFormat = bits.ue();
+  if (sps.chromaFormat == 3) {
+    sps.separateColourPlanes = bits.flag();
+  }
+  sps.bitDepth = 8 + bits.ue();
+  bits.ue();
+  bits.bit();
+  if (bits.flag()) {
+    for (int list = 0; list < (sps.chromaFormat == 3 ? 12 : 8); ++list) {
+      if (bits.flag()) {
+        skipScalingList(bits, list < 6 ? 16 : 64);
+      }
+    }
+  }
+}
+
+void readOrderH264(BitReader& bits, SequenceParameters& sps) {
+  sps.orderType = bits.ue();
+  if (sps.orderType == 0) {
+    sps.orderBits = bits.ue() + 4;
+  } else if (sps.orderType == 1) {
+    bits.bit();
+    bits.se();
+    bits.se();
+    for (std::uint32_t count = std::min(bits.ue(), std::uint32_t{255}); count > 0; --count) {
+      bits.se();
+    }
+  }
+}
+
+std::optional<NumberedSequence> readSequenceH264(Bytes unit) {
+  static constexpr std::array<std::uint32_t, 13> highProfiles{100, 110, 122, 244, 44,  83, 86,
+                                                              118, 128, 138, 139, 134, 135};
+  BitReader bits(unit.subspan(1));
+  SequenceParameters sps;
+  sps.profile = bits.bits(8);
+  bits.skip(16);
+  const std::uint32_t id = bits.ue();
+  if (std::find(highProfiles.begin(), highProfiles.end(), sps.profile) != highProfiles.end()) {
+    readHighProfileH264(bits, sps);
+  }
+  sps.frameNumBits = bits.ue() + 4;
+  readOrderH264(bits, sps);
+  bits.ue();
+  bits.bit();
+  sps.width = (bits.ue() + 1) * 16;
+  const std::uint32_t mapUnits = bits.ue() + 1;
+  sps.framesOnly = bits.flag();
+  sps.height = mapUnits * (sps.framesOnly ? 16 : 32);
+  const bool sane = id < 32 && sps.chromaFormat < 4 && sps.frameNumBits <= 16 &&
+                    sps.orderType < 3 && sps.orderBits <= 16;
+  return bits.ok() && sane ? std::optional(NumberedSequence(id, sps)) : std::nullopt;
+}
+
+std::optional<NumberedPicture> readPictureH264(Bytes unit) {
+  BitReader bits(unit.subspan(1));
+  const std::uint32_t id = bits.ue();
+  PictureParameters pps;
+  pps.sequence = bits.ue();
+  const bool sane = bits.ok() && id < 256 && pps.sequence < 32;
+  return sane ? std::optional(NumberedPicture(id, pps)) : std::nullopt;
+}
+
+// H.265 §7.3.3, with profile_present set.
+std::uint32_t readProfileTierLevel(BitReader& bits, unsigned subLayersMinusOne) {
+  bits.skip(3);
+  const std::uint32_t profile = bits.bits(5);
+  bits.skip(32 + 48);
+  std::array<std::pair<bool, bool>, 8> present{};
+  bits.skip(8);
+  for (unsigned i = 0; i < subLayersMinusOne; ++i) {
+    present.at(i).first = bits.flag();
+    present.at(i).second = bits.flag();
+  }
+  if (subLayersMinusOne > 0) {
+    bits.skip(std::size_t{2} * (8 - subLayersMinusOne));
+  }
+  for (unsigned i = 0; i < subLayersMinusOne; ++i) {
+    bits.skip((present.at(i).first ? 88U : 0U) + (present.at(i).second ? 8U : 0U));
+  }
+  return profile;
+}
+
+std::optional<NumberedSequence> readSequenceHEVC(Bytes unit) {
+  BitReader bits(unit.subspan(2));
+  SequenceParameters sps;
+  bits.skip(4);
+  const std::uint32_t subLayersMinusOne = bits.bits(3);
+  bits.bit();
+  sps.profile = readProfileTierLevel(bits, subLayersMinusOne);
+  const std::uint32_t id = bits.ue();
+  sps.chromaFormat = bits.ue();
+  if (sps.chromaFormat == 3) {
+    sps.separateColourPlanes = bits.flag();
+  }
+  sps.width = bits.ue();
+  sps.height = bits.ue();
+  if (bits.flag()) {
+    for (int side = 0; side < 4; ++side) bits.ue();
+  }
+  sps.bitDepth = 8 + bits.ue();
+  bits.ue();
+  sps.orderBits = bits.ue() + 4;
+  const bool allSubLayers = bits.flag();
+  for (std::uint32_t i = allSubLayers ? 0 : subLayersMinusOne; i <= subLayersMinusOne; ++i) {
+    for (int field = 0; field < 3; ++field) bits.ue();
+  }
+  const std::uint32_t treeBlockBits = bits.ue() + 3 + bits.ue();
+  const bool sane = bits.ok() && id < 16 && sps.chromaFormat < 4 && sps.orderBits <= 16 &&
+                    treeBlockBits <= 8 && sps.width > 0 && sps.height > 0 && sps.width <= 65535 &&
+                    sps.height <= 65535;
+  if (!sane) {
+    return std::nullopt;
+  }
+  const std::uint32_t block = 1U << treeBlockBits;
+  const std::uint32_t blocks =
+      ((sps.width + block - 1) / block) * ((sps.height + block - 1) / block);
+  sps.segmentAddressBits = static_cast<unsigned>(std::bit_width(blocks - 1));
+  return NumberedSequence(id, sps);
+}
+
+std::optional<NumberedPicture> readPictureHEVC(Bytes unit) {
+  BitReader bits(unit.subspan(2));
+  const std::uint32_t id = bits.ue();
+  PictureParameters pps;
+  pps.sequence = bits.ue();
+  pps.dependentSegments = bits.flag();
+  pps.outputFlag = bits.flag();
+  pps.extraHeaderBits = bits.bits(3);
+  const bool sane = bits.ok() && id < 64 && pps.sequence < 16;
+  return sane ? std::optional(NumberedPicture(id, pps)) : std::nullopt;
+}
+
+// Takes `count` units behind 16-bit lengths from `at` on; returns the position behind them.
+std::size_t addUnits(ParameterSets& sets, Bytes record, std::size_t at, unsigned count,
+                     NALFormat::Codec codec) {
+  for (; count > 0 && at + 2 <= record.size(); --count) {
+    const std::size_t length = bigEndian<std::uint16_t>(record, at);
+    at += 2;
+    if (length > record.size() - at) {
+      return record.size();
+    }
+    sets.add(record.subspan(at, length), codec);
+    at += length;
+  }
+  return at;
+}
+
+}  // namespace
+
+std::optional<NumberedSequence> readSequenceParameters(Bytes unit, NALFormat::Codec codec) {
+  if (unit.size() < 4) {
+    return std::nullopt;
+  }
+  return codec == NALFormat::Codec::h264 ? readSequenceH264(unit) : readSequenceHEVC(unit);
+}
+
+ParameterSets ParameterSets::of(Bytes sampleEntry, NALFormat::Codec codec) {
+  ParameterSets sets;
+  const auto start = configurationRecord(sampleEntry, codec);
+  if (!start) {
+    return sets;
+  }
+  const Bytes record = sampleEntry.subspan(*start);
+  if (codec == NALFormat::Codec::h264 && record.size() > 6) {
+    const std::size_t pictures = addUnits(sets, record, 6, record[5] & 31U, codec);
+    if (pictures < record.size()) {
+      addUnits(sets, record, pictures + 1, record[pictures], codec);
+    }
+  } else if (codec == NALFormat::Codec::hevc && record.size() > 22) {
+    std::size_t at = 23;
+    for (unsigned arrays = record[22]; arrays > 0 && at + 3 <= record.size(); --arrays) {
+      at = addUnits(sets, record, at + 3, bigEndian<std::uint16_t>(record, at + 1), codec);
+    }
+  }
+  return sets;
+}
+
+void ParameterSets::add(Bytes unit, NALFormat::Codec codec) {
+  if (unit.size() < 3) {
+    return;
+  }
+  const bool h264 = codec == NALFormat::Codec::h264;
+  const int type = h264 ? unit[0] & 31 : (unit[0] >> 1) & 63;
+  if (type == (h264 ? 7 : 33)) {
+    if (const auto sps = readSequenceParameters(unit, codec)) {
+      sequences[sps->first] = sps->second;
+    }
+  } else if (type == (h264 ? 8 : 34)) {
+    if (const auto pps = h264 ? readPictureH264(unit) : readPictureHEVC(unit)) {
+      pictures[pps->first] = pps->second;
+    }
+  }
+}
+
+const PictureParameters* ParameterSets::picture(std::uint32_t id) const {
+  const auto found = pictures.find(id);
+  return found == pictures.end() ? nullptr : &found->second;
+}
+
+const SequenceParameters* ParameterSets::sequenceOf(std::uint32_t pictureId) const {
+  const PictureParameters* pps = picture(pictureId);
+  const auto found = pps == nullptr ? sequences.end() : sequences.find(pps->sequence);
+  return found == sequences.end() ? nullptr : &found->second;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+
+#include "MediaKit/Video/NALFormat.h"
+
+namespace tallowmark {
+
+/// What a sequence parameter set says that decides how slice headers read (H.264 §7.3.2.1.1, H.265
+/// §7.3.2.2).
+struct SequenceParameters {
+  std::uint32_t profile = 0;
+  std::uint32_t chromaFormat = 1;
+  bool separateColourPlanes = false;
+  std::uint32_t bitDepth = 8;
+  /// Luma samples, before cropping.
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  /// H.264: width of frame_num in bits.
+  unsigned frameNumBits = 0;
+  /// H.264: pic_order_cnt_type; HEVC behaves as 0.
+  unsigned orderType = 0;
+  /// Width of the picture order count's low bits; 0 when there are none.
+  unsigned orderBits = 0;
+  /// H.264: every picture is a whole frame.
+  bool framesOnly = true;
+  /// HEVC: width of slice_segment_address in bits.
+  unsigned segmentAddressBits = 0;
+
+  friend bool operator==(const SequenceParameters&, const SequenceParameters&) = default;
+};
+
+/// What a picture parameter set says of slice headers (H.264 §7.3.2.2, H.265 §7.3.2.3).
+struct PictureParameters {
+  std::uint32_t sequence = 0;
+  bool dependentSegments = false;
+  bool outputFlag = false;
+  unsigned extraHeaderBits = 0;
+};
+
+/// The parameter sets of one stream, by number.
+struct ParameterSets {
+  std::map<std::uint32_t, SequenceParameters> sequences;
+  std::map<std::uint32_t, PictureParameters> pictures;
+
+  /// Those of a sample entry's configuration record (ISO/IEC 14496-15 §5.3.3, §8.3.3); what cannot
+  /// be read is left out.
+  static ParameterSets of(std::span<const std::uint8_t> sampleEntry, NALFormat::Codec codec);
+
+  /// Takes a set in from a whole unit without length prefix; other units change nothing.
+  void add(std::span<const std::uint8_t> unit, NALFormat::Codec codec);
+
+  /// The sets that slices naming picture set `id` go by; null when they are not known.
+  const PictureParameters* picture(std::uint32_t id) const;
+  const SequenceParameters* sequenceOf(std::uint32_t pictureId) const;
+};
+
+/// The number and content of a sequence parameter set unit; nothing when it does not read as one.
+std::optional<std::pair<std::uint32_t, SequenceParameters>> readSequenceParameters(
+    std::span<const std::uint8_t> unit, NALFormat::Codec codec);
+
+}  // namespace tallowmark

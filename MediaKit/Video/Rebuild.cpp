@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Video/EvidenceWalk.h"
+#include "MediaKit/Video/MediaWalk.h"
+#include "MediaKit/Video/NALFormat.h"
+#include "MediaKit/Video/RecordingFacts.h"
+#include "MediaKit/Video/SoundPacing.h"
+#include "MediaKit/Video/VideoRepair.h"
+#include "MediaKit/Video/WrittenRange.h"
+
+namespace tallowmark::VideoRepair {
+
+namespace {
+
+constexpr std::size_t samplesForHeaders = 600;
+
+/// A good clip of the camera and what it teaches.
+struct Teacher {
+  Movie movie;
+  const Track* video = nullptr;
+  const Track* audio = nullptr;
+  NALFormat format;
+  std::optional<PCMLayout> pcm;
+  std::optional<SoundLayout> sound;
+  std::optional<StreamEvidence> evidence;
+  std::vector<StreamEvidence> otherTracks;
+};
+
+// The largest frame that is looked for: well above the reference's largest, within reason.
+std::size_t frameSizeLimit(std::uint32_t largestSample) {
+  constexpr std::uint64_t least = std::uint64_t{1} << 20U;
+  constexpr std::uint64_t most = std::uint64_t{64} << 20U;
+  return static_cast<std::size_t>(
+      std::clamp<std::uint64_t>(std::uint64_t{largestSample} * 4, least, most));
+}
+
+void learnStreams(Teacher& teacher, const ByteSource& reference) {
+  teacher.format.learnHeaders(teacher.video->samples, reference, samplesForHeaders);
+  teacher.evidence = StreamEvidence::learn(*teacher.video, reference, teacher.format);
+  for (const Track& track : teacher.movie.tracks) {
+    if (&track == teacher.video || track.kind != Track::Kind::video) {
+      continue;
+    }
+    const auto format = NALFormat::of(track.sampleEntry, track.codec);
+    if (format && format->codec == teacher.format.codec &&
+        format->lengthSize == teacher.format.lengthSize) {
+      if (auto other = StreamEvidence::learn(track, reference, *format)) {
+        teacher.otherTracks.push_back(std::move(*other));
+      }
+    }
+  }
+}
+
+Teacher learn(const ByteSource& reference) {
+  Teacher teacher;
+  teacher.movie = MovieParser::parse(BoxReader(reference));
+  teacher.video = teacher.movie.videoTrack();
+  teacher.audio = teacher.movie.audioTrack();
+  if (teacher.video == nullptr) {
+    throw MediaError::unsupported("The reference clip has no video.");
+  }
+  const auto format = NALFormat::of(teacher.video->sampleEntry, teacher.video->codec);
+  if (!format) {
+    throw MediaError::unsupported("Repair supports H.264 and HEVC video. The reference clip uses " +
+                                  teacher.video->codec.description() + ".");
+  }
+  teacher.format = *format;
+  learnStreams(teacher, reference);
+  if (teacher.audio != nullptr) {
+    teacher.pcm = PCMLayout::of(*teacher.audio);
+    teacher.sound = SoundLayout::learn(teacher.movie, reference);
+  }
+  return teacher;
+}
+
+// Where the media data starts: the first media-data box, or where one should stand whose header was
+// never written.
+std::uint64_t mediaStart(const BoxReader& reader) {
+  const FileLayout layout = MovieParser::layout(reader);
+  if (!layout.mdats.empty()) {
+    return layout.mdats.front().payloadOffset();
+  }
+  const std::vector<Box> top = reader.children(0, reader.size());
+  const std::uint64_t end = top.empty() ? 0 : top.back().end();
+  if (end + 8 >= reader.size()) {
+    throw MediaError::malformed("no media data (mdat) was found");
+  }
+  return end + 8;
+}
+
+EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const Teacher& teacher,
+                            const Progress& progress, const StopToken& stop) {
+  const std::size_t maxFrameSize = frameSizeLimit(teacher.video->samples.largestSize());
+  const std::uint32_t frameDuration = teacher.video->typicalDuration();
+  if (!teacher.evidence) {
+    return {walk(source, from, teacher.format, teacher.pcm, frameDuration, maxFrameSize, progress,
+                 stop),
+            {}};
+  }
+  const WalkLessons lessons{&*teacher.evidence, teacher.otherTracks,
+                            teacher.sound ? &*teacher.sound : nullptr, frameDuration, maxFrameSize};
+  return walkByEvidence(source, from, lessons, progress, stop);
+}
+
+// A movie begins on a key frame; returns how many frames had to go ahead of it.
+std::uint64_t cutToFirstKeyframe(SampleList& video) {
+  for (const SampleRun& run : video.runs()) {
+    if (run.first.isSync) {
+      const std::uint64_t cut = run.start;
+      video = video.slice(cut, video.size());
+      return cut;
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
+               const Progress& progress, const StopToken& stop) {
+  const Teacher teacher = learn(reference);
+  const BoxReader reader(source);
+  const bool hasMediaBox = !MovieParser::layout(reader).mdats.empty();
+  EvidencedFindings found = walkMedia(source, mediaStart(reader), teacher, progress, stop);
+  found.video = found.video.endingBy(source.size());
+  if (found.video.empty()) {
+    throw hasMediaBox ? MediaError::noVideo()
+                      : MediaError::malformed("no media data (mdat) was found");
+  }
+
+  Movie movie = teacher.movie;
+  forgetTheRecording(movie);
+  Track video = *teacher.video;
+  video.mediaStart = 0;
+  video.startDelay = 0;
+  std::optional<Track> audio =
+      teacher.audio != nullptr ? std::optional(*teacher.audio) : std::nullopt;
+  std::uint64_t soundGivenUp = 0;
+  if (audio && teacher.sound) {
+    const std::uint64_t before = found.audio.size();
+    keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
+    soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
+  }
+  cutToFirstKeyframe(found.video);
+  video.samples = std::move(found.video);
+  movie.tracks = {std::move(video)};
+  if (audio && !found.audio.empty()) {
+    audio->samples = found.audio;
+    movie.tracks.push_back(std::move(*audio));
+  }
+
+  const auto write = [&](double fraction) {
+    if (progress) {
+      progress(0.5 + fraction * 0.5);
+    }
+  };
+  MovieWriter::write(movie, source, writtenRange(movie), destination, write, stop);
+
+  Result result;
+  result.videoFrames = movie.tracks.front().samples.size();
+  result.audioPackets = found.audio.size();
+  result.seconds = movie.seconds();
+  result.audioDropped = teacher.audio != nullptr && found.audioSeen && found.audio.empty();
+  result.unusedBytes = found.unused + soundGivenUp;
+  return result;
+}
+
+}  // namespace tallowmark::VideoRepair

@@ -1,0 +1,322 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/SoundLayout.h"
+
+#include <algorithm>
+
+#include "MediaKit/Container/BigEndian.h"
+#include "MediaKit/Container/MovieParser.h"
+
+namespace tallowmark {
+
+namespace {
+
+/// A stretch of the reference's file that belongs to one kind of track.
+struct Extent {
+  std::uint64_t from = 0;
+  std::uint64_t to = 0;
+  Track::Kind kind = Track::Kind::other;
+  /// Seconds of the track before it, and in it.
+  double startTime = 0;
+  double length = 0;
+};
+
+void addExtents(const Track& track, Track::Kind kind, std::vector<Extent>& extents) {
+  const double ticks = std::max(1U, track.timescale);
+  double time = 0;
+  for (const SampleRun& run : track.samples.runs()) {
+    const double length = static_cast<double>(run.duration()) / ticks;
+    if (!extents.empty() && extents.back().to == run.first.offset && extents.back().kind == kind) {
+      extents.back().to = run.end();
+      extents.back().length += length;
+    } else {
+      extents.push_back({run.first.offset, run.end(), kind, time, length});
+    }
+    time += length;
+  }
+}
+
+std::vector<Extent> extentsOf(const Movie& movie, const Track& video, const Track& audio) {
+  std::vector<Extent> extents;
+  for (const Track& track : movie.tracks) {
+    const Track::Kind kind = &track == &video   ? Track::Kind::video
+                             : &track == &audio ? Track::Kind::audio
+                                                : Track::Kind::other;
+    addExtents(track, kind, extents);
+  }
+  std::sort(extents.begin(), extents.end(),
+            [](const Extent& a, const Extent& b) { return a.from < b.from; });
+  return extents;
+}
+
+}  // namespace
+
+class SoundLayoutLearner {
+ public:
+  explicit SoundLayoutLearner(PCMLayout pcm) { layout_.pcm_ = pcm; }
+
+  void learn(const std::vector<Extent>& extents, std::uint64_t start, std::uint64_t end);
+  void learnTexture(const Track& audio, const ByteSource& source) {
+    layout_.texture_ = SoundTexture::learn(audio, layout_.pcm_, source);
+  }
+  SoundLayout result() { return std::move(layout_); }
+
+ private:
+  struct Piece {
+    bool isSound;
+    std::uint64_t bytes;
+  };
+
+  void learnGap(const std::vector<Piece>& pieces);
+  void learnLead(const std::vector<Extent>& extents);
+  static void add(std::vector<Piece>& pieces, bool isSound, std::uint64_t bytes);
+
+  SoundLayout layout_;
+};
+
+void SoundLayoutLearner::add(std::vector<Piece>& pieces, bool isSound, std::uint64_t bytes) {
+  if (bytes == 0) {
+    return;
+  }
+  if (!pieces.empty() && pieces.back().isSound == isSound) {
+    pieces.back().bytes += bytes;
+  } else {
+    pieces.push_back({isSound, bytes});
+  }
+}
+
+void SoundLayoutLearner::learnGap(const std::vector<Piece>& pieces) {
+  if (pieces.empty()) {
+    return;
+  }
+  std::string shape;
+  std::uint64_t total = 0;
+  std::uint64_t before = 0;
+  std::uint64_t sound = 0;
+  for (const Piece& piece : pieces) {
+    shape += piece.isSound ? 'A' : 'O';
+    total += piece.bytes;
+    if (piece.isSound) {
+      sound = piece.bytes;
+    } else if (sound == 0) {
+      before += piece.bytes;
+    }
+  }
+  if (std::count(shape.begin(), shape.end(), 'A') > 1) {
+    return;
+  }
+  const std::pair<std::uint64_t, std::uint64_t> division(before, sound);
+  const auto [known, isNew] = layout_.totals_.emplace(total, division);
+  if (!isNew && known->second != division) {
+    known->second.reset();
+  }
+  SoundLayout::Pattern& pattern = layout_.patterns_[shape];
+  ++pattern.count;
+  layout_.soundFollowsFrames_ = layout_.soundFollowsFrames_ || shape.starts_with('A');
+  layout_.soundPrecedesFrames_ = layout_.soundPrecedesFrames_ || shape.ends_with('A');
+  if (sound > 0) {
+    pattern.others.emplace(before, total - before - sound);
+    layout_.smallestSound_ =
+        layout_.smallestSound_ == 0 ? sound : std::min(layout_.smallestSound_, sound);
+    layout_.largestSound_ = std::max(layout_.largestSound_, sound);
+  }
+}
+
+// Sound stored before each stretch of pictures, against the pictures' own time.
+void SoundLayoutLearner::learnLead(const std::vector<Extent>& extents) {
+  double sound = 0;
+  double sum = 0;
+  std::vector<double> leads;
+  for (const Extent& extent : extents) {
+    if (extent.kind == Track::Kind::audio) {
+      sound += extent.length;
+    } else if (extent.kind == Track::Kind::video) {
+      leads.push_back(sound - extent.startTime);
+      sum += leads.back();
+    }
+  }
+  if (leads.empty()) {
+    return;
+  }
+  layout_.lead_ = {leads.front(), sum / static_cast<double>(leads.size()),
+                   *std::min_element(leads.begin(), leads.end()),
+                   *std::max_element(leads.begin(), leads.end())};
+}
+
+void SoundLayoutLearner::learn(const std::vector<Extent>& extents, std::uint64_t start,
+                               std::uint64_t end) {
+  std::vector<Piece> pieces;
+  std::uint64_t at = start;
+  for (const Extent& extent : extents) {
+    if (extent.from < at) {
+      continue;  // lies outside the media data, or over another stretch
+    }
+    add(pieces, false, extent.from - at);
+    at = extent.to;
+    if (extent.kind == Track::Kind::video) {
+      learnGap(pieces);
+      pieces.clear();
+    } else {
+      add(pieces, extent.kind == Track::Kind::audio, extent.to - extent.from);
+    }
+  }
+  if (end > at) {
+    add(pieces, false, end - at);
+  }
+  learnGap(pieces);
+  learnLead(extents);
+}
+
+std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const ByteSource& source) {
+  const Track* video = reference.videoTrack();
+  const Track* audio = reference.audioTrack();
+  const auto pcm = audio != nullptr ? PCMLayout::of(*audio) : std::nullopt;
+  if (!pcm || video == nullptr) {
+    return std::nullopt;
+  }
+  const std::vector<Extent> extents = extentsOf(reference, *video, *audio);
+  const std::vector<Box> mdats = MovieParser::layout(BoxReader(source)).mdats;
+  if (mdats.empty()) {
+    return std::nullopt;
+  }
+  SoundLayoutLearner learner(*pcm);
+  learner.learn(extents, mdats.front().payloadOffset(), mdats.back().end());
+  learner.learnTexture(*audio, source);
+  return learner.result();
+}
+
+bool SoundLayout::isUsualSound(std::uint64_t bytes) const {
+  return bytes > 0 && bytes % pcm_.sampleSize == 0 && bytes >= smallestSound_ / 2 &&
+         bytes <= largestSound_ + largestSound_ / 2;
+}
+
+std::optional<ByteRange> SoundLayout::byKnownTotal(std::uint64_t from, std::uint64_t to) const {
+  const auto known = totals_.find(to - from);
+  if (known == totals_.end() || !known->second) {
+    return std::nullopt;
+  }
+  const auto [before, sound] = *known->second;
+  return ByteRange{from + before, from + before + sound};
+}
+
+std::optional<ByteRange> SoundLayout::byPattern(std::uint64_t from, std::uint64_t to) const {
+  const std::uint64_t gap = to - from;
+  const Pattern* best = nullptr;
+  ByteRange found;
+  for (const auto& [shape, pattern] : patterns_) {
+    for (const auto& [before, behind] : pattern.others) {
+      if (before + behind < gap && isUsualSound(gap - before - behind) &&
+          (best == nullptr || pattern.count > best->count)) {
+        best = &pattern;
+        found = {from + before, to - behind};
+      }
+    }
+  }
+  return best != nullptr ? std::optional(found) : std::nullopt;
+}
+
+// Phones store timed metadata behind the sound: items of a 32-bit size and a small key number
+// (QuickTime File Format, Timed Metadata Media), which lead exactly to the next frame.
+std::optional<ByteRange> SoundLayout::beforeItems(const ByteSource& source, std::uint64_t from,
+                                                  std::uint64_t to) const {
+  constexpr std::uint64_t longestTail = std::uint64_t{64} << 10U;
+  constexpr std::uint32_t largestKey = 64;
+  constexpr std::uint32_t smallestItem = 9;
+  const std::uint64_t tailFrom = to - std::min(to - from, longestTail);
+  const std::vector<std::uint8_t> tail =
+      source.read(tailFrom, static_cast<std::size_t>(to - tailFrom));
+  // leads[i]: items starting at i lead exactly to the end.
+  std::vector<bool> leads(tail.size() + 1, false);
+  leads[tail.size()] = true;
+  std::optional<std::uint64_t> earliest;
+  for (std::size_t i = tail.size(); i-- > 0;) {
+    if (tail.size() - i < smallestItem) {
+      continue;
+    }
+    const auto size = bigEndian<std::uint32_t>(tail, i);
+    const auto key = bigEndian<std::uint32_t>(tail, i + 4);
+    leads[i] = size >= smallestItem && size <= tail.size() - i && key > 0 && key <= largestKey &&
+               leads[i + size];
+    const std::uint64_t at = tailFrom + i;
+    if (leads[i] && isUsualSound(at - from)) {
+      earliest = at;
+    }
+  }
+  return earliest ? std::optional(ByteRange{from, *earliest}) : std::nullopt;
+}
+
+bool SoundLayout::isMostlySound(const ByteSource& source, const ByteRange& range) const {
+  const std::size_t block = texture_.blockSize();
+  if (!texture_.isTelling() || range.length() < block) {
+    return true;
+  }
+  std::uint64_t blocks = 0;
+  std::uint64_t sounding = 0;
+  for (std::uint64_t at = range.lower; at + block <= range.upper; at += block, ++blocks) {
+    sounding += texture_.isSound(source.read(at, block)) ? 1U : 0U;
+  }
+  return sounding * 4 >= blocks * 3;
+}
+
+bool SoundLayout::isEdge(const ByteSource& source, std::uint64_t at, bool soundIsBefore) const {
+  const std::size_t block = texture_.blockSize();
+  if (!texture_.isTelling() || at < block ||
+      !(soundIsBefore ? soundPrecedesFrames_ : soundFollowsFrames_)) {
+    return false;
+  }
+  const auto before = source.read(at - block, block);
+  const auto behind = source.read(at, block);
+  return before.size() == block && behind.size() == block &&
+         texture_.isSound(before) == soundIsBefore && texture_.isSound(behind) != soundIsBefore;
+}
+
+// In a damaged gap sound is believed as far as it sounds like sound, on the sides where the
+// reference has it: there its first byte is known.
+std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::uint64_t from,
+                                                 std::uint64_t to) const {
+  std::vector<ByteRange> found;
+  if (!texture_.isTelling()) {
+    return found;
+  }
+  const std::size_t block = texture_.blockSize();
+  const std::uint64_t most = largestSound_ + largestSound_ / 2;
+  std::uint64_t head = from;
+  while (soundFollowsFrames_ && head + block <= to && head - from + block <= most &&
+         texture_.isSound(source.read(head, block))) {
+    head += block;
+  }
+  std::uint64_t tail = to;
+  while (soundPrecedesFrames_ && tail >= head + block && to - tail + block <= most &&
+         texture_.isSound(source.read(tail - block, block))) {
+    tail -= block;
+  }
+  if (head > from) {
+    found.push_back({from, head});
+  }
+  if (tail < to) {
+    found.push_back({tail, to});
+  }
+  return found;
+}
+
+SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_t from,
+                                          std::uint64_t to) const {
+  if (to <= from) {
+    return {};
+  }
+  std::optional<ByteRange> whole = byKnownTotal(from, to);
+  if (!whole) {
+    whole = byPattern(from, to);
+  }
+  const bool hasOtherTracks =
+      std::any_of(patterns_.begin(), patterns_.end(),
+                  [](const auto& entry) { return entry.first.find('O') != std::string::npos; });
+  if (!whole && hasOtherTracks && to - from <= largestSound_ * 2) {
+    whole = beforeItems(source, from, to);
+  }
+  if (whole && isMostlySound(source, *whole)) {
+    return {whole->length() > 0 ? std::vector<ByteRange>{*whole} : std::vector<ByteRange>{}, true};
+  }
+  return {besideFrames(source, from, to), false};
+}
+
+}  // namespace tallowmark

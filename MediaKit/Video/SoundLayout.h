@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/Movie.h"
+#include "MediaKit/Container/MovieWriter.h"
+#include "MediaKit/Video/PCMLayout.h"
+#include "MediaKit/Video/SoundTexture.h"
+
+namespace tallowmark {
+
+/// How a camera mixes PCM sound and other tracks in between its pictures, as the reference's index
+/// shows it: which stretches of a gap are sound, and how far sound runs ahead of the picture in the
+/// file.
+class SoundLayout {
+ public:
+  /// Nothing when the movie has no PCM sound beside its video.
+  static std::optional<SoundLayout> learn(const Movie& reference, const ByteSource& source);
+
+  const PCMLayout& pcm() const { return pcm_; }
+
+  /// Whether sound turns into something else at `at` (or the other way round): where the reference
+  /// has sound next to frames, one of a frame's ends. Throws DeviceError.
+  bool isEdge(const ByteSource& source, std::uint64_t at, bool soundIsBefore) const;
+
+  /// What of a gap is sound.
+  struct Division {
+    /// Stretches of whole samples, in file order.
+    std::vector<ByteRange> sound;
+    /// The gap is one as the reference has them: nothing was lost in it.
+    bool isUsual = false;
+  };
+
+  /// Divides the gap [from, to) between two frames by the reference's gaps; where none of them
+  /// explains it, only what sounds like the reference beside the two frames is taken. `source` is
+  /// the damaged file. Throws DeviceError.
+  Division divide(const ByteSource& source, std::uint64_t from, std::uint64_t to) const;
+
+  /// Seconds by which sound runs ahead of the picture in the file: at the first frame, at the usual
+  /// one, and the least and most of any.
+  struct Lead {
+    double first = 0;
+    double usual = 0;
+    double least = 0;
+    double most = 0;
+  };
+  const Lead& lead() const { return lead_; }
+
+ private:
+  friend class SoundLayoutLearner;
+
+  /// Gaps of one build, such as sound then other data ("AO").
+  struct Pattern {
+    std::uint64_t count = 0;
+    /// Bytes before and behind the one stretch of sound.
+    std::set<std::pair<std::uint64_t, std::uint64_t>> others;
+  };
+
+  bool isUsualSound(std::uint64_t bytes) const;
+  std::optional<ByteRange> byKnownTotal(std::uint64_t from, std::uint64_t to) const;
+  std::optional<ByteRange> byPattern(std::uint64_t from, std::uint64_t to) const;
+  std::optional<ByteRange> beforeItems(const ByteSource& source, std::uint64_t from,
+                                       std::uint64_t to) const;
+  bool isMostlySound(const ByteSource& source, const ByteRange& range) const;
+  std::vector<ByteRange> besideFrames(const ByteSource& source, std::uint64_t from,
+                                      std::uint64_t to) const;
+
+  PCMLayout pcm_;
+  /// Gap size → (bytes before the sound, bytes of sound), where the reference is unanimous.
+  std::map<std::uint64_t, std::optional<std::pair<std::uint64_t, std::uint64_t>>> totals_;
+  std::map<std::string, Pattern> patterns_;
+  std::uint64_t smallestSound_ = 0;
+  std::uint64_t largestSound_ = 0;
+  bool soundFollowsFrames_ = false;
+  bool soundPrecedesFrames_ = false;
+  SoundTexture texture_;
+  Lead lead_;
+};
+
+}  // namespace tallowmark

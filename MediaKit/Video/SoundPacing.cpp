@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/SoundPacing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+namespace tallowmark::VideoRepair {
+
+namespace {
+
+std::uint64_t firstKeyframe(const SampleList& video) {
+  for (const SampleRun& run : video.runs()) {
+    if (run.first.isSync) {
+      return run.start;
+    }
+  }
+  return 0;
+}
+
+// Number of the list's samples that are stored before a position of the file.
+std::uint64_t storedBefore(const SampleList& samples, std::uint64_t offset) {
+  const auto& runs = samples.runs();
+  const auto behind = std::partition_point(
+      runs.begin(), runs.end(), [&](const SampleRun& run) { return run.first.offset < offset; });
+  return behind == runs.begin() ? 0 : std::prev(behind)->start + std::prev(behind)->count;
+}
+
+std::uint32_t ticks(double seconds, std::uint32_t timescale) {
+  constexpr double most = std::numeric_limits<std::uint32_t>::max() / 2;
+  return static_cast<std::uint32_t>(std::clamp(seconds * timescale + 0.5, 0.0, most));
+}
+
+// Half or double the sound that the pictures need: the reference records other channels or another
+// rate, and its description would play the bytes at the wrong speed.
+bool ratesAgree(const EvidencedFindings& found, std::uint32_t videoTimescale,
+                std::uint32_t audioTimescale) {
+  const double pictures = static_cast<double>(found.video.duration()) / videoTimescale;
+  const double sound = static_cast<double>(found.audio.duration()) / audioTimescale;
+  constexpr double tooShortToTell = 2;
+  return !found.losses.empty() || pictures < tooShortToTell ||
+         (sound < pictures * 1.6 && sound > pictures * 0.6);
+}
+
+/// A sample that is held longer than its kind.
+struct Hold {
+  std::uint64_t sample = 0;
+  std::uint32_t extra = 0;
+};
+
+SampleList withHolds(const SampleList& samples, const std::vector<Hold>& holds) {
+  SampleList held;
+  std::uint64_t done = 0;
+  for (const Hold& hold : holds) {
+    if (hold.sample < done) {
+      continue;
+    }
+    held.append(samples.slice(done, hold.sample));
+    Sample longer = samples[hold.sample];
+    longer.duration += hold.extra;
+    held.append(longer);
+    done = hold.sample + 1;
+  }
+  held.append(samples.slice(done, samples.size()));
+  return held;
+}
+
+/// Works out, loss by loss, what is held for how long.
+class Pacer {
+ public:
+  Pacer(EvidencedFindings& found, const SoundLayout::Lead& lead, std::uint32_t videoTimescale,
+        std::uint32_t audioTimescale)
+      : found_(found),
+        lead_(lead),
+        videoTimescale_(videoTimescale),
+        audioTimescale_(audioTimescale),
+        frame_(static_cast<double>(found.video.typicalDuration()) / videoTimescale) {}
+
+  double frameSeconds() const { return frame_; }
+
+  /// How far sound is ahead of the picture at a frame, as the samples stand in the file.
+  double leadAt(std::uint64_t frame) const {
+    const std::uint64_t sound = storedBefore(found_.audio, found_.video[frame].offset);
+    return static_cast<double>(sound) / audioTimescale_ - static_cast<double>(frame) * frame_;
+  }
+
+  void holdBehindLosses(std::uint64_t key);
+
+ private:
+  void holdFor(std::uint64_t frame, double surplus);
+
+  EvidencedFindings& found_;
+  const SoundLayout::Lead& lead_;
+  std::uint32_t videoTimescale_;
+  std::uint32_t audioTimescale_;
+  double frame_;
+  std::vector<Hold> videoHolds_;
+  std::vector<Hold> audioHolds_;
+};
+
+void Pacer::holdFor(std::uint64_t frame, double surplus) {
+  if (surplus > 0) {
+    videoHolds_.push_back({frame - 1, ticks(surplus, videoTimescale_)});
+  } else if (const auto sound = storedBefore(found_.audio, found_.video[frame].offset); sound > 0) {
+    audioHolds_.push_back({sound - 1, ticks(-surplus, audioTimescale_)});
+  }
+}
+
+void Pacer::holdBehindLosses(std::uint64_t key) {
+  double corrected = leadAt(key) - std::clamp(leadAt(key), lead_.least, lead_.most);
+  for (const std::uint64_t frame : found_.losses) {
+    if (frame <= key || frame >= found_.video.size()) {
+      continue;
+    }
+    const double lead = leadAt(frame) - corrected;
+    // Chunks make the lead swing; only what lies outside the reference's own swing is a loss.
+    if (lead > lead_.most + frame_ || lead < lead_.least - frame_) {
+      holdFor(frame, lead - lead_.usual);
+      corrected += lead - lead_.usual;
+    }
+  }
+  found_.video = withHolds(found_.video, videoHolds_);
+  found_.audio = withHolds(found_.audio, audioHolds_);
+}
+
+}  // namespace
+
+void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32_t videoTimescale,
+                std::uint32_t movieTimescale, Track& audio) {
+  if (found.audio.empty() || videoTimescale == 0 || audio.timescale == 0) {
+    return;
+  }
+  if (!ratesAgree(found, videoTimescale, audio.timescale)) {
+    found.audio.clear();
+    return;
+  }
+  Pacer pacer(found, layout.lead(), videoTimescale, audio.timescale);
+  const std::uint64_t key = firstKeyframe(found.video);
+  const bool lostBefore =
+      std::any_of(found.losses.begin(), found.losses.end(), [&](auto n) { return n <= key; });
+  double surplus = static_cast<double>(key) * pacer.frameSeconds();
+  if (lostBefore) {
+    const double stored = pacer.leadAt(key) + surplus;
+    surplus = stored - std::clamp(stored, layout.lead().least, layout.lead().most);
+  }
+  pacer.holdBehindLosses(key);
+
+  if (surplus > 0) {
+    found.audio = found.audio.slice(ticks(surplus, audio.timescale), found.audio.size());
+  } else if (-surplus > pacer.frameSeconds()) {
+    audio.startDelay += ticks(-surplus, movieTimescale);
+  }
+}
+
+}  // namespace tallowmark::VideoRepair

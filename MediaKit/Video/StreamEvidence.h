@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/Movie.h"
+#include "MediaKit/Video/NALFormat.h"
+#include "MediaKit/Video/ParameterSets.h"
+#include "MediaKit/Video/SliceHeader.h"
+
+namespace tallowmark {
+
+/// How the reference uses units with one header.
+struct UnitHabit {
+  std::uint16_t header = 0;
+  /// Where in a sample they were seen: as its first unit, before the first slice, between the two
+  /// fields of a frame, behind the last slice.
+  bool starts = false;
+  bool leads = false;
+  bool between = false;
+  bool trails = false;
+  bool isSlice = false;
+  /// Bytes without the length prefix.
+  std::uint32_t smallest = 0xFFFFFFFFU;
+  std::uint32_t largest = 0;
+  /// (slice type, picture parameter set) of slices that begin a picture, and of the others.
+  std::set<std::pair<std::uint32_t, std::uint32_t>> firstSlices;
+  std::set<std::pair<std::uint32_t, std::uint32_t>> laterSlices;
+};
+
+/// Everything a good clip teaches about its camera's pictures beyond the set of headers: enough to
+/// tell a frame from sound, telemetry and noise that happen to read as one. Strength of evidence is
+/// counted in bits: n bits means that other data would look like this once in 2^n.
+class StreamEvidence {
+ public:
+  /// Looks at up to some thousand samples of `track`, at the first bytes of each unit only. Nothing
+  /// when its samples are not framed as `format` says. Throws DeviceError.
+  static std::optional<StreamEvidence> learn(const Track& track, const ByteSource& source,
+                                             const NALFormat& format);
+
+  const NALFormat& format() const { return format_; }
+  const ParameterSets& parameterSets() const { return sets_; }
+  const std::vector<UnitHabit>& habits() const { return habits_; }
+  /// Null for headers the reference does not have.
+  const UnitHabit* habit(std::uint16_t header) const;
+
+  /// The fewest slices that any picture of the reference has.
+  unsigned fewestSlices() const { return fewestSlices_; }
+  /// Samples hold two fields, each a picture of its own.
+  bool hasFieldPairs() const { return fieldPairs_; }
+  /// The unit that ends every sample of the reference, when there is one that is no slice.
+  std::optional<std::uint16_t> closingHeader() const { return closingHeader_; }
+  /// Units of the reference hold stretches that the standard forbids inside units (start codes,
+  /// H.264 §7.4.1): then such a stretch proves nothing.
+  bool breaksEmulationRule() const { return breaksEmulationRule_; }
+
+  /// Bits in favour of what stands behind a frame that no frame follows: its first bytes are as in
+  /// the reference, or they are not. 0 when the reference shows no habit.
+  double followerBits(std::span<const std::uint8_t> bytes) const;
+  /// Bits in favour of a frame that starts `gap` bytes behind the one before.
+  double gapBits(std::uint64_t gap) const;
+  /// The largest stretch between two frames of the reference.
+  std::uint64_t largestGap() const { return largestGap_; }
+
+  /// Bits in favour of `slice` as the next picture after `before` in decoding order; negative when
+  /// their counters contradict each other.
+  double successionBits(const SliceHeader& before, const SliceHeader& slice) const;
+  /// The reference's own pictures never contradict each other so: then a pair that does is not of
+  /// one stream.
+  bool countsReliably() const { return countsReliably_; }
+
+ private:
+  friend class EvidenceLearner;
+
+  NALFormat format_;
+  ParameterSets sets_;
+  std::vector<UnitHabit> habits_;
+  unsigned fewestSlices_ = 1;
+  bool fieldPairs_ = false;
+  bool breaksEmulationRule_ = false;
+  std::optional<std::uint16_t> closingHeader_;
+  std::vector<std::uint32_t> followers_;
+  bool followersAreComplete_ = false;
+  std::set<std::uint8_t> firstFollowers_;
+  std::vector<std::uint64_t> commonGaps_;
+  bool gapsAreComplete_ = false;
+  std::uint64_t smallestGap_ = 0;
+  std::uint64_t largestGap_ = 0;
+  std::uint32_t largestOrderStep_ = 0;
+  bool countsReliably_ = false;
+};
+
+}  // namespace tallowmark

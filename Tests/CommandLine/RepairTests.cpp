@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <csignal>
+#include <thread>
+
+#include "Program.h"
+
+namespace tallowmark::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+class RepairTests : public ProgramTests {};
+
+TEST_F(RepairTests, saveWhatCanBeSavedAndLeaveTheOriginalsAlone) {
+  const std::vector<fs::path> originals{good, cut, noIndex};
+  std::vector<Fingerprint> before;
+  for (const fs::path& file : originals) before.push_back(fingerprint(file));
+
+  const auto result = tallowmark({"repair", "--json", folder.path(), "--to", out});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.errors, "");
+  const auto lines = linesOf(result);
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0]["state"], "healthy");
+  EXPECT_EQ(lines[0]["reference"], nullptr);
+  EXPECT_FALSE(lines[0].contains("output"));
+  for (const std::size_t repaired : {1U, 2U}) {
+    SCOPED_TRACE(lines[repaired].dump());
+    EXPECT_EQ(lines[repaired]["state"], "saved");
+    const fs::path copy = lines[repaired].value("output", "");
+    EXPECT_EQ(copy, out / (originals[repaired].stem().string() + " (repaired).MOV"));
+    EXPECT_EQ(decodingComplaints(copy), "");
+    EXPECT_EQ(fs::last_write_time(copy), fs::last_write_time(originals[repaired]));
+    EXPECT_EQ(linesOf(tallowmark({"check", "--json", copy})).at(0)["state"], "healthy");
+  }
+  EXPECT_EQ(lines[1]["reference"], nullptr);
+  EXPECT_EQ(lines[2]["reference"], good.string());
+  EXPECT_EQ(lines[2]["result"]["videoFrames"], 50);
+  EXPECT_EQ(lines[2]["result"]["audioPackets"], 96'000);
+  EXPECT_EQ(namesIn(out).size(), 2U);
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(fingerprint(originals[i]), before[i]);
+}
+
+TEST_F(RepairTests, overwriteNothingAndNumberEqualStemsInTheOrderGiven) {
+  fs::create_directories(folder / "a");
+  fs::create_directories(folder / "b");
+  for (const char* name : {"a/旅行.mov", "b/旅行.mov"}) fs::copy_file(cut, folder / name);
+  fs::create_directory(out);
+  writeFile(out / "旅行 (repaired).mov", Bytes{1});
+  const auto lines = linesOf(
+      tallowmark({"repair", "--json", "--to", out, folder / "b/旅行.mov", folder / "a/旅行.mov"}));
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0]["file"], (folder / "b/旅行.mov").string());
+  EXPECT_EQ(lines[0]["output"], (out / "旅行 (repaired 2).mov").string());
+  EXPECT_EQ(lines[1]["output"], (out / "旅行 (repaired 3).mov").string());
+  EXPECT_EQ(contentsOf(out / "旅行 (repaired).mov"), Bytes{1});
+}
+
+TEST_F(RepairTests, askForAReferenceAndRefuseABadOne) {
+  const auto alone = tallowmark({"repair", "--json", "--to", out, noIndex});
+  EXPECT_EQ(alone.exitCode, 1);
+  EXPECT_EQ(linesOf(alone).at(0)["state"], "missingIndex");
+  EXPECT_EQ(linesOf(alone).at(0)["needsReference"], true);
+
+  const auto messageWith = [&](const fs::path& reference) {
+    const auto result =
+        tallowmark({"repair", "--json", "--to", out, noIndex, "--reference", reference});
+    EXPECT_EQ(result.exitCode, 1);
+    return linesOf(result).at(0).value("message", "");
+  };
+  const std::string refused =
+      "That clip doesn't open either. Pick a clip that plays, recorded on the same camera.";
+  EXPECT_EQ(messageWith(noIndex), refused);
+  EXPECT_EQ(messageWith(folder / "missing.mov"), refused);
+  EXPECT_EQ(messageWith(writeFile(folder / "a.nef", Bytes{1})),
+            "RAW files aren't used as references. Pick a JPEG photo or a clip from the same "
+            "camera.");
+  EXPECT_TRUE(namesIn(out).empty());
+  EXPECT_EQ(linesOf(tallowmark({"repair", "--json", "--to", out, noIndex, "--reference", good}))
+                .at(0)["state"],
+            "saved");
+}
+
+TEST_F(RepairTests, tryAnotherSortOfReferenceWhereTheFirstFails) {
+  ClipRecipe other;
+  other.codec = "libx265";
+  fs::copy_file(makeClip(other), folder / "GX010000.MOV");
+  const auto line =
+      linesOf(tallowmark({"repair", "--json", "--to", out, folder / "GX010000.MOV", good, noIndex}))
+          .at(2);
+  EXPECT_EQ(line["state"], "saved");
+  EXPECT_EQ(line["reference"], good.string());
+}
+
+TEST_F(RepairTests, leaveNothingBehindWhenTheDiskIsFull) {
+  const std::uint64_t little = 20'000;
+  const auto result = Process(call({"repair", "--json", "--to", out, cut}), little).wait();
+  EXPECT_EQ(result.exitCode, 1);
+  const auto line = linesOf(result).at(0);
+  EXPECT_EQ(line["state"], "failed");
+  EXPECT_TRUE(line["message"].get<std::string>().starts_with("Could not write " + out.string()));
+  EXPECT_TRUE(namesIn(out).empty());
+}
+
+TEST_F(RepairTests, sayWhyAFolderCannotBeWrittenTo) {
+  const auto result = tallowmark({"repair", "--to", "/proc/copies", cut});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.output.find("Couldn't repair: Could not write /proc/copies: "),
+            std::string::npos);
+}
+
+// A clip with gigabytes of media that take no room: a copy of it runs long enough to be stopped.
+std::string makeLongClip(const fs::path& target) {
+  constexpr std::uint32_t frameSize = 1 << 20;
+  constexpr std::uint32_t frames = 6'000;
+  const Bytes index = makeBox(
+      "moov",
+      {makeTrack("vide",
+                 {makeSampleDescription("avc1"), makeFull("stsz", 0, {u32(frameSize), u32(frames)}),
+                  makeTable("stsc", 1, {1, frames, 1}), makeTable("stco", 1, {4096})})});
+  writeFile(target, joined({makeBox("ftyp", {text("isom")}), index, u32(0), text("mdat")}));
+  fs::resize_file(target, 4096 + std::uint64_t{frameSize} * (frames - 1));
+  return target;
+}
+
+TEST_F(RepairTests, removeWhatTheyWroteWhenASignalStopsThem) {
+  const std::string clip = makeLongClip(folder / "long.mp4");
+  if (fs::space(folder.path()).available < fs::file_size(clip) * 2) {
+    GTEST_SKIP() << "not enough free space for a copy that takes a while";
+  }
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    fs::create_directories(out);
+    Process repairing(call({"repair", "--to", out, clip}));
+    while (namesIn(out).empty()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    repairing.signal(signal);
+    EXPECT_EQ(repairing.wait().exitCode, 128 + signal);
+    EXPECT_TRUE(namesIn(out).empty());
+  }
+}
+
+}  // namespace
+}  // namespace tallowmark::testing

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cstring>
+#include <numeric>
+#include <thread>
+
+#include "DeviceKit/DeviceError.h"
+#include "DeviceKit/FailingSource.h"
+#include "DeviceKit/FileSink.h"
+#include "DeviceKit/FileSource.h"
+#include "DeviceKit/MemorySource.h"
+#include "Tests/Support/Files.h"
+
+namespace tallowmark {
+namespace {
+
+using testing::Bytes;
+using testing::contentsOf;
+using testing::TemporaryFolder;
+using testing::writeFile;
+
+Bytes counting(std::size_t count) {
+  Bytes bytes(count);
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
+  return bytes;
+}
+
+TEST(Sources, giveTheBytesThatAreThereAndNeverMore) {
+  const TemporaryFolder folder;
+  const Bytes bytes = counting(100);
+  const FileSource file(writeFile(folder / "clip", bytes).string());
+  const MemorySource memory(bytes);
+  const struct {
+    std::uint64_t offset;
+    std::size_t count;
+    std::size_t expected;
+  } reads[] = {{0, 100, 100}, {0, 0, 0},        {40, 0, 0},
+               {90, 50, 10},  {99, 1, 1},       {100, 1, 0},
+               {101, 5, 0},   {~0ULL, 4096, 0}, {10, ~std::size_t{0}, 90}};
+  for (const ByteSource* source :
+       {static_cast<const ByteSource*>(&file), static_cast<const ByteSource*>(&memory)}) {
+    for (const auto& [offset, count, expected] : reads) {
+      SCOPED_TRACE(source->descriptionForReport() + " at " + std::to_string(offset));
+      const Bytes got = source->read(offset, count);
+      ASSERT_EQ(got.size(), expected);
+      EXPECT_TRUE(std::equal(got.begin(), got.end(),
+                             bytes.end() - std::ptrdiff_t(100 - offset) * (expected > 0 ? 1 : 0)));
+    }
+    EXPECT_EQ(source->badReads(), 0);
+  }
+  EXPECT_EQ(memory.descriptionForReport(), "memory(100 bytes)");
+  EXPECT_EQ(file.descriptionForReport(), (folder / "clip").string());
+  EXPECT_TRUE(MemorySource({}).read(0, 10).empty());
+}
+
+TEST(Sources, aFileThatShrankGivesAShortReadWithoutTrailingZeros) {
+  const TemporaryFolder folder;
+  const FileSource file(writeFile(folder / "clip", counting(100)).string());
+  std::filesystem::resize_file(folder / "clip", 30);
+  EXPECT_EQ(file.size(), 100U);
+  EXPECT_EQ(file.read(10, 50), Bytes({10, 11, 12, 13, 14, 15, 16, 17, 18, 19,
+                                      20, 21, 22, 23, 24, 25, 26, 27, 28, 29}));
+}
+
+TEST(Sources, whatIsNoFileIsRefusedWithASentence) {
+  const TemporaryFolder folder;
+  const auto sentence = [](const std::string& path) -> std::string {
+    try {
+      const FileSource source(path);
+      return "opened";
+    } catch (const DeviceError& error) {
+      return error.what();
+    }
+  };
+  const std::string missing = (folder / "no such clip").string();
+  const std::string pipe = (folder / "pipe").string();
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(sentence(missing), "Could not open " + missing + ": " + std::strerror(ENOENT));
+  EXPECT_EQ(sentence(pipe), pipe + " is not a readable file or device.");
+  EXPECT_EQ(sentence(folder.path().string()),
+            folder.path().string() + " is not a readable file or device.");
+  EXPECT_EQ(sentence("/dev/null"), "/dev/null is not a readable file or device.");
+}
+
+TEST(DeviceErrors, nameTheCaseInOneSentence) {
+  EXPECT_STREQ(DeviceError::authorizationDenied("/dev/sdb").what(),
+               "Authorization to read /dev/sdb was denied.");
+  EXPECT_EQ(std::string(DeviceError::readFailed(4096, EIO).what()),
+            std::string("Read failed at offset 4096: ") + std::strerror(EIO));
+}
+
+TEST(FailingSources, nameTheFirstByteThatCannotBeRead) {
+  const FailingSource source(counting(100), {{20, 30}, {60, 100}});
+  EXPECT_EQ(source.read(0, 20), counting(20));
+  EXPECT_EQ(source.read(30, 30).size(), 30U);
+  const std::array<std::array<std::uint64_t, 2>, 3> failures{{{0, 20}, {25, 25}, {59, 60}}};
+  for (const auto& [offset, expected] : failures) {
+    try {
+      source.read(offset, 100);
+      ADD_FAILURE() << "read at " << offset;
+    } catch (const DeviceError& error) {
+      EXPECT_EQ(error.offset(), expected);
+      EXPECT_EQ(error.errorNumber(), EIO);
+    }
+  }
+}
+
+TEST(FileSinks, copyAStretchOfAFileThroughTheKernelAndOfMemoryThroughABuffer) {
+  const TemporaryFolder folder;
+  const Bytes bytes = counting(20'000'000);
+  const FileSource file(writeFile(folder / "clip", bytes).string());
+  const MemorySource memory(bytes);
+  for (const ByteSource* source :
+       {static_cast<const ByteSource*>(&file), static_cast<const ByteSource*>(&memory)}) {
+    FileSink sink((folder / "copy").string());
+    sink.append(counting(3));
+    std::vector<std::uint64_t> steps;
+    const auto note = [&](std::uint64_t done) { steps.push_back(done); };
+    EXPECT_EQ(sink.copy(*source, 1000, 19'000'000, note, {}), 19'000'000U);
+    sink.close();
+    const Bytes copy = contentsOf(folder / "copy");
+    ASSERT_EQ(copy.size(), 19'000'003U);
+    EXPECT_TRUE(std::equal(copy.begin() + 3, copy.end(), bytes.begin() + 1000));
+    EXPECT_GE(steps.size(), 3U);
+    EXPECT_EQ(steps.back(), 19'000'000U);
+  }
+}
+
+TEST(FileSinks, endWithTheSourceEvenWhereTheFileGrewMeanwhile) {
+  const TemporaryFolder folder;
+  const FileSource file(writeFile(folder / "clip", counting(100)).string());
+  std::filesystem::resize_file(folder / "clip", 5000);
+  FileSink sink((folder / "copy").string());
+  EXPECT_EQ(sink.copy(file, 40, 1000, {}, {}), 60U);
+}
+
+TEST(FileSinks, stopBetweenPieces) {
+  const TemporaryFolder folder;
+  const MemorySource source(counting(30'000'000));
+  FileSink sink((folder / "copy").string());
+  StopSource stop;
+  EXPECT_THROW(sink.copy(
+                   source, 0, source.size(), [&](auto) { stop.requestStop(); }, stop.token()),
+               Stopped);
+  EXPECT_LT(sink.size(), source.size());
+}
+
+}  // namespace
+}  // namespace tallowmark

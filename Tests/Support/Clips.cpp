@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Tests/Support/Clips.h"
+
+#include <unistd.h>
+
+#include <sstream>
+#include <stdexcept>
+#include <vector>
+
+#include "Tests/Support/Process.h"
+
+namespace tallowmark::testing {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string nameOf(const ClipRecipe& r) {
+  std::ostringstream name;
+  name << r.codec << '-' << (r.audio.empty() ? "silent" : r.audio) << "-b" << r.bFrames << "-s"
+       << r.slices << '-' << r.seconds << "s-" << r.framesPerSecond << "fps-" << r.width << 'x'
+       << r.height << "-g" << r.keyInterval << "-v" << r.variant << '.' << r.container;
+  return name.str();
+}
+
+std::string encoderSettings(const ClipRecipe& r) {
+  std::ostringstream settings;
+  settings << "keyint=" << r.keyInterval << ":min-keyint=" << r.keyInterval << ":scenecut=0"
+           << ":bframes=" << r.bFrames << ":slices=" << r.slices;
+  return settings.str();
+}
+
+std::vector<std::string> ffmpegCommand(const ClipRecipe& r, const fs::path& target) {
+  std::ostringstream pictures;
+  pictures << (r.variant % 2 == 0 ? "testsrc2" : "mandelbrot") << "=size=" << r.width << 'x'
+           << r.height << ":rate=" << r.framesPerSecond;
+  const std::string seconds = std::to_string(r.seconds);
+  std::vector<std::string> command{"ffmpeg", "-y",    "-v", "error",
+                                   "-f",     "lavfi", "-i", pictures.str()};
+  const auto add = [&](std::initializer_list<const char*> more) {
+    command.insert(command.end(), more.begin(), more.end());
+  };
+  if (!r.audio.empty()) {
+    add({"-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000", "-c:a", r.audio.c_str()});
+  }
+  const std::string settings = encoderSettings(r);
+  add({"-t", seconds.c_str(), "-c:v", r.codec.c_str(), "-pix_fmt", "yuv420p", "-preset", "fast",
+       r.codec == "libx265" ? "-x265-params" : "-x264-params", settings.c_str()});
+  if (r.codec == "libx265") add({"-tag:v", "hvc1"});
+  command.push_back(target.string());
+  return command;
+}
+
+}  // namespace
+
+bool canMakeClips() {
+  static const bool found = run({"ffmpeg", "-version"}).exitCode == 0;
+  return found;
+}
+
+fs::path makeClip(const ClipRecipe& recipe) {
+  const fs::path folder = fs::path(TALLOWMARK_BINARY_DIR) / "clips";
+  fs::create_directories(folder);
+  const fs::path clip = folder / nameOf(recipe);
+  if (fs::exists(clip)) return clip;
+  // Test programs run side by side: a clip appears whole or not at all.
+  const fs::path unfinished =
+      folder / ("unfinished-" + std::to_string(::getpid()) + "." + recipe.container);
+  if (const auto made = run(ffmpegCommand(recipe, unfinished)); made.exitCode != 0) {
+    throw std::runtime_error("ffmpeg: " + made.errors);
+  }
+  fs::rename(unfinished, clip);
+  return clip;
+}
+
+std::string decodingComplaints(const fs::path& clip) {
+  const auto decoded = run({"ffmpeg", "-v", "error", "-i", clip.string(), "-f", "null", "-"});
+  return decoded.exitCode == 0 ? decoded.errors
+                               : "exit " + std::to_string(decoded.exitCode) + ": " + decoded.errors;
+}
+
+}  // namespace tallowmark::testing

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace tallowmark::testing {
+
+/// A clip for ffmpeg to make: moving test pictures and, unless `audio` is empty, a tone.
+struct ClipRecipe {
+  /// ffmpeg's name of the video encoder: libx264, libx265.
+  std::string codec = "libx264";
+  /// mp4 or mov.
+  std::string container = "mp4";
+  /// ffmpeg's name of the audio encoder: aac, pcm_s16le (sowt), pcm_s16be (twos), pcm_s24be, ….
+  std::string audio = "aac";
+  int bFrames = 0;
+  int slices = 1;
+  double seconds = 2;
+  int framesPerSecond = 25;
+  int width = 320;
+  int height = 240;
+  /// Frames from one key frame to the next.
+  int keyInterval = 25;
+  /// Tells clips of one recipe apart: another number, other pictures.
+  int variant = 0;
+};
+
+/// Whether ffmpeg is there; otherwise skip, saying so.
+bool canMakeClips();
+
+/// The finished clip; made once and kept in the build folder for later runs. Treat it as read-only.
+/// Throws std::runtime_error with ffmpeg's own words.
+std::filesystem::path makeClip(const ClipRecipe& recipe);
+
+/// Whether ffmpeg decodes every picture and sound of the file without a word of complaint.
+/// Returns the complaint; empty when there is none.
+std::string decodingComplaints(const std::filesystem::path& clip);
+
+}  // namespace tallowmark::testing
