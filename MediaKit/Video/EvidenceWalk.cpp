@@ -30,6 +30,7 @@ constexpr double usualDistance = 17;
 constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
+constexpr int mostLooks = 1000;
 constexpr int mostUnknownInARow = 8;
 
 class Walker {
@@ -231,7 +232,7 @@ bool Walker::isExpected(const Judged& candidate, std::uint64_t searchedFrom) {
   for (int hops = 0; hops < mostUnknownInARow; ++hops) {
     const auto next = successor(at);
     if (!next) {
-      return gap >= usualDistance / 2 || end_ - at.end() <= evidence_.largestGap() * 2;
+      return gap >= usualDistance / 2;
     }
     if (evidence_.successionBits(at.slice, next->slice) < 0) {
       return false;
@@ -248,7 +249,7 @@ bool Walker::isExpected(const Judged& candidate, std::uint64_t searchedFrom) {
 bool Walker::hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom) {
   const std::uint64_t reach = searchedFrom + evidence_.largestGap() * 2 + 1;
   std::uint64_t at = candidate.frame.offset + 1;
-  for (int rivals = 0; rivals < mostRivals; ++rivals) {
+  for (int looks = 0; looks < mostLooks; ++looks) {
     const FoundFrame* next = candidates_.next(at, reach);
     if (next == nullptr) {
       return false;

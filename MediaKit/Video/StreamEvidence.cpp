@@ -266,7 +266,7 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
   for (const auto& [gap, count] : gaps_) {
     evidence_.commonGaps_.push_back(gap);
   }
-  evidence_.isShort_ = framed_ < 4;
+  evidence_.isShort_ = framed_ < 12;
   evidence_.gapsAreComplete_ = gaps_.size() <= mostCommonGaps;
   if (!gaps_.empty()) {
     evidence_.smallestGap_ = gaps_.begin()->first;

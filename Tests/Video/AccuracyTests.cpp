@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Good clips without their index against the index that was dropped.
+#include <gtest/gtest.h>
+
+#include "MediaKit/Container/MediaError.h"
+#include "Tests/Support/Clips.h"
+#include "Tests/Video/GroundTruth.h"
+
+namespace tallowmark {
+namespace {
+
+using testing::ClipRecipe;
+using testing::Comparison;
+using testing::Filling;
+using testing::makeClip;
+using testing::Victim;
+
+void expectWhole(const Comparison& c, const std::string& label) {
+  EXPECT_GT(c.frames, 0U) << label;
+  EXPECT_EQ(c.exact, c.frames) << label;
+  EXPECT_EQ(c.invented, 0U) << label;
+  EXPECT_EQ(c.soundWrong, 0U) << label;
+}
+
+bool isRebuildable(const std::filesystem::path& clip) {
+  // Motion JPEG, and a clip whose pictures hide in units of another type.
+  const std::string name = clip.filename().string();
+  return !name.starts_with("panasonic_mjpeg") && !name.starts_with("samsung_sef");
+}
+
+TEST(Accuracy, cameraClipsComeBackFrameByFrame) {
+  const auto clips = testing::corpusFiles("video");
+  if (clips.empty()) {
+    GTEST_SKIP() << "the folder of real camera files is not beside the source tree";
+  }
+  for (const auto& clip : clips) {
+    if (!isRebuildable(clip)) continue;
+    const Comparison c = rebuildAndCompare(Victim(clip), clip);
+    expectWhole(c, clip.filename().string());
+    if (c.result.audioPackets > 0) {
+      EXPECT_EQ(c.soundRight, c.sound) << clip.filename();
+    }
+  }
+}
+
+const std::vector<ClipRecipe>& recipes() {
+  static const std::vector<ClipRecipe> all{
+      {.audio = "aac"},
+      {.container = "mov", .audio = "pcm_s16le", .bFrames = 2},
+      {.container = "mov", .audio = "pcm_s16be", .bFrames = 2, .slices = 4},
+      {.container = "mov", .audio = "pcm_s24be", .slices = 4},
+      {.container = "mov", .audio = "pcm_f32le"},
+      {.codec = "libx265", .audio = "aac", .bFrames = 2},
+      {.codec = "libx265", .container = "mov", .audio = "pcm_s16le", .slices = 4},
+      {.codec = "libx265", .container = "mov", .audio = "pcm_s32le", .bFrames = 2},
+  };
+  return all;
+}
+
+std::string labelOf(const ClipRecipe& r) {
+  return r.codec + " " + r.audio + " b" + std::to_string(r.bFrames) + " s" +
+         std::to_string(r.slices);
+}
+
+TEST(Accuracy, generatedClipsComeBackWithThemselvesAndASibling) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (const ClipRecipe& recipe : recipes()) {
+    ClipRecipe other = recipe;
+    other.variant = 1;
+    const auto clip = makeClip(recipe);
+    for (const auto& reference : {clip, makeClip(other)}) {
+      const Comparison c = rebuildAndCompare(Victim(clip), reference);
+      expectWhole(c, labelOf(recipe));
+      if (recipe.audio == "aac") {
+        EXPECT_TRUE(c.result.audioDropped) << labelOf(recipe);
+      } else {
+        EXPECT_EQ(c.soundRight, c.sound) << labelOf(recipe);
+        EXPECT_LT(std::abs(c.worstStep), 1.0) << labelOf(recipe);
+      }
+    }
+  }
+}
+
+TEST(Accuracy, aReferenceThatLacksKindsOfFramesStillTeaches) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (const char* codec : {"libx264", "libx265"}) {
+    const auto clip =
+        makeClip({.codec = codec, .container = "mov", .audio = "pcm_s16le", .bFrames = 2});
+    for (const ClipRecipe& teacher :
+         {ClipRecipe{.codec = codec, .container = "mov", .audio = "pcm_s16le"},
+          ClipRecipe{.codec = codec, .container = "mov", .audio = "pcm_s16le", .seconds = 0.2}}) {
+      expectWhole(rebuildAndCompare(Victim(clip), makeClip(teacher)), codec);
+    }
+  }
+}
+
+// Holes of every filling, over camera clips and generated ones: what no hole touches is found.
+TEST(Accuracy, holesCostOnlyWhatTheyTouch) {
+  std::vector<std::filesystem::path> clips;
+  for (const char* name : {"video/gopro_hero7_h264.mp4", "video/sowt_pcm_h264_reenc.mov",
+                           "video/iphone_hevc10_moovfirst_editlist.mov"}) {
+    if (const auto clip = testing::corpusFile(name)) clips.push_back(*clip);
+  }
+  if (testing::canMakeClips()) {
+    for (const ClipRecipe& recipe : recipes()) clips.push_back(makeClip(recipe));
+  }
+  if (clips.empty()) {
+    GTEST_SKIP() << "neither ffmpeg nor the folder of real camera files is there";
+  }
+  Comparison sum;
+  for (const auto& clip : clips) {
+    const testing::Bytes other = testing::contentsOf(clips.front());
+    for (const Filling filling : {Filling::zeros, Filling::noise, Filling::otherFile}) {
+      for (const auto& [count, size] : {std::pair{1U, 4096U}, {20U, 4096U}, {3U, 40000U}}) {
+        Victim victim(clip);
+        victim.punch(count * 7 + size, count, size, filling, other);
+        const Comparison c = rebuildAndCompare(victim, clip);
+        sum.frames += c.frames;
+        sum.missed += c.missed;
+        sum.invented += clip == clips.front() ? 0 : c.invented;
+      }
+    }
+  }
+  RecordProperty("frames", static_cast<int>(sum.frames));
+  EXPECT_LE(sum.missed * 1000, sum.frames) << sum.missed << " of " << sum.frames << " missed";
+  EXPECT_LE(sum.invented * 1000, sum.frames) << sum.invented << " invented";
+}
+
+}  // namespace
+}  // namespace tallowmark

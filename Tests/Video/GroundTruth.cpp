@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Tests/Video/GroundTruth.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+#include <stdexcept>
+
+#include "DeviceKit/FileSource.h"
+#include "DeviceKit/MemorySource.h"
+#include "MediaKit/Container/MovieParser.h"
+
+namespace tallowmark::testing {
+
+namespace {
+
+bool overlap(const ByteRange& a, const ByteRange& b) {
+  return a.lower < b.upper && b.lower < a.upper;
+}
+
+/// A stretch of sound with the time it starts at.
+struct Stretch {
+  ByteRange range;
+  double start = 0;
+  double perByte = 0;
+};
+
+std::vector<Stretch> soundOf(const Movie& movie, std::uint64_t shift) {
+  std::vector<Stretch> stretches;
+  const Track* audio = movie.audioTrack();
+  if (audio == nullptr) {
+    return stretches;
+  }
+  double time = static_cast<double>(audio->startDelay) / movie.timescale;
+  for (const SampleRun& run : audio->samples.runs()) {
+    const double length = static_cast<double>(run.duration()) / audio->timescale;
+    const ByteRange range{run.first.offset + shift, run.end() + shift};
+    stretches.push_back(
+        {range, time, length / static_cast<double>(std::max<std::uint64_t>(1, range.length()))});
+    time += length;
+  }
+  return stretches;
+}
+
+std::map<std::uint64_t, double> timesOf(const Track& video, std::uint64_t shift) {
+  std::map<std::uint64_t, double> times;
+  double ticks = 0;
+  for (const Sample& sample : video.samples) {
+    times[sample.offset + shift] = ticks / video.timescale;
+    ticks += sample.duration;
+  }
+  return times;
+}
+
+// Where the copy's media came from in the victim: its first frame, found there again.
+std::uint64_t shiftOf(const ByteSource& copy, const Track& video, const Bytes& victim) {
+  const Sample first = video.samples.front();
+  const Bytes frame = copy.read(first.offset, first.size);
+  const auto found = std::search(victim.begin(), victim.end(),
+                                 std::boyer_moore_searcher(frame.begin(), frame.end()));
+  if (found == victim.end()) {
+    throw std::runtime_error("the copy's first frame is not in the clip");
+  }
+  return static_cast<std::uint64_t>(found - victim.begin()) - first.offset;
+}
+
+void compareFrames(const Victim& victim, const Track& rebuilt, std::uint64_t shift,
+                   Comparison& comparison) {
+  std::map<std::uint64_t, Sample> whole;
+  std::set<std::uint64_t> all;
+  for (const Sample& sample : victim.truth().videoTrack()->samples) {
+    all.insert(sample.offset);
+    if (!victim.isTouched(sample.offset, sample.offset + sample.size)) {
+      whole[sample.offset] = sample;
+    }
+  }
+  comparison.frames = whole.size();
+  const std::uint64_t first = rebuilt.samples.front().offset + shift;
+  for (const Sample& sample : rebuilt.samples) {
+    const auto known = whole.find(sample.offset + shift);
+    comparison.invented += all.contains(sample.offset + shift) ? 0U : 1U;
+    comparison.exact += known != whole.end() && known->second.size == sample.size &&
+                                known->second.isSync == sample.isSync
+                            ? 1U
+                            : 0U;
+  }
+  comparison.beforeKeyframe = static_cast<std::uint64_t>(
+      std::count_if(whole.begin(), whole.end(), [&](const auto& f) { return f.first < first; }));
+  comparison.missed = comparison.frames - comparison.exact - comparison.beforeKeyframe;
+}
+
+void compareSound(const Victim& victim, const std::vector<Stretch>& truth,
+                  const std::vector<Stretch>& rebuilt, Comparison& comparison) {
+  for (const Stretch& t : truth) {
+    if (victim.isTouched(t.range.lower, t.range.upper)) continue;
+    comparison.sound += t.range.length();
+    for (const Stretch& r : rebuilt) {
+      if (overlap(t.range, r.range)) {
+        comparison.soundRight +=
+            std::min(t.range.upper, r.range.upper) - std::max(t.range.lower, r.range.lower);
+      }
+    }
+  }
+  for (const Stretch& r : rebuilt) {
+    const bool known = std::any_of(truth.begin(), truth.end(),
+                                   [&](const Stretch& t) { return overlap(t.range, r.range); });
+    if (!known && !victim.isTouched(r.range.lower, r.range.upper)) {
+      comparison.soundWrong += r.range.length();
+    }
+  }
+}
+
+// For every frame: its time against that of the sound stored before it, then and now.
+void compareSteps(const Victim& victim, const Track& rebuiltVideo, std::uint64_t shift,
+                  const std::vector<Stretch>& truth, const std::vector<Stretch>& rebuilt,
+                  Comparison& comparison) {
+  const Track& video = *victim.truth().videoTrack();
+  const auto then = timesOf(video, 0);
+  const double frame = static_cast<double>(video.typicalDuration()) / video.timescale;
+  std::size_t next = 0;
+  for (const auto& [offset, time] : timesOf(rebuiltVideo, shift)) {
+    while (next < rebuilt.size() && rebuilt[next].range.lower < offset) ++next;
+    const auto known = then.find(offset);
+    if (next == 0 || known == then.end()) continue;
+    const Stretch& sound = rebuilt[next - 1];
+    for (const Stretch& t : truth) {
+      if (sound.range.lower >= t.range.lower && sound.range.lower < t.range.upper) {
+        const double soundThen =
+            t.start + static_cast<double>(sound.range.lower - t.range.lower) * t.perByte;
+        const double step = ((time - sound.start) - (known->second - soundThen)) / frame;
+        if (std::abs(step) > std::abs(comparison.worstStep)) comparison.worstStep = step;
+      }
+    }
+  }
+}
+
+}  // namespace
+
+Victim::Victim(const std::filesystem::path& clip) : bytes_(contentsOf(clip)) {
+  const MemorySource source(bytes_);
+  const BoxReader reader(source);
+  truth_ = MovieParser::parse(reader);
+  const FileLayout layout = MovieParser::layout(reader);
+  media_ = {layout.mdats.front().payloadOffset(), layout.mdats.back().end()};
+  const Box& index = *layout.moov;
+  std::fill(bytes_.begin() + static_cast<std::ptrdiff_t>(index.offset + 8),
+            bytes_.begin() + static_cast<std::ptrdiff_t>(index.end()), std::uint8_t{0});
+  const Bytes free{'f', 'r', 'e', 'e'};
+  std::copy(free.begin(), free.end(),
+            bytes_.begin() + static_cast<std::ptrdiff_t>(index.offset + 4));
+}
+
+void Victim::punch(unsigned seed, unsigned count, std::size_t size, Filling filling,
+                   const Bytes& otherFile) {
+  std::mt19937_64 random(seed);
+  if (media_.length() <= size) {
+    return;
+  }
+  for (unsigned i = 0; i < count; ++i) {
+    const std::uint64_t at = media_.lower + random() % (media_.length() - size);
+    holes_.push_back({at, at + size});
+    for (std::size_t k = 0; k < size; ++k) {
+      bytes_[at + k] = filling == Filling::zeros ? std::uint8_t{0}
+                       : filling == Filling::noise
+                           ? static_cast<std::uint8_t>(random())
+                           : otherFile[(otherFile.size() / 3 + k) % otherFile.size()];
+    }
+  }
+}
+
+bool Victim::isTouched(std::uint64_t from, std::uint64_t to) const {
+  return std::any_of(holes_.begin(), holes_.end(), [&](const ByteRange& hole) {
+    return overlap(hole, {from, to});
+  });
+}
+
+Comparison rebuildAndCompare(const Victim& victim, const std::filesystem::path& reference) {
+  const TemporaryFolder folder;
+  const MemorySource source(victim.bytes());
+  const FileSource teacher(reference.string());
+  Comparison comparison;
+  {
+    FileSink sink((folder / "copy").string());
+    comparison.result = VideoRepair::rebuild(source, teacher, sink);
+  }
+  const FileSource copy((folder / "copy").string());
+  const Movie rebuilt = MovieParser::parse(BoxReader(copy));
+  const std::uint64_t shift = shiftOf(copy, *rebuilt.videoTrack(), victim.bytes());
+  compareFrames(victim, *rebuilt.videoTrack(), shift, comparison);
+  if (rebuilt.audioTrack() != nullptr) {
+    const auto truth = soundOf(victim.truth(), 0);
+    const auto now = soundOf(rebuilt, shift);
+    compareSound(victim, truth, now, comparison);
+    compareSteps(victim, *rebuilt.videoTrack(), shift, truth, now, comparison);
+  }
+  return comparison;
+}
+
+}  // namespace tallowmark::testing
