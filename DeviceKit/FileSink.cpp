@@ -50,9 +50,23 @@ void FileSink::append(std::span<const std::uint8_t> bytes) {
   }
 }
 
+bool FileSink::leaveHole(std::uint64_t length) {
+  if (::ftruncate(fd_, static_cast<off_t>(size_ + length)) != 0) {
+    return false;
+  }
+  size_ += length;
+  return true;
+}
+
 std::uint64_t FileSink::copyPiece(const ByteSource& source, std::uint64_t offset,
                                   std::uint64_t count) {
   if (const auto from = source.descriptor(); from && kernelCopies_) {
+    // A hole in the source becomes one here: as fast, and as small, as it was.
+    const Stretch stretch = stretchAt(*from, offset, count);
+    if (stretch.hole && leaveHole(stretch.length)) {
+      return stretch.length;
+    }
+    count = stretch.length;
     const auto moved = kernelCopy(*from, offset, fd_, size_, static_cast<std::size_t>(count));
     if (moved && *moved > 0) {
       size_ += *moved;

@@ -17,7 +17,8 @@ class FileSink {
  public:
   /// Creates or empties `path`. Throws DeviceError::writeFailed.
   explicit FileSink(std::string path);
-  /// Takes over a descriptor open for writing; `name` is what errors call the file.
+  /// Takes over a descriptor of an empty file open for writing; `name` is what errors call the
+  /// file.
   FileSink(int descriptor, std::string name);
   ~FileSink();
   FileSink(const FileSink&) = delete;
@@ -32,9 +33,10 @@ class FileSink {
   void append(std::span<const std::uint8_t> bytes);
 
   /// Appends `count` bytes of `source` from `offset` on, in pieces of at most 8 MiB, inside the
-  /// kernel where both ends are files. Returns how many bytes the source gave: fewer than asked
-  /// exactly when it ended first. `progress` is told the bytes done after every piece; the stop is
-  /// looked at as often. Throws DeviceError of either end, Stopped.
+  /// kernel where both ends are files; stretches the source has no storage for stay so. Returns how
+  /// many bytes the source gave: fewer than asked exactly when it ended first. `progress` is told
+  /// the bytes done after every piece; the stop is looked at as often. Throws DeviceError of either
+  /// end, Stopped.
   std::uint64_t copy(const ByteSource& source, std::uint64_t offset, std::uint64_t count,
                      const std::function<void(std::uint64_t)>& progress, const StopToken& stop);
 
@@ -45,6 +47,7 @@ class FileSink {
   void close();
 
  private:
+  bool leaveHole(std::uint64_t length);
   std::uint64_t copyPiece(const ByteSource& source, std::uint64_t offset, std::uint64_t count);
 
   int fd_ = -1;

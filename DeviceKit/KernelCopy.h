@@ -13,6 +13,15 @@ namespace tallowmark {
 std::optional<std::size_t> kernelCopy(int from, std::uint64_t fromOffset, int to,
                                       std::uint64_t toOffset, std::size_t count);
 
+/// A stretch of a file that has storage throughout, or none and reads as zeros.
+struct Stretch {
+  std::uint64_t length = 0;
+  bool hole = false;
+};
+
+/// The stretch from `offset` on, cut at `count`. Where the system does not tell, all has storage.
+Stretch stretchAt(int fd, std::uint64_t offset, std::uint64_t count);
+
 /// Starts writing the given stretch of a file out, without waiting for it, so that a later sync has
 /// little left to do.
 void startWriteback(int fd, std::uint64_t offset, std::uint64_t count);

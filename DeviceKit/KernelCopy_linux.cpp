@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "DeviceKit/KernelCopy.h"
@@ -21,6 +23,25 @@ std::optional<std::size_t> kernelCopy(int from, std::uint64_t fromOffset, int to
       return std::nullopt;  // other file systems, old kernels, errors: read and write tell which
     }
   }
+}
+
+Stretch stretchAt(int fd, std::uint64_t offset, std::uint64_t count) {
+  const auto start = static_cast<off64_t>(offset);
+  const off64_t data = ::lseek64(fd, start, SEEK_DATA);
+  if (data > start) {
+    return {std::min(count, static_cast<std::uint64_t>(data - start)), true};
+  }
+  if (data == start) {
+    const off64_t hole = ::lseek64(fd, start, SEEK_HOLE);
+    return {hole > start ? std::min(count, static_cast<std::uint64_t>(hole - start)) : count,
+            false};
+  }
+  // No data from here on: a hole up to the end, if the file still reaches so far.
+  struct stat status {};
+  if (errno != ENXIO || ::fstat(fd, &status) != 0 || status.st_size <= start) {
+    return {count, false};
+  }
+  return {std::min(count, static_cast<std::uint64_t>(status.st_size - start)), true};
 }
 
 void startWriteback(int fd, std::uint64_t offset, std::uint64_t count) {

@@ -157,7 +157,7 @@ void writeMediaInformationHeader(const Track& track, BoxWriter& writer) {
   }
 }
 
-void writeMediaInformation(const Track& track, BoxWriter& writer) {
+void writeMediaInformation(const Track& track, std::uint64_t mediaStart, BoxWriter& writer) {
   writer.box("minf", [&](BoxWriter& minf) {
     writeMediaInformationHeader(track, minf);
     minf.box("dinf", [](BoxWriter& dinf) {
@@ -166,18 +166,19 @@ void writeMediaInformation(const Track& track, BoxWriter& writer) {
         dref.full("url ", 0, sameFile, [](BoxWriter&) {});
       });
     });
-    writeSampleTable(track, minf);
+    writeSampleTable(track, mediaStart, minf);
   });
 }
 
-void writeTrack(const Track& track, const Movie& movie, BoxWriter& writer) {
+void writeTrack(const Track& track, const Movie& movie, std::uint64_t mediaStart,
+                BoxWriter& writer) {
   writer.box("trak", [&](BoxWriter& trak) {
     writeTrackHeader(track, movie, trak);
     writeEditList(track, movie, trak);
     trak.box("mdia", [&](BoxWriter& mdia) {
       writeMediaHeader(track, movie, mdia);
       writeHandler(track, mdia);
-      writeMediaInformation(track, mdia);
+      writeMediaInformation(track, mediaStart, mdia);
     });
     for (const Bytes& box : track.extraBoxes) {
       trak.bytes(box);
@@ -185,12 +186,19 @@ void writeTrack(const Track& track, const Movie& movie, BoxWriter& writer) {
   });
 }
 
-Movie movedBy(const Movie& movie, std::uint64_t delta) {
-  Movie moved = movie;
-  for (Track& track : moved.tracks) {
-    track.samples = track.samples.movedBy(delta);
-  }
-  return moved;
+// Sample offsets count from `mediaStart`. They are moved while the tables are written: the samples
+// of long clips are too many for a moved copy.
+Bytes index(const Movie& movie, std::uint64_t mediaStart) {
+  BoxWriter writer;
+  writer.box("moov", [&](BoxWriter& box) {
+    writeMovieHeader(movie, box);
+    for (const Track& track : movie.tracks) {
+      writeTrack(track, movie, mediaStart, box);
+    }
+    if (movie.userData) box.bytes(*movie.userData);
+    if (movie.metadata) box.bytes(*movie.metadata);
+  });
+  return writer.take();
 }
 
 }  // namespace
@@ -208,20 +216,14 @@ std::vector<std::uint8_t> defaultFileType() {
 }
 
 std::vector<std::uint8_t> moov(const Movie& movie) {
-  BoxWriter writer;
-  writer.box("moov", [&](BoxWriter& box) {
-    writeMovieHeader(movie, box);
-    for (const Track& track : movie.tracks) {
-      writeTrack(track, movie, box);
-    }
-    if (movie.userData) box.bytes(*movie.userData);
-    if (movie.metadata) box.bytes(*movie.metadata);
-  });
-  return writer.take();
+  return index(movie, 0);
 }
 
-void write(const Movie& movie, std::span<const Segment> segments, FileSink& destination,
-           const Progress& progress, const StopToken& stop) {
+namespace {
+
+// As the public form, for samples whose offsets count from `origin` in the segments.
+void writeFrom(const Movie& movie, std::uint64_t origin, std::span<const Segment> segments,
+               FileSink& destination, const Progress& progress, const StopToken& stop) {
   BoxWriter head;
   head.bytes(movie.fileType.empty() ? defaultFileType() : movie.fileType);
   std::uint64_t total = 0;
@@ -231,7 +233,7 @@ void write(const Movie& movie, std::span<const Segment> segments, FileSink& dest
   writeMediaDataHeader(total, head);
   const std::uint64_t mediaStart = head.data().size();
   // Building the index before the copy: what cannot be indexed fails before gigabytes are written.
-  const std::vector<std::uint8_t> index = moov(movedBy(movie, mediaStart));
+  const Bytes ending = index(movie, mediaStart - origin);
 
   destination.append(head.data());
   std::uint64_t copied = 0;
@@ -249,14 +251,20 @@ void write(const Movie& movie, std::span<const Segment> segments, FileSink& dest
       throw MediaError::malformed("the file ended early");
     }
   }
-  destination.append(index);
+  destination.append(ending);
+}
+
+}  // namespace
+
+void write(const Movie& movie, std::span<const Segment> segments, FileSink& destination,
+           const Progress& progress, const StopToken& stop) {
+  writeFrom(movie, 0, segments, destination, progress, stop);
 }
 
 void write(const Movie& movie, const ByteSource& source, ByteRange range, FileSink& destination,
            const Progress& progress, const StopToken& stop) {
   const Segment segment{&source, range};
-  write(movedBy(movie, std::uint64_t{0} - range.lower), std::span(&segment, 1), destination,
-        progress, stop);
+  writeFrom(movie, range.lower, std::span(&segment, 1), destination, progress, stop);
 }
 
 }  // namespace tallowmark::MovieWriter

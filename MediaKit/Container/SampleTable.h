@@ -15,8 +15,8 @@ namespace tallowmark {
 /// for an implausibly large box, and the source's errors.
 void readSampleTable(const Box& stbl, const BoxReader& reader, Track& track);
 
-/// Writes the sample table of a track whose offsets are absolute. Throws MediaError::malformed when
-/// a counter or a box outgrows its 32 bits.
-void writeSampleTable(const Track& track, BoxWriter& writer);
+/// Writes the sample table of a track whose offsets count from `mediaStart` (modulo 2^64). Throws
+/// MediaError::malformed when a counter or a box outgrows its 32 bits.
+void writeSampleTable(const Track& track, std::uint64_t mediaStart, BoxWriter& writer);
 
 }  // namespace tallowmark

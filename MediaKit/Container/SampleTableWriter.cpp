@@ -128,18 +128,18 @@ void writeSizes(const SampleList& samples, BoxWriter& writer) {
   });
 }
 
-void writeChunkOffsets(const std::vector<Chunk>& all, BoxWriter& writer) {
+void writeChunkOffsets(const std::vector<Chunk>& all, std::uint64_t mediaStart, BoxWriter& writer) {
   writer.full("co64", 0, 0, [&](BoxWriter& box) {
     box.u32(checkedCount(all.size()));
     for (const Chunk& chunk : all) {
-      box.u64(chunk.offset);
+      box.u64(chunk.offset + mediaStart);
     }
   });
 }
 
 }  // namespace
 
-void writeSampleTable(const Track& track, BoxWriter& writer) {
+void writeSampleTable(const Track& track, std::uint64_t mediaStart, BoxWriter& writer) {
   const SampleList& samples = track.samples;
   (void)checkedCount(samples.size());
   const std::vector<SampleRun>& runs = samples.runs();
@@ -165,7 +165,7 @@ void writeSampleTable(const Track& track, BoxWriter& writer) {
     }
     writeSampleToChunk(allChunks, table);
     writeSizes(samples, table);
-    writeChunkOffsets(allChunks, table);
+    writeChunkOffsets(allChunks, mediaStart, table);
   });
 }
 

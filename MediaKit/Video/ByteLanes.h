@@ -26,6 +26,15 @@ inline Mask below(const std::uint8_t* bytes, std::uint8_t value) {
   return reinterpret_cast<Mask>(load(bytes) < value);
 }
 
+template <typename Values>
+Mask anyOf(const std::uint8_t* bytes, const Values& values) {
+  Mask hit{};
+  for (const std::uint8_t value : values) {
+    hit |= equal(bytes, value);
+  }
+  return hit;
+}
+
 inline Mask all() {
   return reinterpret_cast<Mask>(Mask{} == Mask{});
 }

@@ -30,6 +30,7 @@ constexpr double usualDistance = 17;
 constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
+constexpr int mostUnknownInARow = 8;
 
 class Walker {
  public:
@@ -48,8 +49,11 @@ class Walker {
   std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
   std::optional<FoundFrame> findNext(std::uint64_t from);
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
-  bool breaksOff(const FoundFrame& frame) const;
+  bool breaksOff(const FoundFrame& frame);
   bool isForeign(const FoundFrame& candidate);
+  std::optional<FoundFrame> successor(const FoundFrame& frame);
+  bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
+  bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);
   double follower(const FoundFrame& frame);
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
@@ -71,6 +75,8 @@ class Walker {
   std::vector<std::unique_ptr<FrameFinder>> foreign_;
   EvidencedFindings findings_;
   std::optional<FoundFrame> last_;
+  std::uint64_t links_ = 0;
+  std::uint64_t brokenLinks_ = 0;
 };
 
 Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
@@ -101,8 +107,9 @@ std::optional<std::uint64_t> Walker::foreignEnd(std::uint64_t at) {
 
 // A frame at a position where one is due: behind another one, or at the start of the media data.
 std::optional<FoundFrame> Walker::frameDue(std::uint64_t at) {
-  if (auto frame = finder_.frameAt(at, Trust::learntOnly)) {
-    if (frame->bits >= enoughWhereDue && !breaksOff(*frame)) {
+  if (auto frame = finder_.frameAt(at, Trust::learntOnly);
+      frame && frame->bits >= enoughWhereDue && (frame->isLearnt || !foreignEnd(at))) {
+    if (!breaksOff(*frame)) {
       return frame;
     }
   }
@@ -122,9 +129,15 @@ std::optional<FoundFrame> Walker::frameDue(std::uint64_t at) {
 
 // Whether a frame right behind the last one does not count on from it: then one of the two is not
 // of this stream.
-bool Walker::breaksOff(const FoundFrame& frame) const {
-  return last_ && evidence_.countsReliably() &&
-         evidence_.successionBits(last_->slice, frame.slice) < 0;
+bool Walker::breaksOff(const FoundFrame& frame) {
+  if (!last_ || !evidence_.countsReliably()) {
+    return false;
+  }
+  const bool breaks = evidence_.successionBits(last_->slice, frame.slice) < 0;
+  ++links_;
+  brokenLinks_ += breaks ? 1 : 0;
+  // Where it happens all the time, the clip counts in another way than the reference.
+  return breaks && brokenLinks_ <= 4 + links_ / 8;
 }
 
 // What stands behind a frame: another one that continues it, or what the reference has there. A
@@ -193,6 +206,62 @@ bool Walker::isForeign(const FoundFrame& candidate) {
   });
 }
 
+// The frame that stands behind `frame`, directly or across a gap as the reference has them.
+std::optional<FoundFrame> Walker::successor(const FoundFrame& frame) {
+  if (const auto next = finder_.frameAt(frame.end(), Trust::learntOnly)) {
+    return next;
+  }
+  const FoundFrame* next =
+      candidates_.next(frame.end() + 1, frame.end() + evidence_.largestGap() * 2 + 1);
+  return next != nullptr ? std::optional(*next) : std::nullopt;
+}
+
+// Frames of kinds that the reference lacks are believed across a gap as the camera leaves them,
+// when known ones go on behind them: beyond a gap that something destroyed, another camera's frames
+// could stand.
+bool Walker::isExpected(const Judged& candidate, std::uint64_t searchedFrom) {
+  if (candidate.frame.isLearnt || evidence_.isShort()) {
+    return true;
+  }
+  const double gap = evidence_.gapBits(candidate.frame.offset - searchedFrom);
+  if (gap == 0 || hasBetterRival(candidate, searchedFrom)) {
+    return false;
+  }
+  FoundFrame at = candidate.frame;
+  for (int hops = 0; hops < mostUnknownInARow; ++hops) {
+    const auto next = successor(at);
+    if (!next) {
+      return gap >= usualDistance / 2 || end_ - at.end() <= evidence_.largestGap() * 2;
+    }
+    if (evidence_.successionBits(at.slice, next->slice) < 0) {
+      return false;
+    }
+    if (next->isLearnt) {
+      return true;
+    }
+    at = *next;
+  }
+  return false;
+}
+
+// Whether a frame of a known kind within reach is more likely what comes next.
+bool Walker::hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom) {
+  const std::uint64_t reach = searchedFrom + evidence_.largestGap() * 2 + 1;
+  std::uint64_t at = candidate.frame.offset + 1;
+  for (int rivals = 0; rivals < mostRivals; ++rivals) {
+    const FoundFrame* next = candidates_.next(at, reach);
+    if (next == nullptr) {
+      return false;
+    }
+    const FoundFrame rival = *next;
+    at = rival.offset + 1;
+    if (rival.isLearnt && score(rival, searchedFrom) > candidate.score) {
+      return true;
+    }
+  }
+  return false;
+}
+
 std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
   for (std::uint64_t at = from; at < end_;) {
     stop_.check();
@@ -208,7 +277,8 @@ std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
     const FoundFrame candidate = *next;
     at = candidate.offset + 1;
     const double bits = score(candidate, from);
-    if (bits >= enoughWhenFound && !finder_.isContradicted(candidate) && !isForeign(candidate)) {
+    if (bits >= enoughWhenFound && isExpected({candidate, bits}, from) &&
+        !finder_.isContradicted(candidate) && !isForeign(candidate)) {
       return strongest({candidate, bits}, from);
     }
   }

@@ -17,6 +17,11 @@ constexpr std::size_t probeAhead = std::size_t{4} << 10U;
 constexpr unsigned mostLeadingUnits = 40;
 constexpr unsigned mostUnits = 2000;
 
+// H.264 table 7-1, H.265 table 7-1: filler data.
+int fillerType(NALFormat::Codec codec) {
+  return codec == NALFormat::Codec::h264 ? 12 : 38;
+}
+
 double log2Of(double value) {
   return std::log2(std::max(1.0, value));
 }
@@ -57,6 +62,11 @@ void FrameFinder::learnOpening(const UnitHabit& habit) {
   const auto first = static_cast<std::uint8_t>(h264 ? habit.header : habit.header >> 8U);
   if (std::find(startBytes_.begin(), startBytes_.end(), first) == startBytes_.end()) {
     startBytes_.push_back(first);
+    largestStartByte_ = std::max(largestStartByte_, first);
+  }
+  const auto lower = static_cast<std::uint8_t>(habit.header & 0xFFU);
+  if (!h264 && std::find(secondBytes_.begin(), secondBytes_.end(), lower) == secondBytes_.end()) {
+    secondBytes_.push_back(lower);
   }
   for (unsigned second = 0; second < 256; ++second) {
     const auto byte = static_cast<std::uint8_t>(second);
@@ -64,10 +74,8 @@ void FrameFinder::learnOpening(const UnitHabit& habit) {
     if (h264 && habit.isSlice && !habit.firstSlices.empty()) {
       BitReader bits(std::span(&byte, 1));
       const bool atFirstBlock = bits.ue() == 0;
-      const std::uint32_t type = bits.ue();
-      possible = atFirstBlock &&
-                 (!bits.ok() || std::any_of(habit.firstSlices.begin(), habit.firstSlices.end(),
-                                            [&](const auto& kind) { return kind.first == type; }));
+      constexpr std::uint32_t lastSliceType = 9;
+      possible = atFirstBlock && (bits.ue() <= lastSliceType || !bits.ok());
     }
     opens_[first][byte] = opens_[first][byte] || possible;
   }
@@ -110,10 +118,8 @@ bool FrameFinder::takeSlice(Assembly& assembly, const UnitHead& head, const Unit
   if (habit != nullptr && slice) {
     const auto& kinds = described.firstInPicture ? habit->firstSlices : habit->laterSlices;
     const bool known = kinds.contains({slice->type, slice->pictureSet});
-    if (!known && assembly.trust == Trust::learntOnly && !kinds.empty()) {
-      return false;
-    }
-    sliceBits = known ? 5 : 2;
+    assembly.frame.isLearnt = assembly.frame.isLearnt && (known || kinds.empty());
+    sliceBits = known ? 5 : 1;
   } else if (slice) {
     sliceBits = 2;
   }
@@ -126,6 +132,7 @@ bool FrameFinder::takeSlice(Assembly& assembly, const UnitHead& head, const Unit
   if (assembly.slices == 0) {
     assembly.frame.slice = slice.value_or(SliceHeader{});
   }
+  assembly.frame.isLearnt = assembly.frame.isLearnt && habit != nullptr && !habit->isAssumed;
   assembly.pictures += described.firstInPicture ? 1 : 0;
   ++assembly.slices;
   assembly.frame.isKeyframe = assembly.frame.isKeyframe || described.isKeyframe;
@@ -140,6 +147,9 @@ bool FrameFinder::takeOther(Assembly& assembly, const UnitHead& head, const Unit
   }
   const bool learnt =
       habit != nullptr && (leading ? habit->leads : habit->trails || habit->between);
+  if (!leading && head.type() == fillerType(evidence_.format().codec)) {
+    return true;  // cameras of constant bit rate fill up with any number of bytes
+  }
   if (!learnt && (assembly.trust == Trust::learntOnly || !standardAllows)) {
     return false;
   }
@@ -188,7 +198,8 @@ bool FrameFinder::belongsToNext(const Assembly& assembly, const UnitHead& head,
 
 bool FrameFinder::takeUnit(Assembly& assembly, const UnitHead& head) {
   const UnitHabit* habit = evidence_.habit(head.header);
-  if (assembly.trust == Trust::learntOnly &&
+  const bool isFiller = assembly.slices > 0 && head.type() == fillerType(evidence_.format().codec);
+  if (assembly.trust == Trust::learntOnly && !isFiller &&
       (habit == nullptr || (assembly.units == 0 && !habit->starts))) {
     return false;
   }
@@ -238,11 +249,13 @@ bool FrameFinder::mayOpenFrame(const std::uint8_t* data) const {
       return false;
     }
   }
-  ByteLanes::Mask headers = ByteLanes::equal(data + prefix, startBytes_.front());
-  for (std::size_t i = 1; i < startBytes_.size(); ++i) {
-    headers |= ByteLanes::equal(data + prefix, startBytes_[i]);
+  open &= startBytes_.size() <= 8
+              ? ByteLanes::anyOf(data + prefix, startBytes_)
+              : ByteLanes::below(data + prefix, static_cast<std::uint8_t>(largestStartByte_ + 1));
+  if (!secondBytes_.empty() && ByteLanes::any(open)) {
+    open &= ByteLanes::anyOf(data + prefix + 1, secondBytes_);
   }
-  return ByteLanes::any(open & headers);
+  return ByteLanes::any(open);
 }
 
 // The next position at which the length prefix and the header could be a frame's.
@@ -251,7 +264,7 @@ std::optional<std::size_t> FrameFinder::filter(std::span<const std::uint8_t> byt
   const std::size_t prefix = evidence_.format().lengthSize;
   const std::uint8_t* data = bytes.data();
   for (std::size_t at = from; at + prefix + 1 < to;) {
-    const bool wide = at + prefix + ByteLanes::width <= to;
+    const bool wide = at + prefix + 1 + ByteLanes::width <= to;
     if (wide && !mayOpenFrame(data + at)) {
       at += ByteLanes::width;
       continue;

@@ -21,6 +21,8 @@ struct FoundFrame {
   bool isKeyframe = false;
   /// All slices and the closing unit that the reference's pictures have are there.
   bool isComplete = true;
+  /// Every unit is of a kind that the reference has.
+  bool isLearnt = true;
   /// Header of the first slice.
   SliceHeader slice;
   /// Evidence that this is a frame at all, from its own units.
@@ -88,6 +90,8 @@ class FrameFinder {
   MediaWindow scan_;
   MediaWindow probe_;
   std::vector<std::uint8_t> startBytes_;
+  std::vector<std::uint8_t> secondBytes_;
+  std::uint8_t largestStartByte_ = 0;
   std::array<std::array<bool, 256>, 256> opens_{};
   // Frames of 16 MiB and more are not searched for: any byte could be the first of their length.
   bool zeroFirst_;

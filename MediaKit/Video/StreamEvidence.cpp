@@ -57,7 +57,11 @@ class EvidenceLearner {
   void learnRoles(const Shape& shape);
   void learnSurroundings(const Sample& sample, std::optional<std::uint64_t> nextFrame);
   void learnEmulation(const Shape& shape);
+  void assumeOtherSlices();
   UnitHabit& habitFor(std::uint16_t header);
+  int typeOf(std::uint16_t header) const {
+    return format_.codec == NALFormat::Codec::h264 ? header & 31 : (header >> 9) & 63;
+  }
 
   const ByteSource& source_;
   const NALFormat& format_;
@@ -197,10 +201,47 @@ void EvidenceLearner::lookAt(const Sample& sample, std::optional<std::uint64_t> 
   learnSurroundings(sample, nextFrame);
 }
 
+// A short reference lacks kinds of frames that the damaged clip has: slices of every type cameras
+// write are expected where its own slices stand.
+void EvidenceLearner::assumeOtherSlices() {
+  const int delimiter = format_.codec == NALFormat::Codec::h264 ? 9 : 35;
+  const bool delimited = std::any_of(
+      evidence_.habits_.begin(), evidence_.habits_.end(),
+      [&](const UnitHabit& habit) { return habit.starts && typeOf(habit.header) == delimiter; });
+  UnitHabit assumed{.starts = !delimited, .isSlice = true, .isAssumed = true, .smallest = 2};
+  for (UnitHabit& habit : evidence_.habits_) {
+    if (habit.isSlice) {
+      // Messages and parameter sets ahead of a slice come and go; delimiters stay.
+      habit.starts = habit.starts || !delimited;
+      assumed.largest = std::max(assumed.largest, habit.largest);
+    }
+  }
+  const auto assume = [&](unsigned header) {
+    if (evidence_.habit(static_cast<std::uint16_t>(header)) == nullptr) {
+      assumed.header = static_cast<std::uint16_t>(header);
+      evidence_.habits_.push_back(assumed);
+    }
+  };
+  if (format_.codec == NALFormat::Codec::h264) {
+    for (const unsigned importance : {0x00U, 0x20U, 0x40U, 0x60U}) {
+      assume(importance | 1U);
+      if (importance != 0) assume(importance | 5U);
+    }
+    return;
+  }
+  constexpr unsigned temporalLayers = 3;
+  for (const unsigned type : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 19U, 20U, 21U}) {
+    for (unsigned layer = 1; layer <= temporalLayers; ++layer) {
+      assume((type << 9U) | layer);
+    }
+  }
+}
+
 std::optional<StreamEvidence> EvidenceLearner::result() {
   if (framed_ == 0 || framed_ * 10 < looked_ * 9) {
     return std::nullopt;
   }
+  assumeOtherSlices();
   evidence_.fieldPairs_ = fieldPairs_ * 2 > framed_;
   for (const auto& [header, count] : closings_) {
     if (count == framed_) evidence_.closingHeader_ = header;
@@ -225,6 +266,7 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
   for (const auto& [gap, count] : gaps_) {
     evidence_.commonGaps_.push_back(gap);
   }
+  evidence_.isShort_ = framed_ < 4;
   evidence_.gapsAreComplete_ = gaps_.size() <= mostCommonGaps;
   if (!gaps_.empty()) {
     evidence_.smallestGap_ = gaps_.begin()->first;
@@ -281,14 +323,18 @@ double StreamEvidence::followerBits(std::span<const std::uint8_t> bytes) const {
 double StreamEvidence::gapBits(std::uint64_t gap) const {
   // Other data would put a frame start anywhere within the usual distance of two frames.
   constexpr double anywhere = 17;
+  constexpr std::uint64_t longestUnknownGap = std::uint64_t{64} << 10U;
   if (gapsAreComplete_ && std::binary_search(commonGaps_.begin(), commonGaps_.end(), gap)) {
     return anywhere - std::log2(static_cast<double>(commonGaps_.size()) + 1);
   }
-  if (!commonGaps_.empty() && gap >= smallestGap_ && gap <= largestGap_) {
-    const double spread = static_cast<double>(largestGap_ - smallestGap_ + 1);
-    return std::max(0.0, anywhere - std::log2(spread));
+  // A single frame shows no gaps; then short ones are as likely as any.
+  const bool unknown = commonGaps_.empty() && isShort_;
+  const std::uint64_t least = unknown ? 1 : smallestGap_ / 2;
+  const std::uint64_t most = unknown ? longestUnknownGap : largestGap_ * 2;
+  if (gap < least || gap > most || (commonGaps_.empty() && !unknown)) {
+    return 0;
   }
-  return 0;
+  return std::max(0.0, anywhere - std::log2(static_cast<double>(most - least + 1)));
 }
 
 double StreamEvidence::successionBits(const SliceHeader& before, const SliceHeader& slice) const {

@@ -26,6 +26,8 @@ struct UnitHabit {
   bool between = false;
   bool trails = false;
   bool isSlice = false;
+  /// The reference has no such unit, but a longer one of its camera may: a slice of another type.
+  bool isAssumed = false;
   /// Bytes without the length prefix.
   std::uint32_t smallest = 0xFFFFFFFFU;
   std::uint32_t largest = 0;
@@ -65,6 +67,8 @@ class StreamEvidence {
   double followerBits(std::span<const std::uint8_t> bytes) const;
   /// Bits in favour of a frame that starts `gap` bytes behind the one before.
   double gapBits(std::uint64_t gap) const;
+  /// So few frames were seen that their kinds say little about the others.
+  bool isShort() const { return isShort_; }
   /// The largest stretch between two frames of the reference.
   std::uint64_t largestGap() const { return largestGap_; }
 
@@ -90,6 +94,7 @@ class StreamEvidence {
   std::set<std::uint8_t> firstFollowers_;
   std::vector<std::uint64_t> commonGaps_;
   bool gapsAreComplete_ = false;
+  bool isShort_ = false;
   std::uint64_t smallestGap_ = 0;
   std::uint64_t largestGap_ = 0;
   std::uint32_t largestOrderStep_ = 0;

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How fast photos are looked at: work a second on data already in memory.
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "MediaKit/Photo/JPEGRepair.h"
+#include "MediaKit/Photo/RAWPreview.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+void append(Bytes& bytes, const Bytes& more) { bytes.insert(bytes.end(), more.begin(), more.end()); }
+
+Bytes tables() {
+  Bytes bytes{0xFF, 0xDB, 0x00, 0x43, 0x00};
+  bytes.resize(bytes.size() + 64, 1);
+  for (const std::uint8_t id : {std::uint8_t{0x00}, std::uint8_t{0x10}}) {  // one code of one bit: symbol 0
+    append(bytes, {0xFF, 0xC4, 0x00, 0x14, id, 1});
+    bytes.resize(bytes.size() + 16, 0);
+  }
+  append(bytes, {0xFF, 0xC0, 0x00, 0x0B, 8, 0x10, 0x00, 0x10, 0x00, 1, 1, 0x11, 0});
+  append(bytes, {0xFF, 0xDA, 0x00, 0x08, 1, 1, 0x00, 0, 63, 0});
+  return bytes;
+}
+
+// Bytes as an encoder would stuff them.
+Bytes entropyData(std::size_t size) {
+  std::mt19937 random(1);
+  Bytes bytes;
+  while (bytes.size() < size) {
+    bytes.push_back(static_cast<std::uint8_t>(random()));
+    if (bytes.back() == 0xFF) { bytes.push_back(0); }
+  }
+  return bytes;
+}
+
+Bytes photo(std::size_t size) {
+  Bytes bytes{0xFF, 0xD8};
+  append(bytes, tables());
+  append(bytes, entropyData(size));
+  append(bytes, {0xFF, 0xD9});
+  return bytes;
+}
+
+constexpr std::size_t photoSize = 12'000'000;
+
+void BM_diagnoseHealthy(benchmark::State& state) {
+  const Bytes bytes = photo(photoSize);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(tallowmark::JPEGRepair::diagnose(bytes));
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+}
+BENCHMARK(BM_diagnoseHealthy);
+
+void BM_diagnoseCutShort(benchmark::State& state) {
+  Bytes bytes = photo(photoSize);
+  bytes.resize(bytes.size() - 2);
+  bytes.back() = 1;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(tallowmark::JPEGRepair::diagnose(bytes));
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+}
+BENCHMARK(BM_diagnoseCutShort);
+
+void BM_diagnoseDamagedHeader(benchmark::State& state) {
+  Bytes bytes = photo(photoSize);
+  bytes[0] = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(tallowmark::JPEGRepair::diagnose(bytes));
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+}
+BENCHMARK(BM_diagnoseDamagedHeader);
+
+// The cost of certainty where something follows the picture.
+void BM_checkPicture(benchmark::State& state) {
+  const Bytes bytes = photo(photoSize);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(tallowmark::JPEGRepair::checkPicture(bytes));
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+}
+BENCHMARK(BM_checkPicture);
+
+void BM_findPicturesInRAW(benchmark::State& state) {
+  Bytes bytes(100'000'000);
+  std::mt19937_64 random(2);
+  for (std::uint8_t& byte : bytes) { byte = static_cast<std::uint8_t>(random()); }
+  const Bytes preview = photo(1'000'000);
+  std::copy(preview.begin(), preview.end(), bytes.begin() + 50'000'000);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(tallowmark::RAWPreview::embeddedJPEGs(bytes));
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+}
+BENCHMARK(BM_findPicturesInRAW);
+
+void BM_findPicturesInBlownHighlights(benchmark::State& state) {
+  const Bytes bytes(100'000'000, 0xFF);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(tallowmark::RAWPreview::embeddedJPEGs(bytes));
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+}
+BENCHMARK(BM_findPicturesInBlownHighlights);
+
+}  // namespace
