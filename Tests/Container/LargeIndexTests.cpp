@@ -38,6 +38,12 @@ Bytes chunksFrom(std::uint64_t first) {
   return writer.take();
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr long mostMegabytes = 600;  // the sanitizer keeps books of its own
+#else
+constexpr long mostMegabytes = 150;
+#endif
+
 long peakKilobytes() {
   rusage usage{};
   ::getrusage(RUSAGE_SELF, &usage);
@@ -62,9 +68,7 @@ TEST(LargeIndexes, ofAnHourWithPcmSoundStaySmallAndQuick) {
   const MemorySource again(joined({makeBox("ftyp", {}), MovieWriter::moov(movie)}));
   EXPECT_EQ(MovieParser::parse(BoxReader(again)).tracks[1].samples, movie.tracks[1].samples);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
-#if !defined(__SANITIZE_ADDRESS__)
-  EXPECT_LT(peakKilobytes(), 150 * 1024);
-#endif
+  EXPECT_LT(peakKilobytes(), mostMegabytes * 1024);
 }
 
 }  // namespace

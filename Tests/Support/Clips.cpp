@@ -61,7 +61,7 @@ bool canMakeClips() {
 fs::path makeClip(const ClipRecipe& recipe) {
   const fs::path folder = fs::path(TALLOWMARK_BINARY_DIR) / "clips";
   fs::create_directories(folder);
-  const fs::path clip = folder / nameOf(recipe);
+  fs::path clip = folder / nameOf(recipe);
   if (fs::exists(clip)) return clip;
   // Test programs run side by side: a clip appears whole or not at all.
   const fs::path unfinished =
