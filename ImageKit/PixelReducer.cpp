@@ -11,7 +11,7 @@ int scaledDown(int side, int longSide, int maxPixels) {
   if (longSide <= maxPixels) {
     return side;
   }
-  const auto scaled = std::int64_t{side} * maxPixels / longSide;
+  const auto scaled = (std::int64_t{side} * maxPixels + longSide / 2) / longSide;
   return std::max(1, static_cast<int>(scaled));
 }
 
