@@ -48,7 +48,9 @@ Families healthyPhotos(const fs::path& folder) {
   std::sort(paths.begin(), paths.end());
   for (const fs::path& path : paths) {
     const std::string name = path.filename().string();
-    if (name.starts_with("bad_") || path.extension() != ".jpg") { continue; }
+    if (name.starts_with("bad_") || path.extension() != ".jpg") {
+      continue;
+    }
     Photo photo{name, readFile(path), 0, {}};
     photo.scan = JPEGRepair::parseHeader(photo.bytes).value().sos.offset;
     photo.coefficients = readCoefficients(photo.bytes);
@@ -76,8 +78,12 @@ struct Score {
 
   std::string text() const {
     std::string result = std::to_string(exact) + "/" + std::to_string(tried);
-    if (refused > 0) { result += ", " + std::to_string(refused) + " refused"; }
-    if (different > 0) { result += ", " + std::to_string(different) + " differ"; }
+    if (refused > 0) {
+      result += ", " + std::to_string(refused) + " refused";
+    }
+    if (different > 0) {
+      result += ", " + std::to_string(different) + " differ";
+    }
     return result;
   }
 };
@@ -101,10 +107,13 @@ void printWipes(const Families& families) {
   for (const auto& [family, photos] : families) {
     for (const Photo& photo : photos) {
       for (const Photo& reference : photos) {
-        if (photos.size() > 1 && &photo == &reference) { continue; }
+        if (photos.size() > 1 && &photo == &reference) {
+          continue;
+        }
         std::cout << "| " << photo.name << " | "
                   << (&photo == &reference ? "itself" : reference.name);
-        for (const std::size_t count : {std::size_t{512}, std::size_t{2048}, std::size_t{8192}, all}) {
+        for (const std::size_t count :
+             {std::size_t{512}, std::size_t{2048}, std::size_t{8192}, all}) {
           Score score;
           tryRepair(wiped(photo, count, Wipe::zeros, 0), photo, reference, score);
           for (unsigned seed = 1; seed <= 5; ++seed) {
@@ -129,7 +138,9 @@ void printStrangers(const Families& families, double kept) {
     Score score;
     for (const auto& [other, strangers] : families) {
       for (const Photo& stranger : strangers) {
-        if (other == family) { continue; }
+        if (other == family) {
+          continue;
+        }
         const Score before = score;
         Bytes damaged = wiped(photo, photo.bytes.size(), Wipe::noise, 7);
         damaged.resize(static_cast<std::size_t>(kept * static_cast<double>(damaged.size())));
@@ -173,7 +184,9 @@ void printCuts(const Families& families) {
           const auto repaired = repairPhoto(ByteView(photo.bytes).first(end), std::nullopt, images);
           const Coefficients found = readCoefficients(repaired.bytes);
           ++opened;
-          if (equalTopShare(found, photo.coefficients) >= shareBeforeCut(repaired.bytes)) { ++exact; }
+          if (equalTopShare(found, photo.coefficients) >= shareBeforeCut(repaired.bytes)) {
+            ++exact;
+          }
         } catch (const MediaError&) {
           std::cerr << photo.name << " cut at " << end << " does not open\n";
         }

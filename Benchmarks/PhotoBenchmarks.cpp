@@ -13,12 +13,15 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-void append(Bytes& bytes, const Bytes& more) { bytes.insert(bytes.end(), more.begin(), more.end()); }
+void append(Bytes& bytes, const Bytes& more) {
+  bytes.insert(bytes.end(), more.begin(), more.end());
+}
 
 Bytes tables() {
   Bytes bytes{0xFF, 0xDB, 0x00, 0x43, 0x00};
   bytes.resize(bytes.size() + 64, 1);
-  for (const std::uint8_t id : {std::uint8_t{0x00}, std::uint8_t{0x10}}) {  // one code of one bit: symbol 0
+  for (const std::uint8_t id :
+       {std::uint8_t{0x00}, std::uint8_t{0x10}}) {  // one code of one bit: symbol 0
     append(bytes, {0xFF, 0xC4, 0x00, 0x14, id, 1});
     bytes.resize(bytes.size() + 16, 0);
   }
@@ -33,7 +36,9 @@ Bytes entropyData(std::size_t size) {
   Bytes bytes;
   while (bytes.size() < size) {
     bytes.push_back(static_cast<std::uint8_t>(random()));
-    if (bytes.back() == 0xFF) { bytes.push_back(0); }
+    if (bytes.back() == 0xFF) {
+      bytes.push_back(0);
+    }
   }
   return bytes;
 }
@@ -91,7 +96,9 @@ BENCHMARK(BM_checkPicture);
 void BM_findPicturesInRAW(benchmark::State& state) {
   Bytes bytes(100'000'000);
   std::mt19937_64 random(2);
-  for (std::uint8_t& byte : bytes) { byte = static_cast<std::uint8_t>(random()); }
+  for (std::uint8_t& byte : bytes) {
+    byte = static_cast<std::uint8_t>(random());
+  }
   const Bytes preview = photo(1'000'000);
   std::copy(preview.begin(), preview.end(), bytes.begin() + 50'000'000);
   for (auto _ : state) {

@@ -19,12 +19,11 @@ constexpr std::uint16_t pixelHeightTag = 0xA003;
 
 // TIFF 6.0 fields that tell about the picture, not about the file it is stored in: description,
 // make, model, resolution and its unit, software, date, artist, host computer, copyright.
-constexpr std::array<std::uint16_t, 11> descriptiveTags{0x010E, 0x010F, 0x0110, 0x011A,
-                                                        0x011B, 0x0128, 0x0131, 0x0132,
-                                                        0x013B, 0x013C, 0x8298};
+constexpr std::array<std::uint16_t, 11> descriptiveTags{
+    0x010E, 0x010F, 0x0110, 0x011A, 0x011B, 0x0128, 0x0131, 0x0132, 0x013B, 0x013C, 0x8298};
 
-// EXIF fields that point into the file or speak of its own picture: maker note, the interoperability
-// directory, the picture's size, padding.
+// EXIF fields that point into the file or speak of its own picture: maker note, the
+// interoperability directory, the picture's size, padding.
 constexpr std::array<std::uint16_t, 5> fileBoundTags{0x927C, 0xA005, pixelWidthTag, pixelHeightTag,
                                                      0xEA1C};
 
@@ -48,7 +47,9 @@ ImageProperty property(const Exiv2::Exifdatum& datum) {
 
 void addProperty(const Exiv2::Exifdatum& datum, const std::string& group,
                  ImageProperties& properties) {
-  if (datum.size() <= 0 || datum.size() > largestValue) { return; }
+  if (datum.size() <= 0 || datum.size() > largestValue) {
+    return;
+  }
   if (group == "Photo" && !contains(fileBoundTags, datum.tag())) {
     properties.exif.push_back(property(datum));
   } else if (group == "GPSInfo") {
@@ -66,11 +67,15 @@ void addProperty(const Exiv2::Exifdatum& datum, const std::string& group,
 // A TIFF file whose only directory is what `group` would be in a photo's EXIF.
 void addDirectory(const std::vector<std::uint8_t>& tiff, const std::string& group,
                   ImageProperties& properties) {
-  if (tiff.empty()) { return; }
+  if (tiff.empty()) {
+    return;
+  }
   Exiv2::ExifData data;
   Exiv2::ExifParser::decode(data, tiff.data(), static_cast<std::uint32_t>(tiff.size()));
   for (const Exiv2::Exifdatum& datum : data) {
-    if (datum.groupName() == "Image") { addProperty(datum, group, properties); }
+    if (datum.groupName() == "Image") {
+      addProperty(datum, group, properties);
+    }
   }
 }
 
@@ -133,7 +138,9 @@ void prepareCameraDetails() {
 
 ImageProperties cameraDetails(ByteView image) {
   try {
-    if (const auto canon = canonDetails(image)) { return canonProperties(*canon); }
+    if (const auto canon = canonDetails(image)) {
+      return canonProperties(*canon);
+    }
     ImageProperties properties;
     const auto opened = openImage(image);
     for (const Exiv2::Exifdatum& datum : opened->exifData()) {
@@ -150,7 +157,9 @@ std::optional<std::vector<std::uint8_t>> withCameraDetails(ByteView jpeg,
   try {
     const auto header = JPEGRepair::parseHeader(jpeg);
     const auto size = header ? header->dimensions() : std::nullopt;
-    if (!size) { return std::nullopt; }
+    if (!size) {
+      return std::nullopt;
+    }
     const auto image = openImage(jpeg);
     Exiv2::ExifData& data = image->exifData();
     setProperties(properties.exif, "Photo", data);

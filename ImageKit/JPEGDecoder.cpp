@@ -31,7 +31,9 @@ struct ErrorState {
 }
 
 void noteComplaint(j_common_ptr info, int level) {
-  if (level < 0) { static_cast<ErrorState*>(info->client_data)->complained = true; }
+  if (level < 0) {
+    static_cast<ErrorState*>(info->client_data)->complained = true;
+  }
 }
 
 void stayQuiet(j_common_ptr) {}
@@ -48,7 +50,9 @@ void install(ErrorState& errors, Info& info) {
 // A picture of thousands of empty scans would be gone through thousands of times.
 void limitScans(j_common_ptr info) {
   const auto* const decompressor = reinterpret_cast<j_decompress_ptr>(info);
-  if (decompressor->input_scan_number > mostScans) { jumpOut(info); }
+  if (decompressor->input_scan_number > mostScans) {
+    jumpOut(info);
+  }
 }
 
 /// A decompressor over bytes that outlive it.
@@ -108,13 +112,17 @@ class Compressor {
   Compressor& operator=(Compressor&&) = delete;
 
   std::optional<std::vector<std::uint8_t>> encode(const Pixels& pixels, double quality) {
-    if (!compress(pixels, static_cast<int>(quality * 100))) { return std::nullopt; }
+    if (!compress(pixels, static_cast<int>(quality * 100))) {
+      return std::nullopt;
+    }
     return std::vector<std::uint8_t>(output_, output_ + size_);
   }
 
  private:
   bool compress(const Pixels& pixels, int quality) {
-    if (setjmp(errors_.onError) != 0) { return false; }
+    if (setjmp(errors_.onError) != 0) {
+      return false;
+    }
     jpeg_create_compress(&info_);
     info_.client_data = &errors_;
     jpeg_mem_dest(&info_, &output_, &size_);
@@ -127,7 +135,8 @@ class Compressor {
     jpeg_start_compress(&info_, TRUE);
     while (info_.next_scanline < info_.image_height) {
       const std::size_t at = std::size_t{info_.next_scanline} * info_.image_width * 3;
-      auto* row = const_cast<std::uint8_t*>(&pixels.rgb[at]);  // read only, the library's type aside
+      auto* row =
+          const_cast<std::uint8_t*>(&pixels.rgb[at]);  // read only, the library's type aside
       jpeg_write_scanlines(&info_, &row, 1);
     }
     jpeg_finish_compress(&info_);
@@ -143,8 +152,12 @@ class Compressor {
 // Pictures of several scans are held as coefficients, 128 bytes a block, until all are read.
 bool fitsMemory(jpeg_decompress_struct& info) {
   const std::uint64_t pixels = std::uint64_t{info.image_width} * info.image_height;
-  if (pixels == 0 || pixels > mostPixelsDecoded) { return false; }
-  if (jpeg_has_multiple_scans(&info) == 0) { return true; }
+  if (pixels == 0 || pixels > mostPixelsDecoded) {
+    return false;
+  }
+  if (jpeg_has_multiple_scans(&info) == 0) {
+    return true;
+  }
   std::uint64_t samples = 0;
   for (int k = 0; k < info.num_components; ++k) {
     const jpeg_component_info& component = info.comp_info[k];
@@ -186,9 +199,10 @@ bool jpegHeaderOpens(ByteView jpeg) {
 std::optional<Thumbnail> reducedJPEG(ByteView jpeg, int maxPixels) {
   Decompressor decompressor(jpeg);
   jpeg_decompress_struct& info = decompressor.info();
-  if (!decompressor.readHeader() || !fitsMemory(info)) { return std::nullopt; }
-  const bool inks =
-      info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
+  if (!decompressor.readHeader() || !fitsMemory(info)) {
+    return std::nullopt;
+  }
+  const bool inks = info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
   const bool started = decompressor.attempt([&] {
     info.scale_num = eighthsFor(info, maxPixels);
     info.scale_denom = 8;
@@ -197,7 +211,9 @@ std::optional<Thumbnail> reducedJPEG(ByteView jpeg, int maxPixels) {
     info.do_fancy_upsampling = FALSE;
     jpeg_start_decompress(&info);
   });
-  if (!started) { return std::nullopt; }
+  if (!started) {
+    return std::nullopt;
+  }
   PixelReducer reducer(static_cast<int>(info.output_width), static_cast<int>(info.output_height),
                        maxPixels);
   const std::size_t across = info.output_width;
@@ -214,14 +230,18 @@ std::optional<Thumbnail> reducedJPEG(ByteView jpeg, int maxPixels) {
     }
     jpeg_finish_decompress(&info);
   });
-  if (!decoded) { return std::nullopt; }
+  if (!decoded) {
+    return std::nullopt;
+  }
   return Thumbnail{.pixels = reducer.take(), .complained = decompressor.complained()};
 }
 
 std::optional<std::vector<std::uint8_t>> encodedJPEG(const Pixels& pixels, double quality) {
   const auto across = static_cast<std::size_t>(std::max(pixels.width, 0)) * 3;
   const auto down = static_cast<std::size_t>(std::max(pixels.height, 0));
-  if (across == 0 || down == 0 || pixels.rgb.size() / across < down) { return std::nullopt; }
+  if (across == 0 || down == 0 || pixels.rgb.size() / across < down) {
+    return std::nullopt;
+  }
   return Compressor().encode(pixels, std::clamp(quality, 0.01, 1.0));
 }
 

@@ -15,7 +15,9 @@ bool isJPEG(ByteView image) {
 
 }  // namespace
 
-LibraryImageService::LibraryImageService() { prepareCameraDetails(); }
+LibraryImageService::LibraryImageService() {
+  prepareCameraDetails();
+}
 
 std::size_t LibraryImageService::imageCount(ByteView image) const {
   const bool opens = isJPEG(image) ? jpegHeaderOpens(image) : rawHeaderOpens(image);
@@ -24,7 +26,9 @@ std::size_t LibraryImageService::imageCount(ByteView image) const {
 
 std::optional<Thumbnail> LibraryImageService::thumbnail(ByteView image, int maxPixels,
                                                         Turn turn) const {
-  if (maxPixels < 1) { return std::nullopt; }
+  if (maxPixels < 1) {
+    return std::nullopt;
+  }
   auto small = isJPEG(image) ? reducedJPEG(image, maxPixels) : reducedRAW(image, maxPixels);
   if (small && turn == Turn::byOrientation) {
     const int orientation = cameraDetails(image).orientation.value_or(1);

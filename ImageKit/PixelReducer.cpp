@@ -8,8 +8,10 @@ namespace tallowmark {
 namespace {
 
 int scaledDown(int side, int longSide, int maxPixels) {
-  if (longSide <= maxPixels) { return side; }
-  const auto scaled = std::int64_t{side} * maxPixels / longSide;
+  if (longSide <= maxPixels) {
+    return side;
+  }
+  const auto scaled = (std::int64_t{side} * maxPixels + longSide / 2) / longSide;
   return std::max(1, static_cast<int>(scaled));
 }
 
@@ -31,7 +33,9 @@ PixelReducer::PixelReducer(int width, int height, int maxPixels) : width_(width)
 }
 
 void PixelReducer::addRow(std::span<const std::uint8_t> rgb) {
-  if (rowsSeen_ == height_) { return; }
+  if (rowsSeen_ == height_) {
+    return;
+  }
   const auto row = static_cast<int>(std::int64_t{rowsSeen_} * small_.height / height_);
   if (row != targetRow_) {
     finishRow();
@@ -40,14 +44,18 @@ void PixelReducer::addRow(std::span<const std::uint8_t> rgb) {
   const std::size_t columns = std::min(targetColumn_.size(), rgb.size() / 3);
   for (std::size_t x = 0; x < columns; ++x) {
     std::uint32_t* const sum = &sums_[targetColumn_[x] * 3];
-    for (std::size_t c = 0; c < 3; ++c) { sum[c] += rgb[x * 3 + c]; }
+    for (std::size_t c = 0; c < 3; ++c) {
+      sum[c] += rgb[x * 3 + c];
+    }
   }
   ++rowsSummed_;
   ++rowsSeen_;
 }
 
 void PixelReducer::finishRow() {
-  if (rowsSummed_ == 0) { return; }
+  if (rowsSummed_ == 0) {
+    return;
+  }
   const auto offset = static_cast<std::size_t>(targetRow_) * sums_.size();
   for (std::size_t i = 0; i < sums_.size(); ++i) {
     const std::uint32_t count = columnCounts_[i / 3] * rowsSummed_;
@@ -63,7 +71,9 @@ Pixels PixelReducer::take() {
 }
 
 Pixels turned(Pixels pixels, int orientation) {
-  if (orientation < 2 || orientation > 8) { return pixels; }
+  if (orientation < 2 || orientation > 8) {
+    return pixels;
+  }
   const bool swapsSides = orientation >= 5;
   Pixels result{.width = swapsSides ? pixels.height : pixels.width,
                 .height = swapsSides ? pixels.width : pixels.height,
@@ -74,12 +84,16 @@ Pixels turned(Pixels pixels, int orientation) {
       // Where the shown pixel stands in the stored picture (EXIF 2.3, table 4, Orientation).
       int storedX = swapsSides ? y : x;
       int storedY = swapsSides ? x : y;
-      const bool mirrored = orientation == 2 || orientation == 3 || orientation == 7 ||
-                            orientation == 8;
-      const bool flipped = orientation == 3 || orientation == 4 || orientation == 6 ||
-                           orientation == 7;
-      if (mirrored) { storedX = pixels.width - 1 - storedX; }
-      if (flipped) { storedY = pixels.height - 1 - storedY; }
+      const bool mirrored =
+          orientation == 2 || orientation == 3 || orientation == 7 || orientation == 8;
+      const bool flipped =
+          orientation == 3 || orientation == 4 || orientation == 6 || orientation == 7;
+      if (mirrored) {
+        storedX = pixels.width - 1 - storedX;
+      }
+      if (flipped) {
+        storedY = pixels.height - 1 - storedY;
+      }
       const auto from = static_cast<std::size_t>(storedY) * static_cast<std::size_t>(pixels.width) +
                         static_cast<std::size_t>(storedX);
       std::copy_n(&pixels.rgb[from * 3], 3, to);

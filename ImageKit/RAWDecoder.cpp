@@ -79,7 +79,9 @@ std::optional<Thumbnail> reducedRAW(ByteView raw, int maxPixels) {
   try {
     OpenRAW file(raw);
     const auto image = file.decode();
-    if (!image || image->type != LIBRAW_IMAGE_BITMAP || image->bits != 8) { return std::nullopt; }
+    if (!image || image->type != LIBRAW_IMAGE_BITMAP || image->bits != 8) {
+      return std::nullopt;
+    }
     const bool gray = image->colors == 1;
     const std::size_t across = std::size_t{image->width} * image->colors;
     if ((!gray && image->colors != 3) || across == 0 || image->height == 0 ||
@@ -90,7 +92,9 @@ std::optional<Thumbnail> reducedRAW(ByteView raw, int maxPixels) {
     std::vector<std::uint8_t> rgb(std::size_t{image->width} * 3);
     for (std::size_t y = 0; y < image->height; ++y) {
       const std::uint8_t* const row = image->data + y * across;
-      for (std::size_t i = 0; i < rgb.size(); ++i) { rgb[i] = row[gray ? i / 3 : i]; }
+      for (std::size_t i = 0; i < rgb.size(); ++i) {
+        rgb[i] = row[gray ? i / 3 : i];
+      }
       reducer.addRow(rgb);
     }
     return Thumbnail{.pixels = reducer.take(), .complained = file.complained()};

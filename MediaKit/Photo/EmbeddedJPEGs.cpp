@@ -20,13 +20,17 @@ class EndSearch {
     std::size_t limit = data_.size();
     if (later != known_.end()) {
       const auto& [foundAt, searchedFrom] = *later;
-      if (searchedFrom <= from) { return past(foundAt); }
+      if (searchedFrom <= from) {
+        return past(foundAt);
+      }
       limit = searchedFrom;
     }
     // The pair may stand across the border of what was searched before.
     const ByteView stretch = data_.first(std::min(limit + 1, data_.size()));
     std::size_t found = findMarker(stretch, from, JPEGMarker::endOfImage);
-    if (found == stretch.size()) { found = later == known_.end() ? data_.size() : later->first; }
+    if (found == stretch.size()) {
+      found = later == known_.end() ? data_.size() : later->first;
+    }
     known_[found] = from;
     return past(found);
   }
@@ -42,7 +46,9 @@ class EndSearch {
 struct StepBudget {
   std::size_t left;
   bool take() {
-    if (left == 0) { return false; }
+    if (left == 0) {
+      return false;
+    }
     --left;
     return true;
   }
@@ -58,7 +64,9 @@ std::optional<Candidate> readCandidate(ByteView data, std::size_t start, StepBud
   Candidate candidate{.start = start};
   std::size_t at = start + 2;
   while (data.size() - at >= 4 && budget.take()) {
-    if (data[at] != 0xFF) { return std::nullopt; }
+    if (data[at] != 0xFF) {
+      return std::nullopt;
+    }
     const std::uint8_t marker = data[at + 1];
     if (marker == 0xFF) {  // fill byte
       ++at;
@@ -70,13 +78,17 @@ std::optional<Candidate> readCandidate(ByteView data, std::size_t start, StepBud
       return std::nullopt;
     }
     if (JPEGMarker::isFrame(marker)) {
-      if (!isDecodable(marker) || length < 7) { return std::nullopt; }
+      if (!isDecodable(marker) || length < 7) {
+        return std::nullopt;
+      }
       candidate.height = bigEndian<std::uint16_t>(data, at + 5);
       candidate.width = bigEndian<std::uint16_t>(data, at + 7);
     }
     at += 2 + length;
     if (marker == JPEGMarker::startOfScan) {
-      if (candidate.width == 0 || candidate.height == 0) { return std::nullopt; }
+      if (candidate.width == 0 || candidate.height == 0) {
+        return std::nullopt;
+      }
       candidate.end = ends.endBehind(at);
       candidate.incomplete = candidate.end - at < 2 || data[candidate.end - 2] != 0xFF ||
                              data[candidate.end - 1] != JPEGMarker::endOfImage;

@@ -18,7 +18,9 @@ class EntropyReader {
 
   /// Makes at least 32 bits ready.
   void prepare() {
-    if (ready_ < 32) { refill(); }
+    if (ready_ < 32) {
+      refill();
+    }
   }
   /// Makes as many bits ready as fit: where it is hard to foresee whether they are needed, cheaper
   /// than to ask.
@@ -63,9 +65,15 @@ class EntropyReader {
   /// Drops what is left of the current byte and steps over restart marker `number` (0 to 7). False
   /// when something else comes next; the reader is of no further use then.
   bool takeRestart(unsigned number) {
-    if (bytesLeft() != 0 || ranOut()) { return false; }
-    while (end_ - at_ >= 2 && at_[0] == 0xFF && at_[1] == 0xFF) { ++at_; }  // fill bytes
-    if (end_ - at_ < 2 || at_[0] != 0xFF || at_[1] != (0xD0U | number)) { return false; }
+    if (bytesLeft() != 0 || ranOut()) {
+      return false;
+    }
+    while (end_ - at_ >= 2 && at_[0] == 0xFF && at_[1] == 0xFF) {
+      ++at_;
+    }  // fill bytes
+    if (end_ - at_ < 2 || at_[0] != 0xFF || at_[1] != (0xD0U | number)) {
+      return false;
+    }
     at_ += 2;
     bits_ = 0;
     ready_ = 0;
@@ -82,7 +90,9 @@ class EntropyReader {
 
   static std::uint64_t bigEndianWord(const std::uint8_t* bytes) {
     std::uint64_t word = 0;
-    for (unsigned i = 0; i < 8; ++i) { word = word << 8U | bytes[i]; }
+    for (unsigned i = 0; i < 8; ++i) {
+      word = word << 8U | bytes[i];
+    }
     return word;
   }
 

@@ -16,8 +16,12 @@ std::size_t dividedUp(std::size_t value, std::size_t divisor) {
 }
 
 bool precisionFits(std::uint8_t marker, unsigned precision) {
-  if (marker == JPEGMarker::baselineFrame) { return precision == 8; }
-  if ((marker & 0x03U) == 0x03U) { return precision >= 2 && precision <= 16; }
+  if (marker == JPEGMarker::baselineFrame) {
+    return precision == 8;
+  }
+  if ((marker & 0x03U) == 0x03U) {
+    return precision >= 2 && precision <= 16;
+  }
   return precision == 8 || precision == 12;
 }
 
@@ -31,8 +35,8 @@ bool parametersFit(const FrameLayout& frame, const ScanLayout& scan) {
     const bool acAlone = scan.spectralStart > 0 && scan.spectralEnd >= scan.spectralStart &&
                          scan.spectralEnd <= 63 && scan.components.size() == 1;
     const bool bitsFit =
-        scan.approximationLow <= 13 && (scan.approximationHigh == 0 ||
-                                        scan.approximationHigh == scan.approximationLow + 1);
+        scan.approximationLow <= 13 &&
+        (scan.approximationHigh == 0 || scan.approximationHigh == scan.approximationLow + 1);
     return (dcAlone || acAlone) && bitsFit;
   }
   return true;
@@ -42,13 +46,17 @@ bool parametersFit(const FrameLayout& frame, const ScanLayout& scan) {
 
 std::size_t FrameLayout::mostHorizontal() const {
   std::size_t most = 1;
-  for (const Component& component : components) { most = std::max(most, component.horizontal); }
+  for (const Component& component : components) {
+    most = std::max(most, component.horizontal);
+  }
   return most;
 }
 
 std::size_t FrameLayout::mostVertical() const {
   std::size_t most = 1;
-  for (const Component& component : components) { most = std::max(most, component.vertical); }
+  for (const Component& component : components) {
+    most = std::max(most, component.vertical);
+  }
   return most;
 }
 
@@ -56,7 +64,9 @@ std::size_t FrameLayout::unitsAcross() const {
   return dividedUp(width, blockSide * mostHorizontal());
 }
 
-std::size_t FrameLayout::unitsDown() const { return dividedUp(height, blockSide * mostVertical()); }
+std::size_t FrameLayout::unitsDown() const {
+  return dividedUp(height, blockSide * mostVertical());
+}
 
 // Clause A.1.1: a component's own size is the picture's, scaled by its sampling and rounded up.
 std::size_t FrameLayout::blocksAcross(const Component& component) const {
@@ -69,15 +79,21 @@ std::size_t FrameLayout::blocksDown(const Component& component) const {
 
 std::optional<FrameLayout> frameLayout(const Segment& frame) {
   const ByteView bytes = frame.bytes;
-  if (!JPEGMarker::isFrame(frame.marker) || bytes.size() < 10) { return std::nullopt; }
+  if (!JPEGMarker::isFrame(frame.marker) || bytes.size() < 10) {
+    return std::nullopt;
+  }
   const std::size_t count = bytes[9];
-  if (count < 1 || count > 4 || bytes.size() != 10 + 3 * count) { return std::nullopt; }
+  if (count < 1 || count > 4 || bytes.size() != 10 + 3 * count) {
+    return std::nullopt;
+  }
   FrameLayout layout{.marker = frame.marker,
                      .precision = bytes[4],
                      .width = bigEndian<std::uint16_t>(bytes, 7),
                      .height = bigEndian<std::uint16_t>(bytes, 5),
                      .components = {}};
-  if (!precisionFits(layout.marker, layout.precision) || layout.width == 0) { return std::nullopt; }
+  if (!precisionFits(layout.marker, layout.precision) || layout.width == 0) {
+    return std::nullopt;
+  }
   for (std::size_t k = 0; k < count; ++k) {
     const ByteView entry = bytes.subspan(10 + 3 * k, 3);
     const FrameLayout::Component component{.id = entry[0],
@@ -97,7 +113,9 @@ std::optional<FrameLayout> frameLayout(const Segment& frame) {
 
 std::optional<ScanLayout> scanLayout(const Segment& sos, const FrameLayout& frame) {
   const ByteView bytes = sos.bytes;
-  if (bytes.size() < 10) { return std::nullopt; }
+  if (bytes.size() < 10) {
+    return std::nullopt;
+  }
   const std::size_t count = bytes[4];
   if (count < 1 || count > frame.components.size() || bytes.size() != 8 + 2 * count) {
     return std::nullopt;

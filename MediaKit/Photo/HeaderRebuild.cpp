@@ -37,9 +37,15 @@ struct Candidate {
 
   std::vector<std::string> borrowed() const {
     std::vector<std::string> names;
-    if (frameOrigin == Origin::reference) { names.emplace_back("image size and layout"); }
-    if (quantizationOrigin == Origin::reference) { names.emplace_back("quantization tables"); }
-    if (huffmanOrigin == Origin::reference) { names.emplace_back("Huffman tables"); }
+    if (frameOrigin == Origin::reference) {
+      names.emplace_back("image size and layout");
+    }
+    if (quantizationOrigin == Origin::reference) {
+      names.emplace_back("quantization tables");
+    }
+    if (huffmanOrigin == Origin::reference) {
+      names.emplace_back("Huffman tables");
+    }
     if (!restart.empty() && restartOrigin == Origin::reference) {
       names.emplace_back("restart interval");
     }
@@ -49,7 +55,9 @@ struct Candidate {
   /// Borrows from this candidate.
   PictureParts parts(const ScanStart& first) const {
     PictureParts parts{.frame = frame, .tables = huffman, .first = first};
-    if (!restart.empty()) { parts.tables.push_back({JPEGMarker::restartInterval, 0, restart}); }
+    if (!restart.empty()) {
+      parts.tables.push_back({JPEGMarker::restartInterval, 0, restart});
+    }
     return parts;
   }
 };
@@ -66,7 +74,9 @@ std::vector<Segment> only(MarkerSet markers, const std::vector<Segment>& segment
   return found;
 }
 
-bool isRestartInterval(std::uint8_t code) { return code == JPEGMarker::restartInterval; }
+bool isRestartInterval(std::uint8_t code) {
+  return code == JPEGMarker::restartInterval;
+}
 
 std::vector<std::uint8_t> ownedBytes(const Segment& segment) {
   return {segment.bytes.begin(), segment.bytes.end()};
@@ -88,8 +98,12 @@ class HeaderSearch {
     std::optional<Chosen> best;
     for (const Candidate& candidate : candidates()) {
       Chosen chosen = checked(candidate);
-      if (fits(chosen)) { return chosen; }
-      if (!best || rank(chosen.check) > rank(best->check)) { best = std::move(chosen); }
+      if (fits(chosen)) {
+        return chosen;
+      }
+      if (!best || rank(chosen.check) > rank(best->check)) {
+        best = std::move(chosen);
+      }
     }
     // Pieces between which damage lies are believed only when the data says so.
     const bool believed = best && (reference_ != nullptr || !best->candidate.has(Origin::loose));
@@ -100,7 +114,9 @@ class HeaderSearch {
   std::vector<Candidate> candidates() const {
     std::vector<Candidate> found;
     for (const auto& [frame, origin] : frames()) {
-      if (auto candidate = completed(frame, origin)) { found.push_back(std::move(*candidate)); }
+      if (auto candidate = completed(frame, origin)) {
+        found.push_back(std::move(*candidate));
+      }
     }
     return found;
   }
@@ -123,7 +139,9 @@ class HeaderSearch {
     };
     take(survivors_.linked, Origin::linked);
     take(survivors_.all, Origin::loose);
-    if (reference_ != nullptr) { found.emplace_back(*reference_->frame(), Origin::reference); }
+    if (reference_ != nullptr) {
+      found.emplace_back(*reference_->frame(), Origin::reference);
+    }
     return found;
   }
 
@@ -135,7 +153,9 @@ class HeaderSearch {
         tablesFor(isQuantizationMarker, TableKind::quantization, neededQuantIDs(frame));
     const auto huffman =
         tablesFor(isHuffmanMarker, TableKind::huffman, decodedHuffmanIDs(frame, scan_.sos));
-    if (!quantization || !huffman) { return std::nullopt; }
+    if (!quantization || !huffman) {
+      return std::nullopt;
+    }
     std::tie(candidate.quantization, candidate.quantizationOrigin) = *quantization;
     std::tie(candidate.huffman, candidate.huffmanOrigin) = *huffman;
     addRestartInterval(candidate);
@@ -149,9 +169,13 @@ class HeaderSearch {
         {{&survivors_.linked, Origin::linked}, {&survivors_.all, Origin::loose}}};
     for (const auto& [segments, origin] : own) {
       auto tables = only(markers, *segments);
-      if (covers(tableIDs(tables, kind), needed)) { return std::pair(std::move(tables), origin); }
+      if (covers(tableIDs(tables, kind), needed)) {
+        return std::pair(std::move(tables), origin);
+      }
     }
-    if (reference_ == nullptr) { return std::nullopt; }
+    if (reference_ == nullptr) {
+      return std::nullopt;
+    }
     return std::pair(reference_->all(markers), Origin::reference);
   }
 
@@ -177,13 +201,17 @@ class HeaderSearch {
   Chosen checked(const Candidate& candidate) const {
     Chosen chosen{candidate, checkPicture(data_, candidate.parts(scan_))};
     const bool mayCount = candidate.restart.empty() || candidate.restartOrigin != Origin::linked;
-    if (fits(chosen) || !hasRestartMarkers_ || !mayCount) { return chosen; }
+    if (fits(chosen) || !hasRestartMarkers_ || !mayCount) {
+      return chosen;
+    }
     Candidate counted = candidate;
     counted.restart.clear();
     const auto units = candidate.restart.empty()
                            ? chosen.check.unitsToRestart
                            : checkPicture(data_, counted.parts(scan_)).unitsToRestart;
-    if (!units || *units == 0 || *units > 0xFFFF) { return chosen; }
+    if (!units || *units == 0 || *units > 0xFFFF) {
+      return chosen;
+    }
     counted.restart = intervalOf(*units);
     counted.restartOrigin = Origin::linked;
     Chosen recount{counted, checkPicture(data_, counted.parts(scan_))};
@@ -191,7 +219,11 @@ class HeaderSearch {
   }
 
   static std::vector<std::uint8_t> intervalOf(std::size_t units) {
-    return {0xFF, JPEGMarker::restartInterval,           0, 4, static_cast<std::uint8_t>(units >> 8U),
+    return {0xFF,
+            JPEGMarker::restartInterval,
+            0,
+            4,
+            static_cast<std::uint8_t>(units >> 8U),
             static_cast<std::uint8_t>(units & 0xFFU)};
   }
 
@@ -203,11 +235,15 @@ class HeaderSearch {
 
   static std::pair<int, std::size_t> rank(const PictureCheck& check) {
     switch (check.verdict) {
-      case Verdict::complete: return {3, check.unitsDecoded};
-      case Verdict::endsEarly: return {2, check.unitsDecoded};
+      case Verdict::complete:
+        return {3, check.unitsDecoded};
+      case Verdict::endsEarly:
+        return {2, check.unitsDecoded};
       case Verdict::dataLeftOver:
-      case Verdict::corrupt: return {1, check.unitsDecoded};
-      case Verdict::notDecoded: break;
+      case Verdict::corrupt:
+        return {1, check.unitsDecoded};
+      case Verdict::notDecoded:
+        break;
     }
     return {0, 0};
   }
@@ -225,9 +261,13 @@ std::vector<std::uint8_t> assembled(const Candidate& candidate, const ScanStart&
   const auto append = [&bytes](ByteView more) {
     bytes.insert(bytes.end(), more.begin(), more.end());
   };
-  for (const Segment& segment : candidate.quantization) { append(segment.bytes); }
+  for (const Segment& segment : candidate.quantization) {
+    append(segment.bytes);
+  }
   append(candidate.frame.bytes);
-  for (const Segment& segment : candidate.huffman) { append(segment.bytes); }
+  for (const Segment& segment : candidate.huffman) {
+    append(segment.bytes);
+  }
   append(candidate.restart);
   append(scan.sos.bytes);
   bytes.reserve(bytes.size() + picture.size() + 2);
@@ -239,10 +279,14 @@ std::vector<std::uint8_t> assembled(const Candidate& candidate, const ScanStart&
 
 Repaired rebuildHeader(ByteView data, std::optional<ByteView> reference) {
   const auto main = findMainScan(data);
-  if (!main) { throw MediaError::unsupported("No image data was found in this photo."); }
+  if (!main) {
+    throw MediaError::unsupported("No image data was found in this photo.");
+  }
   const ScanStart scan = firstScanOfPicture(data, *main);
   auto lender = reference ? parseHeader(*reference) : std::nullopt;
-  if (lender && !lender->isComplete()) { lender.reset(); }
+  if (lender && !lender->isComplete()) {
+    lender.reset();
+  }
   const HeaderSearch search(data, scan, lender ? &*lender : nullptr);
   auto chosen = search.choose();
   if (!chosen) {

@@ -23,7 +23,9 @@ inline constexpr std::uint8_t application15 = 0xEF;
 inline constexpr std::uint8_t comment = 0xFE;
 
 /// RST0 to RST7.
-constexpr bool isRestart(std::uint8_t code) { return (code & 0xF8U) == 0xD0U; }
+constexpr bool isRestart(std::uint8_t code) {
+  return (code & 0xF8U) == 0xD0U;
+}
 
 /// Start of frame of any coding process; DHT, JPG and DAC lie among their codes.
 constexpr bool isFrame(std::uint8_t code) {

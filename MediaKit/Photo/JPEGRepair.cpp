@@ -16,7 +16,9 @@ ScanStart firstScan(const Header& header) {
 // (ISO/IEC 10918-1 clause B.2.4).
 bool tablesComeLater(ByteView data, const Header& header) {
   const auto frame = header.frame();
-  if (!frame) { return false; }
+  if (!frame) {
+    return false;
+  }
   Header whole = header;
   for (const Segment& segment : walkPicture(data, firstScan(header)).between) {
     whole.segments.push_back(segment);
@@ -29,7 +31,9 @@ bool tablesComeLater(ByteView data, const Header& header) {
 // Maker's data, a second picture or a film may follow the end of the picture. Then only its own
 // data can tell that it is whole: what follows may as well be the rest of some other file.
 bool picturesOwnDataIsWhole(ByteView data, const Header& header) {
-  if (!walkPicture(data, firstScan(header)).ended) { return false; }
+  if (!walkPicture(data, firstScan(header)).ended) {
+    return false;
+  }
   const auto verdict = checkPicture(data).verdict;
   return verdict == PictureCheck::Verdict::complete ||
          verdict == PictureCheck::Verdict::dataLeftOver ||
@@ -42,7 +46,9 @@ bool isWhole(ByteView data, const Header& header) {
 
 std::optional<Header> usableHeader(ByteView data) {
   auto header = parseHeader(data);
-  if (header && !header->isComplete() && !tablesComeLater(data, *header)) { header.reset(); }
+  if (header && !header->isComplete() && !tablesComeLater(data, *header)) {
+    header.reset();
+  }
   return header;
 }
 
@@ -58,7 +64,9 @@ Result resultOf(Result::Fix fix, const Header& header) {
 // A cut through the tables between two scans would leave a decoder with half a table.
 ByteView withoutHalfSegment(ByteView data, const Header& header) {
   const auto frame = header.frame();
-  if (!frame || frame->marker != JPEGMarker::progressiveFrame) { return data; }
+  if (!frame || frame->marker != JPEGMarker::progressiveFrame) {
+    return data;
+  }
   const ByteView sound = data.first(lengthWithoutTrailingZeros(data));
   const PictureData picture = walkPicture(sound, firstScan(header));
   return picture.cutInSegment ? data.first(picture.end) : data;
@@ -90,13 +98,17 @@ Repaired repair(ByteView data, std::optional<ByteView> reference) {
             .endClosed = true,
             .check = std::nullopt};
   }
-  if (!findMainScan(data)) { throw MediaError::unsupported("This doesn't look like a JPEG photo."); }
+  if (!findMainScan(data)) {
+    throw MediaError::unsupported("This doesn't look like a JPEG photo.");
+  }
   return rebuildHeader(data, reference);
 }
 
 std::vector<std::uint8_t> closeEnd(ByteView data) {
   std::size_t length = lengthWithoutTrailingZeros(data);
-  if (length > 0 && data[length - 1] == 0xFF) { --length; }
+  if (length > 0 && data[length - 1] == 0xFF) {
+    --length;
+  }
   std::vector<std::uint8_t> closed;
   closed.reserve(length + 2);
   closed.assign(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(length));

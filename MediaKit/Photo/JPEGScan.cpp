@@ -20,12 +20,18 @@ std::size_t runEnd(ByteView data, std::size_t start) {
   std::size_t at = start;
   while (at < data.size()) {
     const std::size_t hit = findScanInterruption(data, at);
-    if (hit == data.size()) { break; }
-    if (data[hit + 1] != 0xFF) { return hit; }
+    if (hit == data.size()) {
+      break;
+    }
+    if (data[hit + 1] != 0xFF) {
+      return hit;
+    }
     at = hit + 2;
   }
   // The data ends first: its last byte counts only as the second of a pair.
-  if (at >= data.size()) { return at; }
+  if (at >= data.size()) {
+    return at;
+  }
   const std::size_t last = data.size() - 1;
   return last > at && data[last - 1] == 0xFF ? data.size() : last;
 }
@@ -40,12 +46,18 @@ class RunEnds {
   std::size_t of(std::size_t start) {
     std::size_t at = start;
     while (at < end_ && data_[at] == 0xFF && data_[at - 1] == 0xFF) {
-      if (at + 1 == data_.size()) { return at; }
+      if (at + 1 == data_.size()) {
+        return at;
+      }
       const std::uint8_t next = data_[at + 1];
-      if (next != 0xFF && next != 0 && !JPEGMarker::isRestart(next)) { return at; }
+      if (next != 0xFF && next != 0 && !JPEGMarker::isRestart(next)) {
+        return at;
+      }
       at += 2;
     }
-    if (at >= end_) { end_ = runEnd(data_, at); }
+    if (at >= end_) {
+      end_ = runEnd(data_, at);
+    }
     return end_;
   }
 
@@ -55,7 +67,9 @@ class RunEnds {
 };
 
 std::optional<ScanStart> scanAt(ByteView data, std::size_t at) {
-  if (data.size() - at < 5) { return std::nullopt; }
+  if (data.size() - at < 5) {
+    return std::nullopt;
+  }
   const std::size_t length = bigEndian<std::uint16_t>(data, at + 2);
   const std::size_t components = data[at + 4];
   if (components < 1 || components > 4 || length != 2 * components + 6 ||
@@ -70,8 +84,12 @@ std::optional<ScanStart> scanAt(ByteView data, std::size_t at) {
 std::optional<ScanStart> nextScan(ByteView data, std::size_t from) {
   for (std::size_t at = from;; ++at) {
     at = findMarker(data, at, JPEGMarker::startOfScan);
-    if (at == data.size()) { return std::nullopt; }
-    if (const auto scan = scanAt(data, at)) { return scan; }
+    if (at == data.size()) {
+      return std::nullopt;
+    }
+    if (const auto scan = scanAt(data, at)) {
+      return scan;
+    }
   }
 }
 
@@ -104,7 +122,9 @@ std::optional<ScanStart> findMainScan(ByteView data) {
 
 std::size_t lengthWithoutTrailingZeros(ByteView data) {
   std::size_t length = data.size();
-  while (length > 0 && data[length - 1] == 0) { --length; }
+  while (length > 0 && data[length - 1] == 0) {
+    --length;
+  }
   return length;
 }
 
@@ -120,7 +140,9 @@ PictureData walkPicture(ByteView data, const ScanStart& first) {
   for (;;) {
     at = findScanInterruption(data, at);
     picture.end = at;
-    if (at == data.size()) { return picture; }
+    if (at == data.size()) {
+      return picture;
+    }
     const std::uint8_t code = data[at + 1];
     if (code == 0xFF) {  // fill byte
       ++at;
@@ -132,7 +154,9 @@ PictureData walkPicture(ByteView data, const ScanStart& first) {
       return picture;
     }
     const bool startsScan = code == JPEGMarker::startOfScan;
-    if (!startsScan && !JPEGMarker::isMiscellaneous(code)) { return picture; }
+    if (!startsScan && !JPEGMarker::isMiscellaneous(code)) {
+      return picture;
+    }
     const std::size_t left = data.size() - at - 2;
     const std::size_t length = bigEndianOrZero<std::uint16_t>(data, at + 2);
     if (left < 2 || length > left) {
@@ -141,7 +165,9 @@ PictureData walkPicture(ByteView data, const ScanStart& first) {
     }
     if (startsScan) {
       const auto scan = scanAt(data, at);
-      if (!scan || picture.scans.size() == mostScans) { return picture; }
+      if (!scan || picture.scans.size() == mostScans) {
+        return picture;
+      }
       picture.scans.push_back(*scan);
     } else if (length < 2 || picture.between.size() == mostScans) {
       return picture;
@@ -153,15 +179,21 @@ PictureData walkPicture(ByteView data, const ScanStart& first) {
 }
 
 ScanStart firstScanOfPicture(ByteView data, const ScanStart& scan) {
-  if (isWholePicture(scan.sos)) { return scan; }
+  if (isWholePicture(scan.sos)) {
+    return scan;
+  }
   std::size_t from = 0;
   while (const auto first = nextScan(data, from)) {
-    if (first->sos.offset >= scan.sos.offset) { break; }
+    if (first->sos.offset >= scan.sos.offset) {
+      break;
+    }
     const PictureData picture = walkPicture(data, *first);
-    const bool holds = std::any_of(
-        picture.scans.begin(), picture.scans.end(),
-        [&](const ScanStart& other) { return other.sos.offset == scan.sos.offset; });
-    if (holds && !isWholePicture(first->sos)) { return *first; }
+    const bool holds =
+        std::any_of(picture.scans.begin(), picture.scans.end(),
+                    [&](const ScanStart& other) { return other.sos.offset == scan.sos.offset; });
+    if (holds && !isWholePicture(first->sos)) {
+      return *first;
+    }
     from = std::max(first->scanStart, std::min(picture.end, scan.sos.offset));
   }
   return scan;

@@ -28,7 +28,9 @@ void addQuantizationIDs(ByteView segment, TableIDs& ids) {
 void addHuffmanIDs(ByteView segment, TableIDs& ids) {
   for (std::size_t at = segmentHead; at < segment.size();) {
     ids.insert(segment[at]);
-    if (segment.size() - at < 1 + huffmanCounts) { return; }
+    if (segment.size() - at < 1 + huffmanCounts) {
+      return;
+    }
     const ByteView counts = segment.subspan(at + 1, huffmanCounts);
     at += 1 + huffmanCounts + std::accumulate(counts.begin(), counts.end(), std::size_t{0});
   }
@@ -44,9 +46,15 @@ HuffmanNeed huffmanNeed(std::uint8_t frameMarker, ByteView sos) {
   const bool arithmetic = frameMarker >= 0xC9;
   const bool lossless = (frameMarker & 0x03U) == 0x03U;
   const bool progressive = (frameMarker & 0x03U) == 0x02U;
-  if (arithmetic) { return {}; }
-  if (lossless) { return {.dc = true, .ac = false}; }
-  if (!progressive || sos.size() < 3) { return {.dc = true, .ac = true}; }
+  if (arithmetic) {
+    return {};
+  }
+  if (lossless) {
+    return {.dc = true, .ac = false};
+  }
+  if (!progressive || sos.size() < 3) {
+    return {.dc = true, .ac = true};
+  }
   const bool firstCoefficientIsDC = sos[sos.size() - 3] == 0;
   const bool refines = (sos[sos.size() - 1] >> 4U) != 0;
   return {.dc = firstCoefficientIsDC && !refines, .ac = !firstCoefficientIsDC};
@@ -54,21 +62,33 @@ HuffmanNeed huffmanNeed(std::uint8_t frameMarker, ByteView sos) {
 
 TableIDs scanTableIDs(ByteView sos, HuffmanNeed need) {
   TableIDs ids;
-  if (sos.size() < 5) { return ids; }
+  if (sos.size() < 5) {
+    return ids;
+  }
   const std::size_t components = sos[4];
   for (std::size_t k = 0; k < components && 6 + 2 * k < sos.size(); ++k) {
     const unsigned selectors = sos[6 + 2 * k];
-    if (need.dc) { ids.insert(static_cast<int>(selectors >> 4U)); }
-    if (need.ac) { ids.insert(static_cast<int>(0x10U | (selectors & 0x0FU))); }
+    if (need.dc) {
+      ids.insert(static_cast<int>(selectors >> 4U));
+    }
+    if (need.ac) {
+      ids.insert(static_cast<int>(0x10U | (selectors & 0x0FU)));
+    }
   }
   return ids;
 }
 
 }  // namespace
 
-bool isFrameMarker(std::uint8_t code) { return JPEGMarker::isFrame(code); }
-bool isQuantizationMarker(std::uint8_t code) { return code == JPEGMarker::quantizationTables; }
-bool isHuffmanMarker(std::uint8_t code) { return code == JPEGMarker::huffmanTables; }
+bool isFrameMarker(std::uint8_t code) {
+  return JPEGMarker::isFrame(code);
+}
+bool isQuantizationMarker(std::uint8_t code) {
+  return code == JPEGMarker::quantizationTables;
+}
+bool isHuffmanMarker(std::uint8_t code) {
+  return code == JPEGMarker::huffmanTables;
+}
 
 std::vector<Segment> Header::all(MarkerSet markers) const {
   std::vector<Segment> found;
@@ -104,14 +124,18 @@ std::optional<Header> parseHeader(ByteView data) {
   }
   Header header;
   for (std::size_t at = 2; data.size() - at >= segmentHead;) {
-    if (data[at] != 0xFF) { return std::nullopt; }
+    if (data[at] != 0xFF) {
+      return std::nullopt;
+    }
     const std::uint8_t marker = data[at + 1];
     if (marker == 0xFF) {  // fill byte
       ++at;
       continue;
     }
     const std::size_t length = bigEndian<std::uint16_t>(data, at + 2);
-    if (length < 2 || length > data.size() - at - 2) { return std::nullopt; }
+    if (length < 2 || length > data.size() - at - 2) {
+      return std::nullopt;
+    }
     const Segment segment{marker, at, data.subspan(at, 2 + length)};
     at += 2 + length;
     if (marker == JPEGMarker::startOfScan) {
@@ -129,7 +153,9 @@ std::optional<Header> parseHeader(ByteView data) {
 }
 
 std::optional<Dimensions> frameDimensions(const Segment& frame) {
-  if (frame.bytes.size() < 9) { return std::nullopt; }
+  if (frame.bytes.size() < 9) {
+    return std::nullopt;
+  }
   return Dimensions{.width = bigEndian<std::uint16_t>(frame.bytes, 7),
                     .height = bigEndian<std::uint16_t>(frame.bytes, 5)};
 }
@@ -145,7 +171,9 @@ TableIDs tableIDs(std::span<const Segment> segments, TableKind kind) {
 
 TableIDs neededQuantIDs(const Segment& frame) {
   TableIDs ids;
-  if (frame.bytes.size() < 10) { return ids; }
+  if (frame.bytes.size() < 10) {
+    return ids;
+  }
   const std::size_t components = frame.bytes[9];
   for (std::size_t k = 0; k < components && 12 + 3 * k < frame.bytes.size(); ++k) {
     ids.insert(frame.bytes[12 + 3 * k]);

@@ -20,11 +20,15 @@ std::size_t findFirst(ByteView data, std::size_t from, Match match) {
     for (std::size_t i = 0; i < blockSize; ++i) {
       hit |= static_cast<unsigned>(match(bytes + at + i));
     }
-    if (hit != 0) { break; }
+    if (hit != 0) {
+      break;
+    }
     at += blockSize;
   }
   for (; at <= size && size - at > Reach; ++at) {
-    if (match(bytes + at)) { return at; }
+    if (match(bytes + at)) {
+      return at;
+    }
   }
   return size;
 }
@@ -32,9 +36,8 @@ std::size_t findFirst(ByteView data, std::size_t from, Match match) {
 }  // namespace
 
 std::size_t findMarker(ByteView data, std::size_t from, std::uint8_t code) {
-  return findFirst<1>(data, from, [code](const std::uint8_t* p) {
-    return (p[0] == 0xFF) & (p[1] == code);
-  });
+  return findFirst<1>(data, from,
+                      [code](const std::uint8_t* p) { return (p[0] == 0xFF) & (p[1] == code); });
 }
 
 std::size_t findStartOfImage(ByteView data, std::size_t from) {
@@ -45,7 +48,9 @@ std::size_t findStartOfImage(ByteView data, std::size_t from) {
 
 std::size_t findMarkerBackwards(ByteView data, std::size_t before, std::uint8_t code) {
   for (std::size_t at = before; at >= 2; --at) {
-    if (data[at - 2] == 0xFF && data[at - 1] == code) { return at - 2; }
+    if (data[at - 2] == 0xFF && data[at - 1] == code) {
+      return at - 2;
+    }
   }
   return before;
 }

@@ -18,9 +18,13 @@ constexpr int proofPixels = 256;
 constexpr double previewQuality = 0.7;
 
 bool opens(const Repaired& repaired, const ImageService& images) {
-  if (images.imageCount(repaired.bytes) == 0 || !borrowedPartsFit(repaired)) { return false; }
+  if (images.imageCount(repaired.bytes) == 0 || !borrowedPartsFit(repaired)) {
+    return false;
+  }
   // The data was decoded to its end already: decoding it once more would tell nothing new.
-  if (repaired.check && repaired.check->verdict == PictureCheck::Verdict::complete) { return true; }
+  if (repaired.check && repaired.check->verdict == PictureCheck::Verdict::complete) {
+    return true;
+  }
   const auto picture = images.thumbnail(repaired.bytes, proofPixels, Turn::asStored);
   const bool judged =
       repaired.check && repaired.check->verdict != PictureCheck::Verdict::notDecoded;
@@ -33,7 +37,9 @@ bool opens(const Repaired& repaired, const ImageService& images) {
 Repaired repairPhoto(ByteView photo, std::optional<ByteView> reference,
                      const ImageService& images) {
   Repaired repaired = JPEGRepair::repair(photo, reference);
-  if (opens(repaired, images)) { return repaired; }
+  if (opens(repaired, images)) {
+    return repaired;
+  }
   const bool used = reference && repaired.result.fix == JPEGRepair::Result::Fix::rebuiltHeader;
   throw MediaError::unsupported(
       used ? "The rebuilt photo still won't open. Check that the reference photo was taken on the "
@@ -44,15 +50,18 @@ Repaired repairPhoto(ByteView photo, std::optional<ByteView> reference,
 bool makePhotoPreview(ByteView image, const std::filesystem::path& destination, int maxPixels,
                       const ImageService& images) {
   const auto thumbnail = images.thumbnail(image, maxPixels, Turn::byOrientation);
-  const auto jpeg =
-      thumbnail ? images.encodeJPEG(thumbnail->pixels, previewQuality) : std::nullopt;
-  if (!jpeg) { return false; }
+  const auto jpeg = thumbnail ? images.encodeJPEG(thumbnail->pixels, previewQuality) : std::nullopt;
+  if (!jpeg) {
+    return false;
+  }
   try {
     PendingFile file(destination.parent_path());
     file.sink().append(*jpeg);
     std::filesystem::remove(destination);
     const auto nameAt = [&](unsigned attempt) {
-      if (attempt > 1) { throw DeviceError::writeFailed(destination.string(), EEXIST); }
+      if (attempt > 1) {
+        throw DeviceError::writeFailed(destination.string(), EEXIST);
+      }
       return destination.filename().string();
     };
     file.publish(nameAt, std::nullopt);

@@ -33,13 +33,17 @@ class PictureDecoder {
   PictureDecoder(ByteView data, const PictureParts& parts, FrameLayout frame, PictureData picture)
       : data_(data), frame_(std::move(frame)), picture_(std::move(picture)) {
     evidence_.largestMean.resize(frame_.components.size());
-    for (const Segment& segment : parts.tables) { tables_.apply(segment); }
+    for (const Segment& segment : parts.tables) {
+      tables_.apply(segment);
+    }
   }
 
   PictureCheck run() {
     if (!isSequential(frame_)) {
       blocks_ = ProgressiveBlocks::make(frame_, data_.size());
-      if (!blocks_) { return {}; }
+      if (!blocks_) {
+        return {};
+      }
     }
     PictureCheck check;
     check.verdict = Verdict::complete;
@@ -50,6 +54,7 @@ class PictureDecoder {
       if (i == 0) {
         check.unitsDecoded = outcome.units;
         check.unitsExpected = outcome.expected;
+        check.unitsAcross = unitsAcross(picture_.scans[i]);
         check.unitsToRestart = outcome.unitsToRestart;
       }
     }
@@ -69,8 +74,11 @@ class PictureDecoder {
       tables_.apply(picture_.between[nextBetween_]);
     }
     const auto layout = scanLayout(scan.sos, frame_);
-    if (!layout) { return ScanOutcome::corrupt(); }
-    if (blocks_ && !mayTake(frame_.unitsAcross() * frame_.unitsDown() * layout->components.size())) {
+    if (!layout) {
+      return ScanOutcome::corrupt();
+    }
+    if (blocks_ &&
+        !mayTake(frame_.unitsAcross() * frame_.unitsDown() * layout->components.size())) {
       return {};
     }
     for (const ScanLayout::Component& part : layout->components) {
@@ -83,8 +91,15 @@ class PictureDecoder {
                    : decodeSequential(data_, scan.scanStart, frame_, *layout, tables_, evidence);
   }
 
-  // A progressive scan can pass over thousands of blocks with a few bits, so that a short file could
-  // ask for hours; pictures stay far below this bound.
+  std::size_t unitsAcross(const ScanStart& scan) const {
+    const auto layout = scanLayout(scan.sos, frame_);
+    const bool alone = layout && layout->components.size() == 1;
+    return alone ? frame_.blocksAcross(frame_.components[layout->components.front().index])
+                 : frame_.unitsAcross();
+  }
+
+  // A progressive scan can pass over thousands of blocks with a few bits, so that a short file
+  // could ask for hours; pictures stay far below this bound.
   bool mayTake(std::size_t units) {
     unitsTaken_ += units;
     return unitsTaken_ <= 64 * data_.size();
@@ -110,15 +125,21 @@ PictureCheck checkPicture(ByteView data, const PictureParts& parts) {
     return {};
   }
   PictureData picture = walkPicture(data, parts.first);
-  if (frame->height == 0) { frame->height = linesBehindFirstScan(picture); }
-  if (frame->height == 0 || !scanLayout(parts.first.sos, *frame)) { return {}; }
+  if (frame->height == 0) {
+    frame->height = linesBehindFirstScan(picture);
+  }
+  if (frame->height == 0) {
+    return {};
+  }
   return PictureDecoder(data, parts, std::move(*frame), std::move(picture)).run();
 }
 
 PictureCheck checkPicture(ByteView jpeg) {
   const auto header = parseHeader(jpeg);
   const auto frame = header ? header->frame() : std::nullopt;
-  if (!frame) { return {}; }
+  if (!frame) {
+    return {};
+  }
   return checkPicture(jpeg, {.frame = *frame,
                              .tables = header->segments,
                              .first = {.sos = header->sos, .scanStart = header->scanStart}});

@@ -20,7 +20,8 @@ struct PictureCheck {
     complete,
     /// The data is sound and ends before the picture does.
     endsEarly,
-    /// Bits that are no code, a block with too many coefficients, a restart marker out of turn.
+    /// Bits that are no code, a block with too many coefficients, a restart marker out of turn, a
+    /// scan of components that the frame does not have.
     corrupt,
     /// Every unit was decoded and data was left: the picture is larger than the header says.
     dataLeftOver,
@@ -29,9 +30,10 @@ struct PictureCheck {
   };
 
   Verdict verdict = Verdict::notDecoded;
-  /// Units (MCUs) of the first scan: decoded without a fault, and in the whole picture.
+  /// Units (MCUs) of the first scan: decoded without a fault, in the whole picture, in a row.
   std::size_t unitsDecoded = 0;
   std::size_t unitsExpected = 0;
+  std::size_t unitsAcross = 0;
   /// Units before the first restart marker, when there is one that the header does not announce.
   std::optional<std::size_t> unitsToRestart;
   /// Mean brightness of the last block that each decoded unit of the first scan has in its first

@@ -31,7 +31,9 @@ class ACBand {
     }
     for (unsigned k = start_; k <= end_; ++k) {
       const auto symbol = nextSymbol(reader);
-      if (!symbol) { return false; }
+      if (!symbol) {
+        return false;
+      }
       const unsigned run = *symbol >> 4U;
       const unsigned size = *symbol & 0x0FU;
       if (size == 0 && run < 15) {
@@ -39,7 +41,9 @@ class ACBand {
         return true;
       }
       k += run;
-      if (k > end_) { return false; }
+      if (k > end_) {
+        return false;
+      }
       if (size != 0) {
         reader.skip(size);
         block |= std::uint64_t{1} << k;
@@ -52,10 +56,14 @@ class ACBand {
     unsigned k = start_;
     while (blocksEnded_ == 0 && k <= end_) {
       const auto symbol = nextSymbol(reader);
-      if (!symbol) { return false; }
+      if (!symbol) {
+        return false;
+      }
       const unsigned run = *symbol >> 4U;
       const unsigned size = *symbol & 0x0FU;
-      if (size > 1) { return false; }
+      if (size > 1) {
+        return false;
+      }
       if (size == 0 && run < 15) {
         blocksEnded_ = (1U << run) + reader.take(run);
         break;
@@ -63,7 +71,9 @@ class ACBand {
       reader.skip(size);
       k = skipZeros(reader, block, k, run);
       if (size == 1) {
-        if (k > end_) { return false; }
+        if (k > end_) {
+          return false;
+        }
         block |= std::uint64_t{1} << k;
       }
       ++k;
@@ -79,7 +89,9 @@ class ACBand {
   std::optional<unsigned> nextSymbol(EntropyReader& reader) const {
     reader.prepare();
     const HuffmanTable::Code code = table_.decode(reader.peek16());
-    if (code.length == 0) { return std::nullopt; }
+    if (code.length == 0) {
+      return std::nullopt;
+    }
     reader.skip(code.length);
     return code.symbol;
   }
@@ -116,7 +128,9 @@ ScanOutcome decodeAC(ByteView data, std::size_t start, const FrameLayout& frame,
                      ProgressiveBlocks& blocks) {
   const ScanLayout::Component& part = scan.components.front();
   const auto& table = tables.ac[part.acTable];
-  if (!table) { return {}; }
+  if (!table) {
+    return {};
+  }
   const FrameLayout::Component& component = frame.components[part.index];
   const std::size_t across = frame.blocksAcross(component);
   ACBand coefficients(scan, *table);
@@ -148,7 +162,9 @@ ScanOutcome decodeDC(ByteView data, std::size_t start, const FrameLayout& frame,
           continue;
         }
         const auto difference = decodeDifference(reader, *tables.dc[part.dcTable]);
-        if (!difference) { return false; }
+        if (!difference) {
+          return false;
+        }
         int& now = mean[part.index];
         now = std::clamp(now + *difference, -32768, 32767);
         int& largest = evidence.largestMean[part.index];
@@ -162,7 +178,9 @@ ScanOutcome decodeDC(ByteView data, std::size_t start, const FrameLayout& frame,
     return true;
   };
   for (const ScanLayout::Component& part : scan.components) {
-    if (!refines && !tables.dc[part.dcTable]) { return {}; }
+    if (!refines && !tables.dc[part.dcTable]) {
+      return {};
+    }
   }
   const FrameLayout::Component& first = frame.components[scan.components.front().index];
   const std::size_t expected = interleaved ? frame.unitsAcross() * frame.unitsDown()
@@ -182,7 +200,9 @@ std::optional<ProgressiveBlocks> ProgressiveBlocks::make(const FrameLayout& fram
     total += units * component.horizontal * component.vertical;
   }
   // The first scan spends at least one bit on every block.
-  if (total > mostBlocks || total / 8 > dataSize) { return std::nullopt; }
+  if (total > mostBlocks || total / 8 > dataSize) {
+    return std::nullopt;
+  }
   ProgressiveBlocks blocks;
   for (const FrameLayout::Component& component : frame.components) {
     const std::size_t across = frame.unitsAcross() * component.horizontal;

@@ -26,7 +26,9 @@ std::optional<Found> cutOut(ByteView raw, const Candidate& candidate) {
   const ByteView range = raw.subspan(candidate.start, candidate.end - candidate.start);
   const auto header = JPEGRepair::parseHeader(range);
   const bool usable = header && header->isComplete();
-  if (candidate.incomplete && !usable) { return std::nullopt; }
+  if (candidate.incomplete && !usable) {
+    return std::nullopt;
+  }
   Found found{.jpeg = {}, .width = candidate.width, .height = candidate.height};
   if (usable) {
     const auto picture =
@@ -68,9 +70,13 @@ Found extract(ByteView raw, const ImageService& images) {
   std::size_t bytesTried = 0;
   for (const Candidate& candidate : candidates) {
     bytesTried += candidate.end - candidate.start;
-    if (bytesTried / mostBytesTried > raw.size()) { break; }
+    if (bytesTried / mostBytesTried > raw.size()) {
+      break;
+    }
     auto found = cutOut(raw, candidate);
-    if (!found || !decodes(found->jpeg, images)) { continue; }
+    if (!found || !decodes(found->jpeg, images)) {
+      continue;
+    }
     if (auto detailed = copyingDetails(raw, found->jpeg, images)) {
       found->jpeg = std::move(*detailed);
       found->keptDetails = true;

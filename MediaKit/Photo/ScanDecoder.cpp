@@ -24,7 +24,9 @@ void applyHuffman(ByteView segment, DecoderTables& tables) {
     at += 17;
     const ByteView values = segment.subspan(at, std::min(total, segment.size() - at));
     at += values.size();
-    if ((head & 0x0FU) > 3 || (head >> 4U) > 1) { continue; }
+    if ((head & 0x0FU) > 3 || (head >> 4U) > 1) {
+      continue;
+    }
     auto& kind = (head >> 4U) == 0 ? tables.dc : tables.ac;
     kind[head & 0x0FU] = HuffmanTable::make(counts, values);
   }
@@ -56,7 +58,9 @@ std::vector<BlockCoder> unitBlocks(const FrameLayout& frame, const ScanLayout& s
   for (const ScanLayout::Component& part : scan.components) {
     const auto& dc = tables.dc[part.dcTable];
     const auto& ac = tables.ac[part.acTable];
-    if (!dc || !ac) { return {}; }
+    if (!dc || !ac) {
+      return {};
+    }
     const FrameLayout::Component& component = frame.components[part.index];
     const bool interleaved = scan.components.size() > 1;
     blocks.insert(blocks.end(), interleaved ? component.horizontal * component.vertical : 1,
@@ -68,7 +72,9 @@ std::vector<BlockCoder> unitBlocks(const FrameLayout& frame, const ScanLayout& s
 }  // namespace
 
 void DecoderTables::apply(const Segment& segment) {
-  if (segment.marker == JPEGMarker::huffmanTables) { applyHuffman(segment.bytes, *this); }
+  if (segment.marker == JPEGMarker::huffmanTables) {
+    applyHuffman(segment.bytes, *this);
+  }
   if (segment.marker == JPEGMarker::restartInterval) {
     restartInterval = bigEndianOrZero<std::uint16_t>(segment.bytes, 4);
   }
@@ -78,7 +84,9 @@ ScanOutcome decodeSequential(ByteView data, std::size_t start, const FrameLayout
                              const ScanLayout& scan, const DecoderTables& tables,
                              PictureEvidence& evidence) {
   const std::vector<BlockCoder> blocks = unitBlocks(frame, scan, tables);
-  if (blocks.empty()) { return {}; }
+  if (blocks.empty()) {
+    return {};
+  }
   const FrameLayout::Component& first = frame.components[scan.components.front().index];
   const std::size_t expected = scan.components.size() > 1
                                    ? frame.unitsAcross() * frame.unitsDown()
@@ -88,7 +96,9 @@ ScanOutcome decodeSequential(ByteView data, std::size_t start, const FrameLayout
   const auto decodeUnit = [&](EntropyReader& reader, std::size_t) {
     for (const BlockCoder& block : blocks) {
       const auto difference = decodeDifference(reader, *block.dc);
-      if (!difference || !decodeACCoefficients(reader, *block.ac)) { return false; }
+      if (!difference || !decodeACCoefficients(reader, *block.ac)) {
+        return false;
+      }
       int& now = mean[block.component];
       now = std::clamp(now + *difference, -32768, 32767);
       largest[block.component] = std::max(largest[block.component], std::abs(now));
@@ -97,8 +107,8 @@ ScanOutcome decodeSequential(ByteView data, std::size_t start, const FrameLayout
     return true;
   };
   EntropyReader reader(data, start);
-  const ScanOutcome outcome = decodeUnits(reader, data, expected, tables.restartInterval,
-                                          decodeUnit, [&] { mean = {}; });
+  const ScanOutcome outcome =
+      decodeUnits(reader, data, expected, tables.restartInterval, decodeUnit, [&] { mean = {}; });
   for (std::size_t k = 0; k < evidence.largestMean.size(); ++k) {
     evidence.largestMean[k] = std::max(evidence.largestMean[k], largest[k]);
   }
@@ -107,8 +117,12 @@ ScanOutcome decodeSequential(ByteView data, std::size_t start, const FrameLayout
 
 Verdict verdictAtStop(const EntropyReader& reader, ByteView data) {
   const std::size_t at = reader.position();
-  if (reader.bytesLeft() != 0) { return Verdict::corrupt; }
-  if (data.size() - at < 2) { return Verdict::endsEarly; }
+  if (reader.bytesLeft() != 0) {
+    return Verdict::corrupt;
+  }
+  if (data.size() - at < 2) {
+    return Verdict::endsEarly;
+  }
   return data[at] != 0xFF || JPEGMarker::isRestart(data[at + 1]) ? Verdict::corrupt
                                                                  : Verdict::endsEarly;
 }
@@ -116,7 +130,9 @@ Verdict verdictAtStop(const EntropyReader& reader, ByteView data) {
 Verdict verdictAtEnd(const EntropyReader& reader, ByteView data) {
   const std::size_t at = reader.position();
   const std::size_t end = findScanInterruption(data, at);
-  if (reader.bytesLeft() + (end - at) <= paddingAllowed) { return Verdict::complete; }
+  if (reader.bytesLeft() + (end - at) <= paddingAllowed) {
+    return Verdict::complete;
+  }
   const ByteView rest = data.subspan(at, end - at);
   const bool filled = std::all_of(rest.begin(), rest.end(), [](std::uint8_t b) { return b == 0; });
   return filled ? Verdict::complete : Verdict::dataLeftOver;

@@ -89,7 +89,9 @@ inline int extendedDifference(std::uint32_t bits, unsigned size) {
 inline std::optional<int> decodeDifference(EntropyReader& reader, const HuffmanTable& table) {
   reader.refill();
   const HuffmanTable::Code code = table.decode(reader.peek16());
-  if (code.length == 0 || code.symbol > 15) { return std::nullopt; }
+  if (code.length == 0 || code.symbol > 15) {
+    return std::nullopt;
+  }
   reader.skip(code.length);
   return extendedDifference(reader.take(code.symbol), code.symbol);
 }

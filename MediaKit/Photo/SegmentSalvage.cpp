@@ -17,9 +17,13 @@ constexpr std::size_t longestSegment = 2 + 0xFFFF;
 
 // The segment whose 0xFF stands at `at`, when its length fits before `before`.
 std::optional<Segment> segmentAt(ByteView data, std::size_t at, std::size_t before) {
-  if (before - at < 4 || data[at] != 0xFF) { return std::nullopt; }
+  if (before - at < 4 || data[at] != 0xFF) {
+    return std::nullopt;
+  }
   const std::size_t length = bigEndian<std::uint16_t>(data, at + 2);
-  if (length < 2 || length > before - at - 2) { return std::nullopt; }
+  if (length < 2 || length > before - at - 2) {
+    return std::nullopt;
+  }
   return Segment{data[at + 1], at, data.subspan(at, 2 + length)};
 }
 
@@ -32,7 +36,9 @@ bool tablesAddUp(ByteView segment, bool (*tableFits)(ByteView rest, std::size_t&
   std::size_t at = 4;
   while (at < segment.size()) {
     std::size_t length = 0;
-    if (!tableFits(segment.subspan(at), length) || length > segment.size() - at) { return false; }
+    if (!tableFits(segment.subspan(at), length) || length > segment.size() - at) {
+      return false;
+    }
     at += length;
   }
   return segment.size() > 4;
@@ -44,7 +50,9 @@ bool quantizationFits(ByteView rest, std::size_t& length) {
 }
 
 bool huffmanFits(ByteView rest, std::size_t& length) {
-  if (rest.size() < 17 || (rest[0] >> 4U) > 1 || (rest[0] & 0x0FU) > 3) { return false; }
+  if (rest.size() < 17 || (rest[0] >> 4U) > 1 || (rest[0] & 0x0FU) > 3) {
+    return false;
+  }
   const ByteView counts = rest.subspan(1, 16);
   length = std::accumulate(counts.begin(), counts.end(), std::size_t{17});
   return canBeHuffmanCode(counts);
@@ -73,7 +81,9 @@ class Links {
   // Fill bytes may stand before any marker (clause B.1.1.2).
   void mark(ByteView data, std::size_t at) {
     leads_[at] = true;
-    while (at > 0 && data[at - 1] == 0xFF) { leads_[--at] = true; }
+    while (at > 0 && data[at - 1] == 0xFF) {
+      leads_[--at] = true;
+    }
   }
 
   std::vector<bool> leads_;
@@ -84,8 +94,12 @@ bool leadsToAnotherScan(ByteView data, const Segment& segment, std::size_t befor
   constexpr int mostSteps = 64;
   std::optional<Segment> next = segment;
   for (int step = 0; next && step < mostSteps; ++step) {
-    if (next->marker == JPEGMarker::startOfScan) { return true; }
-    if (!JPEGMarker::isMiscellaneous(next->marker) && !JPEGMarker::isFrame(next->marker)) { break; }
+    if (next->marker == JPEGMarker::startOfScan) {
+      return true;
+    }
+    if (!JPEGMarker::isMiscellaneous(next->marker) && !JPEGMarker::isFrame(next->marker)) {
+      break;
+    }
     next = segmentAt(data, next->offset + next->bytes.size(), before);
   }
   return false;
@@ -124,7 +138,9 @@ Survivors survivorsBefore(ByteView data, std::size_t before) {
   const Links links(data, before);
   Survivors survivors;
   for (std::size_t at = 0; at < before; ++at) {
-    if (!links.leadsToScan(at)) { continue; }
+    if (!links.leadsToScan(at)) {
+      continue;
+    }
     const auto segment = segmentAt(data, at, before);
     if (segment && isWanted(segment->marker) && isWellFormed(*segment)) {
       survivors.linked.push_back(*segment);

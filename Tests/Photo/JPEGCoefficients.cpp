@@ -35,15 +35,17 @@ void copyPlane(jpeg_decompress_struct& info, jvirt_barray_ptr blocks,
                const jpeg_component_info& component, Coefficients::Plane& plane) {
   std::int16_t* to = plane.values.data();
   for (JDIMENSION y = 0; y < component.height_in_blocks; ++y) {
-    JBLOCKARRAY row = info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), blocks, y,
-                                                   1, FALSE);
+    JBLOCKARRAY row =
+        info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), blocks, y, 1, FALSE);
     to = std::copy_n(row[0][0], std::size_t{component.width_in_blocks} * 64, to);
   }
 }
 
 bool read(std::span<const std::uint8_t> jpeg, ErrorState& errors, jpeg_decompress_struct& info,
           Coefficients& result) {
-  if (setjmp(errors.onError) != 0) { return false; }
+  if (setjmp(errors.onError) != 0) {
+    return false;
+  }
   jpeg_create_decompress(&info);
   info.client_data = &errors;
   jpeg_mem_src(&info, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
@@ -84,12 +86,17 @@ Coefficients readCoefficients(std::span<const std::uint8_t> jpeg) {
 }
 
 double equalTopShare(const Coefficients& a, const Coefficients& b) {
-  if (a.planes.empty() || a.planes.size() != b.planes.size()) { return 0; }
+  if (a.planes.empty() || a.planes.size() != b.planes.size()) {
+    return 0;
+  }
   double share = 1;
   for (std::size_t k = 0; k < a.planes.size(); ++k) {
-    if (a.planes[k].blocksAcross != b.planes[k].blocksAcross) { return 0; }
+    if (a.planes[k].blocksAcross != b.planes[k].blocksAcross) {
+      return 0;
+    }
     const std::size_t row = a.planes[k].blocksAcross * 64;
-    const auto rows = static_cast<double>(b.planes[k].values.size() / std::max<std::size_t>(row, 1));
+    const auto rows =
+        static_cast<double>(b.planes[k].values.size() / std::max<std::size_t>(row, 1));
     share = std::min(share, static_cast<double>(equalRows(a.planes[k], b.planes[k])) / rows);
   }
   return share;
