@@ -38,37 +38,84 @@ SampleList::SampleList(std::initializer_list<Sample> samples) {
   }
 }
 
+std::uint64_t SampleList::startOf(std::size_t run) const {
+  if (run == places_.size()) {
+    return size_;
+  }
+  std::uint64_t start = starts_[run / stride];
+  for (std::size_t i = run / stride * stride; i < run; ++i) start += places_[i].count;
+  return start;
+}
+
 Sample SampleList::operator[](std::uint64_t index) const {
-  const auto run = std::prev(
-      std::upper_bound(runs_.begin(), runs_.end(), index,
-                       [](std::uint64_t wanted, const SampleRun& r) { return wanted < r.start; }));
-  return run->at(index - run->start);
+  const auto block = std::prev(std::upper_bound(starts_.begin(), starts_.end(), index));
+  std::uint64_t within = index - *block;
+  auto run = static_cast<std::size_t>(block - starts_.begin()) * stride;
+  for (; within >= places_[run].count; ++run) within -= places_[run].count;
+  Sample sample = firstOf(run);
+  sample.offset += within * sample.size;
+  return sample;
+}
+
+void SampleList::reserveRuns(std::size_t count) {
+  places_.reserve(count);
+  traitsOf_.reserve(count);
+  starts_.reserve(count / stride + 1);
+}
+
+std::uint32_t SampleList::indexOf(const Traits& traits) {
+  const std::uint32_t mixed =
+      (traits.duration * 31U + static_cast<std::uint32_t>(traits.compositionOffset)) * 2U +
+      (traits.isSync ? 1U : 0U);
+  std::uint32_t& known = lately_[mixed * 2654435761U >> 28U];
+  if (known >= traits_.size() || !(traits_[known] == traits)) {
+    known = static_cast<std::uint32_t>(traits_.size());
+    traits_.push_back(traits);
+  }
+  return known;
+}
+
+void SampleList::addRun(const Sample& first, std::uint32_t count) {
+  if (places_.size() % stride == 0) {
+    starts_.push_back(size_);
+  }
+  places_.push_back({first.offset, first.size, count});
+  traitsOf_.push_back(indexOf({first.duration, first.compositionOffset, first.isSync}));
+  size_ += count;
 }
 
 void SampleList::append(const Sample& first, std::uint64_t count) {
-  if (count == 0) {
-    return;
-  }
-  if (!runs_.empty()) {
-    SampleRun& last = runs_.back();
-    if (sameButOffset(last.first, first) && last.end() == first.offset) {
-      last.count += count;
-      return;
+  constexpr std::uint64_t largestRun = std::numeric_limits<std::uint32_t>::max();
+  Sample next = first;
+  if (count > 0 && !places_.empty()) {
+    Place& last = places_.back();
+    const Sample lastFirst = firstOf(places_.size() - 1);
+    if (sameButOffset(lastFirst, first) && SampleRun{lastFirst, last.count}.end() == first.offset) {
+      const std::uint64_t more = std::min(count, largestRun - last.count);
+      last.count += static_cast<std::uint32_t>(more);
+      size_ += more;
+      next.offset += more * first.size;
+      count -= more;
     }
   }
-  runs_.push_back({first, count, size()});
+  while (count > 0) {
+    const std::uint64_t more = std::min(count, largestRun);
+    addRun(next, static_cast<std::uint32_t>(more));
+    next.offset += more * first.size;
+    count -= more;
+  }
 }
 
 void SampleList::append(const SampleList& more) {
-  runs_.reserve(runs_.size() + more.runs_.size());
-  for (const SampleRun& run : more.runs_) {
+  reserveRuns(places_.size() + more.places_.size());
+  for (const SampleRun& run : more.runs()) {
     append(run.first, run.count);
   }
 }
 
 std::uint64_t SampleList::duration() const {
   std::uint64_t total = 0;
-  for (const SampleRun& run : runs_) {
+  for (const SampleRun& run : runs()) {
     total = saturatingAdd(total, run.duration());
   }
   return total;
@@ -78,10 +125,10 @@ std::uint32_t SampleList::typicalDuration() const {
   std::unordered_map<std::uint32_t, std::uint64_t> counts;
   std::uint32_t typical = 1;
   std::uint64_t most = 0;
-  for (const SampleRun& run : runs_) {
+  for (const SampleRun& run : runs()) {
     counts[run.first.duration] += run.count;
   }
-  for (const SampleRun& run : runs_) {
+  for (const SampleRun& run : runs()) {
     if (const std::uint64_t count = counts[run.first.duration]; count > most) {
       most = count;
       typical = run.first.duration;
@@ -92,7 +139,7 @@ std::uint32_t SampleList::typicalDuration() const {
 
 std::uint32_t SampleList::largestSize() const {
   std::uint32_t largest = 0;
-  for (const SampleRun& run : runs_) {
+  for (const SampleRun& run : runs()) {
     largest = std::max(largest, run.first.size);
   }
   return largest;
@@ -100,7 +147,7 @@ std::uint32_t SampleList::largestSize() const {
 
 SampleList SampleList::slice(std::uint64_t from, std::uint64_t to) const {
   SampleList part;
-  for (const SampleRun& run : runs_) {
+  for (const SampleRun& run : runs()) {
     const std::uint64_t first = std::max(from, run.start);
     const std::uint64_t last = std::min(to, run.start + run.count);
     if (first < last) {
@@ -112,7 +159,7 @@ SampleList SampleList::slice(std::uint64_t from, std::uint64_t to) const {
 
 SampleList SampleList::endingBy(std::uint64_t limit) const {
   SampleList kept;
-  for (const SampleRun& run : runs_) {
+  for (const SampleRun& run : runs()) {
     kept.append(run.first, run.countEndingBy(limit));
   }
   return kept;
@@ -120,17 +167,18 @@ SampleList SampleList::endingBy(std::uint64_t limit) const {
 
 SampleList SampleList::movedBy(std::uint64_t delta) const {
   SampleList moved = *this;
-  for (SampleRun& run : moved.runs_) {
-    run.first.offset += delta;
+  for (Place& place : moved.places_) {
+    place.offset += delta;
   }
   return moved;
 }
 
 bool operator==(const SampleList& a, const SampleList& b) {
-  return a.size() == b.size() && std::equal(a.runs_.begin(), a.runs_.end(), b.runs_.begin(),
-                                            b.runs_.end(), [](const auto& x, const auto& y) {
-                                              return x.first == y.first && x.count == y.count;
-                                            });
+  const SampleRuns x = a.runs();
+  const SampleRuns y = b.runs();
+  return std::equal(x.begin(), x.end(), y.begin(), y.end(), [](const auto& p, const auto& q) {
+    return p.first == q.first && p.count == q.count;
+  });
 }
 
 }  // namespace tallowmark

@@ -107,7 +107,7 @@ void writeSampleToChunk(const std::vector<Chunk>& all, BoxWriter& writer) {
 }
 
 void writeSizes(const SampleList& samples, BoxWriter& writer) {
-  const std::vector<SampleRun>& runs = samples.runs();
+  const SampleRuns runs = samples.runs();
   const bool allEqual = std::all_of(runs.begin(), runs.end(), [&](const SampleRun& run) {
     return run.first.size == runs.front().first.size;
   });
@@ -142,7 +142,7 @@ void writeChunkOffsets(const std::vector<Chunk>& all, std::uint64_t mediaStart, 
 void writeSampleTable(const Track& track, std::uint64_t mediaStart, BoxWriter& writer) {
   const SampleList& samples = track.samples;
   (void)checkedCount(samples.size());
-  const std::vector<SampleRun>& runs = samples.runs();
+  const SampleRuns runs = samples.runs();
   const bool reordered = std::any_of(runs.begin(), runs.end(), [](const SampleRun& run) {
     return run.first.compositionOffset != 0;
   });

@@ -166,12 +166,13 @@ void timePieces(std::span<const Part> parts, std::span<Strand> strands) {
 std::uint64_t tailThatGives(const SampleList& samples, std::uint64_t ticks) {
   std::uint64_t tail = 0;
   std::uint64_t time = 0;
-  const auto& runs = samples.runs();
-  for (auto run = runs.rbegin(); run != runs.rend() && tail < longestTail; ++run) {
-    const std::uint64_t each = run->first.duration;
+  const SampleRuns runs = samples.runs();
+  for (std::size_t i = runs.size(); i > 0 && tail < longestTail; --i) {
+    const SampleRun run = runs[i - 1];
+    const std::uint64_t each = run.first.duration;
     const std::uint64_t wanted = saturatingMultiply(ticks, 2) - time;
     const std::uint64_t needed =
-        each == 0 ? run->count : std::min(run->count, wanted / each + (wanted % each != 0));
+        each == 0 ? run.count : std::min(run.count, wanted / each + (wanted % each != 0));
     const std::uint64_t taken = std::min(needed, longestTail - tail);
     tail += taken;
     time = saturatingAdd(time, saturatingMultiply(taken, each));
