@@ -17,8 +17,11 @@ namespace {
 // sound just detectable.
 constexpr double leastTolerance = 0.010;
 constexpr double largestTolerance = 0.045;
-// Shortening some frames for less than this is not seen; a longer hole is left in the sound.
+// Shortening some frames for less than this is not seen; a longer pause is left in the sound.
 constexpr double largestHurry = 0.100;
+// A pause in PCM sound makes players keep an entry for each of its samples: a gigabyte for a
+// quarter of an hour. The picture hurries for longer before that.
+constexpr double largestHurryForPCM = 1.0;
 // Telemetry may be off by this much before its time is corrected.
 constexpr double extraTolerance = 0.010;
 constexpr std::uint64_t longestTail = 1000;
@@ -45,6 +48,8 @@ class Line {
 
   bool hasTimescale() const { return strand_->first().timescale != 0; }
   Track::Kind kind() const { return strand_->first().kind; }
+  /// Each sample is one tick, as in uncompressed sound.
+  bool countsSingly() const { return strand_->first().typicalDuration() == 1; }
   std::vector<std::uint64_t> takeLengths() { return std::move(lengths_); }
 
   void layNextPiece() {
@@ -97,13 +102,14 @@ double toleranceFor(const Track& sound) {
 // Sound goes on without a pause, and the picture gives way: a frame that stays a little longer is
 // not seen, a hole in the sound is heard.
 void bringTogether(Line& picture, Line& sound, double tolerance) {
+  const double hurry = sound.countsSingly() ? largestHurryForPCM : largestHurry;
   const double late = sound.nextPartStart() - picture.nextPartStart();
   if (std::fabs(late) <= tolerance) {
     return;
   }
   if (late > 0) {
     picture.lengthen(late);
-  } else if (-late > largestHurry || !picture.shorten(-late)) {
+  } else if (-late > hurry || !picture.shorten(-late)) {
     sound.lengthen(-late);
   }
 }

@@ -89,6 +89,15 @@ TEST(Plan, keepsEveryPartTogether) {
   }
 }
 
+TEST(Plan, leavesNoPauseInPCMSound) {
+  Track pcm = track(2, Track::Kind::audio, "sowt", 48000, 1, 470'000);  // 218 ms less than picture
+  const Movie joined = plan(std::vector<Part>(5, part({video(300), pcm}))).movie;
+  EXPECT_EQ(joined.tracks[1].duration(), 5U * 470'000);
+  for (const double offset : offsetsAtSeams(joined, 1, 300, 470'000, 5)) {
+    EXPECT_NEAR(offset, 0, 0.0101);
+  }
+}
+
 TEST(Plan, honoursTheEditListsOfLaterParts) {
   Part first = part({video(300), sound(470)});
   Part second = first;
