@@ -65,7 +65,7 @@ void BM_Resynchronise(benchmark::State& state) {
   for (auto _ : state) {
     benchmark::DoNotOptimize(VideoRepair::walkByEvidence(source, 0, walk).unused);
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * stretch));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(stretch));
   static constexpr const char* contents[] = {"random", "zeros", "sound"};
   state.SetLabel(std::string(state.range(0) == 0 ? "H.264, " : "HEVC, ") +
                  contents[state.range(1)]);

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) {
     return 0;
   }
-  const std::size_t length = std::min<std::size_t>((data[0] << 8U) | data[1], size - 2);
+  const std::size_t length = std::min<std::size_t>(data[0] * std::size_t{256} + data[1], size - 2);
   const MemorySource reference({data + 2, data + 2 + length});
   const MemorySource damaged({data + 2 + length, data + size});
   const int file = ::memfd_create("copy", MFD_CLOEXEC);

@@ -59,7 +59,7 @@ class Walker {
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
-  bool takeSound(std::uint64_t from, std::uint64_t to);
+  bool takeSound(std::uint64_t from, std::uint64_t to, SoundLayout::Neighbours neighbours);
   void takeGap(std::uint64_t from, const FoundFrame& next);
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
@@ -311,12 +311,12 @@ void Walker::take(const FoundFrame& frame) {
 }
 
 // Appends the sound of [from, to); whether the gap is one as the reference has them.
-bool Walker::takeSound(std::uint64_t from, std::uint64_t to) {
+bool Walker::takeSound(std::uint64_t from, std::uint64_t to, SoundLayout::Neighbours neighbours) {
   if (lessons_.sound == nullptr) {
     findings_.unused += to - from;
     return false;
   }
-  const SoundLayout::Division division = lessons_.sound->divide(source_, from, to);
+  const SoundLayout::Division division = lessons_.sound->divide(source_, from, to, neighbours);
   const std::uint32_t size = lessons_.sound->pcm().sampleSize;
   std::uint64_t sound = 0;
   for (const ByteRange& range : division.sound) {
@@ -334,26 +334,32 @@ void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
     return;
   }
   findings_.audioSeen = true;
-  const bool usual = takeSound(from, next.offset);
   const bool continues = !last_ || evidence_.successionBits(last_->slice, next.slice) >= 0;
+  const bool usual = takeSound(
+      from, next.offset,
+      continues && last_ ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown);
   if (!usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
 }
 
-// What lies behind the last frame may still be sound, up to where the media data ends.
+// What lies behind the last frame may still be sound, up to where the media data ends. A box that
+// was closed, with nothing cut from it, ends as the camera ended it.
 void Walker::takeRemainder(std::uint64_t from) {
   std::uint64_t end = end_;
+  auto neighbours = SoundLayout::Neighbours::unknown;
   for (const Box& box : BoxReader(source_).children(0, end_)) {
     if (box.type == "mdat" && box.payloadOffset() <= from && from <= box.end()) {
       end = box.end();
+      neighbours =
+          box.truncated ? SoundLayout::Neighbours::unknown : SoundLayout::Neighbours::countOn;
     }
   }
   if (findings_.video.empty()) {
     findings_.unused += end_ - from;
     return;
   }
-  takeSound(from, end);
+  takeSound(from, end, neighbours);
   findings_.unused += end_ - end;
 }
 

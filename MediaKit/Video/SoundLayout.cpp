@@ -299,7 +299,7 @@ std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::
 }
 
 SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_t from,
-                                          std::uint64_t to) const {
+                                          std::uint64_t to, Neighbours neighbours) const {
   if (to <= from) {
     return {};
   }
@@ -313,7 +313,8 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   if (!whole && hasOtherTracks && to - from <= largestSound_ * 2) {
     whole = beforeItems(source, from, to);
   }
-  if (whole && isMostlySound(source, *whole)) {
+  // A clip may be louder than its reference: between frames that count on, nothing was destroyed.
+  if (whole && (neighbours == Neighbours::countOn || isMostlySound(source, *whole))) {
     return {whole->length() > 0 ? std::vector<ByteRange>{*whole} : std::vector<ByteRange>{}, true};
   }
   return {besideFrames(source, from, to), false};

@@ -38,10 +38,15 @@ class SoundLayout {
     bool isUsual = false;
   };
 
-  /// Divides the gap [from, to) between two frames by the reference's gaps; where none of them
-  /// explains it, only what sounds like the reference beside the two frames is taken. `source` is
-  /// the damaged file. Throws DeviceError.
-  Division divide(const ByteSource& source, std::uint64_t from, std::uint64_t to) const;
+  /// What is known of a gap besides its bytes.
+  enum class Neighbours { countOn, unknown };
+
+  /// Divides the gap [from, to) between two frames by the reference's gaps. Where the two frames do
+  /// not count on from one another it must also sound like the reference, and where no gap of the
+  /// reference explains it, only what does so beside the two frames is taken. `source` is the
+  /// damaged file. Throws DeviceError.
+  Division divide(const ByteSource& source, std::uint64_t from, std::uint64_t to,
+                  Neighbours neighbours) const;
 
   /// Seconds by which sound runs ahead of the picture in the file: at the first frame, at the usual
   /// one, and the least and most of any.
