@@ -72,6 +72,7 @@ std::vector<Candidates> toldApart(Candidates candidates, Files files) {
     folder.pieces.push_back(piece);
   }
   std::vector<Candidates> apart;
+  apart.reserve(folders.size());
   for (auto& [name, folder] : folders) apart.push_back(std::move(folder));
   return apart;
 }

@@ -48,7 +48,7 @@ std::uint64_t storageOf(const fs::path& file) {
 
 // Three frames in 4 GB, which tell their chapter: at the start, in the middle, at the very end.
 fs::path writeChapter(const fs::path& folder, std::uint32_t number) {
-  const fs::path path = folder / ("GX" + std::to_string(number) + ".MP4");
+  fs::path path = folder / ("GX" + std::to_string(number) + ".MP4");
   const SparseFile file(path);
   file.put(0, joined({MovieWriter::defaultFileType(), u32(1), text("mdat"),
                       u64(chapterSize - mediaStart + 16)}));
