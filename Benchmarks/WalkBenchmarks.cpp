@@ -2,6 +2,8 @@
 // The walk over stretches that hold no frame, and over sound: the loops that touch every byte.
 #include <benchmark/benchmark.h>
 
+#include <array>
+#include <map>
 #include <memory>
 #include <random>
 
@@ -62,19 +64,19 @@ void BM_Resynchronise(benchmark::State& state) {
   const Lessons& lessons = state.range(0) == 0 ? h264 : hevc;
   const MemorySource& source = sourceOf(static_cast<Content>(state.range(1)));
   const VideoRepair::WalkLessons walk{&*lessons.evidence, {}, &*lessons.sound, 1, 4U << 20U};
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(VideoRepair::walkByEvidence(source, 0, walk).unused);
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(stretch));
-  static constexpr const char* contents[] = {"random", "zeros", "sound"};
+  static constexpr std::array<const char*, 3> contents{"random", "zeros", "sound"};
   state.SetLabel(std::string(state.range(0) == 0 ? "H.264, " : "HEVC, ") +
-                 contents[state.range(1)]);
+                 contents.at(static_cast<std::size_t>(state.range(1))));
 }
 BENCHMARK(BM_Resynchronise)->ArgsProduct({{0, 1}, {0, 1, 2}})->Unit(benchmark::kMillisecond);
 
 void BM_EmulationRule(benchmark::State& state) {
   const auto& bytes = sourceOf(Content::random).data();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(findForbiddenStretch(std::span(bytes).first(1U << 20U)));
   }
 }

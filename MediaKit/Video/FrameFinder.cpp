@@ -124,7 +124,7 @@ bool FrameFinder::takeSlice(Assembly& assembly, const UnitHead& head, const Unit
     sliceBits = 2;
   }
   const double sizes = habit != nullptr ? 4.0 * habit->largest : static_cast<double>(maxFrameSize_);
-  const double headers = static_cast<double>(evidence_.habits().size());
+  const auto headers = static_cast<double>(evidence_.habits().size());
   assembly.frame.bits +=
       8.0 * static_cast<double>(evidence_.format().lengthSize) - log2Of(sizes) +
       (habit != nullptr ? 8.0 * static_cast<double>(head.headerSize) - log2Of(headers) : 2) +

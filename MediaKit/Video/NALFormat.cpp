@@ -56,8 +56,9 @@ std::optional<NALFormat::Codec> codecOf(FourCC type) {
 std::optional<std::size_t> configurationRecord(std::span<const std::uint8_t> entry,
                                                NALFormat::Codec codec) {
   const std::string_view name = codec == NALFormat::Codec::h264 ? "avcC" : "hvcC";
-  const auto found = std::search(entry.begin(), entry.end(), name.begin(), name.end(),
-                                 [](std::uint8_t byte, char letter) { return byte == letter; });
+  const auto found = std::search(
+      entry.begin(), entry.end(), name.begin(), name.end(),
+      [](std::uint8_t byte, char letter) { return byte == static_cast<unsigned char>(letter); });
   const auto at = static_cast<std::size_t>(found - entry.begin());
   // There must be room for the box's size before its type.
   return found == entry.end() || at < 4 ? std::nullopt : std::optional(at + name.size());

@@ -28,7 +28,7 @@ std::uint64_t storedBefore(const SampleList& samples, std::uint64_t offset) {
 }
 
 std::uint32_t ticks(double seconds, std::uint32_t timescale) {
-  constexpr double most = std::numeric_limits<std::uint32_t>::max() / 2;
+  constexpr double most = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::uint32_t>(std::clamp(seconds * timescale + 0.5, 0.0, most));
 }
 

@@ -310,7 +310,7 @@ double StreamEvidence::followerBits(std::span<const std::uint8_t> bytes) const {
   }
   if (!followersAreComplete_) {
     // Compressed sound opens with few different bytes: element, window and table numbers.
-    const double kinds = static_cast<double>(firstFollowers_.size());
+    const auto kinds = static_cast<double>(firstFollowers_.size());
     return firstFollowers_.empty()              ? 0
            : firstFollowers_.contains(bytes[0]) ? 8 - std::log2(kinds)
                                                 : unusual / 2;
