@@ -55,7 +55,7 @@ constexpr std::size_t photoSize = 12'000'000;
 
 void BM_diagnoseHealthy(benchmark::State& state) {
   const Bytes bytes = photo(photoSize);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(tallowmark::JPEGRepair::diagnose(bytes));
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
@@ -66,7 +66,7 @@ void BM_diagnoseCutShort(benchmark::State& state) {
   Bytes bytes = photo(photoSize);
   bytes.resize(bytes.size() - 2);
   bytes.back() = 1;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(tallowmark::JPEGRepair::diagnose(bytes));
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
@@ -76,7 +76,7 @@ BENCHMARK(BM_diagnoseCutShort);
 void BM_diagnoseDamagedHeader(benchmark::State& state) {
   Bytes bytes = photo(photoSize);
   bytes[0] = 0;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(tallowmark::JPEGRepair::diagnose(bytes));
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
@@ -86,7 +86,7 @@ BENCHMARK(BM_diagnoseDamagedHeader);
 // The cost of certainty where something follows the picture.
 void BM_checkPicture(benchmark::State& state) {
   const Bytes bytes = photo(photoSize);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(tallowmark::JPEGRepair::checkPicture(bytes));
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
@@ -101,7 +101,7 @@ void BM_findPicturesInRAW(benchmark::State& state) {
   }
   const Bytes preview = photo(1'000'000);
   std::copy(preview.begin(), preview.end(), bytes.begin() + 50'000'000);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(tallowmark::RAWPreview::embeddedJPEGs(bytes));
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
@@ -110,7 +110,7 @@ BENCHMARK(BM_findPicturesInRAW);
 
 void BM_findPicturesInBlownHighlights(benchmark::State& state) {
   const Bytes bytes(100'000'000, 0xFF);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(tallowmark::RAWPreview::embeddedJPEGs(bytes));
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
