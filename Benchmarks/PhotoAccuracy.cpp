@@ -101,7 +101,7 @@ void tryRepair(const Bytes& damaged, const Photo& original, const Photo& referen
 }
 
 void printWipes(const Families& families) {
-  constexpr std::size_t all = static_cast<std::size_t>(-1);
+  constexpr auto all = static_cast<std::size_t>(-1);
   std::cout << "| photo | reference | 512 B | 2 KB | 8 KB | up to the scan |\n"
             << "| --- | --- | --- | --- | --- | --- |\n";
   for (const auto& [family, photos] : families) {

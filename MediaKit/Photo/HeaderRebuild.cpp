@@ -126,14 +126,15 @@ class HeaderSearch {
     constexpr std::size_t mostTried = 8;
     std::vector<std::pair<Segment, Origin>> found;
     const auto take = [&](const std::vector<Segment>& from, Origin origin) {
-      const std::vector<Segment> headers = only(isFrameMarker, from);
-      for (auto frame = headers.rbegin(); frame != headers.rend(); ++frame) {
+      std::vector<Segment> headers = only(isFrameMarker, from);
+      std::reverse(headers.begin(), headers.end());
+      for (const Segment& frame : headers) {
         const bool known = std::any_of(found.begin(), found.end(), [&](const auto& other) {
-          return other.first.offset == frame->offset;
+          return other.first.offset == frame.offset;
         });
-        const auto layout = frameLayout(*frame);
+        const auto layout = frameLayout(frame);
         if (!known && found.size() < mostTried && layout && scanLayout(scan_.sos, *layout)) {
-          found.emplace_back(*frame, origin);
+          found.emplace_back(frame, origin);
         }
       }
     };

@@ -124,11 +124,10 @@ class ACBand {
 };
 
 ScanOutcome decodeAC(ByteView data, std::size_t start, const FrameLayout& frame,
-                     const ScanLayout& scan, const DecoderTables& tables,
-                     ProgressiveBlocks& blocks) {
+                     const ScanLayout& scan, DecoderTables& tables, ProgressiveBlocks& blocks) {
   const ScanLayout::Component& part = scan.components.front();
-  const auto& table = tables.ac[part.acTable];
-  if (!table) {
+  const HuffmanTable* const table = tables.ac(part.acTable);
+  if (table == nullptr) {
     return {};
   }
   const FrameLayout::Component& component = frame.components[part.index];
@@ -141,13 +140,12 @@ ScanOutcome decodeAC(ByteView data, std::size_t start, const FrameLayout& frame,
                    : coefficients.decodeFirst(reader, block);
   };
   EntropyReader reader(data, start);
-  return decodeUnits(reader, data, across * frame.blocksDown(component), tables.restartInterval,
+  return decodeUnits(reader, data, across * frame.blocksDown(component), tables.restartInterval(),
                      decodeUnit, [&] { coefficients.restart(); });
 }
 
 ScanOutcome decodeDC(ByteView data, std::size_t start, const FrameLayout& frame,
-                     const ScanLayout& scan, const DecoderTables& tables,
-                     PictureEvidence& evidence) {
+                     const ScanLayout& scan, DecoderTables& tables, PictureEvidence& evidence) {
   const bool refines = scan.approximationHigh != 0;
   const bool interleaved = scan.components.size() > 1;
   std::array<int, 4> mean{};
@@ -161,7 +159,7 @@ ScanOutcome decodeDC(ByteView data, std::size_t start, const FrameLayout& frame,
           reader.skip(1);
           continue;
         }
-        const auto difference = decodeDifference(reader, *tables.dc[part.dcTable]);
+        const auto difference = decodeDifference(reader, *tables.dc(part.dcTable));
         if (!difference) {
           return false;
         }
@@ -178,7 +176,7 @@ ScanOutcome decodeDC(ByteView data, std::size_t start, const FrameLayout& frame,
     return true;
   };
   for (const ScanLayout::Component& part : scan.components) {
-    if (!refines && !tables.dc[part.dcTable]) {
+    if (!refines && tables.dc(part.dcTable) == nullptr) {
       return {};
     }
   }
@@ -186,7 +184,7 @@ ScanOutcome decodeDC(ByteView data, std::size_t start, const FrameLayout& frame,
   const std::size_t expected = interleaved ? frame.unitsAcross() * frame.unitsDown()
                                            : frame.blocksAcross(first) * frame.blocksDown(first);
   EntropyReader reader(data, start);
-  return decodeUnits(reader, data, expected, tables.restartInterval, decodeUnit,
+  return decodeUnits(reader, data, expected, tables.restartInterval(), decodeUnit,
                      [&] { mean = {}; });
 }
 
@@ -213,7 +211,7 @@ std::optional<ProgressiveBlocks> ProgressiveBlocks::make(const FrameLayout& fram
 }
 
 ScanOutcome decodeProgressive(ByteView data, std::size_t start, const FrameLayout& frame,
-                              const ScanLayout& scan, const DecoderTables& tables,
+                              const ScanLayout& scan, DecoderTables& tables,
                               ProgressiveBlocks& blocks, PictureEvidence& evidence) {
   return scan.spectralStart == 0 ? decodeDC(data, start, frame, scan, tables, evidence)
                                  : decodeAC(data, start, frame, scan, tables, blocks);

@@ -16,22 +16,6 @@ using Verdict = PictureCheck::Verdict;
 // Encoders round up to a word or a card's block here and there.
 constexpr std::size_t paddingAllowed = 64;
 
-void applyHuffman(ByteView segment, DecoderTables& tables) {
-  for (std::size_t at = 4; segment.size() - at >= 17;) {
-    const unsigned head = segment[at];
-    const ByteView counts = segment.subspan(at + 1, 16);
-    const auto total = std::accumulate(counts.begin(), counts.end(), std::size_t{0});
-    at += 17;
-    const ByteView values = segment.subspan(at, std::min(total, segment.size() - at));
-    at += values.size();
-    if ((head & 0x0FU) > 3 || (head >> 4U) > 1) {
-      continue;
-    }
-    auto& kind = (head >> 4U) == 0 ? tables.dc : tables.ac;
-    kind[head & 0x0FU] = HuffmanTable::make(counts, values);
-  }
-}
-
 bool decodeACCoefficients(EntropyReader& reader, const HuffmanTable& table) {
   unsigned k = 1;
   while (k < 64) {
@@ -53,18 +37,18 @@ struct BlockCoder {
 
 // The blocks of one unit, in coding order; empty when a table is missing.
 std::vector<BlockCoder> unitBlocks(const FrameLayout& frame, const ScanLayout& scan,
-                                   const DecoderTables& tables) {
+                                   DecoderTables& tables) {
   std::vector<BlockCoder> blocks;
   for (const ScanLayout::Component& part : scan.components) {
-    const auto& dc = tables.dc[part.dcTable];
-    const auto& ac = tables.ac[part.acTable];
-    if (!dc || !ac) {
+    const HuffmanTable* const dc = tables.dc(part.dcTable);
+    const HuffmanTable* const ac = tables.ac(part.acTable);
+    if (dc == nullptr || ac == nullptr) {
       return {};
     }
     const FrameLayout::Component& component = frame.components[part.index];
     const bool interleaved = scan.components.size() > 1;
     blocks.insert(blocks.end(), interleaved ? component.horizontal * component.vertical : 1,
-                  BlockCoder{part.index, &*dc, &*ac});
+                  BlockCoder{part.index, dc, ac});
   }
   return blocks;
 }
@@ -73,15 +57,37 @@ std::vector<BlockCoder> unitBlocks(const FrameLayout& frame, const ScanLayout& s
 
 void DecoderTables::apply(const Segment& segment) {
   if (segment.marker == JPEGMarker::huffmanTables) {
-    applyHuffman(segment.bytes, *this);
+    applyHuffman(segment.bytes);
   }
   if (segment.marker == JPEGMarker::restartInterval) {
-    restartInterval = bigEndianOrZero<std::uint16_t>(segment.bytes, 4);
+    restartInterval_ = bigEndianOrZero<std::uint16_t>(segment.bytes, 4);
   }
 }
 
+void DecoderTables::applyHuffman(ByteView segment) {
+  for (std::size_t at = 4; segment.size() - at >= 17;) {
+    const unsigned head = segment[at];
+    const ByteView counts = segment.subspan(at + 1, 16);
+    const auto total = std::accumulate(counts.begin(), counts.end(), std::size_t{0});
+    at += 17;
+    const ByteView values = segment.subspan(at, std::min(total, segment.size() - at));
+    at += values.size();
+    if ((head & 0x0FU) <= 3 && (head >> 4U) <= 1) {
+      auto& definitions = (head >> 4U) == 0 ? dc_ : ac_;
+      definitions[head & 0x0FU] = {counts, values, std::nullopt};
+    }
+  }
+}
+
+const HuffmanTable* DecoderTables::made(Definition& definition) {
+  if (!definition.table) {
+    definition.table = HuffmanTable::make(definition.counts, definition.values);
+  }
+  return definition.table ? &*definition.table : nullptr;
+}
+
 ScanOutcome decodeSequential(ByteView data, std::size_t start, const FrameLayout& frame,
-                             const ScanLayout& scan, const DecoderTables& tables,
+                             const ScanLayout& scan, DecoderTables& tables,
                              PictureEvidence& evidence) {
   const std::vector<BlockCoder> blocks = unitBlocks(frame, scan, tables);
   if (blocks.empty()) {
@@ -108,7 +114,7 @@ ScanOutcome decodeSequential(ByteView data, std::size_t start, const FrameLayout
   };
   EntropyReader reader(data, start);
   const ScanOutcome outcome =
-      decodeUnits(reader, data, expected, tables.restartInterval, decodeUnit, [&] { mean = {}; });
+      decodeUnits(reader, data, expected, tables.restartInterval(), decodeUnit, [&] { mean = {}; });
   for (std::size_t k = 0; k < evidence.largestMean.size(); ++k) {
     evidence.largestMean[k] = std::max(evidence.largestMean[k], largest[k]);
   }

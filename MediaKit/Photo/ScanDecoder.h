@@ -14,14 +14,32 @@
 
 namespace tallowmark::JPEGRepair {
 
-/// What DHT and DRI segments have set up to now.
-struct DecoderTables {
-  std::array<std::optional<HuffmanTable>, 4> dc;
-  std::array<std::optional<HuffmanTable>, 4> ac;
-  std::size_t restartInterval = 0;
-
-  /// Takes over what the segment defines; a table that is none stays undefined.
+/// What DHT and DRI segments have set up to now. Borrows the segments' bytes.
+class DecoderTables {
+ public:
+  /// Takes over what the segment defines.
   void apply(const Segment& segment);
+
+  std::size_t restartInterval() const { return restartInterval_; }
+  /// Null when nothing was defined under that number (0 to 3), or no code. Valid until the next
+  /// apply.
+  const HuffmanTable* dc(std::size_t number) { return made(dc_[number]); }
+  const HuffmanTable* ac(std::size_t number) { return made(ac_[number]); }
+
+ private:
+  /// Made ready when a scan first decodes with it: a header may define thousands in vain.
+  struct Definition {
+    ByteView counts;
+    ByteView values;
+    std::optional<HuffmanTable> table;
+  };
+
+  void applyHuffman(ByteView segment);
+  static const HuffmanTable* made(Definition& definition);
+
+  std::array<Definition, 4> dc_;
+  std::array<Definition, 4> ac_;
+  std::size_t restartInterval_ = 0;
 };
 
 struct ScanOutcome {
@@ -65,12 +83,12 @@ class ProgressiveBlocks {
 
 /// A scan of a sequential picture (ISO/IEC 10918-1 annex F.2).
 ScanOutcome decodeSequential(ByteView data, std::size_t start, const FrameLayout& frame,
-                             const ScanLayout& scan, const DecoderTables& tables,
+                             const ScanLayout& scan, DecoderTables& tables,
                              PictureEvidence& evidence);
 
 /// A scan of a progressive picture (annex G.2).
 ScanOutcome decodeProgressive(ByteView data, std::size_t start, const FrameLayout& frame,
-                              const ScanLayout& scan, const DecoderTables& tables,
+                              const ScanLayout& scan, DecoderTables& tables,
                               ProgressiveBlocks& blocks, PictureEvidence& evidence);
 
 /// Goes through the units of a scan: `decodeUnit(reader, unit)` says whether a unit could be

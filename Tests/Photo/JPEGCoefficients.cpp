@@ -95,9 +95,9 @@ double equalTopShare(const Coefficients& a, const Coefficients& b) {
       return 0;
     }
     const std::size_t row = a.planes[k].blocksAcross * 64;
-    const auto rows =
-        static_cast<double>(b.planes[k].values.size() / std::max<std::size_t>(row, 1));
-    share = std::min(share, static_cast<double>(equalRows(a.planes[k], b.planes[k])) / rows);
+    const std::size_t rows = b.planes[k].values.size() / std::max<std::size_t>(row, 1);
+    share = std::min(share, static_cast<double>(equalRows(a.planes[k], b.planes[k])) /
+                                static_cast<double>(rows));
   }
   return share;
 }

@@ -15,24 +15,26 @@ using Verdict = PictureCheck::Verdict;
 struct Row {
   const char* label;
   PhotoRecipe recipe;
-  std::size_t units;
+  std::size_t across;
+  std::size_t down;
 };
 
 const std::vector<Row>& recipes() {
   static const std::vector<Row> rows{
-      {"4:2:0", {}, 13 * 10},
-      {"4:2:2", {.horizontal = 2, .vertical = 1}, 13 * 19},
-      {"4:4:4 at quality 100", {.quality = 100, .horizontal = 1, .vertical = 1}, 25 * 19},
-      {"16-bit quantization", {.quality = 3}, 13 * 10},
-      {"gray", {.color = false, .horizontal = 1, .vertical = 1}, 25 * 19},
-      {"optimized", {.optimizedTables = true}, 13 * 10},
-      {"restart markers", {.restartInterval = 5}, 13 * 10},
-      {"three scans", {.separateScans = true}, 25 * 19},
-      {"progressive", {.progressive = true}, 13 * 10},
-      {"progressive, restart markers", {.progressive = true, .restartInterval = 3}, 13 * 10},
+      {"4:2:0", {}, 13, 10},
+      {"4:2:2", {.horizontal = 2, .vertical = 1}, 13, 19},
+      {"4:4:4 at quality 100", {.quality = 100, .horizontal = 1, .vertical = 1}, 25, 19},
+      {"16-bit quantization", {.quality = 3}, 13, 10},
+      {"gray", {.color = false, .horizontal = 1, .vertical = 1}, 25, 19},
+      {"optimized", {.optimizedTables = true}, 13, 10},
+      {"restart markers", {.restartInterval = 5}, 13, 10},
+      {"three scans", {.separateScans = true}, 25, 19},
+      {"progressive", {.progressive = true}, 13, 10},
+      {"progressive, restart markers", {.progressive = true, .restartInterval = 3}, 13, 10},
       {"progressive gray",
        {.color = false, .horizontal = 1, .vertical = 1, .progressive = true},
-       25 * 19},
+       25,
+       19},
   };
   return rows;
 }
@@ -48,9 +50,9 @@ TEST(PictureCheck, decodesWholePicturesToTheirEnd) {
     SCOPED_TRACE(row.label);
     const PictureCheck check = checkPicture(makePhoto(row.recipe));
     EXPECT_EQ(check.verdict, Verdict::complete);
-    EXPECT_EQ(check.unitsDecoded, row.units);
-    EXPECT_EQ(check.unitsExpected, row.units);
-    EXPECT_EQ(check.brightness.size(), row.units);
+    EXPECT_EQ(check.unitsDecoded, row.across * row.down);
+    EXPECT_EQ(check.unitsExpected, row.across * row.down);
+    EXPECT_EQ(check.brightness.size(), row.across * row.down);
   }
   EXPECT_EQ(checkPicture(makePhoto({.arithmetic = true})).verdict, Verdict::notDecoded);
 }
@@ -64,8 +66,8 @@ TEST(PictureCheck, tellsACutFromDamage) {
     const PictureCheck cut = checkPicture(ByteView(photo).first(middle));
     EXPECT_EQ(cut.verdict, Verdict::endsEarly);
     if (!row.recipe.progressive && !row.recipe.separateScans) {
-      EXPECT_LT(cut.unitsDecoded, row.units);
-      EXPECT_GT(cut.unitsDecoded, row.units / 20);
+      EXPECT_LT(cut.unitsDecoded, row.across * row.down);
+      EXPECT_GT(cut.unitsDecoded, row.across * row.down / 20);
     }
   }
 }

@@ -77,7 +77,8 @@ TEST(Repair, closesACutPhotoWhereverItIsCut) {
       ASSERT_EQ(repaired.result, (Result{Fix::closedEnd, 200, 150, {}, true})) << end;
       const Coefficients found = readCoefficients(repaired.bytes);
       ASSERT_FALSE(found.planes.empty()) << progressive << " cut at " << end << " does not open";
-      const auto rows = static_cast<double>(checkPicture(repaired.bytes).unitsDecoded / 13) / 10;
+      const std::size_t rowsDecoded = checkPicture(repaired.bytes).unitsDecoded / 13;
+      const double rows = static_cast<double>(rowsDecoded) / 10;
       ASSERT_GE(equalTopShare(found, whole), progressive ? 0 : rows) << end;
     }
   }

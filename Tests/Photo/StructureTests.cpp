@@ -181,7 +181,7 @@ TEST(MainScan, isTheLongestAndTheFirstOfEqualOnes) {
                                 {0xFF, 0xFF, 0xFF},
                                 scan,
                                 run64,
-                                markerNoise(2 * seed, seed + 1)});
+                                markerNoise(seed, seed + 1)});
     const auto found = findMainScan(noise);
     EXPECT_EQ(found ? std::optional(found->sos.offset) : std::nullopt, plainMainScan(noise))
         << seed;
