@@ -22,10 +22,12 @@ struct Commands {
   CLI::App app{"Rescues camera files that will not open. Originals are only read.", "tallowmark"};
   CheckRequest checking;
   RepairRequest repairing;
+  JoinRequest joining;
   InspectRequest inspecting;
   std::string reference;
   CLI::App* check = nullptr;
   CLI::App* repair = nullptr;
+  CLI::App* join = nullptr;
   CLI::App* inspect = nullptr;
 
   Commands() {
@@ -33,12 +35,20 @@ struct Commands {
     app.require_subcommand(1);
     addCheck();
     addRepair();
+    addJoin();
     addInspect();
   }
 
  private:
   static void addJson(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "One JSON object a line instead of sentences");
+  }
+
+  static void addDestination(CLI::App& command, std::filesystem::path& folder) {
+    command.add_option("--to", folder, "Where the copies go; made when missing")
+        ->required()
+        ->check(refuseFile)
+        ->type_name("FOLDER");
   }
 
   void addCheck() {
@@ -50,15 +60,21 @@ struct Commands {
   void addRepair() {
     repair = app.add_subcommand("repair", "Saves repaired copies into a folder");
     repair->add_option("PATH", repairing.paths, "Files, or folders to look through")->required();
-    repair->add_option("--to", repairing.folder, "Where the copies go; made when missing")
-        ->required()
-        ->check(refuseFile)
-        ->type_name("FOLDER");
+    addDestination(*repair, repairing.folder);
     repair
         ->add_option("--reference", reference,
                      "A good file from the same camera; chosen among the given ones otherwise")
         ->type_name("FILE");
     addJson(*repair, repairing.json);
+  }
+
+  void addJoin() {
+    join = app.add_subcommand("join", "Joins the parts of a recording that the camera split");
+    join->add_option("PATH", joining.paths, "The parts, joined in name order")->required();
+    addDestination(*join, joining.folder);
+    join->add_flag("--find", joining.find,
+                   "Find split recordings among files and folders by the names cameras give");
+    addJson(*join, joining.json);
   }
 
   void addInspect() {
@@ -80,6 +96,7 @@ Request parseArguments(int count, char** arguments) {
     return Finished{status == 0 ? ExitStatus::allWell : ExitStatus::wrongCall};
   }
   if (*commands.check) return commands.checking;
+  if (*commands.join) return commands.joining;
   if (*commands.inspect) return commands.inspecting;
   if (!commands.reference.empty()) {
     commands.repairing.reference = commands.reference;

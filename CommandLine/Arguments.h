@@ -31,6 +31,15 @@ struct RepairRequest {
   bool json = false;
 };
 
+struct JoinRequest {
+  std::vector<std::filesystem::path> paths;
+  /// Where joined clips go; not a file.
+  std::filesystem::path folder;
+  /// Find split recordings among the paths, instead of joining them all into one.
+  bool find = false;
+  bool json = false;
+};
+
 struct InspectRequest {
   std::filesystem::path file;
   bool samples = false;
@@ -42,7 +51,7 @@ struct Finished {
   int exitStatus = 0;
 };
 
-using Request = std::variant<CheckRequest, RepairRequest, InspectRequest, Finished>;
+using Request = std::variant<CheckRequest, RepairRequest, JoinRequest, InspectRequest, Finished>;
 
 /// What the program was called for. Has printed what there is to say when that is all.
 Request parseArguments(int count, char** arguments);

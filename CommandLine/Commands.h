@@ -8,6 +8,7 @@ namespace tallowmark {
 
 int runCheck(const CheckRequest& request);
 int runRepair(const RepairRequest& request);
+int runJoin(const JoinRequest& request);
 int runInspect(const InspectRequest& request);
 
 }  // namespace tallowmark

@@ -52,6 +52,26 @@ Json resultJson(const VideoRepair::Result& result) {
           {"unusedBytes", result.unusedBytes}};
 }
 
+struct JoinFields {
+  Json operator()(const JoinState::Saved& saved) const {
+    return {{"state", "saved"},
+            {"output", saved.path.string()},
+            {"result",
+             {{"parts", saved.result.parts},
+              {"seconds", saved.result.seconds},
+              {"videoFrames", saved.result.videoFrames},
+              {"bytes", saved.result.bytes},
+              {"extraTracksKept", saved.result.extraTracksKept},
+              {"extraTracksDropped", saved.result.extraTracksDropped}}}};
+  }
+  Json operator()(const JoinState::Incompatible& incompatible) const {
+    return {{"state", "incompatible"}, {"message", incompatible.message}};
+  }
+  Json operator()(const JoinState::Failed& failed) const {
+    return {{"state", "failed"}, {"message", failed.message}};
+  }
+};
+
 }  // namespace
 
 std::string lineOf(const Json& object) {
@@ -72,6 +92,19 @@ Json repairJson(const Item& item, const RepairOutcome& outcome) {
     line["state"] = "saved";
     line["output"] = outcome.output->string();
     line["result"] = resultJson(outcome.result);
+  }
+  return line;
+}
+
+Json joinJson(const JoinOutcome& outcome) {
+  Json line{{"parts", Json::array()}};
+  for (const auto& part : outcome.join.parts) line["parts"].push_back(part.string());
+  line.update(std::visit(JoinFields{}, *outcome.end));
+  if (!outcome.join.missing.empty()) {
+    line["missing"] = outcome.join.missing;
+  }
+  if (!outcome.join.note.empty() && !line.contains("message")) {
+    line["message"] = outcome.join.note;
   }
   return line;
 }

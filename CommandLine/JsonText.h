@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CommandLine/Items.h"
+#include "CommandLine/JoinPlan.h"
 #include "CommandLine/RepairPlan.h"
 
 /// What scripts read: one object a line, fields in a fixed order.
@@ -17,5 +18,7 @@ std::string lineOf(const Json& object);
 
 Json checkJson(const Item& item, const FileState::Any& state);
 Json repairJson(const Item& item, const RepairOutcome& outcome);
+/// The join has an end.
+Json joinJson(const JoinOutcome& outcome);
 
 }  // namespace tallowmark

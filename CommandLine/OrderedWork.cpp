@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -50,6 +51,19 @@ void workInOrder(const std::vector<std::vector<std::size_t>>& chains,
 std::vector<std::vector<std::size_t>> independent(std::size_t count) {
   std::vector<std::vector<std::size_t>> chains;
   for (std::size_t i = 0; i < count; ++i) chains.push_back({i});
+  return chains;
+}
+
+std::vector<std::vector<std::size_t>> chainsByName(std::span<const std::string> names) {
+  std::map<std::string, std::size_t> chainOf;
+  std::vector<std::vector<std::size_t>> chains;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const auto [chain, isNew] = chainOf.try_emplace(names[i], chains.size());
+    if (isNew) {
+      chains.emplace_back();
+    }
+    chains[chain->second].push_back(i);
+  }
   return chains;
 }
 

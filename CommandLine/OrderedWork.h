@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <span>
+#include <string>
 #include <vector>
 
 namespace tallowmark {
@@ -17,5 +19,9 @@ void workInOrder(const std::vector<std::vector<std::size_t>>& chains,
 
 /// `count` chains of one link each: nothing waits for anything.
 std::vector<std::vector<std::size_t>> independent(std::size_t count);
+
+/// Chains for what is to be saved under these names: equal names follow each other, so that the
+/// first given gets the name and the next its counter form.
+std::vector<std::vector<std::size_t>> chainsByName(std::span<const std::string> names);
 
 }  // namespace tallowmark

@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <iostream>
-#include <system_error>
 
 #include "CommandLine/Commands.h"
+#include "CommandLine/Destination.h"
 #include "CommandLine/Interruption.h"
 #include "CommandLine/JsonText.h"
 #include "CommandLine/OrderedWork.h"
 #include "CommandLine/ProgressBar.h"
 #include "CommandLine/RepairPlan.h"
 #include "CommandLine/Sentences.h"
-#include "DeviceKit/DeviceError.h"
-#include "DeviceKit/PendingFile.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Rescue/Explain.h"
 #include "MediaKit/Rescue/SavedCopy.h"
@@ -32,22 +30,10 @@ std::vector<FileState::Any> checkAll(const std::vector<Item>& items, const StopT
   return states;
 }
 
-// Makes the folder and clears away what a run left there that was killed. Returns what is wrong
-// with it as a sentence; empty when nothing is.
-std::string prepare(const fs::path& folder) {
-  std::error_code error;
-  fs::create_directories(folder, error);
-  if (error && !fs::is_directory(folder)) {
-    return DeviceError::writeFailed(folder.string(), error.value()).what();
-  }
-  removeAbandonedFiles(folder);
-  return {};
-}
-
 class Repairer {
  public:
   Repairer(const RepairPlan& plan, const RepairRequest& request)
-      : plan_(plan), folder_(request.folder), folderProblem_(prepare(request.folder)) {}
+      : plan_(plan), folder_(request.folder), folderProblem_(prepareDestination(request.folder)) {}
 
   /// Throws Stopped, nothing else but for want of memory.
   RepairOutcome repair(std::size_t item, const Progress& progress, const StopToken& stop) const {

@@ -2,8 +2,8 @@
 #include "CommandLine/RepairPlan.h"
 
 #include <algorithm>
-#include <map>
 
+#include "CommandLine/OrderedWork.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Naming/Reference.h"
 #include "MediaKit/Naming/SavedName.h"
@@ -80,17 +80,9 @@ bool RepairPlan::isRepairable(std::size_t item) const {
 }
 
 std::vector<std::vector<std::size_t>> RepairPlan::chains() const {
-  std::map<std::string, std::size_t> chainOf;
-  std::vector<std::vector<std::size_t>> chains;
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    const std::string name = savedName(items[i].path, SavedAs::repaired, 1);
-    const auto [chain, isNew] = chainOf.try_emplace(name, chains.size());
-    if (isNew) {
-      chains.emplace_back();
-    }
-    chains[chain->second].push_back(i);
-  }
-  return chains;
+  std::vector<std::string> names;
+  for (const Item& item : items) names.push_back(savedName(item.path, SavedAs::repaired, 1));
+  return chainsByName(names);
 }
 
 RepairPlan planRepair(std::vector<Item> items, std::vector<FileState::Any> states,

@@ -55,6 +55,28 @@ std::string needsReferenceText(const Item& item) {
              : ". Add a clip that plays from the same camera, with the same settings";
 }
 
+struct JoinText {
+  std::string operator()(const JoinState::Saved& saved) const {
+    const ClipJoin::Result& result = saved.result;
+    std::string text = "Saved as " + saved.path.string() + " · " +
+                       counted(static_cast<std::uint64_t>(result.parts), "part") + " · " +
+                       counted(static_cast<std::uint64_t>(result.videoFrames), "frame") + " · " +
+                       durationText(result.seconds);
+    if (result.extraTracksDropped > 0) {
+      text += " · " +
+              counted(static_cast<std::uint64_t>(result.extraTracksDropped), "extra track") +
+              " left out, not in every part";
+    }
+    return text;
+  }
+  std::string operator()(const JoinState::Incompatible& incompatible) const {
+    return "Can't be joined: " + incompatible.message;
+  }
+  std::string operator()(const JoinState::Failed& failed) const {
+    return "Couldn't join: " + failed.message;
+  }
+};
+
 }  // namespace
 
 std::string checkSentence(const Item& item, const FileState::Any& state) {
@@ -73,6 +95,17 @@ std::string repairSentence(const Item& item, const RepairOutcome& outcome) {
   }
   const bool lacksReference = std::holds_alternative<FileState::MissingIndex>(outcome.state);
   return checkSentence(item, outcome.state) + (lacksReference ? needsReferenceText(item) : "");
+}
+
+std::string joinSentence(const JoinOutcome& outcome) {
+  std::string text;
+  for (const auto& part : outcome.join.parts) {
+    text += (text.empty() ? "" : " + ") + part.string();
+  }
+  text += (text.empty() ? "" : ": ") + std::visit(JoinText{}, *outcome.end);
+  // A failure's sentence is the note already.
+  const bool isNoteTold = !outcome.join.joinable || outcome.join.note.empty();
+  return isNoteTold ? text : text + ". " + outcome.join.note;
 }
 
 std::string durationText(double seconds) {

@@ -10,6 +10,7 @@ namespace {
 struct Runner {
   int operator()(const tallowmark::CheckRequest& request) const { return runCheck(request); }
   int operator()(const tallowmark::RepairRequest& request) const { return runRepair(request); }
+  int operator()(const tallowmark::JoinRequest& request) const { return runJoin(request); }
   int operator()(const tallowmark::InspectRequest& request) const { return runInspect(request); }
   int operator()(const tallowmark::Finished& finished) const { return finished.exitStatus; }
 };

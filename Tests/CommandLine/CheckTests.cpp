@@ -16,7 +16,9 @@ TEST(Calls, thatAreWrongSayHowOnStandardErrorAndEndWithTwo) {
                                                     {"check", "--fast", file},
                                                     {"repair", file, "--to"},
                                                     {"inspect"},
-                                                    {"repair", file, "--to", file}};
+                                                    {"repair", file, "--to", file},
+                                                    {"join", file},
+                                                    {"join", "--to", file}};
   for (const auto& arguments : wrong) {
     const auto result = tallowmark(arguments);
     EXPECT_EQ(result.exitCode, 2) << ::testing::PrintToString(arguments);
