@@ -78,9 +78,10 @@ struct Commands {
   }
 
   void addInspect() {
-    inspect = app.add_subcommand("inspect", "Prints what is in a movie file");
-    inspect->add_option("FILE", inspecting.file, "A movie")->required();
-    inspect->add_flag("--samples", inspecting.samples, "Every sample of every track, too");
+    inspect = app.add_subcommand("inspect", "Prints what is in a file");
+    inspect->add_option("FILE", inspecting.file, "A movie, a photo or a RAW file")->required();
+    inspect->add_flag("--samples", inspecting.samples,
+                      "Every sample of every track of a movie, too");
     addJson(*inspect, inspecting.json);
   }
 };

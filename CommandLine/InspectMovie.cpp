@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <iostream>
 #include <optional>
+#include <ostream>
 
-#include "CommandLine/Commands.h"
+#include "CommandLine/Inspect.h"
 #include "CommandLine/JsonText.h"
-#include "CommandLine/Sentences.h"
-#include "DeviceKit/DeviceError.h"
 #include "DeviceKit/FileSource.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
-#include "MediaKit/Naming/Kind.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/VideoRepair.h"
 
@@ -178,36 +175,15 @@ void printText(const Inspection& seen, bool samples, std::ostream& out) {
   for (const Track& track : seen.movie->tracks) printTrack(track, samples, out);
 }
 
-int refuse(const InspectRequest& request, const std::string& message) {
-  if (request.json) {
-    std::cout << lineOf(
-                     {{"file", request.file.string()}, {"state", "failed"}, {"message", message}})
-              << '\n';
-  } else {
-    std::cout << request.file.string() << ": " << message << '\n';
-  }
-  return ExitStatus::someNotWell;
-}
-
 }  // namespace
 
-int runInspect(const InspectRequest& request) {
-  if (kindOf(request.file).value_or(Kind::video) != Kind::video) {
-    return refuse(request, "This version looks into movies only.");
+void inspectMovie(const InspectRequest& request, std::ostream& out) {
+  const Inspection seen = inspect(request.file);
+  if (request.json) {
+    printJson(seen, request.samples, out);
+  } else {
+    printText(seen, request.samples, out);
   }
-  try {
-    const Inspection seen = inspect(request.file);
-    if (request.json) {
-      printJson(seen, request.samples, std::cout);
-    } else {
-      printText(seen, request.samples, std::cout);
-    }
-  } catch (const DeviceError& error) {
-    return refuse(request, "Couldn't read this file: " + std::string(error.what()));
-  } catch (const MediaError& error) {
-    return refuse(request, error.what());
-  }
-  return ExitStatus::allWell;
 }
 
 }  // namespace tallowmark

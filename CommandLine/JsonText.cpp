@@ -44,13 +44,36 @@ struct StateFields {
   }
 };
 
-Json resultJson(const VideoRepair::Result& result) {
-  return {{"videoFrames", result.videoFrames},
-          {"audioPackets", result.audioPackets},
-          {"seconds", result.seconds},
-          {"audioDropped", result.audioDropped},
-          {"unusedBytes", result.unusedBytes}};
+const char* fixName(JPEGRepair::Result::Fix fix) {
+  using Fix = JPEGRepair::Result::Fix;
+  if (fix == Fix::closedEnd) {
+    return "closedEnd";
+  }
+  return fix == Fix::rebuiltHeader ? "rebuiltHeader" : "none";
 }
+
+struct ResultFields {
+  Json operator()(const VideoRepair::Result& result) const {
+    return {{"videoFrames", result.videoFrames},
+            {"audioPackets", result.audioPackets},
+            {"seconds", result.seconds},
+            {"audioDropped", result.audioDropped},
+            {"unusedBytes", result.unusedBytes}};
+  }
+  Json operator()(const JPEGRepair::Result& result) const {
+    return {{"fix", fixName(result.fix)},
+            {"width", result.width},
+            {"height", result.height},
+            {"borrowed", result.borrowed},
+            {"incomplete", result.incomplete}};
+  }
+  Json operator()(const RescuedPicture& picture) const {
+    return {{"width", picture.width},
+            {"height", picture.height},
+            {"incomplete", picture.incomplete},
+            {"keptDetails", picture.keptDetails}};
+  }
+};
 
 struct JoinFields {
   Json operator()(const JoinState::Saved& saved) const {
@@ -81,7 +104,8 @@ std::string lineOf(const Json& object) {
 Json checkJson(const Item& item, const FileState::Any& state) {
   Json line{{"file", item.path.string()}, {"kind", kindJson(item.kind)}};
   line.update(std::visit(StateFields{}, state));
-  line["needsReference"] = std::holds_alternative<FileState::MissingIndex>(state);
+  const auto* missing = std::get_if<FileState::MissingIndex>(&state);
+  line["needsReference"] = missing != nullptr && missing->needsReference;
   return line;
 }
 
@@ -91,7 +115,7 @@ Json repairJson(const Item& item, const RepairOutcome& outcome) {
   if (outcome.output) {
     line["state"] = "saved";
     line["output"] = outcome.output->string();
-    line["result"] = resultJson(outcome.result);
+    line["result"] = std::visit(ResultFields{}, outcome.facts);
   }
   return line;
 }

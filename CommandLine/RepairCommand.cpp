@@ -9,6 +9,7 @@
 #include "CommandLine/ProgressBar.h"
 #include "CommandLine/RepairPlan.h"
 #include "CommandLine/Sentences.h"
+#include "ImageKit/LibraryImageService.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Rescue/Explain.h"
 #include "MediaKit/Rescue/SavedCopy.h"
@@ -46,8 +47,8 @@ class Repairer {
       outcome.state = FileState::Failed{folderProblem_};
       return outcome;
     }
-    if (plan_.references[item].empty()) {
-      save(item, std::nullopt, outcome, progress, stop);
+    if (plan_.isRepairableAlone(item) && save(item, std::nullopt, outcome, progress, stop)) {
+      return outcome;
     }
     for (const fs::path& reference : plan_.references[item]) {
       if (save(item, reference, outcome, progress, stop)) {
@@ -63,10 +64,11 @@ class Repairer {
             const Progress& progress, const StopToken& stop) const {
     outcome.reference = reference;
     try {
-      const SavedClip saved =
-          saveRepairedClip(plan_.items[item].path, reference, folder_, progress, stop);
-      outcome.output = saved.path;
-      outcome.result = saved.result;
+      const Item& damaged = plan_.items[item];
+      SavedCopy saved = saveRepairedCopy({damaged.path, *damaged.kind, reference}, folder_, images_,
+                                         progress, stop);
+      outcome.output = std::move(saved.path);
+      outcome.facts = std::move(saved.facts);
       return true;
     } catch (const Stopped&) {
       throw;
@@ -77,6 +79,7 @@ class Repairer {
   }
 
   const RepairPlan& plan_;
+  LibraryImageService images_;
   fs::path folder_;
   std::string folderProblem_;
 };

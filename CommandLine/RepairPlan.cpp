@@ -13,8 +13,14 @@ namespace tallowmark {
 
 namespace {
 
-bool needsReference(const FileState::Any& state) {
+// A good photo may be of help even where a photo's own header seems to do.
+bool canUseReference(const FileState::Any& state) {
   return std::holds_alternative<FileState::MissingIndex>(state);
+}
+
+bool needsReference(const FileState::Any& state) {
+  const auto* missing = std::get_if<FileState::MissingIndex>(&state);
+  return missing != nullptr && missing->needsReference;
 }
 
 bool isBroken(const FileState::Any& state) {
@@ -31,16 +37,20 @@ void useChosenReference(RepairPlan& plan, const std::filesystem::path& chosen) {
     problem = error.what();
   }
   for (std::size_t i = 0; i < plan.items.size(); ++i) {
-    if (!needsReference(plan.states[i])) {
+    if (!canUseReference(plan.states[i])) {
       continue;
     }
     if (!problem.empty()) {
-      plan.states[i] = FileState::Failed{problem};
+      if (needsReference(plan.states[i])) plan.states[i] = FileState::Failed{problem};
     } else if (plan.items[i].kind == kind) {
       plan.references[i].push_back(chosen);
     }
   }
 }
+
+// Photos of one size may differ in their tables, which their facts do not tell. Each try decodes a
+// picture, and a card holds thousands.
+constexpr std::size_t mostPhotosTried = 8;
 
 // The best reference of every sort there is: clips alike in codec, size, rate and sound teach the
 // same, so that a second one of a sort that failed would fail, too.
@@ -59,13 +69,15 @@ void useHealthyItems(RepairPlan& plan) {
     }
   }
   for (std::size_t i = 0; i < plan.items.size(); ++i) {
-    if (!needsReference(plan.states[i])) {
+    if (!canUseReference(plan.states[i])) {
       continue;
     }
+    const NamedFile damaged{plan.items[i].path, *plan.items[i].kind};
     std::vector<ClipInfo> tried;
-    for (const std::size_t best :
-         rankReferences({plan.items[i].path, *plan.items[i].kind}, healthy, broken)) {
-      if (std::find(tried.begin(), tried.end(), facts[best]) == tried.end()) {
+    for (const std::size_t best : rankReferences(damaged, healthy, broken)) {
+      if (damaged.kind == Kind::photo
+              ? tried.size() < mostPhotosTried
+              : std::find(tried.begin(), tried.end(), facts[best]) == tried.end()) {
         tried.push_back(facts[best]);
         plan.references[i].push_back(healthy[best].path);
       }
@@ -75,13 +87,23 @@ void useHealthyItems(RepairPlan& plan) {
 
 }  // namespace
 
+bool RepairPlan::isRepairableAlone(std::size_t item) const {
+  const FileState::Any& state = states[item];
+  return std::holds_alternative<FileState::Truncated>(state) ||
+         std::holds_alternative<FileState::RawFile>(state) ||
+         (canUseReference(state) && !needsReference(state));
+}
+
 bool RepairPlan::isRepairable(std::size_t item) const {
-  return std::holds_alternative<FileState::Truncated>(states[item]) || !references[item].empty();
+  return isRepairableAlone(item) || !references[item].empty();
 }
 
 std::vector<std::vector<std::size_t>> RepairPlan::chains() const {
   std::vector<std::string> names;
-  for (const Item& item : items) names.push_back(savedName(item.path, SavedAs::repaired, 1));
+  for (const Item& item : items) {
+    const bool isRaw = item.kind == Kind::raw;
+    names.push_back(savedName(item.path, isRaw ? SavedAs::rescued : SavedAs::repaired, 1));
+  }
   return chainsByName(names);
 }
 

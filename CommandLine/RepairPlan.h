@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "CommandLine/Items.h"
-#include "MediaKit/Video/VideoRepair.h"
+#include "MediaKit/Rescue/SavedCopy.h"
 
 namespace tallowmark {
 
@@ -19,7 +19,7 @@ struct RepairOutcome {
   std::optional<std::filesystem::path> reference;
   /// The copy, when one was saved, and what it holds.
   std::optional<std::filesystem::path> output;
-  VideoRepair::Result result;
+  CopyFacts facts;
 };
 
 /// What is to be done with each item, decided before anything is written.
@@ -29,7 +29,10 @@ struct RepairPlan {
   /// For each item the references to try, best first.
   std::vector<std::vector<std::filesystem::path>> references;
 
-  /// Whether a copy of the item can be made: it was cut short, or it has a reference.
+  /// Whether a copy can be made without a reference: the item was cut short, is a RAW file, or a
+  /// photo that still has all it needs.
+  bool isRepairableAlone(std::size_t item) const;
+  /// Whether a copy can be made at all.
   bool isRepairable(std::size_t item) const;
 
   /// Chains for workInOrder: items whose copies want the same name follow each other, so that the

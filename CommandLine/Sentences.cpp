@@ -28,7 +28,10 @@ struct CheckText {
   std::string operator()(const FileState::Truncated&) const {
     return "Cut short · ready to repair";
   }
-  std::string operator()(const FileState::MissingIndex&) const {
+  std::string operator()(const FileState::MissingIndex& missing) const {
+    if (!missing.needsReference) {
+      return "Header damaged · ready to repair";
+    }
     return kind == Kind::photo ? "Header damaged · needs reference"
                                : "Won't open · needs reference";
   }
@@ -48,6 +51,36 @@ std::string soundText(const VideoRepair::Result& result) {
   }
   return result.audioPackets > 0 ? "with sound" : "no sound";
 }
+
+std::string sizeText(int width, int height) {
+  return std::to_string(width) + "×" + std::to_string(height);
+}
+
+struct CopyText {
+  std::string operator()(const VideoRepair::Result& result) const {
+    return counted(result.videoFrames, "frame") + " · " + durationText(result.seconds) + " · " +
+           soundText(result);
+  }
+  std::string operator()(const JPEGRepair::Result& result) const {
+    std::string text = sizeText(result.width, result.height);
+    if (result.fix == JPEGRepair::Result::Fix::rebuiltHeader) {
+      text += " · header rebuilt";
+      const char* separator = ", from the reference: ";
+      for (const std::string& part : result.borrowed) {
+        text += separator + part;
+        separator = ", ";
+      }
+    }
+    return text + (result.incomplete ? incompleteText : "");
+  }
+  std::string operator()(const RescuedPicture& picture) const {
+    return sizeText(picture.width, picture.height) +
+           " · the picture the camera stored in the RAW file" +
+           (picture.keptDetails ? " · with camera details" : " · without camera details") +
+           (picture.incomplete ? incompleteText : "");
+  }
+  static constexpr const char* incompleteText = " · its end was missing, the bottom shows gray";
+};
 
 std::string needsReferenceText(const Item& item) {
   return item.kind == Kind::photo
@@ -87,8 +120,7 @@ std::string repairSentence(const Item& item, const RepairOutcome& outcome) {
   const std::string name = item.path.string() + ": ";
   if (outcome.output) {
     return name + "Saved as " + outcome.output->string() + " · " +
-           counted(outcome.result.videoFrames, "frame") + " · " +
-           durationText(outcome.result.seconds) + " · " + soundText(outcome.result);
+           std::visit(CopyText{}, outcome.facts);
   }
   if (const auto* failed = std::get_if<FileState::Failed>(&outcome.state)) {
     return name + "Couldn't repair: " + failed->message;

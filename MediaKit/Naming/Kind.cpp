@@ -5,15 +5,14 @@
 #include <array>
 #include <string_view>
 
+#include "MediaKit/Photo/RAWPreview.h"
+
 namespace tallowmark {
 
 namespace {
 
 constexpr std::array<std::string_view, 5> videoExtensions{"mp4", "mov", "m4v", "lrv", "3gp"};
 constexpr std::array<std::string_view, 3> photoExtensions{"jpg", "jpeg", "jpe"};
-constexpr std::array<std::string_view, 21> rawExtensions{
-    "cr2", "cr3", "crw", "nef", "nrw", "arw", "srf", "sr2", "dng", "raf", "orf",
-    "rw2", "pef", "srw", "x3f", "3fr", "iiq", "erf", "kdc", "mrw", "raw"};
 
 template <typename Set>
 bool holds(const Set& set, const std::string& extension) {
@@ -35,7 +34,7 @@ std::optional<Kind> kindOf(const std::filesystem::path& file) {
   const std::string extension = lowerCaseExtension(file);
   if (holds(videoExtensions, extension)) return Kind::video;
   if (holds(photoExtensions, extension)) return Kind::photo;
-  if (holds(rawExtensions, extension)) return Kind::raw;
+  if (RAWPreview::extensions().contains(extension)) return Kind::raw;
   return std::nullopt;
 }
 

@@ -6,6 +6,9 @@
 #include "DeviceKit/DeviceError.h"
 #include "DeviceKit/FileSource.h"
 #include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Photo/JPEGRepair.h"
+#include "MediaKit/Rescue/Explain.h"
+#include "MediaKit/Rescue/WholePhoto.h"
 #include "MediaKit/Video/VideoRepair.h"
 
 namespace tallowmark {
@@ -53,14 +56,42 @@ FileState::Any checkRaw(const std::filesystem::path& file) {
   }
 }
 
+FileState::Any stateOfPhoto(ByteView photo) {
+  switch (JPEGRepair::diagnose(photo)) {
+    case JPEGRepair::Diagnosis::healthy: {
+      const auto header = JPEGRepair::parseHeader(photo);
+      const auto size = header ? header->dimensions() : std::nullopt;
+      return FileState::Healthy{
+          ClipInfo::ofPhoto(size ? size->width : 0, size ? size->height : 0, "JPEG")};
+    }
+    case JPEGRepair::Diagnosis::truncated:
+      return FileState::Truncated{};
+    case JPEGRepair::Diagnosis::damagedHeader:
+      return FileState::MissingIndex{JPEGRepair::needsReference(photo)};
+    case JPEGRepair::Diagnosis::notJPEG:
+      break;
+  }
+  return FileState::NotAVideo{};
+}
+
 }  // namespace
+
+FileState::Any checkPhoto(const std::filesystem::path& photo) {
+  try {
+    return stateOfPhoto(readWholePhoto(FileSource(photo.string())));
+  } catch (const DeviceError&) {
+    return FileState::Failed{"Couldn't read this file."};
+  } catch (const std::exception& error) {
+    return FileState::Failed{explain(error, false)};
+  }
+}
 
 FileState::Any checkFile(const std::filesystem::path& file, Kind kind) {
   switch (kind) {
     case Kind::raw:
       return checkRaw(file);
     case Kind::photo:
-      return FileState::Failed{"Photos can't be checked by this version yet."};
+      return checkPhoto(file);
     case Kind::video:
       break;
   }

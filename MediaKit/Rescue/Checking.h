@@ -12,4 +12,7 @@ namespace tallowmark {
 /// for want of memory.
 FileState::Any checkFile(const std::filesystem::path& file, Kind kind);
 
+/// The same for a photo.
+FileState::Any checkPhoto(const std::filesystem::path& photo);
+
 }  // namespace tallowmark

@@ -6,7 +6,7 @@
 
 namespace tallowmark {
 
-/// The sentence the user reads when repairing a clip failed with `error`.
+/// The sentence the user reads when repairing a file failed with `error`.
 std::string explain(const std::exception& error, bool referenceUsed);
 
 }  // namespace tallowmark

@@ -20,8 +20,10 @@ struct Truncated {
   std::uint64_t missingSamples = 0;
   friend bool operator==(const Truncated&, const Truncated&) = default;
 };
-/// A clip without index, a photo with a damaged header: needs a reference.
+/// A clip without index, a photo with a damaged header.
 struct MissingIndex {
+  /// False for a photo whose own header survived in pieces that do.
+  bool needsReference = true;
   friend bool operator==(const MissingIndex&, const MissingIndex&) = default;
 };
 /// A RAW photo, whose picture can be rescued.
