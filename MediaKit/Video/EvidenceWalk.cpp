@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <span>
 
 #include "MediaKit/Container/Box.h"
 #include "MediaKit/Video/CandidateStream.h"
@@ -22,7 +23,7 @@ constexpr double enoughWhereDue = 12;
 constexpr double enoughForUnknownHeader = 18;
 constexpr double structuredData = 5;
 constexpr double soundEdge = 7;
-constexpr double enoughWhenFound = 6;
+constexpr double enoughWhenFound = 8;
 constexpr double beyondDoubt = 40;
 constexpr double mostFromFollower = 30;
 /// Frames lie some 2^17 bytes apart: that one stands right here is worth this much.
@@ -52,6 +53,7 @@ class Walker {
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
   bool breaksOff(const FoundFrame& frame);
   bool isForeign(const FoundFrame& candidate);
+  bool followsDelimiter(std::uint64_t at);
   std::optional<FoundFrame> successor(const FoundFrame& frame);
   bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
   bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);
@@ -196,9 +198,27 @@ FoundFrame Walker::strongest(const Judged& found, std::uint64_t searchedFrom) {
   return best.frame;
 }
 
+// Whether an access unit delimiter (H.264 §7.3.2.4, H.265 §7.3.2.5) ends right before `at`.
+bool Walker::followsDelimiter(std::uint64_t at) {
+  static constexpr std::array<std::uint8_t, 5> h264{0, 0, 0, 2, 0x09};
+  static constexpr std::array<std::uint8_t, 6> hevc{0, 0, 0, 3, 0x46, 0x01};
+  const bool isH264 = evidence_.format().codec == NALFormat::Codec::h264;
+  const std::span<const std::uint8_t> delimiter =
+      isH264 ? std::span<const std::uint8_t>(h264) : std::span<const std::uint8_t>(hevc);
+  const std::size_t length = delimiter.size() + 1;
+  if (evidence_.format().lengthSize != 4 || at < length) {
+    return false;
+  }
+  const auto before = finder_.bytesAt(at - length, length);
+  return before.size() >= length && std::equal(delimiter.begin(), delimiter.end(), before.begin());
+}
+
 // Whether another track's frame begins a little before the candidate and holds it, as a frame that
 // opens with parameter sets holds its slice.
 bool Walker::isForeign(const FoundFrame& candidate) {
+  if (!evidence_.hasDelimiters() && followsDelimiter(candidate.offset)) {
+    return true;  // another camera's
+  }
   constexpr std::uint64_t longestOpening = 1024;
   const std::uint64_t from = candidate.offset - std::min(candidate.offset, longestOpening);
   return std::any_of(foreign_.begin(), foreign_.end(), [&](const auto& finder) {

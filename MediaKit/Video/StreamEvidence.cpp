@@ -208,6 +208,7 @@ void EvidenceLearner::assumeOtherSlices() {
   const bool delimited = std::any_of(
       evidence_.habits_.begin(), evidence_.habits_.end(),
       [&](const UnitHabit& habit) { return habit.starts && typeOf(habit.header) == delimiter; });
+  evidence_.hasDelimiters_ = delimited;
   UnitHabit assumed{.starts = !delimited, .isSlice = true, .isAssumed = true, .smallest = 2};
   for (UnitHabit& habit : evidence_.habits_) {
     if (habit.isSlice) {

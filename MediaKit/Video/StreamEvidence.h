@@ -54,6 +54,8 @@ class StreamEvidence {
 
   /// The fewest slices that any picture of the reference has.
   unsigned fewestSlices() const { return fewestSlices_; }
+  /// Frames of the reference open with access unit delimiters.
+  bool hasDelimiters() const { return hasDelimiters_; }
   /// Samples hold two fields, each a picture of its own.
   bool hasFieldPairs() const { return fieldPairs_; }
   /// The unit that ends every sample of the reference, when there is one that is no slice.
@@ -86,6 +88,7 @@ class StreamEvidence {
   ParameterSets sets_;
   std::vector<UnitHabit> habits_;
   unsigned fewestSlices_ = 1;
+  bool hasDelimiters_ = false;
   bool fieldPairs_ = false;
   bool breaksEmulationRule_ = false;
   std::optional<std::uint16_t> closingHeader_;
