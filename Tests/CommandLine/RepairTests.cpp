@@ -136,6 +136,13 @@ TEST_F(RepairTests, removeWhatTheyWroteWhenASignalStopsThem) {
     EXPECT_EQ(repairing.wait().exitCode, 128 + signal);
     EXPECT_TRUE(namesIn(out).empty());
   }
+  const std::string next = makeLongClip(folder / "next.mp4");
+  for (const auto& part : {clip, next}) fs::resize_file(part, fs::file_size(part) + (1 << 20));
+  Process joining(call({"join", "--to", out, clip, next}));
+  while (namesIn(out).empty()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  joining.signal(SIGINT);
+  EXPECT_EQ(joining.wait().exitCode, 130);
+  EXPECT_TRUE(namesIn(out).empty());
 }
 
 }  // namespace
