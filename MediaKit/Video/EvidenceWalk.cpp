@@ -25,6 +25,8 @@ constexpr double structuredData = 5;
 constexpr double soundEdge = 7;
 constexpr double enoughWhenFound = 8;
 constexpr double beyondDoubt = 40;
+constexpr double certain = 28;
+constexpr std::uint64_t openingOfFrame = std::uint64_t{16} << 10U;
 constexpr double mostFromFollower = 30;
 /// Frames lie some 2^17 bytes apart: that one stands right here is worth this much.
 constexpr double usualDistance = 17;
@@ -50,6 +52,7 @@ class Walker {
   std::optional<FoundFrame> frameDue(std::uint64_t at);
   std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
   std::optional<FoundFrame> findNext(std::uint64_t from);
+  double scoreByItself(const FoundFrame& frame, std::uint64_t searchedFrom);
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
   bool breaksOff(const FoundFrame& frame);
   bool isForeign(const FoundFrame& candidate);
@@ -162,7 +165,8 @@ double Walker::follower(const FoundFrame& frame) {
   return bits;
 }
 
-double Walker::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
+// Evidence from the frame itself and from where it was found.
+double Walker::scoreByItself(const FoundFrame& frame, std::uint64_t searchedFrom) {
   // Every position passed could have held a false one, and sound or telemetry repeats itself.
   const std::uint64_t passed = frame.offset - searchedFrom;
   double bits = frame.bits - std::log2(static_cast<double>(passed) + 64) - structuredData;
@@ -175,7 +179,11 @@ double Walker::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
     bits += lessons_.sound->isEdge(source_, frame.offset, true) ? soundEdge : 0;
     bits += lessons_.sound->isEdge(source_, frame.end(), false) ? soundEdge : 0;
   }
-  return bits + follower(frame);
+  return bits;
+}
+
+double Walker::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
+  return scoreByItself(frame, searchedFrom) + follower(frame);
 }
 
 // Of two frames that claim the same bytes the stronger is meant: looks inside the span of the one
@@ -297,6 +305,12 @@ std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
     }
     const FoundFrame candidate = *next;
     at = candidate.offset + 1;
+    // What is this likely needs no look at all its content, nor at what follows: both cost a read
+    // of the whole frame. Sound that reads as a frame gives itself away near its start.
+    if (candidate.isLearnt && scoreByItself(candidate, from) >= certain &&
+        !finder_.isContradicted(candidate, openingOfFrame) && !isForeign(candidate)) {
+      return candidate;
+    }
     const double bits = score(candidate, from);
     if (bits >= enoughWhenFound && isExpected({candidate, bits}, from) &&
         !finder_.isContradicted(candidate) && !isForeign(candidate)) {

@@ -8,7 +8,7 @@
 namespace tallowmark {
 
 namespace {
-constexpr std::size_t readAhead = std::size_t{512} << 10U;
+constexpr std::size_t readAhead = std::size_t{32} << 10U;
 constexpr std::uint64_t neighbourhood = 64;
 }  // namespace
 

@@ -11,7 +11,9 @@ namespace tallowmark {
 
 namespace {
 
-constexpr std::size_t scanAhead = std::size_t{4} << 20U;
+/// A search starts with little and reads more at a time the longer it takes.
+constexpr std::size_t firstScan = std::size_t{32} << 10U;
+constexpr std::size_t longestScan = std::size_t{4} << 20U;
 constexpr std::size_t probeAhead = std::size_t{4} << 10U;
 /// No camera puts more units ahead of a picture; the limit keeps hostile files linear.
 constexpr unsigned mostLeadingUnits = 40;
@@ -44,7 +46,7 @@ FrameFinder::FrameFinder(const ByteSource& source, std::uint64_t end,
       end_(end),
       evidence_(evidence),
       maxFrameSize_(maxFrameSize),
-      scan_(source, end, scanAhead),
+      scan_(source, end, firstScan),
       probe_(source, end, probeAhead),
       zeroFirst_(evidence.format().lengthSize == 4),
       forbidden_(source, end) {
@@ -281,8 +283,10 @@ std::optional<std::size_t> FrameFinder::filter(std::span<const std::uint8_t> byt
 
 std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t to) {
   const std::size_t prefix = evidence_.format().lengthSize;
+  std::size_t wanted = firstScan;
   for (std::uint64_t at = from; at < to && !startBytes_.empty();) {
-    auto bytes = scan_.at(at, prefix + 1);
+    const auto bytes = scan_.at(at, std::max(wanted, prefix + 2));
+    wanted = std::min(wanted * 2, longestScan);
     if (bytes.size() < prefix + 2) {
       return std::nullopt;
     }
@@ -300,17 +304,18 @@ std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t 
   return std::nullopt;
 }
 
-bool FrameFinder::isContradicted(const FoundFrame& frame) {
+bool FrameFinder::isContradicted(const FoundFrame& frame, std::uint64_t most) {
   if (evidence_.breaksEmulationRule()) {
     return false;
   }
   const std::size_t prefix = evidence_.format().lengthSize;
-  for (std::uint64_t at = frame.offset; at < frame.end();) {
+  const std::uint64_t until = frame.offset + std::min(most, frame.size);
+  for (std::uint64_t at = frame.offset; at < until;) {
     const auto head = readUnitHead(probe_, at, frame.end(), evidence_.format());
     if (!head) {
       return false;
     }
-    if (forbidden_.anyIn(at + prefix, at + head->length)) {
+    if (forbidden_.anyIn(at + prefix, std::min(at + head->length, until))) {
       return true;
     }
     at += head->length;

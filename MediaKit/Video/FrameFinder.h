@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <span>
 #include <vector>
@@ -55,9 +56,10 @@ class FrameFinder {
   /// DeviceError.
   std::optional<FoundFrame> search(std::uint64_t from, std::uint64_t to);
 
-  /// Whether bytes that cannot stand inside a unit stand inside one of the frame's. Throws
-  /// DeviceError.
-  bool isContradicted(const FoundFrame& frame);
+  /// Whether bytes that cannot stand inside a unit stand inside one of the frame's, looking at its
+  /// first `most` bytes. Throws DeviceError.
+  bool isContradicted(const FoundFrame& frame,
+                      std::uint64_t most = std::numeric_limits<std::uint64_t>::max());
 
   /// Frees what is remembered of the bytes before `offset`.
   void forgetBefore(std::uint64_t offset) { forbidden_.forgetBefore(offset); }
