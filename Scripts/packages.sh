@@ -3,13 +3,13 @@
 # manager for nothing when all is there.
 
 # What building, testing and making sample clips takes.
-debian_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libgtest-dev libbenchmark-dev
-  libturbojpeg0-dev libjpeg-dev libjpeg-turbo-progs libraw-dev libexiv2-dev libimage-exiftool-perl
-  ffmpeg)
-homebrew_packages=(cmake ninja cli11 nlohmann-json googletest google-benchmark jpeg-turbo libraw
+debian_packages=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgtest-dev
+  libbenchmark-dev libturbojpeg0-dev libjpeg-dev libjpeg-turbo-progs libraw-dev libexiv2-dev
+  libimage-exiftool-perl ffmpeg)
+homebrew_packages=(cmake ninja pkgconf cli11 nlohmann-json googletest google-benchmark jpeg-turbo libraw
   exiv2 exiftool ffmpeg)
 # What .ci/run takes besides.
-debian_checking_packages=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14)
+debian_checking_packages=(clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 clang-tools-14)
 
 as_root() {
   if [ "$(id -u)" = 0 ]; then
