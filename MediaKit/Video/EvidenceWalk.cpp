@@ -33,7 +33,7 @@ constexpr double usualDistance = 17;
 constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
-constexpr int mostLooks = 1000;
+constexpr int mostLooks = 100;
 constexpr int mostUnknownInARow = 8;
 
 class Walker {

@@ -113,8 +113,12 @@ void SoundLayoutLearner::learnGap(const std::vector<Piece>& pieces) {
   ++pattern.count;
   layout_.soundFollowsFrames_ = layout_.soundFollowsFrames_ || shape.starts_with('A');
   layout_.soundPrecedesFrames_ = layout_.soundPrecedesFrames_ || shape.ends_with('A');
-  if (sound > 0) {
+  // Cameras have a handful; a reference that has any number must not make every gap a long search.
+  constexpr std::size_t mostOthers = 1000;
+  if (sound > 0 && pattern.others.size() < mostOthers) {
     pattern.others.emplace(before, total - before - sound);
+  }
+  if (sound > 0) {
     layout_.smallestSound_ =
         layout_.smallestSound_ == 0 ? sound : std::min(layout_.smallestSound_, sound);
     layout_.largestSound_ = std::max(layout_.largestSound_, sound);
