@@ -17,7 +17,7 @@ int scaledDown(int side, int longSide, int maxPixels) {
 
 }  // namespace
 
-PixelReducer::PixelReducer(int width, int height, int maxPixels) : width_(width), height_(height) {
+PixelReducer::PixelReducer(int width, int height, int maxPixels) : height_(height) {
   const int longSide = std::max(width, height);
   small_.width = scaledDown(width, longSide, maxPixels);
   small_.height = scaledDown(height, longSide, maxPixels);

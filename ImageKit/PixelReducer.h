@@ -26,7 +26,6 @@ class PixelReducer {
  private:
   void finishRow();
 
-  int width_;
   int height_;
   Pixels small_;
   std::vector<std::size_t> targetColumn_;
