@@ -136,11 +136,11 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
 
   Movie movie = teacher.movie;
   forgetTheRecording(movie);
-  Track video = *teacher.video;
+  Track video = *movie.videoTrack();
   video.mediaStart = 0;
   video.startDelay = 0;
   std::optional<Track> audio =
-      teacher.audio != nullptr ? std::optional(*teacher.audio) : std::nullopt;
+      movie.audioTrack() != nullptr ? std::optional(*movie.audioTrack()) : std::nullopt;
   std::uint64_t soundGivenUp = 0;
   if (audio && teacher.sound) {
     const std::uint64_t before = found.audio.size();

@@ -152,6 +152,12 @@ Bytes metadataWithoutRecording(const Bytes& meta) {
 
 void forgetTheRecording(Movie& movie) {
   movie.creationTime = 0;
+  // Timecode and chapters, to which a track refers, are that recording's own tracks.
+  for (Track& track : movie.tracks) {
+    std::erase_if(track.extraBoxes, [](const Bytes& box) {
+      return FourCC(bigEndianOrZero<std::uint32_t>(box, 4)) == "tref";
+    });
+  }
   if (movie.userData) {
     movie.userData = withoutChildren(*movie.userData, 0, [](const Box& child, const BoxReader&) {
       return belongsToRecording(child.type);
