@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "DeviceKit/DeviceError.h"
-#include "DeviceKit/FileTimes.h"
 
 namespace tallowmark {
 
@@ -37,8 +36,7 @@ FileSource::FileSource(std::string path) : path_(std::move(path)) {
     ::close(fd_);
     throw DeviceError::notAFileOrDevice(path_);
   }
-  size_ = static_cast<std::uint64_t>(status.st_size);
-  modified_ = modificationTimeOf(status);
+  identity_ = FileIdentity::of(status);
 }
 
 FileSource::~FileSource() {
@@ -46,11 +44,11 @@ FileSource::~FileSource() {
 }
 
 std::size_t FileSource::readInto(std::uint64_t offset, std::span<std::uint8_t> into) const {
-  if (offset >= size_) {
+  if (offset >= size()) {
     return 0;
   }
   const auto wanted =
-      static_cast<std::size_t>(std::min<std::uint64_t>(size_ - offset, into.size()));
+      static_cast<std::size_t>(std::min<std::uint64_t>(size() - offset, into.size()));
   std::size_t done = 0;
   while (done < wanted) {
     const ssize_t got = ::pread(fd_, into.data() + done, std::min(wanted - done, largestRead),

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "DeviceKit/ByteSource.h"
+#include "DeviceKit/FileIdentity.h"
 
 namespace tallowmark {
 
@@ -22,17 +23,18 @@ class FileSource final : public ByteSource {
 
   const std::string& path() const { return path_; }
   /// When the file was last written, as it stood at opening.
-  timespec modificationTime() const { return modified_; }
+  timespec modificationTime() const { return identity_.modified; }
+  /// The file as it stood at opening.
+  const FileIdentity& identity() const { return identity_; }
 
-  std::uint64_t size() const override { return size_; }
+  std::uint64_t size() const override { return identity_.size; }
   std::string descriptionForReport() const override { return path_; }
   std::size_t readInto(std::uint64_t offset, std::span<std::uint8_t> into) const override;
   std::optional<int> descriptor() const override { return fd_; }
 
  private:
   int fd_ = -1;
-  std::uint64_t size_ = 0;
-  timespec modified_{};
+  FileIdentity identity_;
   std::string path_;
 };
 

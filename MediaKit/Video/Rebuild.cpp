@@ -12,7 +12,6 @@
 #include "MediaKit/Video/RecordingFacts.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/VideoRepair.h"
-#include "MediaKit/Video/WrittenRange.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -122,8 +121,8 @@ std::uint64_t cutToFirstKeyframe(SampleList& video) {
 
 }  // namespace
 
-Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
-               const Progress& progress, const StopToken& stop) {
+Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Progress& progress,
+                 const StopToken& stop) {
   const Teacher teacher = learn(reference);
   const BoxReader reader(source);
   const bool hasMediaBox = !MovieParser::layout(reader).mdats.empty();
@@ -155,20 +154,13 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
     movie.tracks.push_back(std::move(*audio));
   }
 
-  const auto write = [&](double fraction) {
-    if (progress) {
-      progress(0.5 + fraction * 0.5);
-    }
-  };
-  MovieWriter::write(movie, source, writtenRange(movie), destination, write, stop);
-
   Result result;
   result.videoFrames = movie.tracks.front().samples.size();
   result.audioPackets = found.audio.size();
   result.seconds = movie.seconds();
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && found.audio.empty();
   result.unusedBytes = found.unused + soundGivenUp;
-  return result;
+  return {std::move(movie), result, true};
 }
 
 }  // namespace tallowmark::VideoRepair

@@ -47,26 +47,27 @@ Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize) {
   return missing == 0 ? Diagnosis(Healthy{}) : Diagnosis(Truncated{missing});
 }
 
-Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
-              const Progress& progress, const StopToken& stop) {
+Plan plan(const ByteSource& source, const ByteSource* reference, const Progress& progress,
+          const StopToken& stop) {
   const Diagnosis diagnosis = diagnose(source);
   if (std::holds_alternative<NotAMovie>(diagnosis)) {
     throw MediaError::notAMovie();
   }
   if (!std::holds_alternative<MissingIndex>(diagnosis)) {
-    return trim(source, destination, progress, stop);
+    return planTrim(source);
   }
   if (reference == nullptr) {
     throw MediaError::unsupported(
         "This clip's index is missing. Add a good clip recorded on the same camera with the same "
         "settings, and Repair will rebuild it.");
   }
-  return rebuild(source, *reference, destination, progress, stop);
+  return planRebuild(source, *reference, progress, stop);
 }
 
-Result trim(const ByteSource& source, FileSink& destination, const Progress& progress,
-            const StopToken& stop) {
-  Movie movie = MovieParser::parse(BoxReader(source));
+Plan planTrim(const ByteSource& source) {
+  Plan trimmed;
+  Movie& movie = trimmed.movie;
+  movie = MovieParser::parse(BoxReader(source));
   for (Track& track : movie.tracks) {
     track.samples = track.samples.endingBy(source.size());
   }
@@ -74,13 +75,46 @@ Result trim(const ByteSource& source, FileSink& destination, const Progress& pro
   if (movie.videoTrack() == nullptr) {
     throw MediaError::noVideo();
   }
-  MovieWriter::write(movie, source, writtenRange(movie), destination, progress, stop);
-
-  Result result;
+  Result& result = trimmed.result;
   result.videoFrames = movie.videoTrack()->samples.size();
   result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
   result.seconds = movie.seconds();
-  return result;
+  return trimmed;
+}
+
+void write(const Plan& plan, const ByteSource& source, FileSink& destination,
+           const Progress& progress, const StopToken& stop) {
+  MovieWriter::write(plan.movie, source, writtenRange(plan.movie), destination, progress, stop);
+}
+
+namespace {
+
+// Working out a rebuild takes the first half of the progress, writing it the second.
+Progress secondHalf(const Progress& progress) {
+  return progress ? [progress](double fraction) { progress(0.5 + fraction * 0.5); } : progress;
+}
+
+}  // namespace
+
+Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
+              const Progress& progress, const StopToken& stop) {
+  const Plan repaired = plan(source, reference, progress, stop);
+  write(repaired, source, destination, repaired.rebuilt ? secondHalf(progress) : progress, stop);
+  return repaired.result;
+}
+
+Result trim(const ByteSource& source, FileSink& destination, const Progress& progress,
+            const StopToken& stop) {
+  const Plan trimmed = planTrim(source);
+  write(trimmed, source, destination, progress, stop);
+  return trimmed.result;
+}
+
+Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
+               const Progress& progress, const StopToken& stop) {
+  const Plan rebuilt = planRebuild(source, reference, progress, stop);
+  write(rebuilt, source, destination, secondHalf(progress), stop);
+  return rebuilt.result;
 }
 
 }  // namespace tallowmark::VideoRepair

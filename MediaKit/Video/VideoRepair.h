@@ -54,6 +54,26 @@ Diagnosis diagnose(const ByteSource& source);
 /// The same from an index that was read already, of a file of `fileSize` bytes.
 Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize);
 
+/// A repaired clip that is worked out but not written.
+struct Plan {
+  /// Sample offsets are positions in the damaged clip.
+  Movie movie;
+  /// What writing it gives.
+  Result result;
+  /// The index was made anew from the media data, which was walked for it.
+  bool rebuilt = false;
+};
+
+/// Works out what `repair` writes; reads the clip and writes nothing. `progress` runs to a half,
+/// the writing takes the other. Throws as repair.
+Plan plan(const ByteSource& source, const ByteSource* reference, const Progress& progress = {},
+          const StopToken& stop = {});
+
+/// Writes a plan for `source`, which must still be what it was planned for. Throws MediaError,
+/// DeviceError of either end, Stopped; `destination` then holds nothing of use.
+void write(const Plan& plan, const ByteSource& source, FileSink& destination,
+           const Progress& progress = {}, const StopToken& stop = {});
+
 /// Trims a clip that was cut short, copies a healthy one, or rebuilds a missing index by what
 /// `reference`, a good clip of the same camera (null for none), teaches. Throws MediaError with the
 /// user's sentence, DeviceError of either end, Stopped; `destination` then holds nothing of use.
@@ -61,11 +81,13 @@ Result repair(const ByteSource& source, const ByteSource* reference, FileSink& d
               const Progress& progress = {}, const StopToken& stop = {});
 
 /// Keeps every sample that lies inside the file. Throws as repair.
+Plan planTrim(const ByteSource& source);
 Result trim(const ByteSource& source, FileSink& destination, const Progress& progress = {},
             const StopToken& stop = {});
 
-/// Finds pictures and PCM sound in the media data and writes them with a new index. Throws as
-/// repair.
+/// Finds pictures and PCM sound in the media data and makes a new index for them. Throws as repair.
+Plan planRebuild(const ByteSource& source, const ByteSource& reference,
+                 const Progress& progress = {}, const StopToken& stop = {});
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
                const Progress& progress = {}, const StopToken& stop = {});
 
