@@ -21,6 +21,8 @@ void add(Comparison& sum, const Comparison& c) {
   sum.missed += c.missed;
   sum.beforeKeyframe += c.beforeKeyframe;
   sum.invented += c.invented;
+  sum.shared += c.shared;
+  sum.inOrder += c.inOrder;
 }
 
 double percent(std::uint64_t part, std::uint64_t whole) {
@@ -60,6 +62,10 @@ void printRow(const std::string& reference, const std::string& clip, const testi
     } else {
       std::printf("%s | | ", c.result.audioDropped ? "dropped" : "none");
     }
+    std::printf("%ju of %ju | %.2f | %ju of %ju | ", static_cast<std::uintmax_t>(c.inOrder),
+                static_cast<std::uintmax_t>(c.shared), c.worstTime,
+                static_cast<std::uintmax_t>(holes.inOrder),
+                static_cast<std::uintmax_t>(holes.shared));
     std::printf("%ju of %ju | %ju | %ju |\n",
                 static_cast<std::uintmax_t>(holes.exact + holes.beforeKeyframe),
                 static_cast<std::uintmax_t>(holes.frames),
@@ -74,9 +80,9 @@ void printRow(const std::string& reference, const std::string& clip, const testi
 
 int main(int count, char** arguments) {
   std::printf(
-      "| clip | reference | exact | invented | sound | step | exact with holes | "
+      "| clip | reference | exact | invented | sound | step | in order | time | in order with holes | exact with holes | "
       "of these before a key frame | invented with holes |\n"
-      "| --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
+      "| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
   const testing::Bytes other =
       count > 1 ? testing::contentsOf(arguments[count - 1]) : testing::Bytes{};
   for (int i = 1; i + 1 < count; ++i) {

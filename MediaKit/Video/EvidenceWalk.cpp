@@ -337,10 +337,11 @@ std::optional<std::uint64_t> Walker::boxBehind(std::uint64_t at) {
 }
 
 void Walker::take(const FoundFrame& frame) {
+  const bool isKey = frame.isKeyframe || (evidence_.intraPicturesAreKeys() && isIntra(frame.slice));
   findings_.video.append({.offset = frame.offset,
                           .size = static_cast<std::uint32_t>(frame.size),
                           .duration = lessons_.frameDuration,
-                          .isSync = frame.isKeyframe});
+                          .isSync = isKey});
   last_ = frame;
 }
 

@@ -51,13 +51,53 @@ void readOrderH264(BitReader& bits, SequenceParameters& sps) {
   if (sps.orderType == 0) {
     sps.orderBits = bits.ue() + 4;
   } else if (sps.orderType == 1) {
-    bits.bit();
-    bits.se();
+    sps.orderCycle.alwaysAsExpected = bits.flag();
+    sps.orderCycle.offsetForNonReference = bits.se();
     bits.se();
     for (std::uint32_t count = std::min(bits.ue(), std::uint32_t{255}); count > 0; --count) {
-      bits.se();
+      sps.orderCycle.offsetsForReferences.push_back(bits.se());
     }
   }
+}
+
+// H.264 §E.1.2
+void skipDecoderBuffer(BitReader& bits) {
+  const std::uint32_t schedules = std::min(bits.ue(), std::uint32_t{31}) + 1;
+  bits.skip(8);
+  for (std::uint32_t i = 0; i < schedules; ++i) {
+    bits.ue();
+    bits.ue();
+    bits.bit();
+  }
+  bits.skip(20);
+}
+
+// H.264 §E.1.1, up to max_num_reorder_frames.
+std::optional<std::uint32_t> readReorderingH264(BitReader& bits) {
+  constexpr std::uint32_t extendedAspect = 255;
+  if (bits.flag() && bits.bits(8) == extendedAspect) bits.skip(32);
+  if (bits.flag()) bits.bit();
+  if (bits.flag()) {
+    bits.skip(4);
+    if (bits.flag()) bits.skip(24);
+  }
+  if (bits.flag()) {
+    bits.ue();
+    bits.ue();
+  }
+  if (bits.flag()) bits.skip(65);
+  const bool units = bits.flag();
+  if (units) skipDecoderBuffer(bits);
+  const bool slices = bits.flag();
+  if (slices) skipDecoderBuffer(bits);
+  bits.skip(units || slices ? 2 : 1);
+  if (!bits.flag()) {
+    return std::nullopt;
+  }
+  bits.bit();
+  for (int field = 0; field < 4; ++field) bits.ue();
+  const std::uint32_t most = bits.ue();
+  return bits.ok() && most <= 16 ? std::optional(most) : std::nullopt;
 }
 
 std::optional<NumberedSequence> readSequenceH264(Bytes unit) {
@@ -81,7 +121,17 @@ std::optional<NumberedSequence> readSequenceH264(Bytes unit) {
   sps.height = mapUnits * (sps.framesOnly ? 16 : 32);
   const bool sane = id < 32 && sps.chromaFormat < 4 && sps.frameNumBits <= 16 &&
                     sps.orderType < 3 && sps.orderBits <= 16;
-  return bits.ok() && sane ? std::optional(NumberedSequence(id, sps)) : std::nullopt;
+  if (!bits.ok() || !sane) {
+    return std::nullopt;
+  }
+  bits.bit();
+  if (bits.flag()) {
+    for (int side = 0; side < 4; ++side) bits.ue();
+  }
+  if (bits.flag()) {
+    sps.mostReordered = readReorderingH264(bits);
+  }
+  return NumberedSequence(id, sps);
 }
 
 std::optional<NumberedPicture> readPictureH264(Bytes unit) {
@@ -135,7 +185,9 @@ std::optional<NumberedSequence> readSequenceHEVC(Bytes unit) {
   sps.orderBits = bits.ue() + 4;
   const bool allSubLayers = bits.flag();
   for (std::uint32_t i = allSubLayers ? 0 : subLayersMinusOne; i <= subLayersMinusOne; ++i) {
-    for (int field = 0; field < 3; ++field) bits.ue();
+    bits.ue();
+    sps.mostReordered = bits.ue();
+    bits.ue();
   }
   const std::uint32_t treeBlockBits = bits.ue() + 3 + bits.ue();
   const bool sane = bits.ok() && id < 16 && sps.chromaFormat < 4 && sps.orderBits <= 16 &&

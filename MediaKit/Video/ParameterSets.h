@@ -5,10 +5,20 @@
 #include <map>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "MediaKit/Video/NALFormat.h"
 
 namespace tallowmark {
+
+/// How far pictures of a stream that sends no order counts stand apart (H.264 §8.2.1.2).
+struct OrderCycle {
+  bool alwaysAsExpected = false;
+  std::int32_t offsetForNonReference = 0;
+  std::vector<std::int32_t> offsetsForReferences;
+
+  friend bool operator==(const OrderCycle&, const OrderCycle&) = default;
+};
 
 /// What a sequence parameter set says that decides how slice headers read (H.264 §7.3.2.1.1, H.265
 /// §7.3.2.2).
@@ -26,6 +36,10 @@ struct SequenceParameters {
   unsigned orderType = 0;
   /// Width of the picture order count's low bits; 0 when there are none.
   unsigned orderBits = 0;
+  /// H.264 with order type 1.
+  OrderCycle orderCycle;
+  /// The most pictures that are decoded before one and shown after it, where the stream says so.
+  std::optional<std::uint32_t> mostReordered;
   /// H.264: every picture is a whole frame.
   bool framesOnly = true;
   /// HEVC: width of slice_segment_address in bits.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
+#include <limits>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -9,6 +11,7 @@
 #include "MediaKit/Video/EvidenceWalk.h"
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
+#include "MediaKit/Video/OutputOrder.h"
 #include "MediaKit/Video/RecordingFacts.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/VideoRepair.h"
@@ -119,6 +122,38 @@ std::uint64_t cutToFirstKeyframe(SampleList& video) {
   return 0;
 }
 
+// The losses as numbers of the samples that are left when the first `cut` are gone.
+std::vector<std::uint64_t> lossesBehind(std::uint64_t cut, std::span<const std::uint64_t> losses) {
+  std::vector<std::uint64_t> left;
+  for (const std::uint64_t loss : losses) {
+    if (loss > cut) left.push_back(loss - cut);
+  }
+  return left;
+}
+
+std::int32_t smallestOffset(const SampleList& samples) {
+  std::int32_t smallest = samples.empty() ? 0 : std::numeric_limits<std::int32_t>::max();
+  for (const SampleRun& run : samples.runs()) {
+    smallest = std::min(smallest, run.first.compositionOffset);
+  }
+  return smallest;
+}
+
+// Shows the pictures in the order their slice headers ask for; false when these cannot be read.
+bool restoreOrder(Track& video, const ByteSource& source, const Teacher& teacher,
+                  std::span<const std::uint64_t> losses, const StopToken& stop) {
+  const OrderLessons lessons{
+      teacher.format,
+      teacher.evidence ? teacher.evidence->parameterSets()
+                       : ParameterSets::of(teacher.video->sampleEntry, teacher.format.codec),
+      mostReordered(teacher.video->samples)};
+  const auto order = outputOrder(video.samples, source, lessons, losses, stop);
+  if (order) {
+    showInOrder(video, *order, smallestOffset(teacher.video->samples));
+  }
+  return order.has_value();
+}
+
 }  // namespace
 
 Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Progress& progress,
@@ -146,8 +181,10 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
     soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
   }
-  cutToFirstKeyframe(found.video);
+  const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
+  const bool orderRestored =
+      restoreOrder(video, source, teacher, lossesBehind(cut, found.losses), stop);
   movie.tracks = {std::move(video)};
   if (audio && !found.audio.empty()) {
     audio->samples = found.audio;
@@ -160,6 +197,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   result.seconds = movie.seconds();
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && found.audio.empty();
   result.unusedBytes = found.unused + soundGivenUp;
+  result.orderRestored = orderRestored;
   return {std::move(movie), result, true};
 }
 

@@ -42,6 +42,8 @@ std::optional<SliceHeader> readH264(Bytes unit, const ParameterSets& sets) {
   }
   if (sps->orderType == 0) {
     slice.order = bits.bits(sps->orderBits);
+  } else if (sps->orderType == 1 && !sps->orderCycle.alwaysAsExpected) {
+    slice.orderCorrection = bits.se();
   }
   const std::uint32_t blocks = (sps->width / 16) * (sps->height / 16);
   if (!bits.ok() || firstBlock >= blocks) {

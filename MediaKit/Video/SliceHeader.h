@@ -27,9 +27,16 @@ struct SliceHeader {
   bool isBottomField = false;
   /// Low bits of the picture order count; absent where the stream does not carry them.
   std::optional<std::uint32_t> order;
+  /// H.264 with order type 1: how far the picture stands from where it is expected.
+  std::int32_t orderCorrection = 0;
   /// Bits of the header that were read.
   std::size_t bitsRead = 0;
 };
+
+/// Whether the slice refers to no other picture (H.264 Table 7-6, H.265 Table 7-7).
+constexpr bool isIntra(const SliceHeader& slice) {
+  return slice.type % 5 == 2;
+}
 
 /// Reads the header of a slice unit (header bytes first, no length prefix; the first few dozen
 /// bytes suffice). Nothing when it contradicts the standard or names parameter sets that are not

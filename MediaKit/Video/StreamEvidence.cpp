@@ -71,6 +71,9 @@ class EvidenceLearner {
   std::uint64_t looked_ = 0;
   std::uint64_t fieldPairs_ = 0;
   std::uint64_t emulationChecked_ = 0;
+  // Intra pictures that are no IDR pictures, and whether the index calls them key samples.
+  std::uint64_t intraKeys_ = 0;
+  std::uint64_t otherIntras_ = 0;
   std::optional<SliceHeader> previous_;
   std::vector<std::pair<SliceHeader, SliceHeader>> pairs_;
   std::map<std::uint16_t, std::uint64_t> closings_;
@@ -113,6 +116,7 @@ void EvidenceLearner::learnSlice(const UnitHead& head, UnitHabit& habit, bool fi
   habit.isSlice = true;
   const auto slice = readSliceHeader(head.bytes(), evidence_.sets_, format_.codec);
   if (!slice) {
+    if (first) previous_.reset();
     return;
   }
   (slice->firstInPicture ? habit.firstSlices : habit.laterSlices)
@@ -196,6 +200,10 @@ void EvidenceLearner::lookAt(const Sample& sample, std::optional<std::uint64_t> 
   if (const auto shape = shapeOf(sample)) {
     ++framed_;
     learnRoles(*shape);
+    if (format_.codec == NALFormat::Codec::h264 && previous_ && isIntra(*previous_) &&
+        !previous_->resetsOrder) {
+      ++(sample.isSync ? intraKeys_ : otherIntras_);
+    }
     learnEmulation(*shape);
   }
   learnSurroundings(sample, nextFrame);
@@ -244,6 +252,7 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
   }
   assumeOtherSlices();
   evidence_.fieldPairs_ = fieldPairs_ * 2 > framed_;
+  evidence_.intraPicturesAreKeys_ = intraKeys_ > 0 && otherIntras_ == 0;
   for (const auto& [header, count] : closings_) {
     if (count == framed_) evidence_.closingHeader_ = header;
   }

@@ -43,6 +43,9 @@ struct Result {
   bool audioDropped = false;
   /// Bytes of the media data that became nothing.
   std::uint64_t unusedBytes = 0;
+  /// The pictures of a rebuilt clip are shown in the order that they themselves ask for; otherwise
+  /// in the order they are stored in.
+  bool orderRestored = false;
 
   friend bool operator==(const Result&, const Result&) = default;
 };

@@ -19,14 +19,15 @@ std::string nameOf(const ClipRecipe& r) {
   std::ostringstream name;
   name << r.codec << '-' << (r.audio.empty() ? "silent" : r.audio) << "-b" << r.bFrames << "-s"
        << r.slices << '-' << r.seconds << "s-" << r.framesPerSecond << "fps-" << r.width << 'x'
-       << r.height << "-g" << r.keyInterval << "-v" << r.variant << '.' << r.container;
+       << r.height << "-g" << r.keyInterval << r.settings << "-v" << r.variant << '.'
+       << r.container;
   return name.str();
 }
 
 std::string encoderSettings(const ClipRecipe& r) {
   std::ostringstream settings;
   settings << "keyint=" << r.keyInterval << ":min-keyint=" << r.keyInterval << ":scenecut=0"
-           << ":bframes=" << r.bFrames << ":slices=" << r.slices;
+           << ":bframes=" << r.bFrames << ":slices=" << r.slices << r.settings;
   return settings.str();
 }
 

@@ -22,6 +22,8 @@ struct ClipRecipe {
   int height = 240;
   /// Frames from one key frame to the next.
   int keyInterval = 25;
+  /// More settings of the encoder, ":" ahead of each.
+  std::string settings;
   /// Tells clips of one recipe apart: another number, other pictures.
   int variant = 0;
 };

@@ -138,6 +138,43 @@ void compareSteps(const Victim& victim, const Track& rebuiltVideo, std::uint64_t
   }
 }
 
+// When the frames are shown, by where they lie.
+std::map<std::uint64_t, double> shownTimes(const Track& video, std::uint64_t shift) {
+  std::map<std::uint64_t, double> times;
+  std::int64_t ticks = -video.mediaStart;
+  for (const Sample& sample : video.samples) {
+    times[sample.offset + shift] =
+        static_cast<double>(ticks + sample.compositionOffset) / video.timescale;
+    ticks += sample.duration;
+  }
+  return times;
+}
+
+void compareOrder(const Track& truth, const Track& rebuilt, std::uint64_t shift,
+                  Comparison& comparison) {
+  auto then = shownTimes(truth, 0);
+  auto now = shownTimes(rebuilt, shift);
+  std::erase_if(then, [&](const auto& frame) { return !now.contains(frame.first); });
+  std::erase_if(now, [&](const auto& frame) { return !then.contains(frame.first); });
+  const auto byTime = [](const std::map<std::uint64_t, double>& times) {
+    std::vector<std::pair<double, std::uint64_t>> frames;
+    for (const auto& [offset, time] : times) frames.emplace_back(time, offset);
+    std::sort(frames.begin(), frames.end());
+    return frames;
+  };
+  const auto framesThen = byTime(then);
+  const auto framesNow = byTime(now);
+  const double frame = static_cast<double>(truth.typicalDuration()) / truth.timescale;
+  comparison.shared = framesThen.size();
+  for (std::size_t i = 0; i < framesThen.size(); ++i) {
+    comparison.inOrder += framesThen[i].second == framesNow[i].second ? 1U : 0U;
+    const double step = ((now.at(framesThen[i].second) - now.at(framesThen[0].second)) -
+                         (framesThen[i].first - framesThen[0].first)) /
+                        frame;
+    if (std::abs(step) > std::abs(comparison.worstTime)) comparison.worstTime = step;
+  }
+}
+
 }  // namespace
 
 Victim::Victim(const std::filesystem::path& clip) : bytes_(contentsOf(clip)) {
@@ -191,6 +228,7 @@ Comparison rebuildAndCompare(const Victim& victim, const std::filesystem::path& 
   const Movie rebuilt = MovieParser::parse(BoxReader(copy));
   const std::uint64_t shift = shiftOf(copy, *rebuilt.videoTrack(), victim.bytes());
   compareFrames(victim, *rebuilt.videoTrack(), shift, comparison);
+  compareOrder(*victim.truth().videoTrack(), *rebuilt.videoTrack(), shift, comparison);
   if (rebuilt.audioTrack() != nullptr) {
     const auto truth = soundOf(victim.truth(), 0);
     const auto now = soundOf(rebuilt, shift);

@@ -53,6 +53,12 @@ struct Comparison {
   std::uint64_t soundWrong = 0;
   /// The largest difference in how far a frame is from the sound before it, in frame durations.
   double worstStep = 0;
+  /// Frames of both, and those that are shown at the same place among these.
+  std::uint64_t shared = 0;
+  std::uint64_t inOrder = 0;
+  /// The largest difference between when a frame of both is shown then and now, counted from the
+  /// first such frame, in frame durations.
+  double worstTime = 0;
   VideoRepair::Result result;
 };
 

@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/OutputOrder.h"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <utility>
+
+#include "MediaKit/Video/MediaWindow.h"
+#include "MediaKit/Video/PictureOrderCount.h"
+#include "MediaKit/Video/UnitHead.h"
+
+namespace tallowmark {
+
+namespace {
+
+// Enough for the units ahead of a first slice in most streams.
+constexpr std::size_t readAhead = 512;
+// Parameter sets are far smaller.
+constexpr std::uint64_t largestSet = 4096;
+// The most pictures that a decoder can hold back (H.264 A.3.1, H.265 A.4.2).
+constexpr std::size_t mostHeldBack = 16;
+// A unit has at least six bytes; a picture of more units ahead of its first slice is no camera's.
+constexpr int mostUnitsAhead = 64;
+
+/// A picture in decoding order.
+struct Picture {
+  std::int64_t count = 0;
+  bool startsSequence = false;
+};
+
+/// Reads the samples of a track one after the other.
+class PictureReader {
+ public:
+  PictureReader(const ByteSource& source, const OrderLessons& lessons)
+      : format_(lessons.format),
+        sets_(lessons.sets),
+        window_(source, source.size(), readAhead),
+        counter_(lessons.format.codec),
+        deepest_(lessons.mostReordered) {}
+
+  std::optional<Picture> read(const Sample& sample) {
+    const std::uint64_t end = sample.offset + sample.size;
+    std::uint64_t at = sample.offset;
+    for (int unit = 0; unit < mostUnitsAhead && at < end; ++unit) {
+      const auto head = readUnitHead(window_, at, end, format_);
+      if (!head) {
+        return std::nullopt;
+      }
+      if (isSlice(*head)) {
+        return pictureOf(*head);
+      }
+      takeIn(*head);
+      at += head->length;
+    }
+    return std::nullopt;
+  }
+
+  /// The most pictures held back, as far as reference and stream tell.
+  std::size_t deepestOrder() const { return deepest_; }
+
+ private:
+  bool isHEVC() const { return format_.codec == NALFormat::Codec::hevc; }
+
+  // Slices of the base layer; others show the same moment again.
+  bool isSlice(const UnitHead& head) const {
+    const int type = head.type();
+    if (isHEVC()) {
+      const bool baseLayer = ((head.header >> 3U) & 63U) == 0;
+      return baseLayer && (type <= 9 || (type >= 16 && type <= 21));
+    }
+    return type == 1 || type == 2 || type == 5;
+  }
+
+  std::optional<Picture> pictureOf(const UnitHead& head) {
+    const auto slice = readSliceHeader(head.bytes(), sets_, format_.codec);
+    const SequenceParameters* sps = slice ? sets_.sequenceOf(slice->pictureSet) : nullptr;
+    if (sps == nullptr) {
+      return std::nullopt;
+    }
+    deepest_ = std::max<std::size_t>(deepest_, sps->mostReordered.value_or(0));
+    return Picture{counter_.next(*slice, head.header, *sps), slice->resetsOrder};
+  }
+
+  void takeIn(const UnitHead& head) {
+    const int type = head.type();
+    const bool isSet = isHEVC() ? type == 33 || type == 34 : type == 7 || type == 8;
+    if (isSet && head.length <= largestSet) {
+      const auto length = static_cast<std::size_t>(head.length);
+      const auto bytes = window_.at(head.at, length);
+      if (bytes.size() >= length) {
+        sets_.add(bytes.subspan(format_.lengthSize, length - format_.lengthSize), format_.codec);
+      }
+    }
+  }
+
+  NALFormat format_;
+  ParameterSets sets_;
+  MediaWindow window_;
+  PictureOrderCount counter_;
+  std::size_t deepest_ = 0;
+};
+
+/// Pictures one after the other in decoding order, each held against those just before it.
+class Backlog {
+ public:
+  void clear() { counts_.clear(); }
+  void add(std::int64_t count) {
+    if (counts_.size() == 2 * mostHeldBack) {
+      counts_.erase(counts_.begin());
+    }
+    counts_.push_back(count);
+  }
+  /// How many pictures decoded before this one are shown after it.
+  std::size_t heldBackFor(std::int64_t count) const {
+    return static_cast<std::size_t>(
+        std::count_if(counts_.begin(), counts_.end(), [&](std::int64_t c) { return c > count; }));
+  }
+
+ private:
+  std::vector<std::int64_t> counts_;
+};
+
+// Numbers the sequences: pictures of a later one are shown after all of those before. One begins
+// where the stream says so, and where a picture would be shown earlier than the stream could: the
+// picture that began its sequence was lost.
+std::vector<std::uint32_t> sequencesOf(std::span<const Picture> pictures,
+                                       std::span<const std::uint64_t> losses, std::size_t deepest) {
+  std::vector<std::uint32_t> sequences;
+  sequences.reserve(pictures.size());
+  Backlog backlog;
+  std::uint32_t sequence = 0;
+  std::size_t sinceLoss = pictures.size();
+  auto loss = losses.begin();
+  for (std::uint64_t i = 0; i < pictures.size(); ++i, ++sinceLoss) {
+    if (loss != losses.end() && *loss == i) {
+      ++loss;
+      sinceLoss = 0;
+    }
+    const std::size_t most = sinceLoss <= mostHeldBack ? deepest : mostHeldBack;
+    if (pictures[i].startsSequence || backlog.heldBackFor(pictures[i].count) > most) {
+      ++sequence;
+      backlog.clear();
+    }
+    backlog.add(pictures[i].count);
+    sequences.push_back(sequence);
+  }
+  return sequences;
+}
+
+}  // namespace
+
+std::size_t mostReordered(const SampleList& video) {
+  constexpr std::uint64_t enough = 4000;
+  Backlog backlog;
+  std::size_t most = 0;
+  std::int64_t time = 0;
+  for (const Sample& sample : video.slice(0, std::min(video.size(), enough))) {
+    most = std::max(most, backlog.heldBackFor(time + sample.compositionOffset));
+    backlog.add(time + sample.compositionOffset);
+    time += sample.duration;
+  }
+  return most;
+}
+
+std::optional<std::vector<std::uint32_t>> outputOrder(const SampleList& video,
+                                                      const ByteSource& source,
+                                                      const OrderLessons& lessons,
+                                                      std::span<const std::uint64_t> losses,
+                                                      const StopToken& stop) {
+  if (video.size() > std::numeric_limits<std::uint32_t>::max()) {
+    return std::nullopt;
+  }
+  PictureReader reader(source, lessons);
+  std::vector<Picture> pictures;
+  for (const Sample& sample : video) {
+    stop.check();
+    const auto picture = reader.read(sample);
+    if (!picture) {
+      return std::nullopt;
+    }
+    pictures.push_back(*picture);
+  }
+  const std::vector<std::uint32_t> sequences = sequencesOf(pictures, losses, reader.deepestOrder());
+  std::vector<std::uint32_t> shown(pictures.size());
+  std::iota(shown.begin(), shown.end(), 0U);
+  std::stable_sort(shown.begin(), shown.end(), [&](std::uint32_t a, std::uint32_t b) {
+    return std::pair(sequences[a], pictures[a].count) < std::pair(sequences[b], pictures[b].count);
+  });
+  std::vector<std::uint32_t> order(shown.size());
+  for (std::uint32_t place = 0; place < shown.size(); ++place) order[shown[place]] = place;
+  return order;
+}
+
+void showInOrder(Track& video, std::span<const std::uint32_t> order, std::int32_t smallestOffset) {
+  std::vector<std::int64_t> times;
+  times.reserve(order.size());
+  std::int64_t time = 0;
+  for (const Sample& sample : video.samples) {
+    times.push_back(time);
+    time += sample.duration;
+  }
+  std::int64_t smallest = 0;
+  std::int64_t largest = 0;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    smallest = std::min(smallest, times[order[i]] - times[i]);
+    largest = std::max(largest, times[order[i]] - times[i]);
+  }
+  // A presentation before zero could not be shown.
+  const std::int64_t shift = std::max<std::int64_t>(smallestOffset - smallest, 0);
+  if (largest + shift > std::numeric_limits<std::int32_t>::max()) {
+    return;
+  }
+  SampleList shown;
+  shown.reserveRuns(order.size());
+  std::size_t i = 0;
+  for (Sample sample : video.samples) {
+    sample.compositionOffset = static_cast<std::int32_t>(times[order[i]] - times[i] + shift);
+    shown.append(sample);
+    ++i;
+  }
+  video.samples = std::move(shown);
+  video.mediaStart = shift;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "DeviceKit/StopToken.h"
+#include "MediaKit/Container/Movie.h"
+#include "MediaKit/Video/NALFormat.h"
+#include "MediaKit/Video/ParameterSets.h"
+
+namespace tallowmark {
+
+/// How the pictures of a stream are read for their order.
+struct OrderLessons {
+  NALFormat format;
+  /// Those of the reference; sets in the stream itself replace them as they come.
+  ParameterSets sets;
+  /// The most pictures that its own clip shows after one that was decoded behind them.
+  std::size_t mostReordered = 0;
+};
+
+/// That number for a good clip, from its first some thousand samples.
+std::size_t mostReordered(const SampleList& video);
+
+/// For every sample of `video` its place in output order; nothing when the slice headers of some
+/// cannot be read. `losses` are the numbers of samples ahead of which something may be missing:
+/// there the order may start anew, since the picture that began a sequence may be gone. Throws
+/// DeviceError, Stopped.
+std::optional<std::vector<std::uint32_t>> outputOrder(const SampleList& video,
+                                                      const ByteSource& source,
+                                                      const OrderLessons& lessons,
+                                                      std::span<const std::uint64_t> losses,
+                                                      const StopToken& stop = {});
+
+/// Gives the samples of `video` the composition offsets of pictures shown in `order`, one after the
+/// other for as long as the samples last. The smallest offset is `smallestOffset`, in the track's
+/// timescale, as cameras differ in it; mediaStart is where the first picture shows. Changes nothing
+/// when an offset would not fit its field.
+void showInOrder(Track& video, std::span<const std::uint32_t> order, std::int32_t smallestOffset);
+
+}  // namespace tallowmark
