@@ -102,7 +102,14 @@ void ImageFile::start() {
     throw DeviceError::writeFailed(path_.string(), errno);
   }
   lock();
-  setLength();
+  try {
+    setLength();
+  } catch (const DeviceError&) {
+    // A disk that takes no file this large: what was only begun would be in the way.
+    ::unlink(path_.c_str());
+    ::unlink(mapName(file_).c_str());
+    throw;
+  }
 }
 
 void ImageFile::resume(const fs::path& existing) {
