@@ -24,11 +24,15 @@ struct Commands {
   RepairRequest repairing;
   JoinRequest joining;
   InspectRequest inspecting;
+  DisksRequest listing;
+  ImageRequest imaging;
   std::string reference;
   CLI::App* check = nullptr;
   CLI::App* repair = nullptr;
   CLI::App* join = nullptr;
   CLI::App* inspect = nullptr;
+  CLI::App* disks = nullptr;
+  CLI::App* image = nullptr;
 
   Commands() {
     app.set_version_flag("--version", "tallowmark " TALLOWMARK_VERSION);
@@ -37,6 +41,8 @@ struct Commands {
     addRepair();
     addJoin();
     addInspect();
+    addDisks();
+    addImage();
   }
 
  private:
@@ -79,10 +85,34 @@ struct Commands {
 
   void addInspect() {
     inspect = app.add_subcommand("inspect", "Prints what is in a file");
-    inspect->add_option("FILE", inspecting.file, "A movie, a photo or a RAW file")->required();
+    inspect
+        ->add_option("FILE", inspecting.file,
+                     "A movie, a photo or a RAW file; or a device, read as a movie")
+        ->required();
     inspect->add_flag("--samples", inspecting.samples,
                       "Every sample of every track of a movie, too");
     addJson(*inspect, inspecting.json);
+  }
+
+  void addDisks() {
+    disks = app.add_subcommand("disks", "Lists memory cards and external disks");
+    addJson(*disks, listing.json);
+  }
+
+  void addImage() {
+    image = app.add_subcommand(
+        "image",
+        "Copies a whole card to a file, before anything else is tried with it.\n"
+        "Until every block was tried the copy is called FILE.part; FILE.map beside it says what "
+        "was\n"
+        "read. Blocks that cannot be read become zeros and are counted. The same command again "
+        "goes\n"
+        "on where the last one ended, and tries what could not be read once more");
+    image->add_option("DEVICE", imaging.device, "The card, as \"tallowmark disks\" names it")
+        ->required();
+    image->add_option("FILE", imaging.file, "The copy; nothing else that has the name is touched")
+        ->required();
+    addJson(*image, imaging.json);
   }
 };
 
@@ -99,6 +129,8 @@ Request parseArguments(int count, char** arguments) {
   if (*commands.check) return commands.checking;
   if (*commands.join) return commands.joining;
   if (*commands.inspect) return commands.inspecting;
+  if (*commands.disks) return commands.listing;
+  if (*commands.image) return commands.imaging;
   if (!commands.reference.empty()) {
     commands.repairing.reference = commands.reference;
   }

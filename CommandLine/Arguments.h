@@ -46,12 +46,25 @@ struct InspectRequest {
   bool json = false;
 };
 
+struct DisksRequest {
+  bool json = false;
+};
+
+struct ImageRequest {
+  /// The card, or a file in place of one.
+  std::filesystem::path device;
+  /// What the copy is called.
+  std::filesystem::path file;
+  bool json = false;
+};
+
 /// A call that needs no more than this: help, the version, a mistake.
 struct Finished {
   int exitStatus = 0;
 };
 
-using Request = std::variant<CheckRequest, RepairRequest, JoinRequest, InspectRequest, Finished>;
+using Request = std::variant<CheckRequest, RepairRequest, JoinRequest, InspectRequest, DisksRequest,
+                             ImageRequest, Finished>;
 
 /// What the program was called for. Has printed what there is to say when that is all.
 Request parseArguments(int count, char** arguments);

@@ -10,5 +10,7 @@ int runCheck(const CheckRequest& request);
 int runRepair(const RepairRequest& request);
 int runJoin(const JoinRequest& request);
 int runInspect(const InspectRequest& request);
+int runDisks(const DisksRequest& request);
+int runImage(const ImageRequest& request);
 
 }  // namespace tallowmark

@@ -4,7 +4,8 @@
 
 #include "CommandLine/Inspect.h"
 #include "CommandLine/JsonText.h"
-#include "DeviceKit/FileSource.h"
+#include "DeviceKit/Disks/DiskEnumerator.h"
+#include "DeviceKit/SourceOpener.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/NALFormat.h"
@@ -21,22 +22,24 @@ struct Inspection {
   std::vector<Box> boxes;
   VideoRepair::Diagnosis diagnosis;
   std::optional<Movie> movie;
+  // Blocks of a device that were taken for zeros.
+  std::int64_t badReads = 0;
 };
 
 Inspection inspect(const std::filesystem::path& file) {
-  const FileSource source(file.string());
-  const BoxReader reader(source);
+  const auto source = SourceOpener::open(file.string(), DiskEnumerator::privilegedOpener());
+  const BoxReader reader(*source);
   Inspection seen;
   seen.file = file.string();
-  seen.fileSize = source.size();
-  seen.boxes = reader.children(0, source.size());
+  seen.fileSize = source->size();
+  seen.boxes = reader.children(0, source->size());
   try {
     const FileLayout layout = MovieParser::layout(reader);
     seen.diagnosis = VideoRepair::MissingIndex{};
     if (layout.moov) {
       // Read once: the index of a long clip is the work here.
       seen.movie = MovieParser::parseMoov(*layout.moov, reader, {});
-      seen.diagnosis = VideoRepair::diagnose(*seen.movie, source.size());
+      seen.diagnosis = VideoRepair::diagnose(*seen.movie, source->size());
     }
   } catch (const MediaError& error) {
     if (error.kind() != MediaError::Kind::notAMovie) {
@@ -44,6 +47,7 @@ Inspection inspect(const std::filesystem::path& file) {
     }
     seen.diagnosis = VideoRepair::NotAMovie{};
   }
+  seen.badReads = source->badReads();
   return seen;
 }
 
@@ -123,6 +127,9 @@ void printJson(const Inspection& seen, bool samples, std::ostream& out) {
   for (const Box& box : seen.boxes) head["boxes"].push_back(boxJson(box));
   head["diagnosis"] = std::visit(DiagnosisName{}, seen.diagnosis);
   head["samplesMissing"] = samplesMissing(seen.diagnosis);
+  if (seen.badReads > 0) {
+    head["badReads"] = seen.badReads;
+  }
   if (!seen.movie) {
     out << lineOf(head) << '\n';
     return;
@@ -163,6 +170,9 @@ void printText(const Inspection& seen, bool samples, std::ostream& out) {
       << std::visit(DiagnosisName{}, seen.diagnosis);
   if (const std::uint64_t missing = samplesMissing(seen.diagnosis); missing > 0) {
     out << ", " << missing << " samples missing";
+  }
+  if (seen.badReads > 0) {
+    out << ", unreadable in " << seen.badReads << " places";
   }
   out << '\n';
   for (const Box& box : seen.boxes) {

@@ -4,7 +4,7 @@
 #include <system_error>
 
 #include "DeviceKit/DeviceError.h"
-#include "DeviceKit/FileSource.h"
+#include "DeviceKit/SourceOpener.h"
 #include "MediaKit/Naming/FolderWalk.h"
 #include "MediaKit/Rescue/Checking.h"
 
@@ -28,7 +28,7 @@ FileState::Any checkUnknown(const Item& item) {
     return FileState::Failed{"Couldn't look into this folder."};
   }
   try {
-    const FileSource readable(item.path.string());
+    (void)SourceOpener::open(item.path.string());
     return FileState::NotAVideo{};
   } catch (const DeviceError& failure) {
     return FileState::Failed{"Couldn't read this file: " + std::string(failure.what())};

@@ -12,6 +12,8 @@ struct Runner {
   int operator()(const tallowmark::RepairRequest& request) const { return runRepair(request); }
   int operator()(const tallowmark::JoinRequest& request) const { return runJoin(request); }
   int operator()(const tallowmark::InspectRequest& request) const { return runInspect(request); }
+  int operator()(const tallowmark::DisksRequest& request) const { return runDisks(request); }
+  int operator()(const tallowmark::ImageRequest& request) const { return runImage(request); }
   int operator()(const tallowmark::Finished& finished) const { return finished.exitStatus; }
 };
 

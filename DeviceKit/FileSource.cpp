@@ -10,13 +10,9 @@
 #include <utility>
 
 #include "DeviceKit/DeviceError.h"
+#include "DeviceKit/PositionedRead.h"
 
 namespace tallowmark {
-
-namespace {
-// Linux moves at most 0x7ffff000 bytes a call; asking for less keeps one behaviour everywhere.
-constexpr std::size_t largestRead = std::size_t{1} << 30U;
-}  // namespace
 
 FileSource::FileSource(std::string path) : path_(std::move(path)) {
   // O_NONBLOCK: a pipe without a writer must not hang the program; it changes nothing for files.
@@ -49,22 +45,11 @@ std::size_t FileSource::readInto(std::uint64_t offset, std::span<std::uint8_t> i
   }
   const auto wanted =
       static_cast<std::size_t>(std::min<std::uint64_t>(size() - offset, into.size()));
-  std::size_t done = 0;
-  while (done < wanted) {
-    const ssize_t got = ::pread(fd_, into.data() + done, std::min(wanted - done, largestRead),
-                                static_cast<off_t>(offset + done));
-    if (got < 0 && errno == EINTR) {
-      continue;
-    }
-    if (got < 0) {
-      throw DeviceError::readFailed(offset + done, errno);
-    }
-    if (got == 0) {
-      break;
-    }
-    done += static_cast<std::size_t>(got);
+  const ReadOutcome got = readFully(fd_, offset, into.first(wanted));
+  if (got.error != 0) {
+    throw DeviceError::readFailed(offset + got.count, got.error);
   }
-  return done;
+  return got.count;
 }
 
 }  // namespace tallowmark

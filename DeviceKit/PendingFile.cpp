@@ -79,21 +79,20 @@ int nameByOtherMeans(const fs::path& from, const fs::path& to) {
   return error;
 }
 
+}  // namespace
+
 int giveName(const fs::path& from, const fs::path& to) {
   const int error = renameWithoutReplacing(from, to);
   return error == EINVAL || error == ENOSYS || error == ENOTSUP ? nameByOtherMeans(from, to)
                                                                 : error;
 }
 
-// The new name itself must survive a power cut, too. Not every file system lets a folder be synced.
 void syncFolder(const fs::path& folder) {
   if (const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); fd >= 0) {
     (void)::fsync(fd);
     ::close(fd);
   }
 }
-
-}  // namespace
 
 PendingFile::PendingFile(fs::path folder) : folder_(std::move(folder)) {
   for (int attempt = 0; fd_ < 0; ++attempt) {

@@ -46,6 +46,13 @@ class PendingFile {
 /// errno; EINVAL or ENOSYS where the file system has no such rename.
 int renameWithoutReplacing(const std::filesystem::path& from, const std::filesystem::path& to);
 
+/// The same on every file system, by other means where that rename is missing. Returns 0 or an
+/// errno.
+int giveName(const std::filesystem::path& from, const std::filesystem::path& to);
+
+/// Makes the names in a folder survive a power cut, as far as its file system lets it.
+void syncFolder(const std::filesystem::path& folder);
+
 /// Removes hidden files in `folder` that a program no longer running left there. Never throws.
 void removeAbandonedFiles(const std::filesystem::path& folder);
 

@@ -16,6 +16,8 @@ TEST(Calls, thatAreWrongSayHowOnStandardErrorAndEndWithTwo) {
                                                     {"check", "--fast", file},
                                                     {"repair", file, "--to"},
                                                     {"inspect"},
+                                                    {"image", file},
+                                                    {"disks", file},
                                                     {"repair", file, "--to", file},
                                                     {"join", file},
                                                     {"join", "--to", file}};
