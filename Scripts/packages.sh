@@ -5,9 +5,9 @@
 # What building, testing and making sample clips takes.
 debian_packages=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgtest-dev
   libbenchmark-dev libturbojpeg0-dev libjpeg-dev libjpeg-turbo-progs libraw-dev libexiv2-dev
-  libimage-exiftool-perl ffmpeg)
+  libimage-exiftool-perl ffmpeg qt6-base-dev)
 homebrew_packages=(cmake ninja pkgconf cli11 nlohmann-json googletest google-benchmark jpeg-turbo libraw
-  exiv2 exiftool ffmpeg)
+  exiv2 exiftool ffmpeg qt6)
 # What .ci/run takes besides.
 debian_checking_packages=(clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 clang-tools-14)
 
