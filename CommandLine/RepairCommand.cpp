@@ -47,35 +47,27 @@ class Repairer {
       outcome.state = FileState::Failed{folderProblem_};
       return outcome;
     }
-    if (plan_.isRepairableAlone(item) && save(item, std::nullopt, outcome, progress, stop)) {
-      return outcome;
-    }
-    for (const fs::path& reference : plan_.references[item]) {
-      if (save(item, reference, outcome, progress, stop)) {
-        break;
-      }
+    try {
+      (void)firstThatServes(plan_.tries(item), [&](const std::optional<fs::path>& reference) {
+        save(item, reference, outcome, progress, stop);
+      });
+    } catch (const Stopped&) {
+      throw;
+    } catch (const std::exception& error) {
+      outcome.state = FileState::Failed{explain(error, outcome.reference.has_value())};
     }
     return outcome;
   }
 
  private:
-  // Returns whether this settles it: a copy was saved, or another reference could not help.
-  bool save(std::size_t item, const std::optional<fs::path>& reference, RepairOutcome& outcome,
+  void save(std::size_t item, const std::optional<fs::path>& reference, RepairOutcome& outcome,
             const Progress& progress, const StopToken& stop) const {
     outcome.reference = reference;
-    try {
-      const Item& damaged = plan_.items[item];
-      SavedCopy saved = saveRepairedCopy({damaged.path, *damaged.kind, reference}, folder_, images_,
-                                         progress, stop);
-      outcome.output = std::move(saved.path);
-      outcome.facts = std::move(saved.facts);
-      return true;
-    } catch (const Stopped&) {
-      throw;
-    } catch (const std::exception& error) {
-      outcome.state = FileState::Failed{explain(error, reference.has_value())};
-      return dynamic_cast<const MediaError*>(&error) == nullptr;
-    }
+    const Item& damaged = plan_.items[item];
+    SavedCopy saved = saveRepairedCopy({damaged.path, *damaged.kind, reference}, folder_, images_,
+                                       progress, stop);
+    outcome.output = std::move(saved.path);
+    outcome.facts = std::move(saved.facts);
   }
 
   const RepairPlan& plan_;

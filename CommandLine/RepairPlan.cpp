@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "CommandLine/RepairPlan.h"
 
-#include <algorithm>
-
 #include "CommandLine/OrderedWork.h"
 #include "MediaKit/Container/MediaError.h"
-#include "MediaKit/Naming/Reference.h"
 #include "MediaKit/Naming/SavedName.h"
+#include "MediaKit/Rescue/ReferenceChoice.h"
 #include "MediaKit/Rescue/ReferenceFile.h"
 
 namespace tallowmark {
@@ -32,7 +30,7 @@ void useChosenReference(RepairPlan& plan, const std::filesystem::path& chosen) {
   std::optional<Kind> kind;
   std::string problem;
   try {
-    kind = requireReference(chosen);
+    kind = requireReference(chosen).kind;
   } catch (const MediaError& error) {
     problem = error.what();
   }
@@ -48,39 +46,21 @@ void useChosenReference(RepairPlan& plan, const std::filesystem::path& chosen) {
   }
 }
 
-// Photos of one size may differ in their tables, which their facts do not tell. Each try decodes a
-// picture, and a card holds thousands.
-constexpr std::size_t mostPhotosTried = 8;
-
-// The best reference of every sort there is: clips alike in codec, size, rate and sound teach the
-// same, so that a second one of a sort that failed would fail, too.
 void useHealthyItems(RepairPlan& plan) {
-  std::vector<NamedFile> healthy;
-  std::vector<ClipInfo> facts;
+  std::vector<HealthyFile> healthy;
   std::vector<NamedFile> broken;
   for (std::size_t i = 0; i < plan.items.size(); ++i) {
     const Item& item = plan.items[i];
     if (const auto* good = std::get_if<FileState::Healthy>(&plan.states[i])) {
-      healthy.push_back({item.path, *item.kind});
-      facts.push_back(good->info);
-      facts.back().seconds = 0;
+      healthy.push_back({{item.path, *item.kind}, good->info});
     } else if (item.kind && isBroken(plan.states[i])) {
       broken.push_back({item.path, *item.kind});
     }
   }
+  const ReferenceChoice choice(healthy, broken);
   for (std::size_t i = 0; i < plan.items.size(); ++i) {
-    if (!canUseReference(plan.states[i])) {
-      continue;
-    }
-    const NamedFile damaged{plan.items[i].path, *plan.items[i].kind};
-    std::vector<ClipInfo> tried;
-    for (const std::size_t best : rankReferences(damaged, healthy, broken)) {
-      if (damaged.kind == Kind::photo
-              ? tried.size() < mostPhotosTried
-              : std::find(tried.begin(), tried.end(), facts[best]) == tried.end()) {
-        tried.push_back(facts[best]);
-        plan.references[i].push_back(healthy[best].path);
-      }
+    if (canUseReference(plan.states[i])) {
+      plan.references[i] = choice.referencesFor({plan.items[i].path, *plan.items[i].kind});
     }
   }
 }
@@ -94,8 +74,16 @@ bool RepairPlan::isRepairableAlone(std::size_t item) const {
          (canUseReference(state) && !needsReference(state));
 }
 
+RepairTries RepairPlan::tries(std::size_t item) const {
+  RepairTries tries(references[item].begin(), references[item].end());
+  if (isRepairableAlone(item)) {
+    tries.insert(tries.begin(), std::nullopt);
+  }
+  return tries;
+}
+
 bool RepairPlan::isRepairable(std::size_t item) const {
-  return isRepairableAlone(item) || !references[item].empty();
+  return !tries(item).empty();
 }
 
 std::vector<std::vector<std::size_t>> RepairPlan::chains() const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "CommandLine/Items.h"
+#include "MediaKit/Rescue/ReferenceChoice.h"
 #include "MediaKit/Rescue/SavedCopy.h"
 
 namespace tallowmark {
@@ -32,6 +33,8 @@ struct RepairPlan {
   /// Whether a copy can be made without a reference: the item was cut short, is a RAW file, or a
   /// photo that still has all it needs.
   bool isRepairableAlone(std::size_t item) const;
+  /// What an item is repaired with, in turn.
+  RepairTries tries(std::size_t item) const;
   /// Whether a copy can be made at all.
   bool isRepairable(std::size_t item) const;
 

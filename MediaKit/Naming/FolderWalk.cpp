@@ -68,12 +68,13 @@ std::vector<fs::directory_entry> entriesOf(const fs::path& folder, FolderWalk& w
 
 }  // namespace
 
-FolderWalk walkFolder(const fs::path& folder) {
+FolderWalk walkFolder(const fs::path& folder, const StopToken& stop) {
   FolderWalk walk;
   // Not recursion: folders can be nested deeper than the stack.
   std::vector<fs::directory_entry> pending = entriesOf(folder, walk);
   std::reverse(pending.begin(), pending.end());
   while (!pending.empty()) {
+    stop.check();
     const fs::directory_entry entry = pending.back();
     pending.pop_back();
     if (isHidden(entry.path())) {
@@ -93,13 +94,17 @@ FolderWalk walkFolder(const fs::path& folder) {
   return walk;
 }
 
-bool SeenFiles::isNew(const fs::path& file) {
+fs::path identityOf(const fs::path& file) {
   std::error_code error;
   fs::path one = fs::canonical(file, error);
   if (error) {
     one = fs::absolute(file, error).lexically_normal();
   }
-  return seen_.insert(error ? file : one).second;
+  return error ? file : one;
+}
+
+bool SeenFiles::isNew(const fs::path& file) {
+  return seen_.insert(identityOf(file)).second;
 }
 
 }  // namespace tallowmark

@@ -5,6 +5,8 @@
 #include <set>
 #include <vector>
 
+#include "DeviceKit/StopToken.h"
+
 namespace tallowmark {
 
 /// What walking a folder found.
@@ -18,8 +20,11 @@ struct FolderWalk {
 /// Walks `folder` with everything below it. Hidden files, hidden folders and the contents of
 /// packages (folders that the Mac shows as one document) are left out. A link to a file counts as
 /// the file; links to folders are not followed, so that links in a circle do no harm. Never throws
-/// for what it finds.
-FolderWalk walkFolder(const std::filesystem::path& folder);
+/// for what it finds, only Stopped.
+FolderWalk walkFolder(const std::filesystem::path& folder, const StopToken& stop = {});
+
+/// The same path for every spelling of a file and every link to it.
+std::filesystem::path identityOf(const std::filesystem::path& file);
 
 /// Tells files met before from new ones: the same file by another spelling or through a link is one
 /// file.

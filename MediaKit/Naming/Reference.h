@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "MediaKit/Naming/Kind.h"
@@ -15,6 +16,25 @@ namespace tallowmark {
 struct NamedFile {
   std::filesystem::path path;
   Kind kind = Kind::video;
+};
+
+/// Ranks healthy files by their names for any number of damaged ones; what the names tell is worked
+/// out once.
+class ReferenceRanking {
+ public:
+  ReferenceRanking(std::span<const NamedFile> healthy, std::span<const NamedFile> broken);
+
+  /// As rankReferences.
+  std::vector<std::size_t> rank(const NamedFile& damaged) const;
+
+ private:
+  struct Candidate {
+    Kind kind = Kind::video;
+    std::string key;
+    std::string extension;
+    bool sharesKeyWithBroken = false;
+  };
+  std::vector<Candidate> candidates_;
 };
 
 /// Which of the healthy files can teach how to repair `damaged`, by number, best first: of its kind

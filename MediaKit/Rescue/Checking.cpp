@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Rescue/Checking.h"
 
-#include <memory>
-
 #include "DeviceKit/DeviceError.h"
-#include "DeviceKit/FileSource.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Photo/JPEGRepair.h"
 #include "MediaKit/Rescue/Explain.h"
@@ -30,15 +27,10 @@ FileState::Any stateOf(const ByteSource& clip, const VideoRepair::Diagnosis& dia
   return FileState::NotAVideo{};
 }
 
-FileState::Any checkVideo(const std::filesystem::path& file) {
-  std::unique_ptr<FileSource> clip;
+FileState::Any checkVideo(const std::filesystem::path& file, const FileOpener& open) {
   try {
-    clip = std::make_unique<FileSource>(file.string());
-  } catch (const DeviceError& error) {
-    return FileState::Failed{"Couldn't read this file: " + std::string(error.what())};
-  }
-  try {
-    return stateOf(*clip, VideoRepair::diagnose(*clip));
+    const OpenedFile clip = open(file);
+    return stateOf(*clip.bytes, VideoRepair::diagnose(*clip.bytes));
   } catch (const DeviceError& error) {
     return FileState::Failed{"Couldn't read this file: " + std::string(error.what())};
   } catch (const MediaError& error) {
@@ -46,10 +38,9 @@ FileState::Any checkVideo(const std::filesystem::path& file) {
   }
 }
 
-FileState::Any checkRaw(const std::filesystem::path& file) {
+FileState::Any checkRaw(const std::filesystem::path& file, const FileOpener& open) {
   try {
-    const FileSource raw(file.string());
-    (void)raw.read(0, 1);
+    (void)open(file).bytes->read(0, 1);
     return FileState::RawFile{};
   } catch (const DeviceError&) {
     return FileState::Failed{"Couldn't read this file."};
@@ -76,26 +67,28 @@ FileState::Any stateOfPhoto(ByteView photo) {
 
 }  // namespace
 
-FileState::Any checkPhoto(const std::filesystem::path& photo) {
+FileState::Any checkPhoto(const std::filesystem::path& photo, const FileOpener& open) {
   try {
-    return stateOfPhoto(readWholePhoto(FileSource(photo.string())));
+    return stateOfPhoto(readWholePhoto(*open(photo).bytes));
   } catch (const DeviceError&) {
     return FileState::Failed{"Couldn't read this file."};
+  } catch (const Stopped&) {
+    throw;
   } catch (const std::exception& error) {
     return FileState::Failed{explain(error, false)};
   }
 }
 
-FileState::Any checkFile(const std::filesystem::path& file, Kind kind) {
+FileState::Any checkFile(const std::filesystem::path& file, Kind kind, const FileOpener& open) {
   switch (kind) {
     case Kind::raw:
-      return checkRaw(file);
+      return checkRaw(file, open);
     case Kind::photo:
-      return checkPhoto(file);
+      return checkPhoto(file, open);
     case Kind::video:
       break;
   }
-  return checkVideo(file);
+  return checkVideo(file, open);
 }
 
 }  // namespace tallowmark

@@ -2,40 +2,41 @@
 #include "MediaKit/Rescue/ReferenceFile.h"
 
 #include "DeviceKit/DeviceError.h"
-#include "DeviceKit/FileSource.h"
-#include "MediaKit/Container/ClipInfo.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Rescue/Checking.h"
 
 namespace tallowmark {
 
 namespace {
-bool givesClipInfo(const std::filesystem::path& file) {
+std::optional<ClipInfo> infoOf(const std::filesystem::path& clip, const FileOpener& open) {
   try {
-    return ClipInfo::of(FileSource(file.string())).has_value();
+    return ClipInfo::of(*open(clip).bytes);
   } catch (const DeviceError&) {
-    return false;
+    return std::nullopt;
   }
 }
 }  // namespace
 
-Kind requireReference(const std::filesystem::path& file) {
+ReferenceFile requireReference(const std::filesystem::path& file, const FileOpener& open) {
   // An unknown extension is given the benefit of the doubt: only a clip can be read without one.
-  const Kind kind = kindOf(file).value_or(Kind::video);
-  if (kind == Kind::raw) {
+  ReferenceFile reference{kindOf(file).value_or(Kind::video), {}};
+  if (reference.kind == Kind::raw) {
     throw MediaError::unsupported(
         "RAW files aren't used as references. Pick a JPEG photo or a clip from the same camera.");
   }
-  if (kind == Kind::photo &&
-      !std::holds_alternative<FileState::Healthy>(checkFile(file, Kind::photo))) {
+  if (reference.kind == Kind::photo &&
+      !std::holds_alternative<FileState::Healthy>(checkFile(file, Kind::photo, open))) {
     throw MediaError::unsupported(
         "That photo doesn't open either. Pick a photo that opens, taken on the same camera.");
   }
-  if (kind == Kind::video && !givesClipInfo(file)) {
-    throw MediaError::unsupported(
-        "That clip doesn't open either. Pick a clip that plays, recorded on the same camera.");
+  if (reference.kind == Kind::video) {
+    reference.info = infoOf(file, open);
+    if (!reference.info) {
+      throw MediaError::unsupported(
+          "That clip doesn't open either. Pick a clip that plays, recorded on the same camera.");
+    }
   }
-  return kind;
+  return reference;
 }
 
 }  // namespace tallowmark

@@ -2,13 +2,24 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 
+#include "MediaKit/Container/ClipInfo.h"
 #include "MediaKit/Naming/Kind.h"
+#include "MediaKit/Rescue/OpenedFile.h"
 
 namespace tallowmark {
 
-/// Makes sure that a file the user picked can serve as a reference, and returns its kind. Throws
-/// MediaError::unsupported with a sentence that says what to pick instead.
-Kind requireReference(const std::filesystem::path& file);
+/// A file that can serve as a reference.
+struct ReferenceFile {
+  Kind kind = Kind::video;
+  /// Of clips.
+  std::optional<ClipInfo> info;
+};
+
+/// Makes sure that a file the user picked can serve as a reference. Throws MediaError::unsupported
+/// with a sentence that says what to pick instead.
+ReferenceFile requireReference(const std::filesystem::path& file,
+                               const FileOpener& open = openFile);
 
 }  // namespace tallowmark

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Rescue/SavedCopy.h"
 
-#include <memory>
+#include <utility>
 
-#include "DeviceKit/FileSource.h"
 #include "MediaKit/Photo/PhotoRepair.h"
 #include "MediaKit/Photo/RAWPreview.h"
 #include "MediaKit/Rescue/CopyWriting.h"
@@ -15,69 +14,75 @@ namespace {
 
 namespace fs = std::filesystem;
 
+VideoRepair::Result writeClip(const DamagedFile& clip, const OpenedFile& source,
+                              const ByteSource* teacher, FileSink& copy, const Progress& progress,
+                              const StopToken& stop) {
+  if (clip.learnt && clip.learnt->identity == source.identity) {
+    VideoRepair::write(clip.learnt->plan, *source.bytes, copy, progress, stop);
+    return clip.learnt->plan.result;
+  }
+  return VideoRepair::repair(*source.bytes, teacher, copy, progress, stop);
+}
+
 SavedCopy saveClip(const DamagedFile& clip, const fs::path& folder, const Progress& progress,
-                   const StopToken& stop) {
-  const FileSource source(clip.path.string());
-  const auto teacher =
-      clip.reference ? std::make_unique<FileSource>(clip.reference->string()) : nullptr;
+                   const StopToken& stop, const FileOpener& open) {
+  const OpenedFile source = open(clip.path);
+  const bool known = clip.learnt && clip.learnt->identity == source.identity;
+  const OpenedFile teacher = clip.reference && !known ? open(*clip.reference) : OpenedFile{};
   VideoRepair::Result result;
   const fs::path path = writeCopy(
-      {clip.path, SavedAs::repaired, folder, source.modificationTime(), source.size()},
+      {clip.path, SavedAs::repaired, folder, source.identity.modified, source.bytes->size()},
       [&](FileSink& copy) {
-        result = VideoRepair::repair(source, teacher.get(), copy, progress, stop);
+        result = writeClip(clip, source, teacher.bytes.get(), copy, progress, stop);
+        requireUnchanged(source, clip.path);
       },
       stop);
   return {path, result};
 }
 
-fs::path writePicture(const FileSource& original, SavedAs how, const fs::path& folder,
-                      const std::vector<std::uint8_t>& jpeg, const StopToken& stop) {
+fs::path writePicture(const NewCopy& copy, const std::vector<std::uint8_t>& jpeg,
+                      const StopToken& stop) {
   return writeCopy(
-      {original.path(), how, folder, original.modificationTime(), jpeg.size()},
-      [&](FileSink& copy) { copy.append(jpeg); }, stop);
-}
-
-SavedCopy savePhoto(const DamagedFile& photo, const fs::path& folder, const ImageService& images,
-                    const StopToken& stop) {
-  const FileSource source(photo.path.string());
-  const std::vector<std::uint8_t> bytes = readWholePhoto(source);
-  std::vector<std::uint8_t> teacher;
-  std::optional<ByteView> reference;
-  if (photo.reference) {
-    teacher = readWholePhoto(FileSource(photo.reference->string()));
-    reference = teacher;
-  }
-  stop.check();
-  const JPEGRepair::Repaired repaired = repairPhoto(bytes, reference, images);
-  stop.check();
-  return {writePicture(source, SavedAs::repaired, folder, repaired.bytes, stop), repaired.result};
-}
-
-SavedCopy savePictureOf(const DamagedFile& raw, const fs::path& folder, const ImageService& images,
-                        const StopToken& stop) {
-  const FileSource source(raw.path.string());
-  const std::vector<std::uint8_t> bytes = readWholePhoto(source);
-  stop.check();
-  const RAWPreview::Found found = RAWPreview::extract(bytes, images);
-  stop.check();
-  return {writePicture(source, SavedAs::rescued, folder, found.jpeg, stop),
-          RescuedPicture{found.width, found.height, found.incomplete, found.keptDetails}};
+      copy, [&](FileSink& sink) { sink.append(jpeg); }, stop);
 }
 
 }  // namespace
 
+MadePicture repairPicture(const DamagedFile& photo, const ImageService& images,
+                          const StopToken& stop, const FileOpener& open) {
+  const OpenedFile source = open(photo.path);
+  const std::vector<std::uint8_t> bytes = readWholePhoto(*source.bytes);
+  requireUnchanged(source, photo.path);
+  stop.check();
+  if (photo.kind == Kind::raw) {
+    RAWPreview::Found found = RAWPreview::extract(bytes, images);
+    return {std::move(found.jpeg),
+            RescuedPicture{found.width, found.height, found.incomplete, found.keptDetails},
+            source.identity.modified};
+  }
+  std::vector<std::uint8_t> teacher;
+  std::optional<ByteView> reference;
+  if (photo.reference) {
+    teacher = readWholePhoto(*open(*photo.reference).bytes);
+    reference = teacher;
+  }
+  stop.check();
+  JPEGRepair::Repaired repaired = repairPhoto(bytes, reference, images);
+  return {std::move(repaired.bytes), std::move(repaired.result), source.identity.modified};
+}
+
 SavedCopy saveRepairedCopy(const DamagedFile& file, const fs::path& folder,
                            const ImageService& images, const Progress& progress,
-                           const StopToken& stop) {
-  switch (file.kind) {
-    case Kind::photo:
-      return savePhoto(file, folder, images, stop);
-    case Kind::raw:
-      return savePictureOf(file, folder, images, stop);
-    case Kind::video:
-      break;
+                           const StopToken& stop, const FileOpener& open) {
+  if (file.kind == Kind::video) {
+    return saveClip(file, folder, progress, stop, open);
   }
-  return saveClip(file, folder, progress, stop);
+  MadePicture made = repairPicture(file, images, stop, open);
+  stop.check();
+  const SavedAs how = file.kind == Kind::raw ? SavedAs::rescued : SavedAs::repaired;
+  const fs::path path =
+      writePicture({file.path, how, folder, made.modified, made.jpeg.size()}, made.jpeg, stop);
+  return {path, std::move(made.facts)};
 }
 
 }  // namespace tallowmark

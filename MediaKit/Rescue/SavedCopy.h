@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
+#include <ctime>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <variant>
+#include <vector>
 
 #include "DeviceKit/StopToken.h"
 #include "MediaKit/Naming/Kind.h"
 #include "MediaKit/Photo/ImageService.h"
 #include "MediaKit/Photo/JPEGRepair.h"
+#include "MediaKit/Rescue/LearntClip.h"
+#include "MediaKit/Rescue/OpenedFile.h"
 #include "MediaKit/Video/VideoRepair.h"
 
 namespace tallowmark {
@@ -19,6 +25,8 @@ struct DamagedFile {
   Kind kind = Kind::video;
   /// A good file of the same kind from the same camera; RAW files need none.
   std::optional<std::filesystem::path> reference;
+  /// What an earlier look at the clip gave, if any; used while the clip is the same.
+  std::shared_ptr<const LearntClip> learnt = nullptr;
 };
 
 /// The picture that was stored in a RAW file.
@@ -34,6 +42,18 @@ struct RescuedPicture {
 /// What a copy of a clip, a photo, a RAW file holds.
 using CopyFacts = std::variant<VideoRepair::Result, JPEGRepair::Result, RescuedPicture>;
 
+/// A photo that was repaired, or the picture of a RAW file, in memory.
+struct MadePicture {
+  std::vector<std::uint8_t> jpeg;
+  CopyFacts facts;
+  /// The original's time.
+  timespec modified{};
+};
+
+/// Repairs a photo or RAW file without writing anything. Throws as saveRepairedCopy.
+MadePicture repairPicture(const DamagedFile& photo, const ImageService& images,
+                          const StopToken& stop, const FileOpener& open = openFile);
+
 /// A copy that stands complete in its folder.
 struct SavedCopy {
   std::filesystem::path path;
@@ -42,9 +62,10 @@ struct SavedCopy {
 
 /// Repairs a file straight into `folder`, under a name that replaces nothing and with the
 /// original's modification time; there is no partial file when it throws. Throws MediaError,
-/// DeviceError, Stopped; unsupported with a sentence when the folder has not the room.
+/// DeviceError, Stopped; unsupported with a sentence when the folder has not the room or the file
+/// changes meanwhile.
 SavedCopy saveRepairedCopy(const DamagedFile& file, const std::filesystem::path& folder,
                            const ImageService& images, const Progress& progress,
-                           const StopToken& stop);
+                           const StopToken& stop, const FileOpener& open = openFile);
 
 }  // namespace tallowmark

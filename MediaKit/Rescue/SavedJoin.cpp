@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Rescue/SavedJoin.h"
 
-#include <vector>
-
 #include "DeviceKit/FileSource.h"
 #include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Join/Compatibility.h"
@@ -12,16 +10,6 @@
 namespace tallowmark {
 
 namespace {
-
-std::vector<ClipJoin::Part> readParts(std::span<const std::filesystem::path> files,
-                                      const StopToken& stop) {
-  std::vector<ClipJoin::Part> parts;
-  for (const std::filesystem::path& file : files) {
-    stop.check();
-    parts.push_back(ClipJoin::readPart(file));
-  }
-  return parts;
-}
 
 JoinState::Saved save(std::span<const ClipJoin::Part> parts, const std::filesystem::path& folder,
                       const Progress& progress, const StopToken& stop) {
@@ -40,11 +28,21 @@ JoinState::Saved save(std::span<const ClipJoin::Part> parts, const std::filesyst
 
 }  // namespace
 
+std::vector<ClipJoin::Part> readJoinParts(std::span<const std::filesystem::path> files,
+                                          const StopToken& stop) {
+  std::vector<ClipJoin::Part> parts;
+  for (const std::filesystem::path& file : files) {
+    stop.check();
+    parts.push_back(ClipJoin::readPart(file));
+  }
+  return parts;
+}
+
 JoinState::Any saveJoinedClip(std::span<const std::filesystem::path> parts,
                               const std::filesystem::path& folder, const Progress& progress,
                               const StopToken& stop) {
   try {
-    const std::vector<ClipJoin::Part> read = readParts(parts, stop);
+    const std::vector<ClipJoin::Part> read = readJoinParts(parts, stop);
     if (const auto reason = ClipJoin::incompatibility(read)) {
       return JoinState::Incompatible{*reason};
     }

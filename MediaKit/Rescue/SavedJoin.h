@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "DeviceKit/StopToken.h"
 #include "MediaKit/Join/ClipJoin.h"
@@ -31,6 +32,11 @@ struct Failed {
 using Any = std::variant<Saved, Incompatible, Failed>;
 
 }  // namespace JoinState
+
+/// Opens and parses the parts of a recording, in the order given. Throws as ClipJoin::readPart, and
+/// Stopped.
+std::vector<ClipJoin::Part> readJoinParts(std::span<const std::filesystem::path> files,
+                                          const StopToken& stop);
 
 /// Joins the parts, in playing order, into a clip in `folder` that is named after the first part
 /// and has its modification time. Replaces nothing; there is no partial file unless it returns

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "TallowmarkRepair/Model/ClipJobs.h"
+
+#include "DeviceKit/PendingFile.h"
+#include "MediaKit/Rescue/Checking.h"
+#include "MediaKit/Rescue/Explain.h"
+#include "TallowmarkRepair/Model/Summaries.h"
+
+namespace tallowmark::ClipJobs {
+
+FileState::Any run(const Check& job, const Surroundings& with, const StopToken& stop) {
+  try {
+    return checkFile(job.file, job.kind, stoppable(with.open, stop));
+  } catch (const Stopped&) {
+    throw;
+  } catch (const std::exception& error) {
+    return FileState::Failed{explain(error, false)};
+  }
+}
+
+PreviewResult run(const Preview& job, const Surroundings& with, const Progress& progress,
+                  const StopToken& stop) {
+  PreviewResult result;
+  const FileOpener open = stoppable(with.open, stop);
+  try {
+    (void)firstThatServes(job.tries, [&](const std::optional<std::filesystem::path>& reference) {
+      result.reference = reference;
+      const RepairPreview made = previewRepair({job.file, job.kind, reference}, job.files,
+                                               *with.images, with.previewer, progress, stop, open);
+      result.state = Clip::Preview{summaryOf(made.facts)};
+      result.learnt = made.learnt;
+      if (made.viewable) result.preview = job.files.preview;
+    });
+  } catch (const Stopped&) {
+    throw;
+  } catch (const std::exception& error) {
+    result.state = Clip::Failed{explain(error, result.reference.has_value())};
+  }
+  return result;
+}
+
+SaveResult run(const Save& job, const Surroundings& with, const Progress& progress,
+               const StopToken& stop) {
+  try {
+    removeAbandonedFiles(job.folder);
+    SavedCopy saved = saveRepairedCopy(job.file, job.folder, *with.images, progress, stop,
+                                       stoppable(with.open, stop));
+    return {Clip::Saved{summaryOf(saved.facts)}, std::move(saved.path)};
+  } catch (const Stopped&) {
+    throw;
+  } catch (const std::exception& error) {
+    return {Clip::Failed{explain(error, job.file.reference.has_value())}, {}};
+  }
+}
+
+}  // namespace tallowmark::ClipJobs

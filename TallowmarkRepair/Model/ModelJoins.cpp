@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The part of RepairModel that has to do with split recordings.
+#include <algorithm>
+
+#include "TallowmarkRepair/Model/RepairModel.h"
+
+namespace tallowmark {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool contains(const std::vector<fs::path>& parts, const fs::path& part) {
+  return std::find(parts.begin(), parts.end(), part) != parts.end();
+}
+
+bool containsAll(const std::vector<fs::path>& parts, const std::vector<fs::path>& others) {
+  return std::all_of(others.begin(), others.end(),
+                     [&](const fs::path& other) { return contains(parts, other); });
+}
+
+}  // namespace
+
+void RepairModel::findSplitRecordings() {
+  for (auto& recording : splitRecordingsAmong(clips())) {
+    if (!updateKnownRecording(recording) && splitRecording(recording.front()) == nullptr) {
+      prepareNewJoin(std::move(recording), true);
+    }
+  }
+}
+
+// Chapters may be added one after another: a recording that was found grows with them, until it is
+// saved.
+bool RepairModel::updateKnownRecording(const std::vector<fs::path>& recording) {
+  const auto known = std::find_if(joins().begin(), joins().end(), [&](const Join& join) {
+    return join.foundAutomatically && !join.parts.empty() && containsAll(recording, join.parts);
+  });
+  if (known == joins().end()) {
+    return false;
+  }
+  if (known->parts != recording && !known->is<Join::Saved>() && !known->is<Join::Joining>()) {
+    Join grown = *known;
+    grown.parts = recording;
+    const QUuid id = grown.id;
+    joins_.replace(std::move(grown));
+    joinWork_.prepare(id);
+  }
+  return true;
+}
+
+void RepairModel::join(std::vector<fs::path> urls) {
+  std::stable_sort(urls.begin(), urls.end(), [](const fs::path& a, const fs::path& b) {
+    return a.filename() < b.filename();
+  });
+  prepareNewJoin(std::move(urls), false);
+}
+
+void RepairModel::prepareNewJoin(std::vector<fs::path> parts, bool foundAutomatically) {
+  const QUuid id = QUuid::createUuid();
+  joins_.append({Join{id, std::move(parts), foundAutomatically}});
+  joinWork_.prepare(id);
+}
+
+const Join* RepairModel::splitRecording(const fs::path& url) const {
+  const auto found = std::find_if(joins().begin(), joins().end(),
+                                  [&](const Join& join) { return contains(join.parts, url); });
+  return found == joins().end() ? nullptr : &*found;
+}
+
+std::optional<std::pair<std::size_t, std::size_t>> RepairModel::splitPart(
+    const fs::path& url) const {
+  const Join* join = splitRecording(url);
+  if (join == nullptr) {
+    return std::nullopt;
+  }
+  const auto place = std::find(join->parts.begin(), join->parts.end(), url) - join->parts.begin();
+  return std::pair(static_cast<std::size_t>(place) + 1, join->parts.size());
+}
+
+}  // namespace tallowmark

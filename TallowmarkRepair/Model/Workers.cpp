@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "TallowmarkRepair/Model/Workers.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <utility>
+
+namespace tallowmark {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// At most thirty times a second.
+constexpr std::chrono::milliseconds leastBetweenReports{34};
+
+Progress throttled(std::function<void(double)> report) {
+  auto last = std::make_shared<Clock::time_point>(Clock::now());
+  return [report = std::move(report), last](double fraction) {
+    if (const auto now = Clock::now(); now - *last >= leastBetweenReports) {
+      *last = now;
+      report(fraction);
+    }
+  };
+}
+
+}  // namespace
+
+Workers::Workers(int threads) {
+  pool_.setMaxThreadCount(std::max(threads, 1));
+}
+
+Workers::~Workers() {
+  cancelAll();
+  pool_.waitForDone();
+}
+
+bool Workers::isCurrent(const QUuid& item, quint64 ticket) const {
+  const auto job = jobs_.find(item);
+  return job != jobs_.end() && job->second.ticket == ticket;
+}
+
+void Workers::start(const QUuid& item, Urgency urgency, Work work,
+                    const std::function<void(double)>& progress) {
+  cancel(item);
+  const quint64 ticket = ++lastTicket_;
+  const StopToken stop = (jobs_[item] = {ticket, {}}).stop.token();
+  const auto onMainThread = [this, item, ticket](std::function<void()> call, bool last) {
+    QMetaObject::invokeMethod(
+        this,
+        [this, item, ticket, call = std::move(call), last] {
+          if (isCurrent(item, ticket)) {
+            if (last) jobs_.erase(item);
+            call();
+          }
+        },
+        Qt::QueuedConnection);
+  };
+  const Progress report = throttled([onMainThread, progress](double fraction) {
+    if (progress) {
+      onMainThread([progress, fraction] { progress(fraction); }, false);
+    }
+  });
+  pool_.start(
+      [work = std::move(work), stop, onMainThread, report] {
+        try {
+          stop.check();
+          onMainThread(work(report, stop), true);
+        } catch (const Stopped&) {
+          // Nobody waits for it.
+        }
+      },
+      static_cast<int>(urgency));
+}
+
+void Workers::cancel(const QUuid& item) {
+  if (const auto job = jobs_.find(item); job != jobs_.end()) {
+    job->second.stop.requestStop();
+    jobs_.erase(job);
+  }
+}
+
+void Workers::cancelAll() {
+  for (auto& [item, job] : jobs_) job.stop.requestStop();
+  jobs_.clear();
+}
+
+}  // namespace tallowmark
