@@ -9,6 +9,7 @@
 #include "CommandLine/ProgressBar.h"
 #include "CommandLine/RepairPlan.h"
 #include "CommandLine/Sentences.h"
+#include "DecoderKit/FFmpegTrial.h"
 #include "ImageKit/LibraryImageService.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Rescue/Explain.h"
@@ -65,7 +66,7 @@ class Repairer {
     outcome.reference = reference;
     const Item& damaged = plan_.items[item];
     SavedCopy saved = saveRepairedCopy({damaged.path, *damaged.kind, reference}, folder_, images_,
-                                       progress, stop);
+                                       progress, stop, openFile, picturesDecode);
     outcome.output = std::move(saved.path);
     outcome.facts = std::move(saved.facts);
   }

@@ -66,7 +66,8 @@ bool makeClipPreview(const PreviewFiles& files, const std::function<void(FileSin
 
 RepairPreview previewClip(const DamagedFile& clip, const PreviewFiles& files,
                           const ClipPreviewer& previewer, const Progress& progress,
-                          const StopToken& stop, const FileOpener& open) {
+                          const StopToken& stop, const FileOpener& open,
+                          const PictureTrial& trial) {
   const OpenedFile source = open(clip.path);
   const OpenedFile teacher = clip.reference ? open(*clip.reference) : OpenedFile{};
   const auto walking = [&](double fraction) {
@@ -77,6 +78,8 @@ RepairPreview previewClip(const DamagedFile& clip, const PreviewFiles& files,
   auto learnt = std::make_shared<LearntClip>();
   learnt->identity = source.identity;
   learnt->plan = VideoRepair::plan(*source.bytes, teacher.bytes.get(), walking, stop);
+  requireDecodable(learnt->plan, *source.bytes, teacher.bytes.get(), files.full.parent_path(),
+                   trial, stop);
   requireUnchanged(source, clip.path);
   const auto start = [&](FileSink& sink) {
     VideoRepair::write(VideoRepair::clipStart(learnt->plan.movie, previewSeconds), *source.bytes,
@@ -113,10 +116,10 @@ bool makeSeamPreview(const std::vector<ClipJoin::Part>& parts, const PreviewFile
 
 RepairPreview previewRepair(const DamagedFile& file, const PreviewFiles& files,
                             const ImageService& images, const ClipPreviewer& previewer,
-                            const Progress& progress, const StopToken& stop,
-                            const FileOpener& open) {
+                            const Progress& progress, const StopToken& stop, const FileOpener& open,
+                            const PictureTrial& trial) {
   if (file.kind == Kind::video) {
-    return previewClip(file, files, previewer, progress, stop, open);
+    return previewClip(file, files, previewer, progress, stop, open, trial);
   }
   MadePicture made = repairPicture(file, images, stop, open);
   stop.check();

@@ -42,7 +42,7 @@ struct RepairPreview {
 RepairPreview previewRepair(const DamagedFile& file, const PreviewFiles& files,
                             const ImageService& images, const ClipPreviewer& previewer,
                             const Progress& progress, const StopToken& stop,
-                            const FileOpener& open = openFile);
+                            const FileOpener& open = openFile, const PictureTrial& trial = {});
 
 namespace JoinState {
 /// The parts fit together.

@@ -14,18 +14,28 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// What plans a clip anew where it is not known from before.
+struct ClipPlanning {
+  const ByteSource* teacher = nullptr;
+  fs::path folder;
+  const PictureTrial& trial;
+};
+
 VideoRepair::Result writeClip(const DamagedFile& clip, const OpenedFile& source,
-                              const ByteSource* teacher, FileSink& copy, const Progress& progress,
+                              const ClipPlanning& with, FileSink& copy, const Progress& progress,
                               const StopToken& stop) {
   if (clip.learnt && clip.learnt->identity == source.identity) {
     VideoRepair::write(clip.learnt->plan, *source.bytes, copy, progress, stop);
     return clip.learnt->plan.result;
   }
-  return VideoRepair::repair(*source.bytes, teacher, copy, progress, stop);
+  const VideoRepair::Plan plan = VideoRepair::plan(*source.bytes, with.teacher, progress, stop);
+  requireDecodable(plan, *source.bytes, with.teacher, with.folder, with.trial, stop);
+  VideoRepair::write(plan, *source.bytes, copy, VideoRepair::writingProgress(plan, progress), stop);
+  return plan.result;
 }
 
 SavedCopy saveClip(const DamagedFile& clip, const fs::path& folder, const Progress& progress,
-                   const StopToken& stop, const FileOpener& open) {
+                   const StopToken& stop, const FileOpener& open, const PictureTrial& trial) {
   const OpenedFile source = open(clip.path);
   const bool known = clip.learnt && clip.learnt->identity == source.identity;
   const OpenedFile teacher = clip.reference && !known ? open(*clip.reference) : OpenedFile{};
@@ -33,7 +43,8 @@ SavedCopy saveClip(const DamagedFile& clip, const fs::path& folder, const Progre
   const fs::path path = writeCopy(
       {clip.path, SavedAs::repaired, folder, source.identity.modified, source.bytes->size()},
       [&](FileSink& copy) {
-        result = writeClip(clip, source, teacher.bytes.get(), copy, progress, stop);
+        result =
+            writeClip(clip, source, {teacher.bytes.get(), folder, trial}, copy, progress, stop);
         requireUnchanged(source, clip.path);
       },
       stop);
@@ -73,9 +84,10 @@ MadePicture repairPicture(const DamagedFile& photo, const ImageService& images,
 
 SavedCopy saveRepairedCopy(const DamagedFile& file, const fs::path& folder,
                            const ImageService& images, const Progress& progress,
-                           const StopToken& stop, const FileOpener& open) {
+                           const StopToken& stop, const FileOpener& open,
+                           const PictureTrial& trial) {
   if (file.kind == Kind::video) {
-    return saveClip(file, folder, progress, stop, open);
+    return saveClip(file, folder, progress, stop, open, trial);
   }
   MadePicture made = repairPicture(file, images, stop, open);
   stop.check();

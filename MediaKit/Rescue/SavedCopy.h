@@ -15,6 +15,7 @@
 #include "MediaKit/Photo/JPEGRepair.h"
 #include "MediaKit/Rescue/LearntClip.h"
 #include "MediaKit/Rescue/OpenedFile.h"
+#include "MediaKit/Rescue/PictureTrial.h"
 #include "MediaKit/Video/VideoRepair.h"
 
 namespace tallowmark {
@@ -63,9 +64,10 @@ struct SavedCopy {
 /// Repairs a file straight into `folder`, under a name that replaces nothing and with the
 /// original's modification time; there is no partial file when it throws. Throws MediaError,
 /// DeviceError, Stopped; unsupported with a sentence when the folder has not the room or the file
-/// changes meanwhile.
+/// changes meanwhile. Where `trial` can, pictures of rebuilt clips are tried first.
 SavedCopy saveRepairedCopy(const DamagedFile& file, const std::filesystem::path& folder,
                            const ImageService& images, const Progress& progress,
-                           const StopToken& stop, const FileOpener& open = openFile);
+                           const StopToken& stop, const FileOpener& open = openFile,
+                           const PictureTrial& trial = {});
 
 }  // namespace tallowmark

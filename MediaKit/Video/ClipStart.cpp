@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <utility>
 
 #include "MediaKit/Container/SaturatingMath.h"
 
@@ -92,17 +93,12 @@ class Moved {
   std::vector<std::uint64_t> ahead_;
 };
 
-}  // namespace
-
-ClipStart clipStart(const Movie& movie, double seconds) {
-  ClipStart start{movie, {}};
-  for (Track& track : start.movie.tracks) {
-    track.samples = startingBefore(ticksIn(seconds, track), track.samples);
-  }
-  std::erase_if(start.movie.tracks, [](const Track& track) { return track.samples.empty(); });
-  start.ranges = rangesOf(start.movie);
-  const Moved moved(start.ranges);
-  for (Track& track : start.movie.tracks) {
+// The movie with its samples' offsets counted in the ranges that hold them.
+ClipStart gather(Movie movie) {
+  std::erase_if(movie.tracks, [](const Track& track) { return track.samples.empty(); });
+  std::vector<ByteRange> ranges = rangesOf(movie);
+  const Moved moved(ranges);
+  for (Track& track : movie.tracks) {
     SampleList samples;
     for (const SampleRun& run : track.samples.runs()) {
       Sample first = run.first;
@@ -111,7 +107,45 @@ ClipStart clipStart(const Movie& movie, double seconds) {
     }
     track.samples = std::move(samples);
   }
-  return start;
+  return {std::move(movie), std::move(ranges)};
+}
+
+}  // namespace
+
+ClipStart clipStart(const Movie& movie, double seconds) {
+  Movie start = movie;
+  for (Track& track : start.tracks) {
+    track.samples = startingBefore(ticksIn(seconds, track), track.samples);
+  }
+  return gather(std::move(start));
+}
+
+ClipStart excerptOf(const Movie& movie, std::uint64_t first, std::uint64_t count) {
+  Movie excerpt = movie;
+  Track video = *movie.videoTrack();
+  video.mediaStart = 0;
+  video.startDelay = 0;
+  video.samples.clear();
+  const SampleList& all = movie.videoTrack()->samples;
+  for (Sample sample : all.slice(first, std::min(all.size(), saturatingAdd(first, count)))) {
+    sample.compositionOffset = 0;
+    video.samples.append(sample);
+  }
+  excerpt.tracks = {std::move(video)};
+  return gather(std::move(excerpt));
+}
+
+std::vector<std::uint64_t> keyPictures(const Movie& movie, std::size_t most) {
+  std::vector<std::uint64_t> keys;
+  if (movie.videoTrack() != nullptr) {
+    for (const SampleRun& run : movie.videoTrack()->samples.runs()) {
+      if (run.first.isSync) keys.push_back(run.start);
+    }
+  }
+  std::vector<std::uint64_t> spread;
+  const std::size_t count = std::min(most, keys.size());
+  for (std::size_t i = 0; i < count; ++i) spread.push_back(keys[i * keys.size() / count]);
+  return spread;
 }
 
 void write(const ClipStart& start, const ByteSource& source, FileSink& destination,

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "MediaKit/Container/MovieWriter.h"
@@ -18,6 +20,13 @@ struct ClipStart {
 /// What plays in the first `seconds` of a movie whose sample offsets are positions in its file.
 /// However its index lies about time and place, the media is a gigabyte a track at most.
 ClipStart clipStart(const Movie& movie, double seconds);
+
+/// Some pictures of a movie's video from number `first` on, without sound, in the order they are
+/// decoded in.
+ClipStart excerptOf(const Movie& movie, std::uint64_t first, std::uint64_t count);
+
+/// Numbers of up to `most` key pictures of a movie's video, spread evenly over it.
+std::vector<std::uint64_t> keyPictures(const Movie& movie, std::size_t most);
 
 /// Writes a playable movie. `source` is the file that the movie was of. Throws as MovieWriter.
 void write(const ClipStart& start, const ByteSource& source, FileSink& destination,

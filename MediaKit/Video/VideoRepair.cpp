@@ -87,19 +87,16 @@ void write(const Plan& plan, const ByteSource& source, FileSink& destination,
   MovieWriter::write(plan.movie, source, writtenRange(plan.movie), destination, progress, stop);
 }
 
-namespace {
-
 // Working out a rebuild takes the first half of the progress, writing it the second.
-Progress secondHalf(const Progress& progress) {
-  return progress ? [progress](double fraction) { progress(0.5 + fraction * 0.5); } : progress;
+Progress writingProgress(const Plan& plan, const Progress& progress) {
+  return progress && plan.rebuilt ? [progress](double fraction) { progress(0.5 + fraction * 0.5); }
+                                  : progress;
 }
-
-}  // namespace
 
 Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
               const Progress& progress, const StopToken& stop) {
   const Plan repaired = plan(source, reference, progress, stop);
-  write(repaired, source, destination, repaired.rebuilt ? secondHalf(progress) : progress, stop);
+  write(repaired, source, destination, writingProgress(repaired, progress), stop);
   return repaired.result;
 }
 
@@ -113,7 +110,7 @@ Result trim(const ByteSource& source, FileSink& destination, const Progress& pro
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
                const Progress& progress, const StopToken& stop) {
   const Plan rebuilt = planRebuild(source, reference, progress, stop);
-  write(rebuilt, source, destination, secondHalf(progress), stop);
+  write(rebuilt, source, destination, writingProgress(rebuilt, progress), stop);
   return rebuilt.result;
 }
 

@@ -77,6 +77,9 @@ Plan plan(const ByteSource& source, const ByteSource* reference, const Progress&
 void write(const Plan& plan, const ByteSource& source, FileSink& destination,
            const Progress& progress = {}, const StopToken& stop = {});
 
+/// What reports the writing of a plan so that it goes on where working it out left `progress`.
+Progress writingProgress(const Plan& plan, const Progress& progress);
+
 /// Trims a clip that was cut short, copies a healthy one, or rebuilds a missing index by what
 /// `reference`, a good clip of the same camera (null for none), teaches. Throws MediaError with the
 /// user's sentence, DeviceError of either end, Stopped; `destination` then holds nothing of use.

@@ -25,8 +25,9 @@ PreviewResult run(const Preview& job, const Surroundings& with, const Progress& 
   try {
     (void)firstThatServes(job.tries, [&](const std::optional<std::filesystem::path>& reference) {
       result.reference = reference;
-      const RepairPreview made = previewRepair({job.file, job.kind, reference}, job.files,
-                                               *with.images, with.previewer, progress, stop, open);
+      const RepairPreview made =
+          previewRepair({job.file, job.kind, reference}, job.files, *with.images, with.previewer,
+                        progress, stop, open, with.trial);
       result.state = Clip::Preview{summaryOf(made.facts)};
       result.learnt = made.learnt;
       if (made.viewable) result.preview = job.files.preview;
@@ -44,7 +45,7 @@ SaveResult run(const Save& job, const Surroundings& with, const Progress& progre
   try {
     removeAbandonedFiles(job.folder);
     SavedCopy saved = saveRepairedCopy(job.file, job.folder, *with.images, progress, stop,
-                                       stoppable(with.open, stop));
+                                       stoppable(with.open, stop), with.trial);
     return {Clip::Saved{summaryOf(saved.facts)}, std::move(saved.path)};
   } catch (const Stopped&) {
     throw;

@@ -8,6 +8,7 @@
 
 #include "MediaKit/Photo/ImageService.h"
 #include "MediaKit/Rescue/OpenedFile.h"
+#include "MediaKit/Rescue/PictureTrial.h"
 #include "MediaKit/Rescue/Previewing.h"
 #include "TallowmarkRepair/Model/ScratchFolder.h"
 
@@ -19,6 +20,8 @@ struct Surroundings {
   std::shared_ptr<const ImageService> images;
   /// Without one there are no previews of clips.
   ClipPreviewer previewer;
+  /// Without one rebuilt clips are believed untried.
+  PictureTrial trial;
   FileOpener open = openFile;
   /// Where the scratch folder is made.
   std::filesystem::path scratchParent = ScratchFolder::defaultParent();

@@ -92,6 +92,34 @@ TEST_F(RepairTests, tryAnotherSortOfReferenceWhereTheFirstFails) {
   EXPECT_EQ(line["reference"], good.string());
 }
 
+// The frames are found either way; only their parameter sets are another camera's.
+TEST_F(RepairTests, refuseAReferenceWhosePicturesHaveAnotherSize) {
+  for (const char* codec : {"libx264", "libx265"}) {
+    const ClipRecipe small{
+        .codec = codec, .audio = "", .seconds = 1, .width = 640, .height = 480, .keyInterval = 5};
+    ClipRecipe large = small;
+    large.width = 1280;
+    large.height = 720;
+    for (const auto& [damaged, reference] : {std::pair{small, large}, {large, small}}) {
+      const fs::path clip =
+          writeFile(folder / "size.mp4", withoutIndex(contentsOf(makeClip(damaged))));
+      const auto repair = [&](const ClipRecipe& with) {
+        return linesOf(tallowmark(
+                           {"repair", "--json", "--to", out, clip, "--reference", makeClip(with)}))
+            .at(0);
+      };
+      EXPECT_EQ(
+          repair(reference).value("message", ""),
+          "No video from this camera was found in the clip. Check that the reference clip was "
+          "recorded on the same camera, at the same resolution and frame rate.")
+          << codec;
+      EXPECT_TRUE(namesIn(out).empty());
+      EXPECT_EQ(repair(damaged)["state"], "saved") << codec;
+      fs::remove_all(out);
+    }
+  }
+}
+
 TEST_F(RepairTests, leaveNothingBehindWhenTheDiskIsFull) {
   const std::uint64_t little = 20'000;
   const auto result = Process(call({"repair", "--json", "--to", out, cut}), little).wait();
