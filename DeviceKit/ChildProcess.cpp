@@ -46,10 +46,10 @@ class SpawnAttributes {
  public:
   SpawnAttributes() {
     ::posix_spawnattr_init(&attributes_);
-    sigset_t ordinary{};
-    ::sigemptyset(&ordinary);
-    ::sigaddset(&ordinary, SIGPIPE);
-    ::sigaddset(&ordinary, SIGXFSZ);
+    sigset_t ordinary{};  // filled by macros on the Mac, which take no "::"
+    (void)sigemptyset(&ordinary);
+    (void)sigaddset(&ordinary, SIGPIPE);
+    (void)sigaddset(&ordinary, SIGXFSZ);
     ::posix_spawnattr_setsigdefault(&attributes_, &ordinary);
     ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
   }
