@@ -97,6 +97,7 @@ int millisecondsUntil(Deadline deadline) {
 
 ChildProcess::ChildProcess(std::vector<std::string> command, int output) {
   std::vector<char*> words;
+  words.reserve(command.size() + 1);
   for (std::string& word : command) words.push_back(word.data());
   words.push_back(nullptr);
   const SpawnActions actions(output);
