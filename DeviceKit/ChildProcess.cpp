@@ -46,10 +46,10 @@ class SpawnAttributes {
  public:
   SpawnAttributes() {
     ::posix_spawnattr_init(&attributes_);
-    sigset_t ordinary{};
-    ::sigemptyset(&ordinary);
-    ::sigaddset(&ordinary, SIGPIPE);
-    ::sigaddset(&ordinary, SIGXFSZ);
+    sigset_t ordinary{};  // filled by macros on the Mac, which take no "::"
+    (void)sigemptyset(&ordinary);
+    (void)sigaddset(&ordinary, SIGPIPE);
+    (void)sigaddset(&ordinary, SIGXFSZ);
     ::posix_spawnattr_setsigdefault(&attributes_, &ordinary);
     ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
   }
@@ -97,6 +97,7 @@ int millisecondsUntil(Deadline deadline) {
 
 ChildProcess::ChildProcess(std::vector<std::string> command, int output) {
   std::vector<char*> words;
+  words.reserve(command.size() + 1);
   for (std::string& word : command) words.push_back(word.data());
   words.push_back(nullptr);
   const SpawnActions actions(output);

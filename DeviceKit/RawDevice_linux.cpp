@@ -30,12 +30,14 @@ std::unique_ptr<std::uint8_t, AlignedDelete> alignedBytes(std::size_t count) {
       static_cast<std::uint8_t*>(::operator new(count, alignment)));
 }
 
-// /sys/dev/block/8:17 links to …/block/sdb/sdb1: a partition lies inside its disk.
-fs::path systemFolder(dev_t device) {
+// /sys/dev/block/8:17 links to …/block/sdb/sdb1: a partition lies inside its disk. Empty for what
+// is no disk.
+fs::path folderOfDisk(dev_t device) {
   std::error_code error;
-  return fs::canonical(
+  const fs::path folder = fs::canonical(
       "/sys/dev/block/" + std::to_string(major(device)) + ":" + std::to_string(minor(device)),
       error);
+  return fs::exists(folder / "partition", error) ? folder.parent_path() : folder;
 }
 
 }  // namespace
@@ -69,13 +71,8 @@ ReadOutcome readUncached(int fd, std::uint64_t offset, std::span<std::uint8_t> i
 }
 
 bool liesOn(const struct stat& file, const struct stat& device) {
-  if (!S_ISBLK(device.st_mode)) {
-    return false;
-  }
-  const fs::path disk = systemFolder(device.st_rdev);
-  const fs::path volume = systemFolder(file.st_dev);
-  return !disk.empty() && !volume.empty() &&
-         std::mismatch(disk.begin(), disk.end(), volume.begin(), volume.end()).first == disk.end();
+  const fs::path disk = S_ISBLK(device.st_mode) ? folderOfDisk(device.st_rdev) : fs::path();
+  return !disk.empty() && folderOfDisk(file.st_dev) == disk;
 }
 
 }  // namespace tallowmark

@@ -14,10 +14,16 @@ namespace {
 constexpr unsigned long getBlockSize = _IOR('d', 24, std::uint32_t);
 constexpr unsigned long getBlockCount = _IOR('d', 25, std::uint64_t);
 
-// "disk4s1" of a device's number, empty when it has no name.
-std::string nameOf(dev_t device, mode_t kind) {
-  const char* name = ::devname(device, kind);
-  return name == nullptr ? std::string() : name;
+// "disk4" of the number of disk4, rdisk4 or disk4s1; empty for what is no disk.
+std::string diskOf(dev_t device, mode_t kind) {
+  const char* const known = ::devname(device, kind);
+  std::string name = known == nullptr ? "" : known;
+  name.erase(0, name.starts_with('r') ? 1 : 0);
+  constexpr std::size_t prefix = 4;
+  if (!name.starts_with("disk")) {
+    return {};
+  }
+  return name.substr(0, name.find_first_not_of("0123456789", prefix));
 }
 
 }  // namespace
@@ -37,15 +43,10 @@ ReadOutcome readUncached(int fd, std::uint64_t offset, std::span<std::uint8_t> i
 }
 
 bool liesOn(const struct stat& file, const struct stat& device) {
-  const std::string volume = nameOf(file.st_dev, S_IFBLK);
-  std::string disk;
-  if (S_ISBLK(device.st_mode)) {
-    disk = nameOf(device.st_rdev, S_IFBLK);
-  } else if (S_ISCHR(device.st_mode)) {
-    disk = nameOf(device.st_rdev, S_IFCHR);
-    disk = disk.starts_with('r') ? disk.substr(1) : std::string();
-  }
-  return !disk.empty() && (volume == disk || volume.starts_with(disk + "s"));
+  const bool isDevice = S_ISBLK(device.st_mode) || S_ISCHR(device.st_mode);
+  const std::string disk =
+      isDevice ? diskOf(device.st_rdev, S_ISBLK(device.st_mode) ? S_IFBLK : S_IFCHR) : "";
+  return !disk.empty() && diskOf(file.st_dev, S_IFBLK) == disk;
 }
 
 }  // namespace tallowmark

@@ -29,12 +29,12 @@ PropertyList::Node PropertyList::valueOf(const char* key, int type) const {
   if (plist_get_node_type(node_) != PLIST_DICT) {
     return nullptr;
   }
-  const plist_t value = plist_dict_get_item(node_, key);
+  plist_t value = plist_dict_get_item(node_, key);
   return value != nullptr && plist_get_node_type(value) == type ? value : nullptr;
 }
 
 std::optional<std::string> PropertyList::text(const char* key) const {
-  const plist_t value = valueOf(key, PLIST_STRING);
+  plist_t value = valueOf(key, PLIST_STRING);
   if (value == nullptr) {
     return std::nullopt;
   }
@@ -44,7 +44,7 @@ std::optional<std::string> PropertyList::text(const char* key) const {
 }
 
 std::optional<bool> PropertyList::flag(const char* key) const {
-  const plist_t value = valueOf(key, PLIST_BOOLEAN);
+  plist_t value = valueOf(key, PLIST_BOOLEAN);
   if (value == nullptr) {
     return std::nullopt;
   }
@@ -54,7 +54,7 @@ std::optional<bool> PropertyList::flag(const char* key) const {
 }
 
 std::optional<std::uint64_t> PropertyList::number(const char* key) const {
-  const plist_t value = valueOf(key, PLIST_UINT);
+  plist_t value = valueOf(key, PLIST_UINT);
   if (value == nullptr) {
     return std::nullopt;
   }
@@ -68,7 +68,7 @@ bool PropertyList::hasItems(const char* key) const {
 }
 
 std::vector<PropertyList> PropertyList::items(const char* key) const {
-  const plist_t array = valueOf(key, PLIST_ARRAY);
+  plist_t array = valueOf(key, PLIST_ARRAY);
   std::vector<PropertyList> found;
   if (array == nullptr) {
     return found;

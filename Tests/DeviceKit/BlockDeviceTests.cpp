@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <random>
@@ -113,14 +112,9 @@ TEST(BlockDeviceSources, doNotPassACardThatWasPulledOffAsZeros) {
 }
 
 TEST(DeviceGeometries, giveNoSizeThatCannotBe) {
-  EXPECT_EQ(bytesOf({512, 4}), 2048U);
   EXPECT_EQ(bytesOf({4096, std::uint64_t{1} << 50U}), std::uint64_t{1} << 62U);
-  for (const DeviceGeometry& geometry : {DeviceGeometry{0, 4},
-                                         {512, 0},
-                                         {4096, std::uint64_t{1} << 52U},
-                                         {512, ~std::uint64_t{0}}}) {
-    EXPECT_EQ(bytesOf(geometry), std::nullopt);
-  }
+  EXPECT_EQ(bytesOf({4096, std::uint64_t{1} << 52U}), std::nullopt);
+  EXPECT_EQ(bytesOf({512, ~std::uint64_t{0}}), std::nullopt);
 }
 
 TEST(RawDevices, takeAFileForADeviceButNotAnEmptyOne) {
@@ -147,40 +141,34 @@ TEST(SourceOpeners, tellFilesDevicesAndTheRestApart) {
   const std::string pipe = (folder / "pipe").string();
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_NE(dynamic_cast<FileSource*>(SourceOpener::open(file).get()), nullptr);
-  const auto kindOf = [](const std::string& path) {
+  const std::string missing = folder / "missing";
+  for (const std::string& path : {missing, pipe, folder.path().string(), std::string("/dev/null"),
+                                  std::string("/dev/zero")}) {
     try {
       SourceOpener::open(path);
+      ADD_FAILURE() << path << " opened";
     } catch (const DeviceError& error) {
-      return error.kind();
+      EXPECT_EQ(error.kind(), path == missing ? DeviceError::Kind::cannotOpen
+                                              : DeviceError::Kind::notAFileOrDevice);
     }
-    throw std::logic_error(path + " opened");
-  };
-  EXPECT_EQ(kindOf((folder / "missing").string()), DeviceError::Kind::cannotOpen);
-  for (const std::string& path : {pipe, folder.path().string(), std::string("/dev/null"),
-                                  std::string("/dev/zero"), std::string("/dev/tty")}) {
-    const auto kind = kindOf(path);
-    EXPECT_TRUE(kind == DeviceError::Kind::notAFileOrDevice ||
-                (path == "/dev/tty" && kind == DeviceError::Kind::cannotOpen))
-        << path;
   }
 }
 
 TEST(RawDeviceAccess, asksForLeaveOnlyWhereTheSystemRefuses) {
-  const TemporaryFolder folder;
+  const TemporaryFolder folder;  // others than its owner may not look into it
   const std::string file = writeFile(folder / "card", noise(1024)).string();
   int asked = 0;
-  const auto opener = [&](const std::string& path) {
-    ++asked;
-    return ::open(path == file ? "/dev/null" : "/dev/zero", O_RDONLY);
-  };
+  const auto opener = [&](const std::string&) { return ++asked, ::open("/dev/null", O_RDONLY); };
   ::close(RawDeviceAccess::openReadOnly(file, opener));
   EXPECT_THROW(RawDeviceAccess::openReadOnly(folder / "missing", opener), DeviceError);
   EXPECT_EQ(asked, 0);
-  if (::geteuid() == 0) GTEST_SKIP() << "the superuser is refused nothing";
-  ::chmod(file.c_str(), 0);
+  if (::geteuid() != 0 || ::seteuid(65'534) != 0) {
+    GTEST_SKIP() << "only the superuser can be somebody else for a while";
+  }
   ::close(RawDeviceAccess::openReadOnly(file, opener));
   EXPECT_EQ(asked, 1);
   EXPECT_THROW(RawDeviceAccess::openReadOnly(file, {}), DeviceError);
+  ASSERT_EQ(::seteuid(0), 0);
 }
 
 TEST(LoopDevices, readAtEveryAlignmentThroughTheCacheAndAroundIt) {
