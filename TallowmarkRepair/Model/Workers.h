@@ -4,8 +4,11 @@
 #include <QObject>
 #include <QThreadPool>
 #include <QUuid>
+#include <deque>
 #include <functional>
 #include <map>
+#include <mutex>
+#include <optional>
 
 #include "DeviceKit/StopToken.h"
 #include "MediaKit/Container/MovieWriter.h"
@@ -50,8 +53,23 @@ class Workers final : public QObject {
     StopSource stop;
   };
 
-  bool isCurrent(const QUuid& item, quint64 ticket) const;
+  /// What a job has to tell the main thread.
+  struct Message {
+    QUuid item;
+    quint64 ticket = 0;
+    std::function<void()> call;
+    /// It is the job's end.
+    bool last = false;
+  };
 
+  bool isCurrent(const QUuid& item, quint64 ticket) const;
+  void post(Message message);
+  std::optional<Message> nextMessage();
+  void deliver();
+
+  std::mutex inboxLock_;
+  std::deque<Message> inbox_;
+  bool delivering_ = false;
   QThreadPool pool_;
   std::map<QUuid, Job> jobs_;
   quint64 lastTicket_ = 0;
