@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "TallowmarkRepair/Model/Workers.h"
 
-#include <QTimer>
 #include <algorithm>
 #include <chrono>
 #include <memory>
@@ -30,6 +29,10 @@ Progress throttled(std::function<void(double)> report) {
 
 Workers::Workers(int threads) {
   pool_.setMaxThreadCount(std::max(threads, 1));
+  connect(this, &Workers::messagesCame, this, &Workers::deliver, Qt::QueuedConnection);
+  nextTurn_.setSingleShot(true);
+  nextTurn_.setInterval(0);
+  connect(&nextTurn_, &QTimer::timeout, this, &Workers::deliver);
 }
 
 Workers::~Workers() {
@@ -72,7 +75,7 @@ void Workers::post(Message message) {
   inbox_.push_back(std::move(message));
   if (!delivering_) {
     delivering_ = true;
-    QMetaObject::invokeMethod(this, &Workers::deliver, Qt::QueuedConnection);
+    emit messagesCame();
   }
 }
 
@@ -97,7 +100,7 @@ void Workers::deliver() {
       message->call();
     }
     if (Clock::now() - start > longestTurn) {
-      QTimer::singleShot(0, this, &Workers::deliver);
+      nextTurn_.start();
       return;
     }
   }

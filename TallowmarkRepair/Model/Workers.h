@@ -3,6 +3,7 @@
 
 #include <QObject>
 #include <QThreadPool>
+#include <QTimer>
 #include <QUuid>
 #include <deque>
 #include <functional>
@@ -47,6 +48,10 @@ class Workers final : public QObject {
   /// Whether no job is under way, cancelled ones included. Waits that long for it.
   bool waitUntilIdle(int milliseconds) { return pool_.waitForDone(milliseconds); }
 
+ signals:
+  /// From any thread: there are messages that nobody delivers yet.
+  void messagesCame();
+
  private:
   struct Job {
     quint64 ticket = 0;
@@ -70,6 +75,7 @@ class Workers final : public QObject {
   std::mutex inboxLock_;
   std::deque<Message> inbox_;
   bool delivering_ = false;
+  QTimer nextTurn_;
   QThreadPool pool_;
   std::map<QUuid, Job> jobs_;
   quint64 lastTicket_ = 0;
