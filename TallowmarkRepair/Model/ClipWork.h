@@ -19,7 +19,7 @@ class ClipWork {
  public:
   using Checked = std::function<void(const QUuid&, const FileState::Any&)>;
 
-  ClipWork(ItemList<Clip>& clips, Workers& workers, const ScratchFolder& scratch,
+  ClipWork(ItemList<Clip>& clips, Workers& workers, ScratchFolder& scratch,
            const Surroundings& surroundings)
       : clips_(clips), workers_(workers), scratch_(scratch), surroundings_(surroundings) {}
 
@@ -60,7 +60,7 @@ class ClipWork {
 
   ItemList<Clip>& clips_;
   Workers& workers_;
-  const ScratchFolder& scratch_;
+  ScratchFolder& scratch_;
   const Surroundings& surroundings_;
   std::map<QUuid, Record> records_;
 };

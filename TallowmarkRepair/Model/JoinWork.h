@@ -21,7 +21,7 @@ std::vector<std::vector<std::filesystem::path>> splitRecordingsAmong(std::span<c
 /// the main thread; what it is given outlives it.
 class JoinWork {
  public:
-  JoinWork(ItemList<Join>& joins, Workers& workers, const ScratchFolder& scratch,
+  JoinWork(ItemList<Join>& joins, Workers& workers, ScratchFolder& scratch,
            const Surroundings& surroundings)
       : joins_(joins), workers_(workers), scratch_(scratch), surroundings_(surroundings) {}
 
@@ -51,7 +51,7 @@ class JoinWork {
 
   ItemList<Join>& joins_;
   Workers& workers_;
-  const ScratchFolder& scratch_;
+  ScratchFolder& scratch_;
   const Surroundings& surroundings_;
   std::map<QUuid, Record> records_;
 };

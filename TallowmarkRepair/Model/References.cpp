@@ -80,18 +80,26 @@ RepairTries triesFor(const Clip& clip, const std::optional<Reference>& reference
 }
 
 std::size_t waiting(std::span<const Clip> clips, const std::optional<Reference>& reference) {
-  std::array<bool, 3> available{};
-  if (isChosenByUser(reference)) {
-    available.at(static_cast<std::size_t>(kindOfReference(*reference))) = true;
-  } else {
-    for (const Clip& clip : clips) {
-      if (clip.is<Clip::Healthy>()) available.at(static_cast<std::size_t>(clip.kind())) = true;
+  // Asked with every change of a list of hundreds: kinds are looked up for those that wait alone.
+  std::array<std::size_t, 3> missing{};
+  for (const Clip& clip : clips) {
+    if (clip.needsReference && clip.is<Clip::MissingIndex>()) {
+      ++missing.at(static_cast<std::size_t>(clip.kind()));
     }
   }
-  return static_cast<std::size_t>(std::count_if(clips.begin(), clips.end(), [&](const Clip& clip) {
-    return clip.needsReference && clip.is<Clip::MissingIndex>() &&
-           !available.at(static_cast<std::size_t>(clip.kind()));
-  }));
+  std::size_t count = 0;
+  for (const Kind kind : {Kind::video, Kind::photo}) {
+    const std::size_t ofKind = missing.at(static_cast<std::size_t>(kind));
+    const auto isGood = [&](const Clip& clip) {
+      return clip.is<Clip::Healthy>() && clip.kind() == kind;
+    };
+    if (ofKind > 0 &&
+        !(isChosenByUser(reference) ? kindOfReference(*reference) == kind
+                                    : std::any_of(clips.begin(), clips.end(), isGood))) {
+      count += ofKind;
+    }
+  }
+  return count;
 }
 
 }  // namespace tallowmark::References

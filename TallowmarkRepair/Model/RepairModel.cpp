@@ -127,6 +127,7 @@ void RepairModel::append(const std::vector<AddedFile>& files) {
     if (clip.is<Clip::Checking>()) check(clip.id);
   }
   selectAfterChecking();
+  emit filesAdded(static_cast<int>(added.size()));
 }
 
 void RepairModel::check(const QUuid& id) {

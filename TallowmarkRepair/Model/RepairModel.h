@@ -103,6 +103,8 @@ class RepairModel final : public QObject {
   std::optional<std::filesystem::path> savedFile(const QUuid& id) const;
 
  signals:
+  /// An add() has come to its end; so many files are new.
+  void filesAdded(int count);
   /// Anything below, after it.
   void changed();
   void clipsChanged();

@@ -75,9 +75,13 @@ PreviewFiles ScratchPlace::seamFilesFor(const fs::path& firstPart) const {
 }
 
 ScratchFolder::ScratchFolder(const fs::path& parent) : own_(parent / newName()) {
-  std::error_code ignored;
-  fs::create_directories(parent, ignored);
   removeWhatNobodyOwns(parent);
+  takeOwnership();
+}
+
+void ScratchFolder::takeOwnership() {
+  std::error_code ignored;
+  fs::create_directories(own_.parent_path(), ignored);
   lock_ = lockAt(lockOf(own_));
   if (lock_->tryLock(0)) {
     fs::create_directories(own_, ignored);
@@ -94,7 +98,11 @@ fs::path ScratchFolder::defaultParent() {
   return fs::path(QFile::encodeName(data).toStdString()) / "Tallowmark Repair" / "Previews";
 }
 
-std::shared_ptr<const ScratchPlace> ScratchFolder::newPlace() const {
+std::shared_ptr<const ScratchPlace> ScratchFolder::newPlace() {
+  // Somebody may have cleaned up behind the program's back.
+  if (std::error_code ignored; !fs::exists(lockOf(own_), ignored)) {
+    takeOwnership();
+  }
   return std::make_shared<const ScratchPlace>(own_ / newName());
 }
 

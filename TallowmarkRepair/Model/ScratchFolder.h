@@ -48,9 +48,11 @@ class ScratchFolder {
   const std::filesystem::path& path() const { return own_; }
 
   /// A new place; nothing is made there yet.
-  std::shared_ptr<const ScratchPlace> newPlace() const;
+  std::shared_ptr<const ScratchPlace> newPlace();
 
  private:
+  void takeOwnership();
+
   std::filesystem::path own_;
   std::unique_ptr<QLockFile> lock_;
 };

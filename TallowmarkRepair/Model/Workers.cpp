@@ -29,6 +29,10 @@ Progress throttled(std::function<void(double)> report) {
 
 Workers::Workers(int threads) {
   pool_.setMaxThreadCount(std::max(threads, 1));
+  connect(this, &Workers::messagesCame, this, &Workers::deliver, Qt::QueuedConnection);
+  nextTurn_.setSingleShot(true);
+  nextTurn_.setInterval(0);
+  connect(&nextTurn_, &QTimer::timeout, this, &Workers::deliver);
 }
 
 Workers::~Workers() {
@@ -47,15 +51,7 @@ void Workers::start(const QUuid& item, Urgency urgency, Work work,
   const quint64 ticket = ++lastTicket_;
   const StopToken stop = (jobs_[item] = {ticket, {}}).stop.token();
   const auto onMainThread = [this, item, ticket](std::function<void()> call, bool last) {
-    QMetaObject::invokeMethod(
-        this,
-        [this, item, ticket, call = std::move(call), last] {
-          if (isCurrent(item, ticket)) {
-            if (last) jobs_.erase(item);
-            call();
-          }
-        },
-        Qt::QueuedConnection);
+    post({item, ticket, std::move(call), last});
   };
   const Progress report = throttled([onMainThread, progress](double fraction) {
     if (progress) {
@@ -72,6 +68,42 @@ void Workers::start(const QUuid& item, Urgency urgency, Work work,
         }
       },
       static_cast<int>(urgency));
+}
+
+void Workers::post(Message message) {
+  const std::lock_guard guard(inboxLock_);
+  inbox_.push_back(std::move(message));
+  if (!delivering_) {
+    delivering_ = true;
+    emit messagesCame();
+  }
+}
+
+std::optional<Workers::Message> Workers::nextMessage() {
+  const std::lock_guard guard(inboxLock_);
+  if (inbox_.empty()) {
+    delivering_ = false;
+    return std::nullopt;
+  }
+  Message message = std::move(inbox_.front());
+  inbox_.pop_front();
+  return message;
+}
+
+// Hundreds of files can end at once: the user's clicks get their turn between them.
+void Workers::deliver() {
+  constexpr auto longestTurn = std::chrono::milliseconds(8);
+  const auto start = Clock::now();
+  while (auto message = nextMessage()) {
+    if (isCurrent(message->item, message->ticket)) {
+      if (message->last) jobs_.erase(message->item);
+      message->call();
+    }
+    if (Clock::now() - start > longestTurn) {
+      nextTurn_.start();
+      return;
+    }
+  }
 }
 
 void Workers::cancel(const QUuid& item) {

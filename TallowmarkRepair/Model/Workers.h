@@ -3,9 +3,13 @@
 
 #include <QObject>
 #include <QThreadPool>
+#include <QTimer>
 #include <QUuid>
+#include <deque>
 #include <functional>
 #include <map>
+#include <mutex>
+#include <optional>
 
 #include "DeviceKit/StopToken.h"
 #include "MediaKit/Container/MovieWriter.h"
@@ -44,14 +48,34 @@ class Workers final : public QObject {
   /// Whether no job is under way, cancelled ones included. Waits that long for it.
   bool waitUntilIdle(int milliseconds) { return pool_.waitForDone(milliseconds); }
 
+ signals:
+  /// From any thread: there are messages that nobody delivers yet.
+  void messagesCame();
+
  private:
   struct Job {
     quint64 ticket = 0;
     StopSource stop;
   };
 
-  bool isCurrent(const QUuid& item, quint64 ticket) const;
+  /// What a job has to tell the main thread.
+  struct Message {
+    QUuid item;
+    quint64 ticket = 0;
+    std::function<void()> call;
+    /// It is the job's end.
+    bool last = false;
+  };
 
+  bool isCurrent(const QUuid& item, quint64 ticket) const;
+  void post(Message message);
+  std::optional<Message> nextMessage();
+  void deliver();
+
+  std::mutex inboxLock_;
+  std::deque<Message> inbox_;
+  bool delivering_ = false;
+  QTimer nextTurn_;
   QThreadPool pool_;
   std::map<QUuid, Job> jobs_;
   quint64 lastTicket_ = 0;

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
+#include <iostream>
+
+#include "ModelTests.h"
+
+namespace tallowmark::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+class AddingTests : public ModelTests {};
+
+TEST_F(AddingTests, takeTheKindsOfAFolderOnceAndLeaveHiddenFilesAlone) {
+  fs::create_directory(folder / "card");
+  fs::copy_file(good, folder / "card" / "clip.MP4");
+  fs::copy_file(good, folder / "card" / ".hidden.mp4");
+  writeFile(folder / "card" / "notes.txt", Bytes{1});
+  fs::create_directory_symlink(folder / "card", folder / "link");
+  const std::vector<fs::path> spellings{folder / "card", folder / "card" / "clip.MP4",
+                                        folder / "card" / ".." / "card" / "." / "clip.MP4",
+                                        folder / "link" / "clip.MP4",
+                                        folder / "card" / "notes.txt"};
+  add(spellings);
+  ASSERT_EQ(model->clips().size(), 1U);
+  EXPECT_EQ(model->clips()[0].url, folder / "card" / "clip.MP4");
+  EXPECT_EQ(model->clips()[0].size, fs::file_size(good));
+  add(spellings);
+  EXPECT_EQ(model->clips().size(), 1U);
+  EXPECT_EQ(model->clipList().data(model->clipList().index(0), Qt::DisplayRole).toString(),
+            "clip.MP4");
+  model->remove(model->clips()[0].id);
+  add({folder / "link" / "clip.MP4"});
+  EXPECT_EQ(model->clips().size(), 1U);
+}
+
+/// Five hundred files as people have them, in folders five deep.
+void fillCard(const fs::path& card, const std::vector<fs::path>& kinds) {
+  for (int i = 0; i < 500; ++i) {
+    fs::path deep = card;
+    for (int level = 0; level < i % 6; ++level) deep /= "level" + std::to_string(level);
+    fs::create_directories(deep);
+    const fs::path& kind = kinds[static_cast<std::size_t>(i) % kinds.size()];
+    fs::copy_file(
+        kind, deep / (kind.stem().string() + "_" + std::to_string(i) + kind.extension().string()));
+  }
+}
+
+TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
+  const fs::path card = folder / "card";
+  fillCard(card, {good, goodPhoto, good, goodPhoto, cut, good, goodPhoto, good, noIndex, raw});
+  fs::create_directory_symlink(card, card / "level0" / "loop");
+  fs::create_symlink(card / "GX010001_0.MOV", card / "again.MOV");
+  const bool isRoot = ::geteuid() == 0;
+  fs::permissions(card / "GX010001_0.MOV", fs::perms::none);
+
+  startModel(Watch::nothing);
+  // As a view does with every change.
+  int steps = 0;
+  QObject::connect(model.get(), &RepairModel::changed,
+                   [&] { steps += model->step() + static_cast<int>(model->stepStatus().size()); });
+  QElapsedTimer sinceTick;
+  qint64 longest = 0;
+  QTimer ticks;
+  QObject::connect(&ticks, &QTimer::timeout,
+                   [&] { longest = std::max(longest, sinceTick.restart()); });
+  ticks.start(1);
+  sinceTick.start();
+  QElapsedTimer whole;
+  whole.start();
+  QEventLoop loop;
+  const auto quitWhenIdle = [&] {
+    if (!model->isWorking()) loop.quit();
+  };
+  QObject::connect(model.get(), &RepairModel::changed, &loop, quitWhenIdle, Qt::QueuedConnection);
+  model->add({card, card / "level0", card / "." / "GX010001_0.MOV"});
+  loop.exec();
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  std::cout << "main thread blocked for at most " << longest << " ms, " << whole.elapsed()
+            << " ms in all, peak memory " << usage.ru_maxrss / 1024 << " MB\n";
+
+  EXPECT_EQ(model->clips().size(), 500U);
+  std::map<std::string, int> ends;
+  for (const Clip& clip : model->clips()) ++ends[nameOf(clip.state)];
+  EXPECT_EQ(ends["preview"], 150);
+  EXPECT_EQ(ends["healthy"], isRoot ? 350 : 349);
+  EXPECT_EQ(ends["failed"], isRoot ? 0 : 1);
+  // The ticks are a millisecond apart; the rest leaves room for a machine that has other work.
+  EXPECT_LT(longest, 50);
+  EXPECT_LT(usage.ru_maxrss / 1024, 400);
+}
+
+}  // namespace
+}  // namespace tallowmark::testing
