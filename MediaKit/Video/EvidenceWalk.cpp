@@ -64,7 +64,8 @@ class Walker {
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
-  bool takeSound(std::uint64_t from, std::uint64_t to, SoundLayout::Neighbours neighbours);
+  bool takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnds ends);
+  bool takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
   void takeGap(std::uint64_t from, const FoundFrame& next);
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
@@ -81,6 +82,7 @@ class Walker {
   std::vector<std::unique_ptr<FrameFinder>> foreign_;
   EvidencedFindings findings_;
   std::optional<FoundFrame> last_;
+  std::optional<BlockCollector> collector_;
   std::uint64_t links_ = 0;
   std::uint64_t brokenLinks_ = 0;
 };
@@ -96,6 +98,9 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
       stop_(stop),
       finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
       candidates_(finder_) {
+  if (lessons.blocks != nullptr) {
+    collector_.emplace(source, *lessons.blocks);
+  }
   for (const StreamEvidence& other : lessons.otherTracks) {
     foreign_.push_back(std::make_unique<FrameFinder>(source, end_, other, lessons.maxFrameSize));
   }
@@ -344,13 +349,23 @@ void Walker::take(const FoundFrame& frame) {
   last_ = frame;
 }
 
-// Appends the sound of [from, to); whether the gap is one as the reference has them.
-bool Walker::takeSound(std::uint64_t from, std::uint64_t to, SoundLayout::Neighbours neighbours) {
-  if (lessons_.sound == nullptr) {
-    findings_.unused += to - from;
-    return false;
+// Appends the sound of a gap; whether the gap is one as the reference has them.
+bool Walker::takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnds ends) {
+  if (collector_) {
+    const bool countOn = neighbours == SoundLayout::Neighbours::countOn;
+    const auto taken = collector_->take(gap, findings_.video.size(), countOn, ends);
+    findings_.unused += gap.length() - taken.bytes;
+    return taken.isUsual;
   }
-  const SoundLayout::Division division = lessons_.sound->divide(source_, from, to, neighbours);
+  if (lessons_.sound != nullptr) {
+    return takePCM(gap, neighbours);
+  }
+  findings_.unused += gap.length();
+  return false;
+}
+
+bool Walker::takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
+  const auto division = lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
   const std::uint32_t size = lessons_.sound->pcm().sampleSize;
   std::uint64_t sound = 0;
   for (const ByteRange& range : division.sound) {
@@ -359,7 +374,7 @@ bool Walker::takeSound(std::uint64_t from, std::uint64_t to, SoundLayout::Neighb
                            samples);
     sound += samples * size;
   }
-  findings_.unused += to - from - sound;
+  findings_.unused += gap.length() - sound;
   return division.isUsual;
 }
 
@@ -369,9 +384,14 @@ void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   }
   findings_.audioSeen = true;
   const bool continues = !last_ || evidence_.successionBits(last_->slice, next.slice) >= 0;
-  const bool usual = takeSound(
-      from, next.offset,
-      continues && last_ ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown);
+  // Ahead of the first frame nothing is missing when it starts a picture that stands by itself.
+  const bool countsOn = continues && (last_ || next.isKeyframe);
+  const auto pcmNeighbours =
+      continues && last_ ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown;
+  const bool usual =
+      takeSound({from, next.offset},
+                collector_ && countsOn ? SoundLayout::Neighbours::countOn : pcmNeighbours,
+                {.soundIsDue = true, .endIsKnown = true});
   if (!usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
@@ -393,7 +413,7 @@ void Walker::takeRemainder(std::uint64_t from) {
     findings_.unused += end_ - from;
     return;
   }
-  takeSound(from, end, neighbours);
+  takeSound({from, end}, neighbours, {.soundIsDue = true, .endIsKnown = end != end_});
   findings_.unused += end_ - end;
 }
 
@@ -423,6 +443,9 @@ EvidencedFindings Walker::run() {
       at = end_;
     }
     report(at);
+  }
+  if (collector_) {
+    findings_.blocks = collector_->result();
   }
   return std::move(findings_);
 }

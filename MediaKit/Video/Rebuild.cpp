@@ -9,6 +9,7 @@
 #include "MediaKit/Video/EvidenceWalk.h"
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
+#include "MediaKit/Video/RebuiltSound.h"
 #include "MediaKit/Video/RecordingFacts.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/VideoRepair.h"
@@ -28,6 +29,7 @@ struct Teacher {
   NALFormat format;
   std::optional<PCMLayout> pcm;
   std::optional<SoundLayout> sound;
+  std::optional<BlockLayout> blocks;
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
 };
@@ -75,6 +77,7 @@ Teacher learn(const ByteSource& reference) {
   if (teacher.audio != nullptr) {
     teacher.pcm = PCMLayout::of(*teacher.audio);
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
+    teacher.blocks = BlockLayout::learn(teacher.movie, reference);
   }
   return teacher;
 }
@@ -103,8 +106,12 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
                  stop),
             {}};
   }
-  const WalkLessons lessons{&*teacher.evidence, teacher.otherTracks,
-                            teacher.sound ? &*teacher.sound : nullptr, frameDuration, maxFrameSize};
+  const WalkLessons lessons{&*teacher.evidence,
+                            teacher.otherTracks,
+                            teacher.sound ? &*teacher.sound : nullptr,
+                            teacher.blocks ? &*teacher.blocks : nullptr,
+                            frameDuration,
+                            maxFrameSize};
   return walkByEvidence(source, from, lessons, progress, stop);
 }
 
@@ -142,7 +149,12 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
   std::optional<Track> audio =
       movie.audioTrack() != nullptr ? std::optional(*movie.audioTrack()) : std::nullopt;
   std::uint64_t soundGivenUp = 0;
-  if (audio && teacher.sound) {
+  RebuiltSound sound;
+  if (teacher.blocks) {
+    const std::uint64_t bytes = found.blocks.bytes;
+    sound = rebuildSound(found, movie, *teacher.blocks);
+    soundGivenUp = sound.tracks.empty() ? bytes : 0;
+  } else if (audio && teacher.sound) {
     const std::uint64_t before = found.audio.size();
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
     soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
@@ -152,7 +164,12 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
   movie.tracks = {std::move(video)};
   if (audio && !found.audio.empty()) {
     audio->samples = found.audio;
-    movie.tracks.push_back(std::move(*audio));
+    sound.tracks.push_back(std::move(*audio));
+  }
+  for (Track& track : sound.tracks) {
+    if (!track.samples.empty()) {
+      movie.tracks.push_back(std::move(track));
+    }
   }
 
   const auto write = [&](double fraction) {
@@ -160,14 +177,18 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
       progress(0.5 + fraction * 0.5);
     }
   };
-  MovieWriter::write(movie, source, writtenRange(movie), destination, write, stop);
+  ByteRange range = writtenRange(movie);
+  range.upper -= sound.silence.size();
+  MovieWriter::write(movie, source, range, std::move(sound.silence), destination, write, stop);
 
   Result result;
   result.videoFrames = movie.tracks.front().samples.size();
-  result.audioPackets = found.audio.size();
+  result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
   result.seconds = movie.seconds();
-  result.audioDropped = teacher.audio != nullptr && found.audioSeen && found.audio.empty();
+  result.audioDropped = teacher.audio != nullptr && found.audioSeen && result.audioPackets == 0;
   result.unusedBytes = found.unused + soundGivenUp;
+  result.soundBlocksFound = sound.found;
+  result.soundBlocksFilled = sound.filled;
   return result;
 }
 

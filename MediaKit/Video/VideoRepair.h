@@ -43,6 +43,10 @@ struct Result {
   bool audioDropped = false;
   /// Bytes of the media data that became nothing.
   std::uint64_t unusedBytes = 0;
+  /// Blocks of compressed sound: found in the file, and silent ones that take the time of lost
+  /// ones.
+  std::uint64_t soundBlocksFound = 0;
+  std::uint64_t soundBlocksFilled = 0;
 
   friend bool operator==(const Result&, const Result&) = default;
 };
@@ -64,7 +68,7 @@ Result repair(const ByteSource& source, const ByteSource* reference, FileSink& d
 Result trim(const ByteSource& source, FileSink& destination, const Progress& progress = {},
             const StopToken& stop = {});
 
-/// Finds pictures and PCM sound in the media data and writes them with a new index. Throws as
+/// Finds pictures, PCM and AAC sound in the media data and writes them with a new index. Throws as
 /// repair.
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
                const Progress& progress = {}, const StopToken& stop = {});

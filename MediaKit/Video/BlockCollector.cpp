@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/BlockCollector.h"
+
+#include <numeric>
+
+namespace tallowmark {
+
+namespace {
+
+struct Block {
+  std::uint64_t offset = 0;
+  std::uint32_t size = 0;
+};
+
+std::vector<Block> blocksOf(const std::vector<BlockChain>& chains) {
+  std::vector<Block> blocks;
+  for (const BlockChain& chain : chains) {
+    std::uint64_t at = chain.from;
+    for (const std::uint32_t size : chain.sizes) {
+      blocks.push_back({at, size});
+      at += size;
+    }
+  }
+  return blocks;
+}
+
+}  // namespace
+
+BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout)
+    : layout_(layout),
+      walk_(layout.habits.config, layout.habits.rules),
+      search_(source, walk_),
+      found_{std::vector<SampleList>(layout.tracks.size()), {}, 0} {}
+
+// No more of anything than the reference has, with room for a clip that is not quite like it.
+bool BlockCollector::isUsual(std::uint64_t blocks, std::uint64_t others) const {
+  if (blocks > layout_.mostBlocks * 2 || (blocks == 0 && !layout_.hasGapsWithoutSound)) {
+    return false;
+  }
+  return others == 0 ? layout_.fewestOthers == 0 : others <= layout_.mostOthers * 2;
+}
+
+// Whether the blocks could be given to their tracks.
+bool BlockCollector::append(const std::vector<BlockChain>& chains) {
+  const std::vector<Block> blocks = blocksOf(chains);
+  const std::size_t tracks = found_.tracks.size();
+  if (tracks > 1 && (!layout_.tracksTakeTurns || blocks.size() % tracks != 0)) {
+    return false;
+  }
+  const std::size_t share = blocks.size() / tracks;
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    found_.tracks[i / share].append({.offset = blocks[i].offset,
+                                     .size = blocks[i].size,
+                                     .duration = layout_.habits.ticks,
+                                     .isSync = true});
+  }
+  return true;
+}
+
+BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t frame,
+                                           bool framesCountOn, StretchEnds ends) {
+  ends.soundIsDue = layout_.soundFollowsFrames;
+  ends.endIsKnown = ends.endIsKnown && layout_.soundPrecedesFrames;
+  const std::vector<BlockChain> chains = search_.in(gap, ends);
+  const std::uint64_t before = found_.tracks.front().size();
+  std::uint64_t bytes = 0;
+  std::uint64_t blocks = 0;
+  for (const BlockChain& chain : chains) {
+    bytes += chain.to - chain.from;
+    blocks += chain.sizes.size();
+  }
+  Taken taken{bytes, framesCountOn && isUsual(blocks, gap.length() - bytes)};
+  if (!append(chains)) {
+    taken = {0, false};
+  }
+  found_.bytes += taken.bytes;
+  const std::uint64_t behind = found_.tracks.front().size();
+  if (behind > before || !taken.isUsual) {
+    const bool startsWithSound = !chains.empty() && chains.front().from == gap.lower &&
+                                 layout_.soundFollowsFrames && behind > before;
+    const std::uint64_t atStart =
+        startsWithSound ? chains.front().sizes.size() / found_.tracks.size() : 0;
+    found_.gaps.push_back({frame, behind, before + atStart, !taken.isUsual});
+  }
+  return taken;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/BlockLayout.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "MediaKit/Container/MovieParser.h"
+
+namespace tallowmark {
+
+namespace {
+
+/// What stands between two stretches of pictures.
+struct Gap {
+  struct Piece {
+    /// Place in the layout's tracks; nothing for other data.
+    std::optional<std::size_t> track;
+    std::uint64_t bytes = 0;
+    std::uint64_t blocks = 0;
+  };
+  std::vector<Piece> pieces;
+
+  void add(const Piece& piece) {
+    if (piece.bytes == 0) {
+      return;
+    }
+    if (!pieces.empty() && pieces.back().track == piece.track) {
+      pieces.back().bytes += piece.bytes;
+      pieces.back().blocks += piece.blocks;
+    } else {
+      pieces.push_back(piece);
+    }
+  }
+};
+
+class Learner {
+ public:
+  Learner(const Movie& movie, BlockLayout& layout) : movie_(movie), layout_(layout) {
+    layout_.fewestOthers = std::numeric_limits<std::uint64_t>::max();
+  }
+
+  void learn(const std::vector<Extent>& extents, std::uint64_t start);
+  void learnLead(const std::vector<Extent>& extents);
+
+ private:
+  std::optional<std::size_t> placeOf(const Track* track) const;
+  void learnGap(const Gap& gap);
+  bool takesTurns(const Gap& gap) const;
+
+  const Movie& movie_;
+  BlockLayout& layout_;
+};
+
+std::optional<std::size_t> Learner::placeOf(const Track* track) const {
+  for (std::size_t place = 0; place < layout_.tracks.size(); ++place) {
+    if (&movie_.tracks[layout_.tracks[place]] == track) {
+      return place;
+    }
+  }
+  return std::nullopt;
+}
+
+// Every track once, in the layout's order, with as many blocks each.
+bool Learner::takesTurns(const Gap& gap) const {
+  if (layout_.tracks.size() == 1) {
+    return true;
+  }
+  std::size_t next = 0;
+  std::optional<std::uint64_t> blocks;
+  for (const Gap::Piece& piece : gap.pieces) {
+    if (!piece.track) {
+      continue;
+    }
+    if (*piece.track != next || (blocks && *blocks != piece.blocks)) {
+      return false;
+    }
+    blocks = piece.blocks;
+    ++next;
+  }
+  return next == 0 || next == layout_.tracks.size();
+}
+
+void Learner::learnGap(const Gap& gap) {
+  if (gap.pieces.empty()) {
+    return;
+  }
+  std::uint64_t others = 0;
+  std::uint64_t blocks = 0;
+  for (const Gap::Piece& piece : gap.pieces) {
+    blocks += piece.blocks;
+    others += piece.track ? 0 : piece.bytes;
+  }
+  layout_.mostBlocks = std::max(layout_.mostBlocks, blocks);
+  layout_.mostOthers = std::max(layout_.mostOthers, others);
+  layout_.fewestOthers = std::min(layout_.fewestOthers, others);
+  layout_.hasGapsWithoutSound = layout_.hasGapsWithoutSound || blocks == 0;
+  layout_.soundFollowsFrames = layout_.soundFollowsFrames || gap.pieces.front().track.has_value();
+  layout_.soundPrecedesFrames = layout_.soundPrecedesFrames || gap.pieces.back().track.has_value();
+  layout_.tracksTakeTurns = layout_.tracksTakeTurns && takesTurns(gap);
+}
+
+void Learner::learn(const std::vector<Extent>& extents, std::uint64_t start) {
+  Gap gap;
+  std::uint64_t at = start;
+  for (const Extent& extent : extents) {
+    if (extent.from < at) {
+      continue;  // lies outside the media data, or over another stretch
+    }
+    gap.add({std::nullopt, extent.from - at, 0});
+    at = extent.to;
+    if (extent.track == movie_.videoTrack()) {
+      learnGap(gap);
+      gap.pieces.clear();
+    } else if (const auto place = placeOf(extent.track)) {
+      gap.add({place, extent.to - extent.from, extent.samples});
+    } else {
+      gap.add({std::nullopt, extent.to - extent.from, 0});
+    }
+  }
+  // What stands behind the last picture ends as the recording ended: no habit.
+  layout_.fewestOthers = std::min(layout_.fewestOthers, layout_.mostOthers);
+}
+
+// At the first picture behind each stretch of sound.
+void Learner::learnLead(const std::vector<Extent>& extents) {
+  const Track* audio = movie_.audioTrack();
+  std::vector<double> leads;
+  double sound = 0;
+  double sum = 0;
+  bool isBehindSound = false;
+  for (const Extent& extent : extents) {
+    if (extent.track == audio) {
+      sound = extent.startTime + extent.length;
+      isBehindSound = true;
+    } else if (extent.track == movie_.videoTrack() && isBehindSound) {
+      isBehindSound = false;
+      leads.push_back(sound - extent.startTime);
+      sum += leads.back();
+      const double step = leads.size() > 1 ? leads.back() - leads[leads.size() - 2] : 0;
+      layout_.leadStep = std::max(layout_.leadStep, std::abs(step));
+    }
+  }
+  if (!leads.empty()) {
+    layout_.lead = {leads.front(), sum / static_cast<double>(leads.size()),
+                    *std::min_element(leads.begin(), leads.end()),
+                    *std::max_element(leads.begin(), leads.end())};
+  }
+}
+
+bool looksAlike(const SoundHabits& a, const SoundHabits& b) {
+  return a.config == b.config && a.usualPattern == b.usualPattern && a.ticks == b.ticks;
+}
+
+}  // namespace
+
+std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const ByteSource& source) {
+  const Track* video = reference.videoTrack();
+  const Track* audio = reference.audioTrack();
+  auto habits = audio != nullptr ? SoundHabits::learn(*audio, source) : std::nullopt;
+  const std::vector<Box> mdats = MovieParser::layout(BoxReader(source)).mdats;
+  if (!habits || video == nullptr || mdats.empty()) {
+    return std::nullopt;
+  }
+  BlockLayout layout;
+  layout.habits = std::move(*habits);
+  for (std::size_t i = 0; i < reference.tracks.size(); ++i) {
+    const Track& track = reference.tracks[i];
+    if (track.kind != Track::Kind::audio) {
+      continue;
+    }
+    const auto other = SoundHabits::learn(track, source);
+    if (&track == audio ||
+        (other && track.timescale == audio->timescale && looksAlike(*other, layout.habits))) {
+      layout.tracks.push_back(i);
+    }
+  }
+  const std::vector<Extent> extents = extentsOf(reference);
+  Learner learner(reference, layout);
+  learner.learn(extents, mdats.front().payloadOffset());
+  learner.learnLead(extents);
+  return layout;
+}
+
+}  // namespace tallowmark

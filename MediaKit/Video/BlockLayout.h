@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/Movie.h"
+#include "MediaKit/Sound/SoundHabits.h"
+#include "MediaKit/Video/Interleaving.h"
+
+namespace tallowmark {
+
+/// How a camera mixes AAC sound and other tracks in between its pictures, as the reference's index
+/// shows it.
+struct BlockLayout {
+  SoundHabits habits;
+  /// Numbers, in the movie's list, of the sound tracks whose blocks look alike; the first is the
+  /// movie's first sound track.
+  std::vector<std::size_t> tracks;
+  /// Each gap holds as many blocks of one of these tracks as of the next, track by track, so that
+  /// blocks are told apart by their place. Always so with one track.
+  bool tracksTakeTurns = true;
+  /// Where in a gap sound stands.
+  bool soundFollowsFrames = false;
+  bool soundPrecedesFrames = false;
+  /// The most blocks of any gap, over all tracks.
+  std::uint64_t mostBlocks = 0;
+  /// The fewest and the most bytes of other data in a gap.
+  std::uint64_t fewestOthers = 0;
+  std::uint64_t mostOthers = 0;
+  /// Some gaps have other data and no sound.
+  bool hasGapsWithoutSound = false;
+  /// How far sound is ahead of the picture behind gaps with sound, and by how many seconds that
+  /// swings from one such gap to the next.
+  SoundLead lead;
+  double leadStep = 0;
+
+  /// Nothing when the movie's first sound track is not AAC or not beside video. Throws DeviceError.
+  static std::optional<BlockLayout> learn(const Movie& reference, const ByteSource& source);
+};
+
+}  // namespace tallowmark
