@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Video/BlockCollector.h"
 
-#include <numeric>
+#include <algorithm>
 
 namespace tallowmark {
 
@@ -28,8 +28,7 @@ std::vector<Block> blocksOf(const std::vector<BlockChain>& chains) {
 
 BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
-      walk_(layout.habits.config, layout.habits.rules),
-      search_(source, walk_),
+      search_(source, layout),
       found_{std::vector<SampleList>(layout.tracks.size()), {}, 0} {}
 
 // No more of anything than the reference has, with room for a clip that is not quite like it.
@@ -57,11 +56,24 @@ bool BlockCollector::append(const std::vector<BlockChain>& chains) {
   return true;
 }
 
+// How many blocks follow the gap's start, and one another, as the reference's do.
+std::uint64_t BlockCollector::blocksAtStart(const std::vector<BlockChain>& chains,
+                                            std::uint64_t start) const {
+  std::uint64_t blocks = 0;
+  for (const BlockChain& chain : chains) {
+    if (std::find(layout_.dueBehind.begin(), layout_.dueBehind.end(), chain.from - start) ==
+        layout_.dueBehind.end()) {
+      break;
+    }
+    blocks += chain.sizes.size();
+    start = chain.to;
+  }
+  return blocks;
+}
+
 BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t frame,
-                                           bool framesCountOn, StretchEnds ends) {
-  ends.soundIsDue = layout_.soundFollowsFrames;
-  ends.endIsKnown = ends.endIsKnown && layout_.soundPrecedesFrames;
-  const std::vector<BlockChain> chains = search_.in(gap, ends);
+                                           bool framesCountOn, StretchEnd end) {
+  const std::vector<BlockChain> chains = search_.in(gap, end);
   const std::uint64_t before = found_.tracks.front().size();
   std::uint64_t bytes = 0;
   std::uint64_t blocks = 0;
@@ -76,10 +88,8 @@ BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t f
   found_.bytes += taken.bytes;
   const std::uint64_t behind = found_.tracks.front().size();
   if (behind > before || !taken.isUsual) {
-    const bool startsWithSound = !chains.empty() && chains.front().from == gap.lower &&
-                                 layout_.soundFollowsFrames && behind > before;
     const std::uint64_t atStart =
-        startsWithSound ? chains.front().sizes.size() / found_.tracks.size() : 0;
+        behind > before ? blocksAtStart(chains, gap.lower) / found_.tracks.size() : 0;
     found_.gaps.push_back({frame, behind, before + atStart, !taken.isUsual});
   }
   return taken;

@@ -45,16 +45,16 @@ class BlockCollector {
   };
   /// Takes the sound of a gap that picture number `frame` follows. `framesCountOn`: nothing is
   /// missing between the pictures around it. Throws DeviceError.
-  Taken take(const ByteRange& gap, std::uint64_t frame, bool framesCountOn, StretchEnds ends);
+  Taken take(const ByteRange& gap, std::uint64_t frame, bool framesCountOn, StretchEnd end);
 
   FoundBlocks result() { return std::move(found_); }
 
  private:
   bool isUsual(std::uint64_t blocks, std::uint64_t others) const;
   bool append(const std::vector<BlockChain>& chains);
+  std::uint64_t blocksAtStart(const std::vector<BlockChain>& chains, std::uint64_t start) const;
 
   const BlockLayout& layout_;
-  BlockWalk walk_;
   BlockSearch search_;
   FoundBlocks found_;
 };

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 
 #include "MediaKit/Container/MovieParser.h"
 
@@ -42,6 +43,7 @@ class Learner {
 
   void learn(const std::vector<Extent>& extents, std::uint64_t start);
   void learnLead(const std::vector<Extent>& extents);
+  void learnEdges(const std::vector<Extent>& extents, const ByteSource& source);
 
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
@@ -95,8 +97,6 @@ void Learner::learnGap(const Gap& gap) {
   layout_.mostOthers = std::max(layout_.mostOthers, others);
   layout_.fewestOthers = std::min(layout_.fewestOthers, others);
   layout_.hasGapsWithoutSound = layout_.hasGapsWithoutSound || blocks == 0;
-  layout_.soundFollowsFrames = layout_.soundFollowsFrames || gap.pieces.front().track.has_value();
-  layout_.soundPrecedesFrames = layout_.soundPrecedesFrames || gap.pieces.back().track.has_value();
   layout_.tracksTakeTurns = layout_.tracksTakeTurns && takesTurns(gap);
 }
 
@@ -148,11 +148,112 @@ void Learner::learnLead(const std::vector<Extent>& extents) {
   }
 }
 
+/// Counts distances and keeps the usual ones.
+class Distances {
+ public:
+  void add(std::uint64_t distance) {
+    constexpr std::size_t mostKinds = 4096;
+    if (counts_.size() < mostKinds || counts_.contains(distance)) {
+      ++counts_[distance];
+      ++total_;
+    }
+  }
+  std::vector<std::uint64_t> usual() const {
+    std::vector<std::uint64_t> usual;
+    for (const auto& [distance, count] : counts_) {
+      if (count * 10 >= total_) {
+        usual.push_back(distance);
+      }
+    }
+    return usual;
+  }
+
+ private:
+  std::map<std::uint64_t, std::uint64_t> counts_;
+  std::uint64_t total_ = 0;
+};
+
+/// Finds what the bytes ahead of sound have in common.
+class MarkLearner {
+ public:
+  void add(const std::vector<std::uint8_t>& ahead) {
+    if (ahead.size() != mark_.bytes.size()) {
+      return;
+    }
+    if (seen_++ == 0) {
+      std::copy(ahead.begin(), ahead.end(), mark_.bytes.begin());
+      mark_.fixed = 0xFFFF;
+    }
+    for (std::size_t i = 0; i < ahead.size(); ++i) {
+      if (ahead[i] != mark_.bytes[i]) {
+        mark_.fixed &= ~(1U << i);
+      }
+    }
+  }
+  bool wantsMore() const { return seen_ < mostLooks; }
+  SoundMark result() {
+    // Zeros stand ahead of many things.
+    for (std::size_t i = 0; i < mark_.bytes.size(); ++i) {
+      mark_.bits += ((mark_.fixed >> i) & 1U) == 0 ? 0 : mark_.bytes[i] == 0 ? 0.5 : 7;
+    }
+    constexpr unsigned enoughLooks = 8;
+    constexpr double least = 14;
+    constexpr double most = 28;
+    return seen_ >= enoughLooks && mark_.bits >= least
+               ? SoundMark{mark_.bytes, mark_.fixed, std::min(mark_.bits, most)}
+               : SoundMark{};
+  }
+
+ private:
+  static constexpr unsigned mostLooks = 500;
+  SoundMark mark_;
+  unsigned seen_ = 0;
+};
+
+void Learner::learnEdges(const std::vector<Extent>& extents, const ByteSource& source) {
+  Distances due;
+  Distances edges;
+  MarkLearner mark;
+  const Track* video = movie_.videoTrack();
+  std::optional<std::uint64_t> known;  // end of the last picture or sound
+  std::optional<std::uint64_t> sound;  // end of the last sound, while no picture follows
+  for (const Extent& extent : extents) {
+    const bool isSound = placeOf(extent.track).has_value();
+    if ((known && extent.from < *known) || (!isSound && extent.track != video)) {
+      continue;
+    }
+    if (isSound && known) {
+      const std::uint64_t distance = extent.from - *known;
+      due.add(distance);
+      const std::size_t length = SoundMark().bytes.size();
+      if (distance >= length && mark.wantsMore()) {
+        mark.add(source.read(extent.from - length, length));
+      }
+    } else if (!isSound && sound) {
+      edges.add(extent.from - *sound);
+    }
+    sound = isSound ? std::optional(extent.to) : std::nullopt;
+    known = extent.to;
+  }
+  layout_.dueBehind = due.usual();
+  layout_.edgeAhead = edges.usual();
+  layout_.mark = mark.result();
+}
+
 bool looksAlike(const SoundHabits& a, const SoundHabits& b) {
   return a.config == b.config && a.usualPattern == b.usualPattern && a.ticks == b.ticks;
 }
 
 }  // namespace
+
+bool SoundMark::matches(std::span<const std::uint8_t> ahead) const {
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (((fixed >> i) & 1U) != 0 && ahead[i] != bytes[i]) {
+      return false;
+    }
+  }
+  return true;
+}
 
 std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const ByteSource& source) {
   const Track* video = reference.videoTrack();
@@ -179,6 +280,7 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
   Learner learner(reference, layout);
   learner.learn(extents, mdats.front().payloadOffset());
   learner.learnLead(extents);
+  learner.learnEdges(extents, source);
   return layout;
 }
 

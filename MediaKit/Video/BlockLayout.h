@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
@@ -11,6 +13,19 @@
 #include "MediaKit/Video/Interleaving.h"
 
 namespace tallowmark {
+
+/// Bytes that stand right ahead of every stretch of sound: some cameras head each piece of media
+/// with a record of its own.
+struct SoundMark {
+  std::array<std::uint8_t, 16> bytes{};
+  /// Bit i: byte i is always the same.
+  std::uint32_t fixed = 0;
+  /// How much a match proves, in bits; 0 when there is no such habit.
+  double bits = 0;
+
+  /// Whether `ahead`, as many bytes as `bytes`, has the fixed ones.
+  bool matches(std::span<const std::uint8_t> ahead) const;
+};
 
 /// How a camera mixes AAC sound and other tracks in between its pictures, as the reference's index
 /// shows it.
@@ -22,9 +37,11 @@ struct BlockLayout {
   /// Each gap holds as many blocks of one of these tracks as of the next, track by track, so that
   /// blocks are told apart by their place. Always so with one track.
   bool tracksTakeTurns = true;
-  /// Where in a gap sound stands.
-  bool soundFollowsFrames = false;
-  bool soundPrecedesFrames = false;
+  /// Usual distances in bytes from the end of a picture or of sound to the sound that comes next,
+  /// and from sound to the picture that comes next.
+  std::vector<std::uint64_t> dueBehind;
+  std::vector<std::uint64_t> edgeAhead;
+  SoundMark mark;
   /// The most blocks of any gap, over all tracks.
   std::uint64_t mostBlocks = 0;
   /// The fewest and the most bytes of other data in a gap.

@@ -64,7 +64,7 @@ class Walker {
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
-  bool takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnds ends);
+  bool takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
   bool takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
   void takeGap(std::uint64_t from, const FoundFrame& next);
   void takeRemainder(std::uint64_t from);
@@ -350,10 +350,10 @@ void Walker::take(const FoundFrame& frame) {
 }
 
 // Appends the sound of a gap; whether the gap is one as the reference has them.
-bool Walker::takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnds ends) {
+bool Walker::takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end) {
   if (collector_) {
     const bool countOn = neighbours == SoundLayout::Neighbours::countOn;
-    const auto taken = collector_->take(gap, findings_.video.size(), countOn, ends);
+    const auto taken = collector_->take(gap, findings_.video.size(), countOn, end);
     findings_.unused += gap.length() - taken.bytes;
     return taken.isUsual;
   }
@@ -384,14 +384,12 @@ void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   }
   findings_.audioSeen = true;
   const bool continues = !last_ || evidence_.successionBits(last_->slice, next.slice) >= 0;
-  // Ahead of the first frame nothing is missing when it starts a picture that stands by itself.
-  const bool countsOn = continues && (last_ || next.isKeyframe);
-  const auto pcmNeighbours =
-      continues && last_ ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown;
+  // Cameras start media with sound, too: ahead of the first frame a gap like others is whole.
+  const bool countsOn = continues && (last_ || collector_);
   const bool usual =
       takeSound({from, next.offset},
-                collector_ && countsOn ? SoundLayout::Neighbours::countOn : pcmNeighbours,
-                {.soundIsDue = true, .endIsKnown = true});
+                countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown,
+                StretchEnd::known);
   if (!usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
@@ -413,7 +411,7 @@ void Walker::takeRemainder(std::uint64_t from) {
     findings_.unused += end_ - from;
     return;
   }
-  takeSound({from, end}, neighbours, {.soundIsDue = true, .endIsKnown = end != end_});
+  takeSound({from, end}, neighbours, end != end_ ? StretchEnd::known : StretchEnd::unknown);
   findings_.unused += end_ - end;
 }
 
