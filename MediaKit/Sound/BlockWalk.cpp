@@ -164,6 +164,7 @@ std::optional<RawBlock> Walk::finish() {
 // §4.4.2.1, channel_pair_element
 bool Walk::channelPair() {
   if (!bits_.flag()) {
+    block_.traits.tools |= BlockTool::ownWindows;
     return channel(nullptr, Intensity::forbidden) && channel(nullptr, Intensity::forbidden);
   }
   Window common;
@@ -175,6 +176,9 @@ bool Walk::channelPair() {
   if (middleAndSide == reserved) {
     return false;
   }
+  block_.traits.tools |= middleAndSide == perBand ? BlockTool::sidePerBand
+                         : middleAndSide == all   ? BlockTool::sideEverywhere
+                                                  : std::uint8_t{0};
   if (middleAndSide == perBand) {
     bits_.skip(std::size_t{common.groups} * common.bands);
   }
@@ -183,7 +187,9 @@ bool Walk::channelPair() {
 
 // §4.4.2.7, individual_channel_stream
 bool Walk::channel(const Window* common, Intensity intensity) {
-  const auto globalGain = static_cast<int>(bits_.take(8));
+  const auto globalGain = static_cast<std::uint8_t>(bits_.take(8));
+  block_.traits.lowestGain = std::min(block_.traits.lowestGain, globalGain);
+  block_.traits.highestGain = std::max(block_.traits.highestGain, globalGain);
   Window window;
   if (common != nullptr) {
     window = *common;
@@ -214,11 +220,12 @@ bool Walk::windowInfo(Window& window) {
   if (!window.isShort) {
     window.bands = bits_.take(6);
     const bool predicts = bits_.flag();  // other profiles'
-    block_.longBands |= std::uint64_t{1} << window.bands;
+    block_.traits.longBands |= std::uint64_t{1} << window.bands;
     return !predicts && window.bands < bands_.longWindow.size();
   }
+  block_.traits.tools |= BlockTool::shortWindows;
   window.bands = bits_.take(4);
-  block_.shortBands |= std::uint64_t{1} << window.bands;
+  block_.traits.shortBands |= std::uint64_t{1} << window.bands;
   for (unsigned i = 0; i < 7; ++i) {
     if (bits_.flag()) {
       ++window.groupLengths[window.groups - 1];
@@ -248,6 +255,7 @@ bool Walk::sections(const Window& window, Intensity intensity) {
           (book >= firstIntensityBook && intensity == Intensity::forbidden)) {
         return false;
       }
+      block_.traits.books = static_cast<std::uint16_t>(block_.traits.books | (1U << book));
       const unsigned width = unsigned{offsets[end]} - offsets[band];
       sections_[sectionCount_++] = {static_cast<std::uint8_t>(book),
                                     static_cast<std::uint8_t>(end - band),
@@ -290,6 +298,7 @@ bool Walk::pulses(const Window& window) {
   if (!bits_.flag()) {
     return true;
   }
+  block_.traits.tools |= BlockTool::pulses;
   const unsigned count = bits_.take(2) + 1;
   const unsigned startBand = bits_.take(6);
   bits_.skip(std::size_t{9} * count);
@@ -301,6 +310,7 @@ bool Walk::noiseShaping(const Window& window) {
   if (!bits_.flag()) {
     return true;
   }
+  block_.traits.tools |= BlockTool::noiseShaping;
   const unsigned windows = window.isShort ? 8 : 1;
   const unsigned mostCoefficients = window.isShort ? 7 : 12;
   for (unsigned i = 0; i < windows; ++i) {
@@ -441,6 +451,15 @@ void Walk::fill() {
 }
 
 }  // namespace
+
+void BlockTraits::add(const BlockTraits& more) {
+  longBands |= more.longBands;
+  shortBands |= more.shortBands;
+  books |= more.books;
+  tools |= more.tools;
+  lowestGain = std::min(lowestGain, more.lowestGain);
+  highestGain = std::max(highestGain, more.highestGain);
+}
 
 BlockWalk::BlockWalk(const AACConfig& config, BlockRules rules)
     : config_(config), bands_(ScalefactorBands::of(config)), rules_(std::move(rules)) {}

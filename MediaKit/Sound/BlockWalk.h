@@ -27,14 +27,38 @@ enum class BlockElement : std::uint8_t {
   end
 };
 
+/// Coding tools that blocks may use, one bit each.
+namespace BlockTool {
+inline constexpr std::uint8_t pulses = 1;
+inline constexpr std::uint8_t noiseShaping = 2;
+inline constexpr std::uint8_t shortWindows = 4;
+inline constexpr std::uint8_t ownWindows = 8;  ///< a pair of channels without a common window
+inline constexpr std::uint8_t sidePerBand = 16;
+inline constexpr std::uint8_t sideEverywhere = 32;
+}  // namespace BlockTool
+
+/// What a block, or many blocks together, make use of.
+struct BlockTraits {
+  /// Bit n: a long (or short) window codes n scalefactor bands.
+  std::uint64_t longBands = 0;
+  std::uint64_t shortBands = 0;
+  /// Bit n: codebook n.
+  std::uint16_t books = 0;
+  /// Bits of BlockTool.
+  std::uint8_t tools = 0;
+  /// Of the channels' global gains.
+  std::uint8_t lowestGain = 255;
+  std::uint8_t highestGain = 0;
+
+  void add(const BlockTraits& more);
+};
+
 /// A raw data block: one block of sound over all channels.
 struct RawBlock {
   /// Bytes.
   std::uint32_t size = 0;
   ElementPattern pattern = 0;
-  /// Bit n: a long (or short) window of the block codes n scalefactor bands.
-  std::uint64_t longBands = 0;
-  std::uint64_t shortBands = 0;
+  BlockTraits traits;
   BlockElement firstElement = BlockElement::end;
   /// The bits behind the last element up to the next byte are zeros.
   bool isPaddedWithZeros = true;

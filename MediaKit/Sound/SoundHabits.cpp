@@ -2,6 +2,8 @@
 #include "MediaKit/Sound/SoundHabits.h"
 
 #include <algorithm>
+#include <bitset>
+#include <cmath>
 #include <limits>
 #include <map>
 #include <vector>
@@ -11,6 +13,12 @@ namespace tallowmark {
 namespace {
 
 constexpr std::uint64_t mostSamples = 2000;
+
+// How surprising it is that other data has only what the reference has, of so many values.
+double habitBits(std::uint64_t known, unsigned values) {
+  const auto count = static_cast<double>(std::bitset<64>(known).count());
+  return count == 0 ? 0 : std::max(0.0, std::log2(values / count));
+}
 
 /// What the samples of a track have in common.
 class Learner {
@@ -43,8 +51,7 @@ void Learner::look(const std::vector<std::uint8_t>& sample) {
   ++patterns_[block->pattern];
   habits_.smallest = std::min(habits_.smallest, block->size);
   habits_.largest = std::max(habits_.largest, block->size);
-  habits_.longBands |= block->longBands;
-  habits_.shortBands |= block->shortBands;
+  habits_.traits.add(block->traits);
   habits_.rules.paddingIsZero = habits_.rules.paddingIsZero && block->isPaddedWithZeros;
   habits_.rules.firstElements = static_cast<std::uint8_t>(
       habits_.rules.firstElements | (1U << static_cast<unsigned>(block->firstElement)));
@@ -73,6 +80,27 @@ std::optional<SoundHabits> Learner::result() {
 }
 
 }  // namespace
+
+double SoundHabits::evidence(const RawBlock& block) const {
+  // Random bytes walk as a block of a known pattern at about one position in 2^18.
+  constexpr double walks = 17;
+  constexpr double strange = 5;
+  // A block of silence is so short that counters and flags of other data can read as one.
+  constexpr double perByte = 2;
+  constexpr int gainSlack = 16;
+  const BlockTraits& own = block.traits;
+  double bits = walks + (own.longBands != 0 ? habitBits(traits.longBands, 50)
+                                            : habitBits(traits.shortBands, 15));
+  bits -= (own.longBands & ~traits.longBands) != 0 ? strange : 0;
+  bits -= (own.shortBands & ~traits.shortBands) != 0 ? strange : 0;
+  bits -= (own.books & ~unsigned{traits.books}) != 0 ? strange : 0;
+  bits -= (own.tools & ~unsigned{traits.tools}) != 0 ? strange : 0;
+  bits -= own.lowestGain + gainSlack < traits.lowestGain ||
+                  own.highestGain > traits.highestGain + gainSlack
+              ? strange
+              : 0;
+  return std::min(bits, perByte * block.size);
+}
 
 std::optional<SoundHabits> SoundHabits::learn(const Track& track, const ByteSource& source) {
   const auto config = AACConfig::of(track.sampleEntry);

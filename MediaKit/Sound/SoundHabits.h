@@ -17,13 +17,16 @@ struct SoundHabits {
   /// Bytes of the smallest and the largest block.
   std::uint32_t smallest = 0;
   std::uint32_t largest = 0;
-  /// Bit n: long (or short) windows that code n bands were seen.
-  std::uint64_t longBands = 0;
-  std::uint64_t shortBands = 0;
+  /// Of all blocks together.
+  BlockTraits traits;
   /// Ticks of one block in the track's timescale.
   std::uint32_t ticks = 1024;
   /// The pattern most blocks have.
   ElementPattern usualPattern = 0;
+
+  /// How much it proves, in bits, that what walks as `block` walks as one: other data does so by
+  /// chance, and seldom keeps to this camera's ways.
+  double evidence(const RawBlock& block) const;
 
   /// Walks up to some thousand samples of `track`. Nothing when it is no AAC-LC, or when samples do
   /// not end where their syntax does. Throws DeviceError.

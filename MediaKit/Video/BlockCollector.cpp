@@ -39,19 +39,21 @@ bool BlockCollector::isUsual(std::uint64_t blocks, std::uint64_t others) const {
   return others == 0 ? layout_.fewestOthers == 0 : others <= layout_.mostOthers * 2;
 }
 
-// Whether the blocks could be given to their tracks.
-bool BlockCollector::append(const std::vector<BlockChain>& chains) {
+// Gives the blocks of a gap to their tracks; says whether it could.
+bool BlockCollector::append(const std::vector<BlockChain>& chains, bool isWhole) {
   const std::vector<Block> blocks = blocksOf(chains);
   const std::size_t tracks = found_.tracks.size();
-  if (tracks > 1 && (!layout_.tracksTakeTurns || blocks.size() % tracks != 0)) {
+  const bool takesTurns = layout_.tracksTakeTurnsByGap || layout_.tracksTakeTurnsByBlock;
+  if (tracks > 1 && (!isWhole || !takesTurns || blocks.size() % tracks != 0)) {
     return false;
   }
   const std::size_t share = blocks.size() / tracks;
   for (std::size_t i = 0; i < blocks.size(); ++i) {
-    found_.tracks[i / share].append({.offset = blocks[i].offset,
-                                     .size = blocks[i].size,
-                                     .duration = layout_.habits.ticks,
-                                     .isSync = true});
+    const std::size_t track = layout_.tracksTakeTurnsByGap ? i / share : i % tracks;
+    found_.tracks[track].append({.offset = blocks[i].offset,
+                                 .size = blocks[i].size,
+                                 .duration = layout_.habits.ticks,
+                                 .isSync = true});
   }
   return true;
 }
@@ -82,7 +84,7 @@ BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t f
     blocks += chain.sizes.size();
   }
   Taken taken{bytes, framesCountOn && isUsual(blocks, gap.length() - bytes)};
-  if (!append(chains)) {
+  if (!append(chains, taken.isUsual)) {
     taken = {0, false};
   }
   found_.bytes += taken.bytes;

@@ -30,8 +30,9 @@ struct FoundBlocks {
   bool empty() const { return tracks.empty() || tracks.front().empty(); }
 };
 
-/// Gathers the AAC blocks of a walk, gap by gap in file order. Where several tracks look alike and
-/// cannot be told apart in a gap, its sound is left.
+/// Gathers the AAC blocks of a walk, gap by gap in file order. Several tracks that look alike are
+/// told apart by their place in a gap; where something is lost in one, its sound is left, for one
+/// track must not speak in another.
 class BlockCollector {
  public:
   /// Both must outlive it.
@@ -51,7 +52,7 @@ class BlockCollector {
 
  private:
   bool isUsual(std::uint64_t blocks, std::uint64_t others) const;
-  bool append(const std::vector<BlockChain>& chains);
+  bool append(const std::vector<BlockChain>& chains, bool isWhole);
   std::uint64_t blocksAtStart(const std::vector<BlockChain>& chains, std::uint64_t start) const;
 
   const BlockLayout& layout_;

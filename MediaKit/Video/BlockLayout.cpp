@@ -48,7 +48,7 @@ class Learner {
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
   void learnGap(const Gap& gap);
-  bool takesTurns(const Gap& gap) const;
+  void learnTurns(const Gap& gap);
 
   const Movie& movie_;
   BlockLayout& layout_;
@@ -63,24 +63,21 @@ std::optional<std::size_t> Learner::placeOf(const Track* track) const {
   return std::nullopt;
 }
 
-// Every track once, in the layout's order, with as many blocks each.
-bool Learner::takesTurns(const Gap& gap) const {
-  if (layout_.tracks.size() == 1) {
-    return true;
-  }
-  std::size_t next = 0;
-  std::optional<std::uint64_t> blocks;
+void Learner::learnTurns(const Gap& gap) {
+  const std::size_t tracks = layout_.tracks.size();
+  std::vector<std::size_t> order;
   for (const Gap::Piece& piece : gap.pieces) {
-    if (!piece.track) {
-      continue;
-    }
-    if (*piece.track != next || (blocks && *blocks != piece.blocks)) {
-      return false;
-    }
-    blocks = piece.blocks;
-    ++next;
+    order.insert(order.end(), piece.track ? static_cast<std::size_t>(piece.blocks) : 0,
+                 piece.track.value_or(0));
   }
-  return next == 0 || next == layout_.tracks.size();
+  const std::size_t share = order.size() / tracks;
+  const bool isShared = share * tracks == order.size();
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    layout_.tracksTakeTurnsByGap =
+        layout_.tracksTakeTurnsByGap && isShared && order[i] == i / share;
+    layout_.tracksTakeTurnsByBlock =
+        layout_.tracksTakeTurnsByBlock && isShared && order[i] == i % tracks;
+  }
 }
 
 void Learner::learnGap(const Gap& gap) {
@@ -97,7 +94,9 @@ void Learner::learnGap(const Gap& gap) {
   layout_.mostOthers = std::max(layout_.mostOthers, others);
   layout_.fewestOthers = std::min(layout_.fewestOthers, others);
   layout_.hasGapsWithoutSound = layout_.hasGapsWithoutSound || blocks == 0;
-  layout_.tracksTakeTurns = layout_.tracksTakeTurns && takesTurns(gap);
+  if (layout_.tracks.size() > 1) {
+    learnTurns(gap);
+  }
 }
 
 void Learner::learn(const std::vector<Extent>& extents, std::uint64_t start) {

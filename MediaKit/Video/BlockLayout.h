@@ -34,9 +34,10 @@ struct BlockLayout {
   /// Numbers, in the movie's list, of the sound tracks whose blocks look alike; the first is the
   /// movie's first sound track.
   std::vector<std::size_t> tracks;
-  /// Each gap holds as many blocks of one of these tracks as of the next, track by track, so that
-  /// blocks are told apart by their place. Always so with one track.
-  bool tracksTakeTurns = true;
+  /// How blocks of these tracks are told apart by their place in a gap: as many of one track as of
+  /// the next, all of one track first, or one of each in turn.
+  bool tracksTakeTurnsByGap = true;
+  bool tracksTakeTurnsByBlock = true;
   /// Usual distances in bytes from the end of a picture or of sound to the sound that comes next,
   /// and from sound to the picture that comes next.
   std::vector<std::uint64_t> dueBehind;

@@ -2,7 +2,6 @@
 #include "MediaKit/Video/BlockSearch.h"
 
 #include <algorithm>
-#include <bitset>
 #include <cmath>
 
 namespace tallowmark {
@@ -11,10 +10,7 @@ namespace {
 
 constexpr std::size_t readAhead = std::size_t{256} << 10U;
 
-// Bits of evidence. Random bytes walk as a block of a known pattern at about one position in 2^18;
-// where a block ends is one of a thousand places.
-constexpr double perBlock = 17;
-constexpr double perByte = 2;
+// Bits of evidence. Where a block ends is one of a thousand places.
 constexpr double whereDue = 4;
 constexpr double endsAtEdge = 10;
 constexpr double enough = 14;
@@ -26,12 +22,6 @@ constexpr std::uint64_t bitsAtLeast = std::uint64_t{1} << 24U;
 
 bool contains(const std::vector<std::uint64_t>& distances, std::uint64_t distance) {
   return std::find(distances.begin(), distances.end(), distance) != distances.end();
-}
-
-// How surprising it is that other data has only what the reference has, of so many values.
-double habitBits(std::uint64_t known, unsigned values) {
-  const auto count = static_cast<double>(std::bitset<64>(known).count());
-  return count == 0 ? 0 : std::max(0.0, std::log2(values / count));
 }
 
 }  // namespace
@@ -73,24 +63,9 @@ BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
     }
     chain.sizes.push_back(look.block->size);
     chain.to += look.block->size;
-    chain.bits += bitsOf(*look.block);
+    chain.bits += layout_.habits.evidence(*look.block);
   }
   return chain;
-}
-
-double BlockSearch::bitsOf(const RawBlock& block) const {
-  constexpr double strange = -4;
-  constexpr unsigned longValues = 50;
-  constexpr unsigned shortValues = 15;
-  // A block of silence is so short that counters and flags of other data can read as one.
-  const double most = perByte * block.size;
-  const SoundHabits& habits = layout_.habits;
-  if ((block.longBands & ~habits.longBands) != 0 || (block.shortBands & ~habits.shortBands) != 0) {
-    return std::min(most, perBlock + strange);
-  }
-  return std::min(most,
-                  perBlock + (block.longBands != 0 ? habitBits(habits.longBands, longValues)
-                                                   : habitBits(habits.shortBands, shortValues)));
 }
 
 bool BlockSearch::isBelieved(const BlockChain& chain, std::uint64_t searchedFrom,
@@ -113,6 +88,33 @@ bool BlockSearch::isBelieved(const BlockChain& chain, std::uint64_t searchedFrom
   return bits >= enough;
 }
 
+// Codewords find their step again soon after a false start: garbage ahead of a block can walk into
+// it and end where it does. Of all starts that lead to the first block's end the likeliest is
+// meant.
+BlockChain BlockSearch::withBestStart(BlockChain chain) {
+  const std::uint64_t end = chain.from + chain.sizes.front();
+  double best = evidenceAt(chain.from, end);
+  const double rest = chain.bits - best;
+  for (std::uint64_t at = nextStart(chain.from + 1, end); at < end; at = nextStart(at + 1, end)) {
+    if (const double bits = evidenceAt(at, end); bits >= best) {
+      best = bits;
+      chain.from = at;
+      chain.sizes.front() = static_cast<std::uint32_t>(end - at);
+    }
+  }
+  chain.bits = rest + best;
+  return chain;
+}
+
+// What a block from `at` to `end` proves; nothing when there is none.
+double BlockSearch::evidenceAt(std::uint64_t at, std::uint64_t end) {
+  const auto bytes = window_.at(at, static_cast<std::size_t>(end - at));
+  const auto held = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), end - at));
+  const BlockWalk::Look look = walk_.look(bytes.first(held));
+  bitsLooked_ += look.bits;
+  return look.block && look.block->size == end - at ? layout_.habits.evidence(*look.block) : 0;
+}
+
 std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end) {
   std::vector<BlockChain> found;
   const std::uint64_t budget = bitsLooked_ + std::max(bitsAtLeast, stretch.length() * bitsPerByte);
@@ -124,6 +126,9 @@ std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end
     }
     BlockChain chain = chainAt(at, stretch.upper);
     if (isBelieved(chain, searchedFrom, stretch, end)) {
+      if (!contains(layout_.dueBehind, chain.from - searchedFrom)) {
+        chain = withBestStart(std::move(chain));
+      }
       at = chain.to;
       searchedFrom = at;
       found.push_back(std::move(chain));

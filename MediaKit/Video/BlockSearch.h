@@ -43,7 +43,8 @@ class BlockSearch {
  private:
   std::uint64_t nextStart(std::uint64_t at, std::uint64_t end);
   BlockChain chainAt(std::uint64_t at, std::uint64_t end);
-  double bitsOf(const RawBlock& block) const;
+  double evidenceAt(std::uint64_t at, std::uint64_t end);
+  BlockChain withBestStart(BlockChain chain);
   bool isBelieved(const BlockChain& chain, std::uint64_t searchedFrom, const ByteRange& stretch,
                   StretchEnd end);
 

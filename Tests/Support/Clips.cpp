@@ -24,6 +24,7 @@ std::string nameOf(const ClipRecipe& r) {
   if (r.sound != ClipRecipe().sound) {
     name << "-a" << r.channels << "x" << r.sampleRate << "-" << std::hash<std::string>()(r.sound);
   }
+  if (r.soundTracks > 1) name << "-" << r.soundTracks << "tracks";
   name << '.' << r.container;
   return name.str();
 }
@@ -50,6 +51,12 @@ std::vector<std::string> ffmpegCommand(const ClipRecipe& r, const fs::path& targ
     const std::string rate = std::to_string(r.sampleRate);
     add({"-f", "lavfi", "-i", r.sound.c_str(), "-ac", channels.c_str(), "-ar", rate.c_str(), "-c:a",
          r.audio.c_str()});
+  }
+  for (int i = 0; i < r.soundTracks && r.soundTracks > 1; ++i) {
+    if (i == 0) add({"-map", "0"});
+    const std::string filter = "-filter:a:" + std::to_string(i);
+    const std::string louder = "volume=" + std::to_string(1 + i) + "dB";
+    add({"-map", "1", filter.c_str(), louder.c_str()});
   }
   const std::string settings = encoderSettings(r);
   add({"-t", seconds.c_str(), "-c:v", r.codec.c_str(), "-pix_fmt", "yuv420p", "-preset", "fast",

@@ -26,6 +26,8 @@ struct ClipRecipe {
   std::string sound = "sine=frequency=440:sample_rate=48000";
   int sampleRate = 48000;
   int channels = 1;
+  /// Sound tracks, each the same sound again, a little louder.
+  int soundTracks = 1;
   /// Tells clips of one recipe apart: another number, other pictures.
   int variant = 0;
 };

@@ -50,6 +50,7 @@ const std::vector<ClipRecipe>& recipes() {
   static const std::vector<ClipRecipe> all{
       {.audio = "aac"},
       {.audio = "aac", .bFrames = 2, .sound = testing::livelySound(2, 48000), .channels = 2},
+      {.audio = "aac", .sound = testing::livelySound(2, 48000), .channels = 2, .soundTracks = 2},
       {.audio = "aac", .sound = testing::livelySound(6, 44100), .sampleRate = 44100, .channels = 6},
       {.container = "mov", .audio = "pcm_s16le", .bFrames = 2},
       {.container = "mov", .audio = "pcm_s16be", .bFrames = 2, .slices = 4},
@@ -64,7 +65,8 @@ const std::vector<ClipRecipe>& recipes() {
 
 std::string labelOf(const ClipRecipe& r) {
   return r.codec + " " + r.audio + " b" + std::to_string(r.bFrames) + " s" +
-         std::to_string(r.slices);
+         std::to_string(r.slices) + " " + std::to_string(r.soundTracks) + "×" +
+         std::to_string(r.channels);
 }
 
 TEST(Accuracy, generatedClipsComeBackWithThemselvesAndASibling) {
@@ -123,12 +125,20 @@ TEST(Accuracy, holesCostOnlyWhatTheyTouch) {
         sum.frames += c.frames;
         sum.missed += c.missed;
         sum.invented += clip == clips.front() ? 0 : c.invented;
+        // Of several tracks that look alike, what stands beside a hole is left.
+        if (clip.filename().string().find("tracks.") != std::string::npos) continue;
+        sum.blocks += c.blocks;
+        sum.blocksExact += c.blocksExact + c.blocksBeforeKeyframe;
+        sum.blocksInvented += c.blocksInvented;
       }
     }
   }
   RecordProperty("frames", static_cast<int>(sum.frames));
   EXPECT_LE(sum.missed * 1000, sum.frames) << sum.missed << " of " << sum.frames << " missed";
   EXPECT_LE(sum.invented * 1000, sum.frames) << sum.invented << " invented";
+  RecordProperty("blocks", static_cast<int>(sum.blocks));
+  EXPECT_GE(sum.blocksExact * 1000, sum.blocks * 999) << sum.blocksExact << " of " << sum.blocks;
+  EXPECT_EQ(sum.blocksInvented, 0U);
 }
 
 }  // namespace

@@ -146,6 +146,9 @@ void compareBlocks(const Victim& victim, const Movie& rebuilt, const ByteSource&
     }
     comparison.blocks += whole.size();
     if (i >= now.size()) continue;
+    const std::uint64_t first = now[i]->samples.front().offset + shift;
+    comparison.blocksBeforeKeyframe += static_cast<std::uint64_t>(std::count_if(
+        whole.begin(), whole.end(), [&](const auto& block) { return block.first < first; }));
     for (const Sample& sample : now[i]->samples) {
       const std::uint64_t at = sample.offset + shift;
       if (!isFromClip(sample, shift, copy, victim.bytes())) continue;

@@ -56,6 +56,8 @@ struct Comparison {
   std::uint64_t blocks = 0;
   std::uint64_t blocksExact = 0;
   std::uint64_t blocksInvented = 0;
+  /// Blocks ahead of the first one in the copy, which go with pictures that nothing can show.
+  std::uint64_t blocksBeforeKeyframe = 0;
   /// The largest difference in how far a frame is from the sound before it, in frame durations.
   double worstStep = 0;
   VideoRepair::Result result;
