@@ -24,7 +24,7 @@ SavedCopy saveClip(const DamagedFile& clip, const fs::path& folder, const Progre
   const fs::path path = writeCopy(
       {clip.path, SavedAs::repaired, folder, source.modificationTime(), source.size()},
       [&](FileSink& copy) {
-        result = VideoRepair::repair(source, teacher.get(), copy, progress, stop);
+        result = VideoRepair::repair(source, teacher.get(), copy, progress, stop, clip.depth);
       },
       stop);
   return {path, result};

@@ -19,6 +19,8 @@ struct DamagedFile {
   Kind kind = Kind::video;
   /// A good file of the same kind from the same camera; RAW files need none.
   std::optional<std::filesystem::path> reference;
+  /// How much of a clip without index comes back.
+  VideoRepair::Depth depth = VideoRepair::Depth::full;
 };
 
 /// The picture that was stored in a RAW file.

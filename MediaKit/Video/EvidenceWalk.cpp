@@ -355,6 +355,7 @@ bool Walker::takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours,
     const bool countOn = neighbours == SoundLayout::Neighbours::countOn;
     const auto taken = collector_->take(gap, findings_.video.size(), countOn, end);
     findings_.unused += gap.length() - taken.bytes;
+    findings_.sideTracks += taken.isUsual ? gap.length() - taken.bytes : 0;
     return taken.isUsual;
   }
   if (lessons_.sound != nullptr) {
@@ -375,6 +376,7 @@ bool Walker::takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
     sound += samples * size;
   }
   findings_.unused += gap.length() - sound;
+  findings_.sideTracks += division.isUsual ? gap.length() - sound : 0;
   return division.isUsual;
 }
 
@@ -429,6 +431,7 @@ EvidencedFindings Walker::run() {
       at = frame->end();
     } else if (const auto foreign = foreignEnd(at)) {
       findings_.unused += *foreign - at;
+      findings_.otherPictures += *foreign - at;
       at = *foreign;
     } else if (const auto behind = boxBehind(at)) {
       at = *behind;

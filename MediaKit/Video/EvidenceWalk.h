@@ -19,6 +19,10 @@ struct EvidencedFindings : Findings {
   std::vector<std::uint64_t> losses;
   /// Compressed sound.
   FoundBlocks blocks;
+  /// Of the unused bytes: other video tracks' pictures, and other data in gaps as the reference has
+  /// them.
+  std::uint64_t otherPictures = 0;
+  std::uint64_t sideTracks = 0;
 };
 
 /// What the reference teaches a walk by evidence; all of it must outlive the walk.

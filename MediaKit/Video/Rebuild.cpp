@@ -59,7 +59,7 @@ void learnStreams(Teacher& teacher, const ByteSource& reference) {
   }
 }
 
-Teacher learn(const ByteSource& reference) {
+Teacher learn(const ByteSource& reference, Depth depth) {
   Teacher teacher;
   teacher.movie = MovieParser::parse(BoxReader(reference));
   teacher.video = teacher.movie.videoTrack();
@@ -73,9 +73,13 @@ Teacher learn(const ByteSource& reference) {
                                   teacher.video->codec.description() + ".");
   }
   teacher.format = *format;
+  teacher.pcm = teacher.audio != nullptr ? PCMLayout::of(*teacher.audio) : std::nullopt;
+  if (depth == Depth::basic) {
+    teacher.format.learnHeaders(teacher.video->samples, reference, samplesForHeaders);
+    return teacher;
+  }
   learnStreams(teacher, reference);
   if (teacher.audio != nullptr) {
-    teacher.pcm = PCMLayout::of(*teacher.audio);
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);
   }
@@ -102,9 +106,10 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
   const std::size_t maxFrameSize = frameSizeLimit(teacher.video->samples.largestSize());
   const std::uint32_t frameDuration = teacher.video->typicalDuration();
   if (!teacher.evidence) {
-    return {walk(source, from, teacher.format, teacher.pcm, frameDuration, maxFrameSize, progress,
-                 stop),
-            {}};
+    EvidencedFindings found;
+    static_cast<Findings&>(found) = walk(source, from, teacher.format, teacher.pcm, frameDuration,
+                                         maxFrameSize, progress, stop);
+    return found;
   }
   const WalkLessons lessons{&*teacher.evidence,
                             teacher.otherTracks,
@@ -130,8 +135,8 @@ std::uint64_t cutToFirstKeyframe(SampleList& video) {
 }  // namespace
 
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
-               const Progress& progress, const StopToken& stop) {
-  const Teacher teacher = learn(reference);
+               const Progress& progress, const StopToken& stop, Depth depth) {
+  const Teacher teacher = learn(reference, depth);
   const BoxReader reader(source);
   const bool hasMediaBox = !MovieParser::layout(reader).mdats.empty();
   EvidencedFindings found = walkMedia(source, mediaStart(reader), teacher, progress, stop);
@@ -187,6 +192,8 @@ Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& 
   result.seconds = movie.seconds();
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && result.audioPackets == 0;
   result.unusedBytes = found.unused + soundGivenUp;
+  result.unusedBy = {found.otherPictures, soundGivenUp, found.sideTracks,
+                     found.unused - found.otherPictures - found.sideTracks};
   result.soundBlocksFound = sound.found;
   result.soundBlocksFilled = sound.filled;
   return result;

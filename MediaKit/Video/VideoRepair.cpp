@@ -48,7 +48,7 @@ Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize) {
 }
 
 Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
-              const Progress& progress, const StopToken& stop) {
+              const Progress& progress, const StopToken& stop, Depth depth) {
   const Diagnosis diagnosis = diagnose(source);
   if (std::holds_alternative<NotAMovie>(diagnosis)) {
     throw MediaError::notAMovie();
@@ -61,7 +61,7 @@ Result repair(const ByteSource& source, const ByteSource* reference, FileSink& d
         "This clip's index is missing. Add a good clip recorded on the same camera with the same "
         "settings, and Repair will rebuild it.");
   }
-  return rebuild(source, *reference, destination, progress, stop);
+  return rebuild(source, *reference, destination, progress, stop, depth);
 }
 
 Result trim(const ByteSource& source, FileSink& destination, const Progress& progress,

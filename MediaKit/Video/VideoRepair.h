@@ -32,6 +32,27 @@ struct NotAMovie {
 };
 using Diagnosis = std::variant<Truncated, Healthy, MissingIndex, NotAMovie>;
 
+/// Bytes of the media data that became nothing, by what they are.
+struct UnusedBytes {
+  /// Pictures of the reference's other video tracks.
+  std::uint64_t otherPictures = 0;
+  /// Compressed sound that could not be placed.
+  std::uint64_t sound = 0;
+  /// What stands beside sound in gaps as the reference has them: telemetry, timecode, padding.
+  std::uint64_t sideTracks = 0;
+  std::uint64_t unknown = 0;
+
+  std::uint64_t total() const { return otherPictures + sound + sideTracks + unknown; }
+  friend bool operator==(const UnusedBytes&, const UnusedBytes&) = default;
+};
+
+/// How much of a clip a rebuild brings back.
+enum class Depth {
+  full,
+  /// Pictures by their framing alone and PCM sound by the size of its gaps: for comparison.
+  basic
+};
+
 /// What a repair wrote.
 struct Result {
   /// Samples of the written video and sound.
@@ -41,8 +62,9 @@ struct Result {
   double seconds = 0;
   /// The reference has sound, data lay between the frames, and none of it could be taken as sound.
   bool audioDropped = false;
-  /// Bytes of the media data that became nothing.
+  /// Bytes of the media data that became nothing; `unusedBy` adds up to them.
   std::uint64_t unusedBytes = 0;
+  UnusedBytes unusedBy;
   /// Blocks of compressed sound: found in the file, and silent ones that take the time of lost
   /// ones.
   std::uint64_t soundBlocksFound = 0;
@@ -62,7 +84,7 @@ Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize);
 /// `reference`, a good clip of the same camera (null for none), teaches. Throws MediaError with the
 /// user's sentence, DeviceError of either end, Stopped; `destination` then holds nothing of use.
 Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
-              const Progress& progress = {}, const StopToken& stop = {});
+              const Progress& progress = {}, const StopToken& stop = {}, Depth depth = Depth::full);
 
 /// Keeps every sample that lies inside the file. Throws as repair.
 Result trim(const ByteSource& source, FileSink& destination, const Progress& progress = {},
@@ -71,6 +93,7 @@ Result trim(const ByteSource& source, FileSink& destination, const Progress& pro
 /// Finds pictures, PCM and AAC sound in the media data and writes them with a new index. Throws as
 /// repair.
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
-               const Progress& progress = {}, const StopToken& stop = {});
+               const Progress& progress = {}, const StopToken& stop = {},
+               Depth depth = Depth::full);
 
 }  // namespace tallowmark::VideoRepair

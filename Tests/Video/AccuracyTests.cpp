@@ -23,6 +23,7 @@ void expectWhole(const Comparison& c, const std::string& label) {
   EXPECT_EQ(c.blocksExact, c.blocks) << label;
   EXPECT_EQ(c.blocksInvented, 0U) << label;
   EXPECT_FALSE(c.result.audioDropped) << label;
+  EXPECT_EQ(c.result.unusedBy.total(), c.result.unusedBytes) << label;
 }
 
 bool isRebuildable(const std::filesystem::path& clip) {

@@ -38,11 +38,12 @@ std::vector<fs::path> clipsWithAAC() {
 }
 
 VideoRepair::Result rebuildTo(const fs::path& copy, const testing::Bytes& damaged,
-                              const fs::path& reference) {
+                              const fs::path& reference,
+                              VideoRepair::Depth depth = VideoRepair::Depth::full) {
   const MemorySource source(damaged);
   const FileSource teacher(reference.string());
   FileSink sink(copy.string());
-  return VideoRepair::rebuild(source, teacher, sink);
+  return VideoRepair::rebuild(source, teacher, sink, {}, {}, depth);
 }
 
 /// What ffmpeg makes of a file's sound: a sum of all decoded samples of all tracks, and its words.
@@ -149,6 +150,26 @@ TEST(RebuiltSound, isNotTakenFromAStreamOfAnotherBuild) {
   EXPECT_TRUE(result.audioDropped);
   EXPECT_EQ(result.audioPackets, 0U);
   EXPECT_EQ(result.soundBlocksFound, 0U);
+  EXPECT_EQ(result.unusedBy.total(), result.unusedBytes);
+}
+
+// For comparison: by framing alone every gap is unused and the sound is gone.
+TEST(RebuiltSound, isLeftOutOfABasicRebuild) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const fs::path clip = makeClip({.audio = "aac"});
+  const Victim victim(clip);
+  std::uint64_t sound = 0;
+  for (const Sample& block : victim.truth().audioTrack()->samples) sound += block.size;
+  const testing::TemporaryFolder folder;
+  const auto result =
+      rebuildTo(folder / "copy.mp4", victim.bytes(), clip, VideoRepair::Depth::basic);
+  EXPECT_EQ(result.videoFrames, victim.truth().videoTrack()->samples.size());
+  EXPECT_EQ(result.audioPackets, 0U);
+  EXPECT_TRUE(result.audioDropped);
+  EXPECT_GE(result.unusedBytes, sound);
+  EXPECT_EQ(result.unusedBy.unknown, result.unusedBytes);
 }
 
 }  // namespace
