@@ -23,6 +23,9 @@ void add(Comparison& sum, const Comparison& c) {
   sum.invented += c.invented;
   sum.shared += c.shared;
   sum.inOrder += c.inOrder;
+  sum.blocks += c.blocks;
+  sum.blocksExact += c.blocksExact + c.blocksBeforeKeyframe;
+  sum.blocksInvented += c.blocksInvented;
 }
 
 double percent(std::uint64_t part, std::uint64_t whole) {
@@ -48,6 +51,15 @@ Comparison withHoles(const std::string& clip, const std::string& reference,
   return sum;
 }
 
+void printBlocks(const Comparison& c) {
+  if (c.blocks == 0) {
+    std::printf("| | ");
+    return;
+  }
+  std::printf("%ju of %ju | %ju | ", static_cast<std::uintmax_t>(c.blocksExact),
+              static_cast<std::uintmax_t>(c.blocks), static_cast<std::uintmax_t>(c.blocksInvented));
+}
+
 void printRow(const std::string& reference, const std::string& clip, const testing::Bytes& other) {
   const std::string name = std::filesystem::path(clip).filename().string();
   const char* teacher = reference == clip ? "itself" : "sibling";
@@ -66,11 +78,14 @@ void printRow(const std::string& reference, const std::string& clip, const testi
                 static_cast<std::uintmax_t>(c.shared), c.worstTime,
                 static_cast<std::uintmax_t>(holes.inOrder),
                 static_cast<std::uintmax_t>(holes.shared));
-    std::printf("%ju of %ju | %ju | %ju |\n",
+    std::printf("%ju of %ju | %ju | %ju | ",
                 static_cast<std::uintmax_t>(holes.exact + holes.beforeKeyframe),
                 static_cast<std::uintmax_t>(holes.frames),
                 static_cast<std::uintmax_t>(holes.beforeKeyframe),
                 static_cast<std::uintmax_t>(holes.invented));
+    printBlocks(c);
+    printBlocks(holes);
+    std::printf("\n");
   } catch (const std::exception& error) {
     std::printf("| %s | %s | %s |\n", name.c_str(), teacher, error.what());
   }
@@ -80,9 +95,13 @@ void printRow(const std::string& reference, const std::string& clip, const testi
 
 int main(int count, char** arguments) {
   std::printf(
-      "| clip | reference | exact | invented | sound | step | in order | time | in order with holes | exact with holes | "
-      "of these before a key frame | invented with holes |\n"
-      "| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
+      "| clip | reference | exact | invented | sound | step | in order | time | in order with "
+      "holes | "
+      "exact with holes | of these before a key frame | invented with holes | AAC blocks | "
+      "invented | "
+      "AAC blocks with holes | invented |\n"
+      "| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | "
+      "--- |\n");
   const testing::Bytes other =
       count > 1 ? testing::contentsOf(arguments[count - 1]) : testing::Bytes{};
   for (int i = 1; i + 1 < count; ++i) {

@@ -71,6 +71,8 @@ struct Commands {
         ->add_option("--reference", reference,
                      "A good file from the same camera; chosen among the given ones otherwise")
         ->type_name("FILE");
+    repair->add_flag("--basic", repairing.basic,
+                     "Rebuild clips by their framing alone, without compressed sound");
     addJson(*repair, repairing.json);
   }
 

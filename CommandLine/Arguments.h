@@ -28,6 +28,8 @@ struct RepairRequest {
   std::filesystem::path folder;
   /// The user's own choice of a good file.
   std::optional<std::filesystem::path> reference;
+  /// Leave out of a rebuilt clip what more than its framing is needed for.
+  bool basic = false;
   bool json = false;
 };
 

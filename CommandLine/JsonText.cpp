@@ -58,7 +58,14 @@ struct ResultFields {
             {"audioPackets", result.audioPackets},
             {"seconds", result.seconds},
             {"audioDropped", result.audioDropped},
-            {"unusedBytes", result.unusedBytes}};
+            {"unusedBytes", result.unusedBytes},
+            {"unusedBy",
+             {{"otherPictures", result.unusedBy.otherPictures},
+              {"sound", result.unusedBy.sound},
+              {"sideTracks", result.unusedBy.sideTracks},
+              {"unknown", result.unusedBy.unknown}}},
+            {"soundBlocksFound", result.soundBlocksFound},
+            {"soundBlocksFilled", result.soundBlocksFilled}};
   }
   Json operator()(const JPEGRepair::Result& result) const {
     return {{"fix", fixName(result.fix)},

@@ -35,7 +35,10 @@ std::vector<FileState::Any> checkAll(const std::vector<Item>& items, const StopT
 class Repairer {
  public:
   Repairer(const RepairPlan& plan, const RepairRequest& request)
-      : plan_(plan), folder_(request.folder), folderProblem_(prepareDestination(request.folder)) {}
+      : plan_(plan),
+        folder_(request.folder),
+        folderProblem_(prepareDestination(request.folder)),
+        depth_(request.basic ? VideoRepair::Depth::basic : VideoRepair::Depth::full) {}
 
   /// Throws Stopped, nothing else but for want of memory.
   RepairOutcome repair(std::size_t item, const Progress& progress, const StopToken& stop) const {
@@ -65,8 +68,8 @@ class Repairer {
             const Progress& progress, const StopToken& stop) const {
     outcome.reference = reference;
     const Item& damaged = plan_.items[item];
-    SavedCopy saved = saveRepairedCopy({damaged.path, *damaged.kind, reference}, folder_, images_,
-                                       progress, stop, openFile, picturesDecode);
+    SavedCopy saved = saveRepairedCopy({damaged.path, *damaged.kind, reference, depth_}, folder_,
+                                       images_, progress, stop, openFile, picturesDecode);
     outcome.output = std::move(saved.path);
     outcome.facts = std::move(saved.facts);
   }
@@ -75,6 +78,7 @@ class Repairer {
   LibraryImageService images_;
   fs::path folder_;
   std::string folderProblem_;
+  VideoRepair::Depth depth_;
 };
 
 std::vector<std::uint64_t> bytesToRepair(const RepairPlan& plan) {

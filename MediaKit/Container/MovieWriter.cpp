@@ -2,10 +2,12 @@
 #include "MediaKit/Container/MovieWriter.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <string_view>
 
+#include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/BoxWriter.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/SampleTable.h"
@@ -265,6 +267,14 @@ void write(const Movie& movie, const ByteSource& source, ByteRange range, FileSi
            const Progress& progress, const StopToken& stop) {
   const Segment segment{&source, range};
   writeFrom(movie, range.lower, std::span(&segment, 1), destination, progress, stop);
+}
+
+void write(const Movie& movie, const ByteSource& source, ByteRange range,
+           std::vector<std::uint8_t> bytesBehind, FileSink& destination, const Progress& progress,
+           const StopToken& stop) {
+  const MemorySource behind(std::move(bytesBehind));
+  const std::array<Segment, 2> segments{{{&source, range}, {&behind, {0, behind.size()}}}};
+  writeFrom(movie, range.lower, segments, destination, progress, stop);
 }
 
 }  // namespace tallowmark::MovieWriter

@@ -46,6 +46,12 @@ void write(const Movie& movie, std::span<const Segment> segments, FileSink& dest
 void write(const Movie& movie, const ByteSource& source, ByteRange range, FileSink& destination,
            const Progress& progress = {}, const StopToken& stop = {});
 
+/// As above, with bytes that the source lacks behind the range: samples reach them as if the
+/// source went on with them from `range.upper`.
+void write(const Movie& movie, const ByteSource& source, ByteRange range,
+           std::vector<std::uint8_t> bytesBehind, FileSink& destination,
+           const Progress& progress = {}, const StopToken& stop = {});
+
 /// The file-type box for a movie that has none.
 std::vector<std::uint8_t> defaultFileType();
 

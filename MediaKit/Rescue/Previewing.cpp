@@ -83,7 +83,7 @@ RepairPreview previewClip(const DamagedFile& clip, const PreviewFiles& files,
   requireUnchanged(source, clip.path);
   const auto start = [&](FileSink& sink) {
     VideoRepair::write(VideoRepair::clipStart(learnt->plan.movie, previewSeconds), *source.bytes,
-                       sink, stop);
+                       sink, stop, learnt->plan.added);
   };
   const bool viewable = makeClipPreview(files, start, previewer, stop);
   return {learnt->plan.result, learnt, viewable};

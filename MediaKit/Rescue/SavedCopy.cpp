@@ -28,7 +28,8 @@ VideoRepair::Result writeClip(const DamagedFile& clip, const OpenedFile& source,
     VideoRepair::write(clip.learnt->plan, *source.bytes, copy, progress, stop);
     return clip.learnt->plan.result;
   }
-  const VideoRepair::Plan plan = VideoRepair::plan(*source.bytes, with.teacher, progress, stop);
+  const VideoRepair::Plan plan =
+      VideoRepair::plan(*source.bytes, with.teacher, progress, stop, clip.depth);
   requireDecodable(plan, *source.bytes, with.teacher, with.folder, with.trial, stop);
   VideoRepair::write(plan, *source.bytes, copy, VideoRepair::writingProgress(plan, progress), stop);
   return plan.result;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Video/LengthenedSource.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -149,9 +150,11 @@ std::vector<std::uint64_t> keyPictures(const Movie& movie, std::size_t most) {
 }
 
 void write(const ClipStart& start, const ByteSource& source, FileSink& destination,
-           const StopToken& stop) {
+           const StopToken& stop, const AddedBytes& added) {
+  const LengthenedSource lengthened(source, added.at, added.bytes);
+  const ByteSource& from = added.bytes.empty() ? source : lengthened;
   std::vector<Segment> segments;
-  for (const ByteRange& range : start.ranges) segments.push_back({&source, range});
+  for (const ByteRange& range : start.ranges) segments.push_back({&from, range});
   MovieWriter::write(start.movie, segments, destination, {}, stop);
 }
 

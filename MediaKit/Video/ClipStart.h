@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "MediaKit/Container/MovieWriter.h"
+#include "MediaKit/Video/VideoRepair.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -28,8 +29,9 @@ ClipStart excerptOf(const Movie& movie, std::uint64_t first, std::uint64_t count
 /// Numbers of up to `most` key pictures of a movie's video, spread evenly over it.
 std::vector<std::uint64_t> keyPictures(const Movie& movie, std::size_t most);
 
-/// Writes a playable movie. `source` is the file that the movie was of. Throws as MovieWriter.
+/// Writes a playable movie. `source` is the file that the movie was of, `added` what the plan for
+/// it adds. Throws as MovieWriter.
 void write(const ClipStart& start, const ByteSource& source, FileSink& destination,
-           const StopToken& stop = {});
+           const StopToken& stop = {}, const AddedBytes& added = {});
 
 }  // namespace tallowmark::VideoRepair

@@ -64,7 +64,8 @@ class Walker {
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
-  bool takeSound(std::uint64_t from, std::uint64_t to, SoundLayout::Neighbours neighbours);
+  bool takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
+  bool takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
   void takeGap(std::uint64_t from, const FoundFrame& next);
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
@@ -81,6 +82,7 @@ class Walker {
   std::vector<std::unique_ptr<FrameFinder>> foreign_;
   EvidencedFindings findings_;
   std::optional<FoundFrame> last_;
+  std::optional<BlockCollector> collector_;
   std::uint64_t links_ = 0;
   std::uint64_t brokenLinks_ = 0;
 };
@@ -96,6 +98,9 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
       stop_(stop),
       finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
       candidates_(finder_) {
+  if (lessons.blocks != nullptr) {
+    collector_.emplace(source, *lessons.blocks);
+  }
   for (const StreamEvidence& other : lessons.otherTracks) {
     foreign_.push_back(std::make_unique<FrameFinder>(source, end_, other, lessons.maxFrameSize));
   }
@@ -345,13 +350,24 @@ void Walker::take(const FoundFrame& frame) {
   last_ = frame;
 }
 
-// Appends the sound of [from, to); whether the gap is one as the reference has them.
-bool Walker::takeSound(std::uint64_t from, std::uint64_t to, SoundLayout::Neighbours neighbours) {
-  if (lessons_.sound == nullptr) {
-    findings_.unused += to - from;
-    return false;
+// Appends the sound of a gap; whether the gap is one as the reference has them.
+bool Walker::takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end) {
+  if (collector_) {
+    const bool countOn = neighbours == SoundLayout::Neighbours::countOn;
+    const auto taken = collector_->take(gap, findings_.video.size(), countOn, end);
+    findings_.unused += gap.length() - taken.bytes;
+    findings_.sideTracks += taken.isUsual ? gap.length() - taken.bytes : 0;
+    return taken.isUsual;
   }
-  const SoundLayout::Division division = lessons_.sound->divide(source_, from, to, neighbours);
+  if (lessons_.sound != nullptr) {
+    return takePCM(gap, neighbours);
+  }
+  findings_.unused += gap.length();
+  return false;
+}
+
+bool Walker::takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
+  const auto division = lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
   const std::uint32_t size = lessons_.sound->pcm().sampleSize;
   std::uint64_t sound = 0;
   for (const ByteRange& range : division.sound) {
@@ -360,7 +376,8 @@ bool Walker::takeSound(std::uint64_t from, std::uint64_t to, SoundLayout::Neighb
                            samples);
     sound += samples * size;
   }
-  findings_.unused += to - from - sound;
+  findings_.unused += gap.length() - sound;
+  findings_.sideTracks += division.isUsual ? gap.length() - sound : 0;
   return division.isUsual;
 }
 
@@ -370,9 +387,12 @@ void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   }
   findings_.audioSeen = true;
   const bool continues = !last_ || evidence_.successionBits(last_->slice, next.slice) >= 0;
-  const bool usual = takeSound(
-      from, next.offset,
-      continues && last_ ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown);
+  // Cameras start media with sound, too: ahead of the first frame a gap like others is whole.
+  const bool countsOn = continues && (last_ || collector_);
+  const bool usual =
+      takeSound({from, next.offset},
+                countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown,
+                StretchEnd::known);
   if (!usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
@@ -394,7 +414,7 @@ void Walker::takeRemainder(std::uint64_t from) {
     findings_.unused += end_ - from;
     return;
   }
-  takeSound(from, end, neighbours);
+  takeSound({from, end}, neighbours, end != end_ ? StretchEnd::known : StretchEnd::unknown);
   findings_.unused += end_ - end;
 }
 
@@ -412,6 +432,7 @@ EvidencedFindings Walker::run() {
       at = frame->end();
     } else if (const auto foreign = foreignEnd(at)) {
       findings_.unused += *foreign - at;
+      findings_.otherPictures += *foreign - at;
       at = *foreign;
     } else if (const auto behind = boxBehind(at)) {
       at = *behind;
@@ -424,6 +445,9 @@ EvidencedFindings Walker::run() {
       at = end_;
     }
     report(at);
+  }
+  if (collector_) {
+    findings_.blocks = collector_->result();
   }
   return std::move(findings_);
 }

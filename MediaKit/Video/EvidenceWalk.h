@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "MediaKit/Video/BlockCollector.h"
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/SoundLayout.h"
 #include "MediaKit/Video/StreamEvidence.h"
@@ -16,6 +17,12 @@ namespace tallowmark::VideoRepair {
 struct EvidencedFindings : Findings {
   /// Numbers of the video samples that follow a stretch which nothing explains.
   std::vector<std::uint64_t> losses;
+  /// Compressed sound.
+  FoundBlocks blocks;
+  /// Of the unused bytes: other video tracks' pictures, and other data in gaps as the reference has
+  /// them.
+  std::uint64_t otherPictures = 0;
+  std::uint64_t sideTracks = 0;
 };
 
 /// What the reference teaches a walk by evidence; all of it must outlive the walk.
@@ -23,7 +30,9 @@ struct WalkLessons {
   const StreamEvidence* evidence = nullptr;
   /// Other video tracks of the reference, whose frames are not to be taken for this one's.
   std::span<const StreamEvidence> otherTracks;
+  /// The reference's sound: PCM, compressed or neither.
   const SoundLayout* sound = nullptr;
+  const BlockLayout* blocks = nullptr;
   std::uint32_t frameDuration = 1;
   std::uint64_t maxFrameSize = 0;
 };

@@ -12,9 +12,11 @@
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
+#include "MediaKit/Video/RebuiltSound.h"
 #include "MediaKit/Video/RecordingFacts.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/VideoRepair.h"
+#include "MediaKit/Video/WrittenRange.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -30,6 +32,7 @@ struct Teacher {
   NALFormat format;
   std::optional<PCMLayout> pcm;
   std::optional<SoundLayout> sound;
+  std::optional<BlockLayout> blocks;
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
 };
@@ -59,7 +62,7 @@ void learnStreams(Teacher& teacher, const ByteSource& reference) {
   }
 }
 
-Teacher learn(const ByteSource& reference) {
+Teacher learn(const ByteSource& reference, Depth depth) {
   Teacher teacher;
   teacher.movie = MovieParser::parse(BoxReader(reference));
   teacher.video = teacher.movie.videoTrack();
@@ -73,10 +76,15 @@ Teacher learn(const ByteSource& reference) {
                                   teacher.video->codec.description() + ".");
   }
   teacher.format = *format;
+  teacher.pcm = teacher.audio != nullptr ? PCMLayout::of(*teacher.audio) : std::nullopt;
+  if (depth == Depth::basic) {
+    teacher.format.learnHeaders(teacher.video->samples, reference, samplesForHeaders);
+    return teacher;
+  }
   learnStreams(teacher, reference);
   if (teacher.audio != nullptr) {
-    teacher.pcm = PCMLayout::of(*teacher.audio);
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
+    teacher.blocks = BlockLayout::learn(teacher.movie, reference);
   }
   return teacher;
 }
@@ -101,12 +109,17 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
   const std::size_t maxFrameSize = frameSizeLimit(teacher.video->samples.largestSize());
   const std::uint32_t frameDuration = teacher.video->typicalDuration();
   if (!teacher.evidence) {
-    return {walk(source, from, teacher.format, teacher.pcm, frameDuration, maxFrameSize, progress,
-                 stop),
-            {}};
+    EvidencedFindings found;
+    static_cast<Findings&>(found) = walk(source, from, teacher.format, teacher.pcm, frameDuration,
+                                         maxFrameSize, progress, stop);
+    return found;
   }
-  const WalkLessons lessons{&*teacher.evidence, teacher.otherTracks,
-                            teacher.sound ? &*teacher.sound : nullptr, frameDuration, maxFrameSize};
+  const WalkLessons lessons{&*teacher.evidence,
+                            teacher.otherTracks,
+                            teacher.sound ? &*teacher.sound : nullptr,
+                            teacher.blocks ? &*teacher.blocks : nullptr,
+                            frameDuration,
+                            maxFrameSize};
   return walkByEvidence(source, from, lessons, progress, stop);
 }
 
@@ -157,8 +170,8 @@ bool restoreOrder(Track& video, const ByteSource& source, const Teacher& teacher
 }  // namespace
 
 Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Progress& progress,
-                 const StopToken& stop) {
-  const Teacher teacher = learn(reference);
+                 const StopToken& stop, Depth depth) {
+  const Teacher teacher = learn(reference, depth);
   const BoxReader reader(source);
   const bool hasMediaBox = !MovieParser::layout(reader).mdats.empty();
   EvidencedFindings found = walkMedia(source, mediaStart(reader), teacher, progress, stop);
@@ -176,7 +189,12 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   std::optional<Track> audio =
       movie.audioTrack() != nullptr ? std::optional(*movie.audioTrack()) : std::nullopt;
   std::uint64_t soundGivenUp = 0;
-  if (audio && teacher.sound) {
+  RebuiltSound sound;
+  if (teacher.blocks) {
+    const std::uint64_t bytes = found.blocks.bytes;
+    sound = rebuildSound(found, movie, *teacher.blocks);
+    soundGivenUp = sound.tracks.empty() ? bytes : 0;
+  } else if (audio && teacher.sound) {
     const std::uint64_t before = found.audio.size();
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
     soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
@@ -184,21 +202,33 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
   const bool orderRestored =
+      depth == Depth::full &&
       restoreOrder(video, source, teacher, lossesBehind(cut, found.losses), stop);
   movie.tracks = {std::move(video)};
   if (audio && !found.audio.empty()) {
     audio->samples = found.audio;
-    movie.tracks.push_back(std::move(*audio));
+    sound.tracks.push_back(std::move(*audio));
   }
+  for (Track& track : sound.tracks) {
+    if (!track.samples.empty()) {
+      movie.tracks.push_back(std::move(track));
+    }
+  }
+
+  const std::uint64_t mediaEnd = writtenRange(movie).upper - sound.silence.size();
 
   Result result;
   result.videoFrames = movie.tracks.front().samples.size();
-  result.audioPackets = found.audio.size();
+  result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
   result.seconds = movie.seconds();
-  result.audioDropped = teacher.audio != nullptr && found.audioSeen && found.audio.empty();
+  result.audioDropped = teacher.audio != nullptr && found.audioSeen && result.audioPackets == 0;
   result.unusedBytes = found.unused + soundGivenUp;
+  result.unusedBy = {found.otherPictures, soundGivenUp, found.sideTracks,
+                     found.unused - found.otherPictures - found.sideTracks};
+  result.soundBlocksFound = sound.found;
+  result.soundBlocksFilled = sound.filled;
   result.orderRestored = orderRestored;
-  return {std::move(movie), result, true};
+  return {std::move(movie), result, true, {mediaEnd, std::move(sound.silence)}};
 }
 
 }  // namespace tallowmark::VideoRepair

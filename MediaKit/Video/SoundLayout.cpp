@@ -8,53 +8,12 @@
 
 namespace tallowmark {
 
-namespace {
-
-/// A stretch of the reference's file that belongs to one kind of track.
-struct Extent {
-  std::uint64_t from = 0;
-  std::uint64_t to = 0;
-  Track::Kind kind = Track::Kind::other;
-  /// Seconds of the track before it, and in it.
-  double startTime = 0;
-  double length = 0;
-};
-
-void addExtents(const Track& track, Track::Kind kind, std::vector<Extent>& extents) {
-  const double ticks = std::max(1U, track.timescale);
-  double time = 0;
-  for (const SampleRun& run : track.samples.runs()) {
-    const double length = static_cast<double>(run.duration()) / ticks;
-    if (!extents.empty() && extents.back().to == run.first.offset && extents.back().kind == kind) {
-      extents.back().to = run.end();
-      extents.back().length += length;
-    } else {
-      extents.push_back({run.first.offset, run.end(), kind, time, length});
-    }
-    time += length;
-  }
-}
-
-std::vector<Extent> extentsOf(const Movie& movie, const Track& video, const Track& audio) {
-  std::vector<Extent> extents;
-  for (const Track& track : movie.tracks) {
-    const Track::Kind kind = &track == &video   ? Track::Kind::video
-                             : &track == &audio ? Track::Kind::audio
-                                                : Track::Kind::other;
-    addExtents(track, kind, extents);
-  }
-  std::sort(extents.begin(), extents.end(),
-            [](const Extent& a, const Extent& b) { return a.from < b.from; });
-  return extents;
-}
-
-}  // namespace
-
 class SoundLayoutLearner {
  public:
   explicit SoundLayoutLearner(PCMLayout pcm) { layout_.pcm_ = pcm; }
 
-  void learn(const std::vector<Extent>& extents, std::uint64_t start, std::uint64_t end);
+  void learn(const std::vector<Extent>& extents, const ByteRange& media, const Track& video,
+             const Track& audio);
   void learnTexture(const Track& audio, const ByteSource& source) {
     layout_.texture_ = SoundTexture::learn(audio, layout_.pcm_, source);
   }
@@ -67,7 +26,6 @@ class SoundLayoutLearner {
   };
 
   void learnGap(const std::vector<Piece>& pieces);
-  void learnLead(const std::vector<Extent>& extents);
   static void add(std::vector<Piece>& pieces, bool isSound, std::uint64_t bytes);
 
   SoundLayout layout_;
@@ -125,49 +83,28 @@ void SoundLayoutLearner::learnGap(const std::vector<Piece>& pieces) {
   }
 }
 
-// Sound stored before each stretch of pictures, against the pictures' own time.
-void SoundLayoutLearner::learnLead(const std::vector<Extent>& extents) {
-  double sound = 0;
-  double sum = 0;
-  std::vector<double> leads;
-  for (const Extent& extent : extents) {
-    if (extent.kind == Track::Kind::audio) {
-      sound += extent.length;
-    } else if (extent.kind == Track::Kind::video) {
-      leads.push_back(sound - extent.startTime);
-      sum += leads.back();
-    }
-  }
-  if (leads.empty()) {
-    return;
-  }
-  layout_.lead_ = {leads.front(), sum / static_cast<double>(leads.size()),
-                   *std::min_element(leads.begin(), leads.end()),
-                   *std::max_element(leads.begin(), leads.end())};
-}
-
-void SoundLayoutLearner::learn(const std::vector<Extent>& extents, std::uint64_t start,
-                               std::uint64_t end) {
+void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRange& media,
+                               const Track& video, const Track& audio) {
   std::vector<Piece> pieces;
-  std::uint64_t at = start;
+  std::uint64_t at = media.lower;
   for (const Extent& extent : extents) {
     if (extent.from < at) {
       continue;  // lies outside the media data, or over another stretch
     }
     add(pieces, false, extent.from - at);
     at = extent.to;
-    if (extent.kind == Track::Kind::video) {
+    if (extent.track == &video) {
       learnGap(pieces);
       pieces.clear();
     } else {
-      add(pieces, extent.kind == Track::Kind::audio, extent.to - extent.from);
+      add(pieces, extent.track == &audio, extent.to - extent.from);
     }
   }
-  if (end > at) {
-    add(pieces, false, end - at);
+  if (media.upper > at) {
+    add(pieces, false, media.upper - at);
   }
   learnGap(pieces);
-  learnLead(extents);
+  layout_.lead_ = leadOf(extents, video, audio);
 }
 
 std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const ByteSource& source) {
@@ -177,13 +114,13 @@ std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const Byte
   if (!pcm || video == nullptr) {
     return std::nullopt;
   }
-  const std::vector<Extent> extents = extentsOf(reference, *video, *audio);
   const std::vector<Box> mdats = MovieParser::layout(BoxReader(source)).mdats;
   if (mdats.empty()) {
     return std::nullopt;
   }
   SoundLayoutLearner learner(*pcm);
-  learner.learn(extents, mdats.front().payloadOffset(), mdats.back().end());
+  learner.learn(extentsOf(reference), {mdats.front().payloadOffset(), mdats.back().end()}, *video,
+                *audio);
   learner.learnTexture(*audio, source);
   return learner.result();
 }

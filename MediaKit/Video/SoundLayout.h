@@ -11,6 +11,7 @@
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Container/MovieWriter.h"
+#include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/PCMLayout.h"
 #include "MediaKit/Video/SoundTexture.h"
 
@@ -48,15 +49,8 @@ class SoundLayout {
   Division divide(const ByteSource& source, std::uint64_t from, std::uint64_t to,
                   Neighbours neighbours) const;
 
-  /// Seconds by which sound runs ahead of the picture in the file: at the first frame, at the usual
-  /// one, and the least and most of any.
-  struct Lead {
-    double first = 0;
-    double usual = 0;
-    double least = 0;
-    double most = 0;
-  };
-  const Lead& lead() const { return lead_; }
+  /// How far sound runs ahead of the picture in the file.
+  const SoundLead& lead() const { return lead_; }
 
  private:
   friend class SoundLayoutLearner;
@@ -86,7 +80,7 @@ class SoundLayout {
   bool soundFollowsFrames_ = false;
   bool soundPrecedesFrames_ = false;
   SoundTexture texture_;
-  Lead lead_;
+  SoundLead lead_;
 };
 
 }  // namespace tallowmark

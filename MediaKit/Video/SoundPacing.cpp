@@ -8,8 +8,6 @@
 
 namespace tallowmark::VideoRepair {
 
-namespace {
-
 std::uint64_t firstKeyframe(const SampleList& video) {
   for (const SampleRun& run : video.runs()) {
     if (run.first.isSync) {
@@ -19,35 +17,15 @@ std::uint64_t firstKeyframe(const SampleList& video) {
   return 0;
 }
 
-// Number of the list's samples that are stored before a position of the file.
-std::uint64_t storedBefore(const SampleList& samples, std::uint64_t offset) {
-  const auto& runs = samples.runs();
-  const auto behind = std::partition_point(
-      runs.begin(), runs.end(), [&](const SampleRun& run) { return run.first.offset < offset; });
-  return behind == runs.begin() ? 0 : std::prev(behind)->start + std::prev(behind)->count;
-}
-
 std::uint32_t ticks(double seconds, std::uint32_t timescale) {
   constexpr double most = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::uint32_t>(std::clamp(seconds * timescale + 0.5, 0.0, most));
 }
 
-// Half or double the sound that the pictures need: the reference records other channels or another
-// rate, and its description would play the bytes at the wrong speed.
-bool ratesAgree(const EvidencedFindings& found, std::uint32_t videoTimescale,
-                std::uint32_t audioTimescale) {
-  const double pictures = static_cast<double>(found.video.duration()) / videoTimescale;
-  const double sound = static_cast<double>(found.audio.duration()) / audioTimescale;
+bool ratesAgree(double pictures, double sound) {
   constexpr double tooShortToTell = 2;
-  return !found.losses.empty() || pictures < tooShortToTell ||
-         (sound < pictures * 1.6 && sound > pictures * 0.6);
+  return pictures < tooShortToTell || (sound < pictures * 1.6 && sound > pictures * 0.6);
 }
-
-/// A sample that is held longer than its kind.
-struct Hold {
-  std::uint64_t sample = 0;
-  std::uint32_t extra = 0;
-};
 
 SampleList withHolds(const SampleList& samples, const std::vector<Hold>& holds) {
   SampleList held;
@@ -66,10 +44,20 @@ SampleList withHolds(const SampleList& samples, const std::vector<Hold>& holds) 
   return held;
 }
 
+namespace {
+
+// Number of the list's samples that are stored before a position of the file.
+std::uint64_t storedBefore(const SampleList& samples, std::uint64_t offset) {
+  const auto& runs = samples.runs();
+  const auto behind = std::partition_point(
+      runs.begin(), runs.end(), [&](const SampleRun& run) { return run.first.offset < offset; });
+  return behind == runs.begin() ? 0 : std::prev(behind)->start + std::prev(behind)->count;
+}
+
 /// Works out, loss by loss, what is held for how long.
 class Pacer {
  public:
-  Pacer(EvidencedFindings& found, const SoundLayout::Lead& lead, std::uint32_t videoTimescale,
+  Pacer(EvidencedFindings& found, const SoundLead& lead, std::uint32_t videoTimescale,
         std::uint32_t audioTimescale)
       : found_(found),
         lead_(lead),
@@ -91,7 +79,7 @@ class Pacer {
   void holdFor(std::uint64_t frame, double surplus);
 
   EvidencedFindings& found_;
-  const SoundLayout::Lead& lead_;
+  const SoundLead& lead_;
   std::uint32_t videoTimescale_;
   std::uint32_t audioTimescale_;
   double frame_;
@@ -131,7 +119,9 @@ void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32
   if (found.audio.empty() || videoTimescale == 0 || audio.timescale == 0) {
     return;
   }
-  if (!ratesAgree(found, videoTimescale, audio.timescale)) {
+  if (found.losses.empty() &&
+      !ratesAgree(static_cast<double>(found.video.duration()) / videoTimescale,
+                  static_cast<double>(found.audio.duration()) / audio.timescale)) {
     found.audio.clear();
     return;
   }

@@ -2,12 +2,34 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Video/EvidenceWalk.h"
 #include "MediaKit/Video/SoundLayout.h"
 
 namespace tallowmark::VideoRepair {
+
+/// A sample that is held longer than its kind.
+struct Hold {
+  std::uint64_t sample = 0;
+  /// Ticks.
+  std::uint32_t extra = 0;
+};
+
+/// The list with some samples held; `holds` are in order.
+SampleList withHolds(const SampleList& samples, const std::vector<Hold>& holds);
+
+/// Seconds as ticks, within what a sample's duration holds.
+std::uint32_t ticks(double seconds, std::uint32_t timescale);
+
+/// The number of the first key frame; 0 when there is none.
+std::uint64_t firstKeyframe(const SampleList& video);
+
+/// Whether sound of that many seconds can be that of the pictures: half or double tells that the
+/// reference records other channels or another rate, and its description would play the bytes at
+/// the wrong speed. Short clips cannot tell.
+bool ratesAgree(double pictures, double sound);
 
 /// Keeps sound and picture together where something is lost. Frames ahead of the first key frame
 /// will go: the sound that belongs to them goes, too. Behind every later loss the one that lost

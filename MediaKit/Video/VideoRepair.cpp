@@ -48,7 +48,7 @@ Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize) {
 }
 
 Plan plan(const ByteSource& source, const ByteSource* reference, const Progress& progress,
-          const StopToken& stop) {
+          const StopToken& stop, Depth depth) {
   const Diagnosis diagnosis = diagnose(source);
   if (std::holds_alternative<NotAMovie>(diagnosis)) {
     throw MediaError::notAMovie();
@@ -61,7 +61,7 @@ Plan plan(const ByteSource& source, const ByteSource* reference, const Progress&
         "This clip's index is missing. Add a good clip recorded on the same camera with the same "
         "settings, and Repair will rebuild it.");
   }
-  return planRebuild(source, *reference, progress, stop);
+  return planRebuild(source, *reference, progress, stop, depth);
 }
 
 Plan planTrim(const ByteSource& source) {
@@ -84,7 +84,9 @@ Plan planTrim(const ByteSource& source) {
 
 void write(const Plan& plan, const ByteSource& source, FileSink& destination,
            const Progress& progress, const StopToken& stop) {
-  MovieWriter::write(plan.movie, source, writtenRange(plan.movie), destination, progress, stop);
+  ByteRange range = writtenRange(plan.movie);
+  range.upper -= plan.added.bytes.size();
+  MovieWriter::write(plan.movie, source, range, plan.added.bytes, destination, progress, stop);
 }
 
 // Working out a rebuild takes the first half of the progress, writing it the second.
@@ -94,8 +96,8 @@ Progress writingProgress(const Plan& plan, const Progress& progress) {
 }
 
 Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
-              const Progress& progress, const StopToken& stop) {
-  const Plan repaired = plan(source, reference, progress, stop);
+              const Progress& progress, const StopToken& stop, Depth depth) {
+  const Plan repaired = plan(source, reference, progress, stop, depth);
   write(repaired, source, destination, writingProgress(repaired, progress), stop);
   return repaired.result;
 }
@@ -108,8 +110,8 @@ Result trim(const ByteSource& source, FileSink& destination, const Progress& pro
 }
 
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
-               const Progress& progress, const StopToken& stop) {
-  const Plan rebuilt = planRebuild(source, reference, progress, stop);
+               const Progress& progress, const StopToken& stop, Depth depth) {
+  const Plan rebuilt = planRebuild(source, reference, progress, stop, depth);
   write(rebuilt, source, destination, writingProgress(rebuilt, progress), stop);
   return rebuilt.result;
 }

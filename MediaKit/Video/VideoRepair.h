@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <variant>
+#include <vector>
 
 #include "DeviceKit/ByteSource.h"
 #include "DeviceKit/FileSink.h"
@@ -32,6 +33,27 @@ struct NotAMovie {
 };
 using Diagnosis = std::variant<Truncated, Healthy, MissingIndex, NotAMovie>;
 
+/// Bytes of the media data that became nothing, by what they are.
+struct UnusedBytes {
+  /// Pictures of the reference's other video tracks.
+  std::uint64_t otherPictures = 0;
+  /// Compressed sound that could not be placed.
+  std::uint64_t sound = 0;
+  /// What stands beside sound in gaps as the reference has them: telemetry, timecode, padding.
+  std::uint64_t sideTracks = 0;
+  std::uint64_t unknown = 0;
+
+  std::uint64_t total() const { return otherPictures + sound + sideTracks + unknown; }
+  friend bool operator==(const UnusedBytes&, const UnusedBytes&) = default;
+};
+
+/// How much of a clip a rebuild brings back.
+enum class Depth {
+  full,
+  /// Pictures by their framing alone and PCM sound by the size of its gaps: for comparison.
+  basic
+};
+
 /// What a repair wrote.
 struct Result {
   /// Samples of the written video and sound.
@@ -41,8 +63,13 @@ struct Result {
   double seconds = 0;
   /// The reference has sound, data lay between the frames, and none of it could be taken as sound.
   bool audioDropped = false;
-  /// Bytes of the media data that became nothing.
+  /// Bytes of the media data that became nothing; `unusedBy` adds up to them.
   std::uint64_t unusedBytes = 0;
+  UnusedBytes unusedBy;
+  /// Blocks of compressed sound: found in the file, and silent ones that take the time of lost
+  /// ones.
+  std::uint64_t soundBlocksFound = 0;
+  std::uint64_t soundBlocksFilled = 0;
   /// The pictures of a rebuilt clip are shown in the order that they themselves ask for; otherwise
   /// in the order they are stored in.
   bool orderRestored = false;
@@ -57,6 +84,12 @@ Diagnosis diagnose(const ByteSource& source);
 /// The same from an index that was read already, of a file of `fileSize` bytes.
 Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize);
 
+/// Bytes that a clip lacks: samples reach them as if it went on with them from `at`.
+struct AddedBytes {
+  std::uint64_t at = 0;
+  std::vector<std::uint8_t> bytes;
+};
+
 /// A repaired clip that is worked out but not written.
 struct Plan {
   /// Sample offsets are positions in the damaged clip.
@@ -65,12 +98,14 @@ struct Plan {
   Result result;
   /// The index was made anew from the media data, which was walked for it.
   bool rebuilt = false;
+  /// A block of silence, for the time of lost ones.
+  AddedBytes added;
 };
 
 /// Works out what `repair` writes; reads the clip and writes nothing. `progress` runs to a half,
 /// the writing takes the other. Throws as repair.
 Plan plan(const ByteSource& source, const ByteSource* reference, const Progress& progress = {},
-          const StopToken& stop = {});
+          const StopToken& stop = {}, Depth depth = Depth::full);
 
 /// Writes a plan for `source`, which must still be what it was planned for. Throws MediaError,
 /// DeviceError of either end, Stopped; `destination` then holds nothing of use.
@@ -84,17 +119,20 @@ Progress writingProgress(const Plan& plan, const Progress& progress);
 /// `reference`, a good clip of the same camera (null for none), teaches. Throws MediaError with the
 /// user's sentence, DeviceError of either end, Stopped; `destination` then holds nothing of use.
 Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,
-              const Progress& progress = {}, const StopToken& stop = {});
+              const Progress& progress = {}, const StopToken& stop = {}, Depth depth = Depth::full);
 
 /// Keeps every sample that lies inside the file. Throws as repair.
 Plan planTrim(const ByteSource& source);
 Result trim(const ByteSource& source, FileSink& destination, const Progress& progress = {},
             const StopToken& stop = {});
 
-/// Finds pictures and PCM sound in the media data and makes a new index for them. Throws as repair.
+/// Finds pictures, PCM and AAC sound in the media data and makes a new index for them. Throws as
+/// repair.
 Plan planRebuild(const ByteSource& source, const ByteSource& reference,
-                 const Progress& progress = {}, const StopToken& stop = {});
+                 const Progress& progress = {}, const StopToken& stop = {},
+                 Depth depth = Depth::full);
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
-               const Progress& progress = {}, const StopToken& stop = {});
+               const Progress& progress = {}, const StopToken& stop = {},
+               Depth depth = Depth::full);
 
 }  // namespace tallowmark::VideoRepair

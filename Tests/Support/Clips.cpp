@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -19,8 +20,12 @@ std::string nameOf(const ClipRecipe& r) {
   std::ostringstream name;
   name << r.codec << '-' << (r.audio.empty() ? "silent" : r.audio) << "-b" << r.bFrames << "-s"
        << r.slices << '-' << r.seconds << "s-" << r.framesPerSecond << "fps-" << r.width << 'x'
-       << r.height << "-g" << r.keyInterval << r.settings << "-v" << r.variant << '.'
-       << r.container;
+       << r.height << "-g" << r.keyInterval << r.settings << "-v" << r.variant;
+  if (r.sound != ClipRecipe().sound) {
+    name << "-a" << r.channels << "x" << r.sampleRate << "-" << std::hash<std::string>()(r.sound);
+  }
+  if (r.soundTracks > 1) name << "-" << r.soundTracks << "tracks";
+  name << '.' << r.container;
   return name.str();
 }
 
@@ -42,7 +47,16 @@ std::vector<std::string> ffmpegCommand(const ClipRecipe& r, const fs::path& targ
     command.insert(command.end(), more.begin(), more.end());
   };
   if (!r.audio.empty()) {
-    add({"-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000", "-c:a", r.audio.c_str()});
+    const std::string channels = std::to_string(r.channels);
+    const std::string rate = std::to_string(r.sampleRate);
+    add({"-f", "lavfi", "-i", r.sound.c_str(), "-ac", channels.c_str(), "-ar", rate.c_str(), "-c:a",
+         r.audio.c_str()});
+  }
+  for (int i = 0; i < r.soundTracks && r.soundTracks > 1; ++i) {
+    if (i == 0) add({"-map", "0"});
+    const std::string filter = "-filter:a:" + std::to_string(i);
+    const std::string louder = "volume=" + std::to_string(1 + i) + "dB";
+    add({"-map", "1", filter.c_str(), louder.c_str()});
   }
   const std::string settings = encoderSettings(r);
   add({"-t", seconds.c_str(), "-c:v", r.codec.c_str(), "-pix_fmt", "yuv420p", "-preset", "fast",
@@ -53,6 +67,21 @@ std::vector<std::string> ffmpegCommand(const ClipRecipe& r, const fs::path& targ
 }
 
 }  // namespace
+
+std::string livelySound(int channels, int sampleRate, int variant) {
+  std::ostringstream source;
+  source << "aevalsrc='";
+  for (int i = 0; i < channels; ++i) {
+    const int note = 220 + 110 * i + 37 * variant;
+    source << (i == 0 ? "" : "|") << "0.4*sin(" << note << "*2*PI*t)*lt(mod(t+" << i
+           << "/9,0.9),0.6)+0.5*(random(" << i << ")-0.5)*lt(mod(t+" << i << "/7,0.31),0.03)";
+  }
+  source << "':sample_rate=" << sampleRate << ":channel_layout="
+         << (channels == 1   ? "mono"
+             : channels == 2 ? "stereo"
+                             : "5.1");
+  return source.str();
+}
 
 bool canMakeClips() {
   static const bool found = run({"ffmpeg", "-version"}).exitCode == 0;

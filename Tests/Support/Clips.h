@@ -24,9 +24,19 @@ struct ClipRecipe {
   int keyInterval = 25;
   /// More settings of the encoder, ":" ahead of each.
   std::string settings;
+  /// ffmpeg's source of the sound, its rate and its channels.
+  std::string sound = "sine=frequency=440:sample_rate=48000";
+  int sampleRate = 48000;
+  int channels = 1;
+  /// Sound tracks, each the same sound again, a little louder.
+  int soundTracks = 1;
   /// Tells clips of one recipe apart: another number, other pictures.
   int variant = 0;
 };
+
+/// Sound of that many channels with attacks, noise and stillness, which makes an encoder use all of
+/// its tools. `variant` changes the notes.
+std::string livelySound(int channels, int sampleRate, int variant = 0);
 
 /// Whether ffmpeg is there; otherwise skip, saying so.
 bool canMakeClips();

@@ -46,6 +46,15 @@ std::vector<Stretch> soundOf(const Movie& movie, std::uint64_t shift) {
   return stretches;
 }
 
+// Sound that was put into the copy has no place in the clip.
+bool isFromClip(const Sample& sample, std::uint64_t shift, const ByteSource& copy,
+                const Bytes& victim) {
+  const std::uint64_t at = sample.offset + shift;
+  const Bytes bytes = copy.read(sample.offset, sample.size);
+  return at + sample.size <= victim.size() &&
+         std::equal(bytes.begin(), bytes.end(), victim.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
 std::map<std::uint64_t, double> timesOf(const Track& video, std::uint64_t shift) {
   std::map<std::uint64_t, double> times;
   double ticks = 0;
@@ -110,6 +119,43 @@ void compareSound(const Victim& victim, const std::vector<Stretch>& truth,
                                    [&](const Stretch& t) { return overlap(t.range, r.range); });
     if (!known && !victim.isTouched(r.range.lower, r.range.upper)) {
       comparison.soundWrong += r.range.length();
+    }
+  }
+}
+
+std::vector<const Track*> compressedSound(const Movie& movie) {
+  std::vector<const Track*> tracks;
+  for (const Track& track : movie.tracks) {
+    if (track.kind == Track::Kind::audio && track.codec == "mp4a") tracks.push_back(&track);
+  }
+  return tracks;
+}
+
+void compareBlocks(const Victim& victim, const Movie& rebuilt, const ByteSource& copy,
+                   std::uint64_t shift, Comparison& comparison) {
+  const auto truth = compressedSound(victim.truth());
+  const auto now = compressedSound(rebuilt);
+  for (std::size_t i = 0; i < truth.size(); ++i) {
+    std::map<std::uint64_t, std::uint32_t> whole;
+    std::set<std::uint64_t> all;
+    for (const Sample& sample : truth[i]->samples) {
+      all.insert(sample.offset);
+      if (!victim.isTouched(sample.offset, sample.offset + sample.size)) {
+        whole[sample.offset] = sample.size;
+      }
+    }
+    comparison.blocks += whole.size();
+    if (i >= now.size()) continue;
+    const std::uint64_t first = now[i]->samples.front().offset + shift;
+    comparison.blocksBeforeKeyframe += static_cast<std::uint64_t>(std::count_if(
+        whole.begin(), whole.end(), [&](const auto& block) { return block.first < first; }));
+    for (const Sample& sample : now[i]->samples) {
+      const std::uint64_t at = sample.offset + shift;
+      if (!isFromClip(sample, shift, copy, victim.bytes())) continue;
+      const auto known = whole.find(at);
+      comparison.blocksExact += known != whole.end() && known->second == sample.size ? 1U : 0U;
+      comparison.blocksInvented +=
+          !all.contains(at) && !victim.isTouched(at, at + sample.size) ? 1U : 0U;
     }
   }
 }
@@ -231,7 +277,13 @@ Comparison rebuildAndCompare(const Victim& victim, const std::filesystem::path& 
   compareOrder(*victim.truth().videoTrack(), *rebuilt.videoTrack(), shift, comparison);
   if (rebuilt.audioTrack() != nullptr) {
     const auto truth = soundOf(victim.truth(), 0);
-    const auto now = soundOf(rebuilt, shift);
+    auto now = soundOf(rebuilt, shift);
+    std::erase_if(now, [&](const Stretch& stretch) {
+      const auto size = static_cast<std::uint32_t>(stretch.range.length());
+      return !isFromClip({.offset = stretch.range.lower - shift, .size = size}, shift, copy,
+                         victim.bytes());
+    });
+    compareBlocks(victim, rebuilt, copy, shift, comparison);
     compareSound(victim, truth, now, comparison);
     compareSteps(victim, *rebuilt.videoTrack(), shift, truth, now, comparison);
   }

@@ -51,6 +51,13 @@ struct Comparison {
   std::uint64_t soundRight = 0;
   /// Bytes of sound in the copy that are none in the dropped index and lie in no hole.
   std::uint64_t soundWrong = 0;
+  /// Blocks of compressed sound that no hole touches, those found with their size in the right
+  /// track, and blocks in the copy that stand where none was and in no hole.
+  std::uint64_t blocks = 0;
+  std::uint64_t blocksExact = 0;
+  std::uint64_t blocksInvented = 0;
+  /// Blocks ahead of the first one in the copy, which go with pictures that nothing can show.
+  std::uint64_t blocksBeforeKeyframe = 0;
   /// The largest difference in how far a frame is from the sound before it, in frame durations.
   double worstStep = 0;
   /// Frames of both, and those that are shown at the same place among these.

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace tallowmark {
+
+/// One Huffman codebook of AAC. All of them are canonical: codewords of one length are consecutive
+/// numbers, longer ones go on behind shorter ones, and none is left over. So a book is the number
+/// of codewords of each length and what each codeword, in order, stands for.
+class Codebook {
+ public:
+  /// What stands at a position of the stream.
+  struct Codeword {
+    /// Bits of the codeword and of what follows it at once (signs).
+    std::uint8_t length = 0;
+    std::int8_t value = 0;
+  };
+  /// What a codeword stands for.
+  struct Meaning {
+    /// Bits that follow it.
+    std::uint8_t extraBits = 0;
+    std::int8_t value = 0;
+  };
+
+  /// `counts[i]` codewords have i + 1 bits.
+  Codebook(std::span<const std::uint8_t> counts, std::span<const Meaning> meanings);
+
+  /// The codeword that the next 32 bits of a stream start with.
+  Codeword at(std::uint32_t window) const {
+    const Codeword word = short_[window >> (32 - shortBits)];
+    return word.length != 0 ? word : longAt(window);
+  }
+
+ private:
+  static constexpr unsigned shortBits = 9;
+
+  /// The codewords of one length.
+  struct Group {
+    /// Windows that start with one of them are below this.
+    std::uint64_t limit = 0;
+    std::uint32_t firstCode = 0;
+    unsigned bits = 0;
+    std::size_t firstWord = 0;
+  };
+
+  Codeword longAt(std::uint32_t window) const;
+
+  std::array<Codeword, 1U << shortBits> short_{};
+  std::vector<Codeword> words_;
+  std::vector<Group> longGroups_;
+};
+
+}  // namespace tallowmark

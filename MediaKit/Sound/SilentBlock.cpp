@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Sound/SilentBlock.h"
+
+#include <algorithm>
+
+namespace tallowmark {
+
+namespace {
+
+class BitSink {
+ public:
+  void put(std::uint32_t value, unsigned count) {
+    for (; count > 0; --count, ++bits_) {
+      if (bits_ % 8 == 0) {
+        bytes_.push_back(0);
+      }
+      const std::uint32_t bit = (value >> (count - 1)) & 1U;
+      bytes_.back() = static_cast<std::uint8_t>(bytes_.back() | (bit << (7 - bits_ % 8)));
+    }
+  }
+  std::vector<std::uint8_t> take() { return std::move(bytes_); }
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+  std::size_t bits_ = 0;
+};
+
+constexpr unsigned windowInfoBits = 11;
+constexpr unsigned gainBits = 8;
+// No pulses, no noise shaping, no gain control.
+constexpr unsigned toolBits = 3;
+
+}  // namespace
+
+std::vector<std::uint8_t> silentBlock(ElementPattern pattern) {
+  std::vector<std::uint32_t> elements;
+  for (; pattern != 0; pattern >>= 8U) {
+    elements.push_back(pattern & 0x7FU);
+  }
+  std::reverse(elements.begin(), elements.end());
+  BitSink sink;
+  for (const std::uint32_t element : elements) {
+    sink.put(element, 7);
+    switch (static_cast<BlockElement>(element >> 4U)) {
+      case BlockElement::singleChannel:
+      case BlockElement::lowFrequency:
+        sink.put(0, gainBits + windowInfoBits + toolBits);
+        break;
+      case BlockElement::channelPair:
+        sink.put(1, 1);  // one window for both
+        sink.put(0, windowInfoBits + 2);
+        sink.put(0, gainBits + toolBits);
+        sink.put(0, gainBits + toolBits);
+        break;
+      default:
+        return {};
+    }
+  }
+  sink.put(static_cast<std::uint32_t>(BlockElement::end), 3);
+  return sink.take();
+}
+
+}  // namespace tallowmark

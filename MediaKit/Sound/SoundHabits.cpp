@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Sound/SoundHabits.h"
+
+#include <algorithm>
+#include <bitset>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <vector>
+
+namespace tallowmark {
+
+namespace {
+
+constexpr std::uint64_t mostSamples = 2000;
+
+// How surprising it is that other data has only what the reference has, of so many values.
+double habitBits(std::uint64_t known, unsigned values) {
+  const auto count = static_cast<double>(std::bitset<64>(known).count());
+  return count == 0 ? 0 : std::max(0.0, std::log2(values / count));
+}
+
+/// What the samples of a track have in common.
+class Learner {
+ public:
+  explicit Learner(const AACConfig& config) : walk_(config) {
+    habits_.config = config;
+    habits_.rules.firstElements = 0;
+    habits_.rules.paddingIsZero = true;
+    habits_.smallest = std::numeric_limits<std::uint32_t>::max();
+  }
+
+  void look(const std::vector<std::uint8_t>& sample);
+  std::optional<SoundHabits> result();
+
+ private:
+  BlockWalk walk_;
+  SoundHabits habits_;
+  std::map<ElementPattern, std::uint64_t> patterns_;
+  std::uint64_t looked_ = 0;
+  std::uint64_t walked_ = 0;
+};
+
+void Learner::look(const std::vector<std::uint8_t>& sample) {
+  ++looked_;
+  const auto block = walk_.at(sample);
+  if (!block || block->size != sample.size()) {
+    return;
+  }
+  ++walked_;
+  ++patterns_[block->pattern];
+  habits_.smallest = std::min(habits_.smallest, block->size);
+  habits_.largest = std::max(habits_.largest, block->size);
+  habits_.traits.add(block->traits);
+  habits_.rules.paddingIsZero = habits_.rules.paddingIsZero && block->isPaddedWithZeros;
+  habits_.rules.firstElements = static_cast<std::uint8_t>(
+      habits_.rules.firstElements | (1U << static_cast<unsigned>(block->firstElement)));
+}
+
+std::optional<SoundHabits> Learner::result() {
+  // The first and the last block of a recording can be odd ones, the syntax is not.
+  if (walked_ == 0 || walked_ + 2 + looked_ / 100 < looked_) {
+    return std::nullopt;
+  }
+  std::uint64_t most = 0;
+  for (const auto& [pattern, count] : patterns_) {
+    habits_.rules.patterns.push_back(pattern);
+    if (count > most) {
+      most = count;
+      habits_.usualPattern = pattern;
+    }
+  }
+  // An encoder with a reservoir of bits may spend 6144 of them a channel (§4.5.3.1).
+  constexpr std::uint32_t largestPerChannel = 768;
+  constexpr std::uint32_t largestAnywhere = 8192;
+  habits_.rules.largestSize =
+      std::min(largestAnywhere,
+               std::max(habits_.largest * 2, largestPerChannel * habits_.config.mostChannels()));
+  return habits_;
+}
+
+}  // namespace
+
+double SoundHabits::evidence(const RawBlock& block) const {
+  // Random bytes walk as a block of a known pattern at about one position in 2^18.
+  constexpr double walks = 17;
+  constexpr double strange = 5;
+  // A block of silence is so short that counters and flags of other data can read as one.
+  constexpr double perByte = 2;
+  constexpr int gainSlack = 16;
+  const BlockTraits& own = block.traits;
+  double bits = walks + (own.longBands != 0 ? habitBits(traits.longBands, 50)
+                                            : habitBits(traits.shortBands, 15));
+  bits -= (own.longBands & ~traits.longBands) != 0 ? strange : 0;
+  bits -= (own.shortBands & ~traits.shortBands) != 0 ? strange : 0;
+  bits -= (own.books & ~unsigned{traits.books}) != 0 ? strange : 0;
+  bits -= (own.tools & ~unsigned{traits.tools}) != 0 ? strange : 0;
+  bits -= own.lowestGain + gainSlack < traits.lowestGain ||
+                  own.highestGain > traits.highestGain + gainSlack
+              ? strange
+              : 0;
+  return std::min(bits, perByte * block.size);
+}
+
+std::optional<SoundHabits> SoundHabits::learn(const Track& track, const ByteSource& source) {
+  const auto config = AACConfig::of(track.sampleEntry);
+  if (!config || track.samples.empty()) {
+    return std::nullopt;
+  }
+  constexpr std::uint32_t largestSample = 1U << 16U;
+  Learner learner(*config);
+  const std::uint64_t stride = track.samples.size() / mostSamples + 1;
+  for (std::uint64_t i = 0; i < track.samples.size(); i += stride) {
+    const Sample sample = track.samples[i];
+    learner.look(source.read(sample.offset, std::min(sample.size, largestSample)));
+  }
+  auto habits = learner.result();
+  if (habits) {
+    habits->ticks = track.typicalDuration();
+  }
+  return habits;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/BlockCollector.h"
+
+#include <algorithm>
+
+namespace tallowmark {
+
+namespace {
+
+struct Block {
+  std::uint64_t offset = 0;
+  std::uint32_t size = 0;
+};
+
+std::vector<Block> blocksOf(const std::vector<BlockChain>& chains) {
+  std::vector<Block> blocks;
+  for (const BlockChain& chain : chains) {
+    std::uint64_t at = chain.from;
+    for (const std::uint32_t size : chain.sizes) {
+      blocks.push_back({at, size});
+      at += size;
+    }
+  }
+  return blocks;
+}
+
+}  // namespace
+
+BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout)
+    : layout_(layout),
+      search_(source, layout),
+      found_{std::vector<SampleList>(layout.tracks.size()), {}, 0} {}
+
+// No more of anything than the reference has, with room for a clip that is not quite like it.
+bool BlockCollector::isUsual(std::uint64_t blocks, std::uint64_t others) const {
+  if (blocks > layout_.mostBlocks * 2 || (blocks == 0 && !layout_.hasGapsWithoutSound)) {
+    return false;
+  }
+  return others == 0 ? layout_.fewestOthers == 0 : others <= layout_.mostOthers * 2;
+}
+
+// Gives the blocks of a gap to their tracks; says whether it could.
+bool BlockCollector::append(const std::vector<BlockChain>& chains, bool isWhole) {
+  const std::vector<Block> blocks = blocksOf(chains);
+  const std::size_t tracks = found_.tracks.size();
+  const bool takesTurns = layout_.tracksTakeTurnsByGap || layout_.tracksTakeTurnsByBlock;
+  if (tracks > 1 && (!isWhole || !takesTurns || blocks.size() % tracks != 0)) {
+    return false;
+  }
+  const std::size_t share = blocks.size() / tracks;
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    const std::size_t track = layout_.tracksTakeTurnsByGap ? i / share : i % tracks;
+    found_.tracks[track].append({.offset = blocks[i].offset,
+                                 .size = blocks[i].size,
+                                 .duration = layout_.habits.ticks,
+                                 .isSync = true});
+  }
+  return true;
+}
+
+// How many blocks follow the gap's start, and one another, as the reference's do.
+std::uint64_t BlockCollector::blocksAtStart(const std::vector<BlockChain>& chains,
+                                            std::uint64_t start) const {
+  std::uint64_t blocks = 0;
+  for (const BlockChain& chain : chains) {
+    if (std::find(layout_.dueBehind.begin(), layout_.dueBehind.end(), chain.from - start) ==
+        layout_.dueBehind.end()) {
+      break;
+    }
+    blocks += chain.sizes.size();
+    start = chain.to;
+  }
+  return blocks;
+}
+
+BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t frame,
+                                           bool framesCountOn, StretchEnd end) {
+  const std::vector<BlockChain> chains = search_.in(gap, end);
+  const std::uint64_t before = found_.tracks.front().size();
+  std::uint64_t bytes = 0;
+  std::uint64_t blocks = 0;
+  for (const BlockChain& chain : chains) {
+    bytes += chain.to - chain.from;
+    blocks += chain.sizes.size();
+  }
+  Taken taken{bytes, framesCountOn && isUsual(blocks, gap.length() - bytes)};
+  if (!append(chains, taken.isUsual)) {
+    taken = {0, false};
+  }
+  found_.bytes += taken.bytes;
+  const std::uint64_t behind = found_.tracks.front().size();
+  if (behind > before || !taken.isUsual) {
+    const std::uint64_t atStart =
+        behind > before ? blocksAtStart(chains, gap.lower) / found_.tracks.size() : 0;
+    found_.gaps.push_back({frame, behind, before + atStart, !taken.isUsual});
+  }
+  return taken;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "MediaKit/Container/SampleList.h"
+#include "MediaKit/Video/BlockLayout.h"
+#include "MediaKit/Video/BlockSearch.h"
+
+namespace tallowmark {
+
+/// Sound between two pictures, or a stretch that nothing explains.
+struct SoundGap {
+  /// Number of the picture behind it.
+  std::uint64_t frame = 0;
+  /// Blocks of a track up to the gap's end, and up to where in it something is missing.
+  std::uint64_t blocksBehind = 0;
+  std::uint64_t blocksBeforeLoss = 0;
+  bool isLoss = false;
+};
+
+/// AAC sound found in a damaged file.
+struct FoundBlocks {
+  /// One list for each of the layout's tracks, of equal length.
+  std::vector<SampleList> tracks;
+  std::vector<SoundGap> gaps;
+  std::uint64_t bytes = 0;
+
+  bool empty() const { return tracks.empty() || tracks.front().empty(); }
+};
+
+/// Gathers the AAC blocks of a walk, gap by gap in file order. Several tracks that look alike are
+/// told apart by their place in a gap; where something is lost in one, its sound is left, for one
+/// track must not speak in another.
+class BlockCollector {
+ public:
+  /// Both must outlive it.
+  BlockCollector(const ByteSource& source, const BlockLayout& layout);
+
+  /// What a gap gave.
+  struct Taken {
+    std::uint64_t bytes = 0;
+    /// The gap is one as the reference has them: nothing was lost in it.
+    bool isUsual = false;
+  };
+  /// Takes the sound of a gap that picture number `frame` follows. `framesCountOn`: nothing is
+  /// missing between the pictures around it. Throws DeviceError.
+  Taken take(const ByteRange& gap, std::uint64_t frame, bool framesCountOn, StretchEnd end);
+
+  FoundBlocks result() { return std::move(found_); }
+
+ private:
+  bool isUsual(std::uint64_t blocks, std::uint64_t others) const;
+  bool append(const std::vector<BlockChain>& chains, bool isWhole);
+  std::uint64_t blocksAtStart(const std::vector<BlockChain>& chains, std::uint64_t start) const;
+
+  const BlockLayout& layout_;
+  BlockSearch search_;
+  FoundBlocks found_;
+};
+
+}  // namespace tallowmark

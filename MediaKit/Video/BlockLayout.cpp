@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/BlockLayout.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+
+#include "MediaKit/Container/MovieParser.h"
+
+namespace tallowmark {
+
+namespace {
+
+/// What stands between two stretches of pictures.
+struct Gap {
+  struct Piece {
+    /// Place in the layout's tracks; nothing for other data.
+    std::optional<std::size_t> track;
+    std::uint64_t bytes = 0;
+    std::uint64_t blocks = 0;
+  };
+  std::vector<Piece> pieces;
+
+  void add(const Piece& piece) {
+    if (piece.bytes == 0) {
+      return;
+    }
+    if (!pieces.empty() && pieces.back().track == piece.track) {
+      pieces.back().bytes += piece.bytes;
+      pieces.back().blocks += piece.blocks;
+    } else {
+      pieces.push_back(piece);
+    }
+  }
+};
+
+class Learner {
+ public:
+  Learner(const Movie& movie, BlockLayout& layout) : movie_(movie), layout_(layout) {
+    layout_.fewestOthers = std::numeric_limits<std::uint64_t>::max();
+  }
+
+  void learn(const std::vector<Extent>& extents, std::uint64_t start);
+  void learnLead(const std::vector<Extent>& extents);
+  void learnEdges(const std::vector<Extent>& extents, const ByteSource& source);
+
+ private:
+  std::optional<std::size_t> placeOf(const Track* track) const;
+  void learnGap(const Gap& gap);
+  void learnTurns(const Gap& gap);
+
+  const Movie& movie_;
+  BlockLayout& layout_;
+};
+
+std::optional<std::size_t> Learner::placeOf(const Track* track) const {
+  for (std::size_t place = 0; place < layout_.tracks.size(); ++place) {
+    if (&movie_.tracks[layout_.tracks[place]] == track) {
+      return place;
+    }
+  }
+  return std::nullopt;
+}
+
+void Learner::learnTurns(const Gap& gap) {
+  const std::size_t tracks = layout_.tracks.size();
+  std::vector<std::size_t> order;
+  for (const Gap::Piece& piece : gap.pieces) {
+    order.insert(order.end(), piece.track ? static_cast<std::size_t>(piece.blocks) : 0,
+                 piece.track.value_or(0));
+  }
+  const std::size_t share = order.size() / tracks;
+  const bool isShared = share * tracks == order.size();
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    layout_.tracksTakeTurnsByGap =
+        layout_.tracksTakeTurnsByGap && isShared && order[i] == i / share;
+    layout_.tracksTakeTurnsByBlock =
+        layout_.tracksTakeTurnsByBlock && isShared && order[i] == i % tracks;
+  }
+}
+
+void Learner::learnGap(const Gap& gap) {
+  if (gap.pieces.empty()) {
+    return;
+  }
+  std::uint64_t others = 0;
+  std::uint64_t blocks = 0;
+  for (const Gap::Piece& piece : gap.pieces) {
+    blocks += piece.blocks;
+    others += piece.track ? 0 : piece.bytes;
+  }
+  layout_.mostBlocks = std::max(layout_.mostBlocks, blocks);
+  layout_.mostOthers = std::max(layout_.mostOthers, others);
+  layout_.fewestOthers = std::min(layout_.fewestOthers, others);
+  layout_.hasGapsWithoutSound = layout_.hasGapsWithoutSound || blocks == 0;
+  if (layout_.tracks.size() > 1) {
+    learnTurns(gap);
+  }
+}
+
+void Learner::learn(const std::vector<Extent>& extents, std::uint64_t start) {
+  Gap gap;
+  std::uint64_t at = start;
+  for (const Extent& extent : extents) {
+    if (extent.from < at) {
+      continue;  // lies outside the media data, or over another stretch
+    }
+    gap.add({std::nullopt, extent.from - at, 0});
+    at = extent.to;
+    if (extent.track == movie_.videoTrack()) {
+      learnGap(gap);
+      gap.pieces.clear();
+    } else if (const auto place = placeOf(extent.track)) {
+      gap.add({place, extent.to - extent.from, extent.samples});
+    } else {
+      gap.add({std::nullopt, extent.to - extent.from, 0});
+    }
+  }
+  // What stands behind the last picture ends as the recording ended: no habit.
+  layout_.fewestOthers = std::min(layout_.fewestOthers, layout_.mostOthers);
+}
+
+// At the first picture behind each stretch of sound.
+void Learner::learnLead(const std::vector<Extent>& extents) {
+  const Track* audio = movie_.audioTrack();
+  std::vector<double> leads;
+  double sound = 0;
+  double sum = 0;
+  bool isBehindSound = false;
+  for (const Extent& extent : extents) {
+    if (extent.track == audio) {
+      sound = extent.startTime + extent.length;
+      isBehindSound = true;
+    } else if (extent.track == movie_.videoTrack() && isBehindSound) {
+      isBehindSound = false;
+      leads.push_back(sound - extent.startTime);
+      sum += leads.back();
+      const double step = leads.size() > 1 ? leads.back() - leads[leads.size() - 2] : 0;
+      layout_.leadStep = std::max(layout_.leadStep, std::abs(step));
+    }
+  }
+  if (!leads.empty()) {
+    layout_.lead = {leads.front(), sum / static_cast<double>(leads.size()),
+                    *std::min_element(leads.begin(), leads.end()),
+                    *std::max_element(leads.begin(), leads.end())};
+  }
+}
+
+/// Counts distances and keeps the usual ones.
+class Distances {
+ public:
+  void add(std::uint64_t distance) {
+    constexpr std::size_t mostKinds = 4096;
+    if (counts_.size() < mostKinds || counts_.contains(distance)) {
+      ++counts_[distance];
+      ++total_;
+    }
+  }
+  std::vector<std::uint64_t> usual() const {
+    std::vector<std::uint64_t> usual;
+    for (const auto& [distance, count] : counts_) {
+      if (count * 10 >= total_) {
+        usual.push_back(distance);
+      }
+    }
+    return usual;
+  }
+
+ private:
+  std::map<std::uint64_t, std::uint64_t> counts_;
+  std::uint64_t total_ = 0;
+};
+
+/// Finds what the bytes ahead of sound have in common.
+class MarkLearner {
+ public:
+  void add(const std::vector<std::uint8_t>& ahead) {
+    if (ahead.size() != mark_.bytes.size()) {
+      return;
+    }
+    if (seen_++ == 0) {
+      std::copy(ahead.begin(), ahead.end(), mark_.bytes.begin());
+      mark_.fixed = 0xFFFF;
+    }
+    for (std::size_t i = 0; i < ahead.size(); ++i) {
+      if (ahead[i] != mark_.bytes[i]) {
+        mark_.fixed &= ~(1U << i);
+      }
+    }
+  }
+  bool wantsMore() const { return seen_ < mostLooks; }
+  SoundMark result() {
+    // Zeros stand ahead of many things.
+    for (std::size_t i = 0; i < mark_.bytes.size(); ++i) {
+      mark_.bits += ((mark_.fixed >> i) & 1U) == 0 ? 0 : mark_.bytes[i] == 0 ? 0.5 : 7;
+    }
+    constexpr unsigned enoughLooks = 8;
+    constexpr double least = 14;
+    constexpr double most = 28;
+    return seen_ >= enoughLooks && mark_.bits >= least
+               ? SoundMark{mark_.bytes, mark_.fixed, std::min(mark_.bits, most)}
+               : SoundMark{};
+  }
+
+ private:
+  static constexpr unsigned mostLooks = 500;
+  SoundMark mark_;
+  unsigned seen_ = 0;
+};
+
+void Learner::learnEdges(const std::vector<Extent>& extents, const ByteSource& source) {
+  Distances due;
+  Distances edges;
+  MarkLearner mark;
+  const Track* video = movie_.videoTrack();
+  std::optional<std::uint64_t> known;  // end of the last picture or sound
+  std::optional<std::uint64_t> sound;  // end of the last sound, while no picture follows
+  for (const Extent& extent : extents) {
+    const bool isSound = placeOf(extent.track).has_value();
+    if ((known && extent.from < *known) || (!isSound && extent.track != video)) {
+      continue;
+    }
+    if (isSound && known) {
+      const std::uint64_t distance = extent.from - *known;
+      due.add(distance);
+      const std::size_t length = SoundMark().bytes.size();
+      if (distance >= length && mark.wantsMore()) {
+        mark.add(source.read(extent.from - length, length));
+      }
+    } else if (!isSound && sound) {
+      edges.add(extent.from - *sound);
+    }
+    sound = isSound ? std::optional(extent.to) : std::nullopt;
+    known = extent.to;
+  }
+  layout_.dueBehind = due.usual();
+  layout_.edgeAhead = edges.usual();
+  layout_.mark = mark.result();
+}
+
+bool looksAlike(const SoundHabits& a, const SoundHabits& b) {
+  return a.config == b.config && a.usualPattern == b.usualPattern && a.ticks == b.ticks;
+}
+
+}  // namespace
+
+bool SoundMark::matches(std::span<const std::uint8_t> ahead) const {
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (((fixed >> i) & 1U) != 0 && ahead[i] != bytes[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const ByteSource& source) {
+  const Track* video = reference.videoTrack();
+  const Track* audio = reference.audioTrack();
+  auto habits = audio != nullptr ? SoundHabits::learn(*audio, source) : std::nullopt;
+  const std::vector<Box> mdats = MovieParser::layout(BoxReader(source)).mdats;
+  if (!habits || video == nullptr || mdats.empty()) {
+    return std::nullopt;
+  }
+  BlockLayout layout;
+  layout.habits = std::move(*habits);
+  for (std::size_t i = 0; i < reference.tracks.size(); ++i) {
+    const Track& track = reference.tracks[i];
+    if (track.kind != Track::Kind::audio) {
+      continue;
+    }
+    const auto other = SoundHabits::learn(track, source);
+    if (&track == audio ||
+        (other && track.timescale == audio->timescale && looksAlike(*other, layout.habits))) {
+      layout.tracks.push_back(i);
+    }
+  }
+  const std::vector<Extent> extents = extentsOf(reference);
+  Learner learner(reference, layout);
+  learner.learn(extents, mdats.front().payloadOffset());
+  learner.learnLead(extents);
+  learner.learnEdges(extents, source);
+  return layout;
+}
+
+}  // namespace tallowmark

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/Movie.h"
+#include "MediaKit/Sound/SoundHabits.h"
+#include "MediaKit/Video/Interleaving.h"
+
+namespace tallowmark {
+
+/// Bytes that stand right ahead of every stretch of sound: some cameras head each piece of media
+/// with a record of its own.
+struct SoundMark {
+  std::array<std::uint8_t, 16> bytes{};
+  /// Bit i: byte i is always the same.
+  std::uint32_t fixed = 0;
+  /// How much a match proves, in bits; 0 when there is no such habit.
+  double bits = 0;
+
+  /// Whether `ahead`, as many bytes as `bytes`, has the fixed ones.
+  bool matches(std::span<const std::uint8_t> ahead) const;
+};
+
+/// How a camera mixes AAC sound and other tracks in between its pictures, as the reference's index
+/// shows it.
+struct BlockLayout {
+  SoundHabits habits;
+  /// Numbers, in the movie's list, of the sound tracks whose blocks look alike; the first is the
+  /// movie's first sound track.
+  std::vector<std::size_t> tracks;
+  /// How blocks of these tracks are told apart by their place in a gap: as many of one track as of
+  /// the next, all of one track first, or one of each in turn.
+  bool tracksTakeTurnsByGap = true;
+  bool tracksTakeTurnsByBlock = true;
+  /// Usual distances in bytes from the end of a picture or of sound to the sound that comes next,
+  /// and from sound to the picture that comes next.
+  std::vector<std::uint64_t> dueBehind;
+  std::vector<std::uint64_t> edgeAhead;
+  SoundMark mark;
+  /// The most blocks of any gap, over all tracks.
+  std::uint64_t mostBlocks = 0;
+  /// The fewest and the most bytes of other data in a gap.
+  std::uint64_t fewestOthers = 0;
+  std::uint64_t mostOthers = 0;
+  /// Some gaps have other data and no sound.
+  bool hasGapsWithoutSound = false;
+  /// How far sound is ahead of the picture behind gaps with sound, and by how many seconds that
+  /// swings from one such gap to the next.
+  SoundLead lead;
+  double leadStep = 0;
+
+  /// Nothing when the movie's first sound track is not AAC or not beside video. Throws DeviceError.
+  static std::optional<BlockLayout> learn(const Movie& reference, const ByteSource& source);
+};
+
+}  // namespace tallowmark

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "MediaKit/Container/MovieWriter.h"
+#include "MediaKit/Sound/BlockWalk.h"
+#include "MediaKit/Video/BlockLayout.h"
+#include "MediaKit/Video/MediaWindow.h"
+
+namespace tallowmark {
+
+/// Blocks of compressed sound that stand one behind the other.
+struct BlockChain {
+  std::uint64_t from = 0;
+  std::vector<std::uint32_t> sizes;
+  /// Position behind the last one.
+  std::uint64_t to = 0;
+  /// How much the blocks by themselves prove.
+  double bits = 0;
+};
+
+/// What stands behind a stretch.
+enum class StretchEnd {
+  /// A picture or a box: a chain that ends where the reference's do ends where it should.
+  known,
+  unknown
+};
+
+/// Finds AAC blocks in stretches of a damaged file. One block proves little, for other data walks
+/// as one now and then; a chain of them, or one that leads exactly from a frame to the next, does.
+class BlockSearch {
+ public:
+  /// Both must outlive it.
+  BlockSearch(const ByteSource& source, const BlockLayout& layout);
+
+  /// The chains in `stretch` that are believed, in order. Takes time linear in the stretch; one
+  /// made to be slow is given up part of the way. Throws DeviceError.
+  std::vector<BlockChain> in(const ByteRange& stretch, StretchEnd end);
+
+ private:
+  std::uint64_t nextStart(std::uint64_t at, std::uint64_t end);
+  BlockChain chainAt(std::uint64_t at, std::uint64_t end);
+  double evidenceAt(std::uint64_t at, std::uint64_t end);
+  BlockChain withBestStart(BlockChain chain);
+  bool isBelieved(const BlockChain& chain, std::uint64_t searchedFrom, const ByteRange& stretch,
+                  StretchEnd end);
+
+  const BlockLayout& layout_;
+  BlockWalk walk_;
+  MediaWindow window_;
+  std::array<bool, 256> starts_{};
+  std::uint64_t bitsLooked_ = 0;
+};
+
+}  // namespace tallowmark

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "MediaKit/Container/Movie.h"
+
+namespace tallowmark {
+
+/// A stretch of a good clip's file that holds samples of one track, one behind the other.
+struct Extent {
+  std::uint64_t from = 0;
+  std::uint64_t to = 0;
+  const Track* track = nullptr;
+  std::uint64_t samples = 0;
+  /// Seconds of the track before it, and in it.
+  double startTime = 0;
+  double length = 0;
+};
+
+/// All stretches of a movie in file order. They point into the movie.
+std::vector<Extent> extentsOf(const Movie& movie);
+
+/// Seconds by which sound runs ahead of the picture in the file: at the first frame, at the usual
+/// one, and the least and most of any.
+struct SoundLead {
+  double first = 0;
+  double usual = 0;
+  double least = 0;
+  double most = 0;
+};
+
+/// Sound stored before each stretch of pictures, against the pictures' own time.
+SoundLead leadOf(const std::vector<Extent>& extents, const Track& video, const Track& audio);
+
+}  // namespace tallowmark

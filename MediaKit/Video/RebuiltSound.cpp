@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/RebuiltSound.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "MediaKit/Sound/SilentBlock.h"
+#include "MediaKit/Video/SoundPacing.h"
+
+namespace tallowmark::VideoRepair {
+
+namespace {
+
+/// Silent blocks ahead of a block of the found ones.
+struct Filling {
+  std::uint64_t before = 0;
+  std::uint64_t blocks = 0;
+};
+
+/// Works out, loss by loss, which of sound and picture lost how much more than the other.
+class BlockPacer {
+ public:
+  BlockPacer(const EvidencedFindings& found, const BlockLayout& layout, double frame, double block)
+      : gaps_(found.blocks.gaps),
+        lead_(layout.lead),
+        tolerance_(std::max(layout.leadStep, block / 2)),
+        frame_(frame),
+        block_(block),
+        key_(firstKeyframe(found.video)) {}
+
+  void pace();
+
+  /// Blocks that go because their pictures do.
+  std::uint64_t dropped() const { return dropped_; }
+  const std::vector<Filling>& fillings() const { return fillings_; }
+  /// Seconds that pictures are held, by their numbers.
+  const std::vector<std::pair<std::uint64_t, double>>& holds() const { return holds_; }
+
+ private:
+  double leadBehind(const SoundGap& gap) const {
+    return static_cast<double>(gap.blocksBehind) * block_ - static_cast<double>(gap.frame) * frame_;
+  }
+  std::size_t nextWhole(std::size_t gap) const;
+  void alignStart();
+  void correct(const SoundGap& gap, double surplus);
+
+  const std::vector<SoundGap>& gaps_;
+  const SoundLead& lead_;
+  double tolerance_;
+  double frame_;
+  double block_;
+  std::uint64_t key_;
+  std::uint64_t dropped_ = 0;
+  std::vector<Filling> fillings_;
+  std::vector<std::pair<std::uint64_t, double>> holds_;
+};
+
+// The next gap in which nothing is lost.
+std::size_t BlockPacer::nextWhole(std::size_t gap) const {
+  while (gap < gaps_.size() && gaps_[gap].isLoss) {
+    ++gap;
+  }
+  return gap;
+}
+
+// Pictures ahead of the first key frame will go. What was lost before it is not known, but how far
+// sound is ahead of the picture in such files.
+void BlockPacer::alignStart() {
+  double surplus = static_cast<double>(key_) * frame_;
+  const bool isLossy = !gaps_.empty() && gaps_.front().isLoss && gaps_.front().frame <= key_;
+  const bool losesFrames = std::any_of(gaps_.begin(), gaps_.end(), [&](const SoundGap& gap) {
+    return gap.isLoss && gap.frame <= key_;
+  });
+  if (isLossy || losesFrames) {
+    std::size_t whole = 0;
+    while (whole < gaps_.size() && (gaps_[whole].isLoss || gaps_[whole].frame < key_)) {
+      ++whole;
+    }
+    if (whole == gaps_.size()) {
+      return;
+    }
+    const double lead = leadBehind(gaps_[whole]) + surplus;
+    surplus = lead - std::clamp(lead, lead_.least, lead_.most);
+  }
+  if (surplus > 0) {
+    dropped_ = static_cast<std::uint64_t>(std::lround(surplus / block_));
+  } else if (-surplus > tolerance_) {
+    fillings_.push_back({0, static_cast<std::uint64_t>(std::lround(-surplus / block_))});
+  }
+}
+
+void BlockPacer::correct(const SoundGap& gap, double surplus) {
+  if (surplus > 0) {
+    holds_.emplace_back(gap.frame - 1, surplus);
+  } else if (const auto blocks = std::lround(-surplus / block_); blocks > 0) {
+    fillings_.push_back({gap.blocksBeforeLoss, static_cast<std::uint64_t>(blocks)});
+  }
+}
+
+void BlockPacer::pace() {
+  alignStart();
+  // Chunks make the lead swing; what a loss adds to that is carried on until it shows.
+  double carried = 0;
+  std::optional<double> before;
+  for (std::size_t i = 0; i < gaps_.size(); ++i) {
+    if (!gaps_[i].isLoss) {
+      before = leadBehind(gaps_[i]);
+      continue;
+    }
+    const std::size_t whole = nextWhole(i);
+    if (whole == gaps_.size()) {
+      return;
+    }
+    if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
+      carried += leadBehind(gaps_[whole]) - before.value_or(lead_.usual);
+      if (std::abs(carried) > tolerance_) {
+        correct(gaps_[i], carried);
+        carried = 0;
+      }
+    }
+    i = whole - 1;
+  }
+}
+
+SampleList withSilence(const SampleList& blocks, const BlockPacer& pacer, const Sample& silent) {
+  SampleList filled;
+  std::uint64_t done = std::min(pacer.dropped(), blocks.size());
+  for (const Filling& filling : pacer.fillings()) {
+    const std::uint64_t upTo = std::clamp(filling.before, done, blocks.size());
+    filled.append(blocks.slice(done, upTo));
+    for (std::uint64_t i = 0; i < filling.blocks; ++i) {
+      filled.append(silent);
+    }
+    done = upTo;
+  }
+  filled.append(blocks.slice(done, blocks.size()));
+  return filled;
+}
+
+std::uint64_t endOf(const SampleList& samples) {
+  std::uint64_t end = 0;
+  for (const SampleRun& run : samples.runs()) {
+    end = std::max(end, run.end());
+  }
+  return end;
+}
+
+}  // namespace
+
+RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
+                          const BlockLayout& layout) {
+  RebuiltSound sound;
+  const std::uint32_t videoTimescale = reference.videoTrack()->timescale;
+  const std::uint32_t audioTimescale = reference.tracks[layout.tracks.front()].timescale;
+  if (found.blocks.empty() || videoTimescale == 0 || audioTimescale == 0) {
+    return sound;
+  }
+  const double frame = static_cast<double>(found.video.typicalDuration()) / videoTimescale;
+  const double block = static_cast<double>(layout.habits.ticks) / audioTimescale;
+  const SampleList& first = found.blocks.tracks.front();
+  const double pictures = static_cast<double>(found.video.size()) * frame;
+  const double soundFound = static_cast<double>(first.size()) * block;
+  // A few blocks in a clip full of gaps are another stream's, which now and then walks as ours.
+  constexpr double leastShare = 0.1;
+  if (soundFound < pictures * leastShare ||
+      (found.losses.empty() && !ratesAgree(pictures, soundFound))) {
+    return sound;
+  }
+  BlockPacer pacer(found, layout, frame, block);
+  pacer.pace();
+
+  std::uint64_t mediaEnd = endOf(found.video);
+  for (const SampleList& blocks : found.blocks.tracks) {
+    mediaEnd = std::max(mediaEnd, endOf(blocks));
+  }
+  sound.found = first.size();
+  for (const Filling& filling : pacer.fillings()) {
+    sound.filled += filling.blocks;
+  }
+  if (sound.filled > 0) {
+    sound.silence = silentBlock(layout.habits.usualPattern);
+  }
+  const Sample silent{.offset = mediaEnd,
+                      .size = static_cast<std::uint32_t>(sound.silence.size()),
+                      .duration = layout.habits.ticks,
+                      .isSync = true};
+  for (std::size_t i = 0; i < layout.tracks.size(); ++i) {
+    Track track = reference.tracks[layout.tracks[i]];
+    track.samples = withSilence(found.blocks.tracks[i], pacer, silent);
+    sound.tracks.push_back(std::move(track));
+  }
+  std::vector<Hold> holds;
+  for (const auto& [number, seconds] : pacer.holds()) {
+    holds.push_back({number, ticks(seconds, videoTimescale)});
+  }
+  found.video = withHolds(found.video, holds);
+  return sound;
+}
+
+}  // namespace tallowmark::VideoRepair

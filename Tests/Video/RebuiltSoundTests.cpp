@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Rebuilt AAC sound as a decoder hears it.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "DeviceKit/FileSource.h"
+#include "DeviceKit/MemorySource.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "Tests/Support/Clips.h"
+#include "Tests/Support/Process.h"
+#include "Tests/Video/GroundTruth.h"
+
+namespace tallowmark {
+namespace {
+
+using testing::ClipRecipe;
+using testing::Filling;
+using testing::livelySound;
+using testing::makeClip;
+using testing::Victim;
+
+namespace fs = std::filesystem;
+
+std::vector<fs::path> clipsWithAAC() {
+  std::vector<fs::path> clips;
+  for (const char* name :
+       {"gopro_hero7_h264.mp4", "iphone6_h264_gps.mov", "iphone_hevc10_moovfirst_editlist.mov",
+        "phone_3gp5_720p_h264.mp4", "android_hlg10_hevc.mp4"}) {
+    if (const auto clip = testing::corpusFile(fs::path("video") / name)) clips.push_back(*clip);
+  }
+  clips.push_back(makeClip({.sound = livelySound(1, 44100), .sampleRate = 44100}));
+  clips.push_back(makeClip({.sound = livelySound(2, 48000), .channels = 2}));
+  clips.push_back(makeClip({.sound = livelySound(2, 48000), .channels = 2, .soundTracks = 2}));
+  clips.push_back(makeClip(
+      {.container = "mov", .sound = livelySound(6, 44100), .sampleRate = 44100, .channels = 6}));
+  return clips;
+}
+
+VideoRepair::Result rebuildTo(const fs::path& copy, const testing::Bytes& damaged,
+                              const fs::path& reference,
+                              VideoRepair::Depth depth = VideoRepair::Depth::full) {
+  const MemorySource source(damaged);
+  const FileSource teacher(reference.string());
+  FileSink sink(copy.string());
+  return VideoRepair::rebuild(source, teacher, sink, {}, {}, depth);
+}
+
+/// What ffmpeg makes of a file's sound: a sum of all decoded samples of all tracks, and its words.
+struct Heard {
+  std::string sum;
+  std::string complaints;
+};
+Heard listenTo(const fs::path& clip) {
+  const auto decoded =
+      testing::run({"ffmpeg", "-v", "error", "-ignore_editlist", "1", "-i", clip.string(), "-map",
+                    "0:a", "-c:a", "pcm_s16le", "-f", "hash", "-hash", "md5", "-"});
+  // Opening the file looks at its pictures, too; what holes did to these is not asked here.
+  std::istringstream lines(decoded.errors);
+  std::string complaints;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("[aac") != std::string::npos) complaints += line + "\n";
+  }
+  return {decoded.output, complaints};
+}
+
+TEST(RebuiltSound, isTheOriginalSampleForSample) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  for (const fs::path& clip : clipsWithAAC()) {
+    const fs::path copy = folder / "copy.mp4";
+    const auto result = rebuildTo(copy, Victim(clip).bytes(), clip);
+    EXPECT_FALSE(result.audioDropped) << clip;
+    EXPECT_EQ(result.soundBlocksFilled, 0U) << clip;
+    const Heard original = listenTo(clip);
+    const Heard rebuilt = listenTo(copy);
+    EXPECT_EQ(rebuilt.complaints, "") << clip;
+    EXPECT_EQ(rebuilt.sum, original.sum) << clip;
+    EXPECT_NE(rebuilt.sum, "") << clip;
+  }
+}
+
+// Sound that holes cut through decodes, with silence where blocks are lost and as long as the
+// pictures are.
+TEST(RebuiltSound, decodesAroundHoles) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  const fs::path other = makeClip({.codec = "libx265", .audio = "aac", .bFrames = 2});
+  std::uint64_t filled = 0;
+  for (const fs::path& clip : clipsWithAAC()) {
+    unsigned seed = 0;
+    for (const Filling filling : {Filling::zeros, Filling::noise, Filling::otherFile}) {
+      Victim victim(clip);
+      victim.punch(++seed, 12, 2048, filling, testing::contentsOf(other));
+      const fs::path copy = folder / "copy.mp4";
+      const auto result = rebuildTo(copy, victim.bytes(), clip);
+      filled += result.soundBlocksFilled;
+      if (result.audioPackets > 0) {
+        EXPECT_EQ(listenTo(copy).complaints, "") << clip << " seed " << seed;
+      }
+    }
+  }
+  EXPECT_GT(filled, 0U);
+}
+
+// Silence that is put in lies in bytes of the copy's own and walks on in time with the pictures.
+TEST(RebuiltSound, holdsItsTimeWhereOnlySoundIsLost) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const fs::path clip = makeClip({.seconds = 4, .sound = livelySound(2, 48000), .channels = 2});
+  const Victim whole(clip);
+  testing::Bytes damaged = whole.bytes();
+  const SampleList& blocks = whole.truth().audioTrack()->samples;
+  const std::uint64_t from = blocks.size() / 3;
+  const std::uint64_t to = from + 20;
+  for (std::uint64_t i = from; i < to; ++i) {
+    const Sample block = blocks[i];
+    std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(block.offset), block.size,
+                std::uint8_t{0});
+  }
+  const testing::TemporaryFolder folder;
+  const fs::path copy = folder / "copy.mp4";
+  const auto result = rebuildTo(copy, damaged, clip);
+  EXPECT_EQ(result.soundBlocksFound, blocks.size() - (to - from));
+  EXPECT_NEAR(static_cast<double>(result.soundBlocksFilled), static_cast<double>(to - from), 1);
+  EXPECT_EQ(listenTo(copy).complaints, "");
+  const FileSource source(copy.string());
+  const Movie movie = MovieParser::parse(BoxReader(source));
+  const Sample last = movie.audioTrack()->samples.back();
+  EXPECT_EQ(source.read(last.offset, last.size),
+            MemorySource(whole.bytes()).read(blocks.back().offset, blocks.back().size));
+  EXPECT_NEAR(static_cast<double>(movie.audioTrack()->duration()),
+              static_cast<double>(whole.truth().audioTrack()->duration()), 1024);
+}
+
+// Another number of channels is another stream: nothing of it may be taken.
+TEST(RebuiltSound, isNotTakenFromAStreamOfAnotherBuild) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const fs::path stereo = makeClip({.sound = livelySound(2, 48000), .channels = 2});
+  const fs::path mono = makeClip({.sound = livelySound(1, 48000)});
+  const testing::TemporaryFolder folder;
+  const auto result = rebuildTo(folder / "copy.mp4", Victim(stereo).bytes(), mono);
+  EXPECT_TRUE(result.audioDropped);
+  EXPECT_EQ(result.audioPackets, 0U);
+  EXPECT_EQ(result.soundBlocksFound, 0U);
+  EXPECT_EQ(result.unusedBy.total(), result.unusedBytes);
+}
+
+// For comparison: by framing alone every gap is unused and the sound is gone.
+TEST(RebuiltSound, isLeftOutOfABasicRebuild) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const fs::path clip = makeClip({.audio = "aac"});
+  const Victim victim(clip);
+  std::uint64_t sound = 0;
+  for (const Sample& block : victim.truth().audioTrack()->samples) sound += block.size;
+  const testing::TemporaryFolder folder;
+  const auto result =
+      rebuildTo(folder / "copy.mp4", victim.bytes(), clip, VideoRepair::Depth::basic);
+  EXPECT_EQ(result.videoFrames, victim.truth().videoTrack()->samples.size());
+  EXPECT_EQ(result.audioPackets, 0U);
+  EXPECT_TRUE(result.audioDropped);
+  EXPECT_GE(result.unusedBytes, sound);
+  EXPECT_EQ(result.unusedBy.unknown, result.unusedBytes);
+}
+
+}  // namespace
+}  // namespace tallowmark
