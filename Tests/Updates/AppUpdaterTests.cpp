@@ -16,6 +16,7 @@ using testing::Bytes;
 
 // {"SUFeedURL": "https://t.example/a.xml", "SUPublicEDKey": "key"} as a binary property list.
 constexpr char binaryList[] =
+    // NOLINTNEXTLINE(modernize-raw-string-literal): bytes, hardly any of them text
     "bplist00\xD2\x01\x02\x03\x04YSUFeedURL]SUPublicEDKey_\x10\x17https://t.example/a.xmlSkey"
     "\x08\x0D\x17\x25\x3F\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x05\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x43";
 
