@@ -12,8 +12,6 @@
 namespace tallowmark {
 namespace {
 
-using testing::Bytes;
-
 // {"SUFeedURL": "https://t.example/a.xml", "SUPublicEDKey": "key"} as a binary property list.
 constexpr char binaryList[] =
     "bplist00\xD2\x01\x02\x03\x04YSUFeedURL]SUPublicEDKey_\x10\x17https://t.example/a.xmlSkey"
