@@ -57,8 +57,8 @@ std::optional<std::uint64_t> bytesOf(const DeviceGeometry& geometry);
 /// descriptor must not be read from meanwhile. Differs between systems.
 ReadOutcome readUncached(int fd, std::uint64_t offset, std::span<std::uint8_t> into);
 
-/// Whether a file or folder lies on the disk that a device is, or is a partition of. Differs between
-/// systems.
+/// Whether a file or folder lies on the disk that a device is, or is a partition of. Differs
+/// between systems.
 bool liesOn(const struct stat& file, const struct stat& device);
 
 }  // namespace tallowmark

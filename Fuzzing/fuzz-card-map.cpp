@@ -3,8 +3,8 @@
 
 #include "DeviceKit/Imaging/ReadMap.h"
 
-// A map of a card, by a stranger: what it says must lie on the card and add up, and be read the same
-// when it is written again.
+// A map of a card, by a stranger: what it says must lie on the card and add up, and be read the
+// same when it is written again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using tallowmark::ReadMap;
   const auto map = ReadMap::parse({reinterpret_cast<const char*>(data), size});

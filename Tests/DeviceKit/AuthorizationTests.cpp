@@ -14,7 +14,6 @@
 namespace tallowmark {
 namespace {
 
-using RawDeviceAccess::AuthorizationTool;
 using std::chrono::milliseconds;
 
 std::ptrdiff_t openDescriptors() {

@@ -102,12 +102,12 @@ TEST(BlockDeviceSources, readOnlyAroundABadBlockOneByOne) {
 }
 
 TEST(BlockDeviceSources, doNotPassACardThatWasPulledOffAsZeros) {
-  auto owned = std::make_unique<FailingDevice>(noise(512 * 64), 512, std::set<std::uint64_t>{});
+  auto owned = std::make_unique<FailingDevice>(noise(32'768), 512, std::set<std::uint64_t>{});
   FailingDevice& device = *owned;
   const BlockDeviceSource source(std::move(owned), "card");
   EXPECT_EQ(source.read(0, 512).size(), 512U);
   device.setPresent(false);
-  EXPECT_THROW(source.read(0, 512 * 64), DeviceError);
+  EXPECT_THROW(source.read(0, 32'768), DeviceError);
   EXPECT_LE(device.reads(), 3U);
 }
 
@@ -119,7 +119,7 @@ TEST(DeviceGeometries, giveNoSizeThatCannotBe) {
 
 TEST(RawDevices, takeAFileForADeviceButNotAnEmptyOne) {
   const TemporaryFolder folder;
-  const Bytes data = noise(512 * 5 + 100);
+  const Bytes data = noise(2660);
   const std::string card = writeFile(folder / "card", data).string();
   const BlockDeviceSource source(::open(card.c_str(), O_RDONLY), card);
   EXPECT_EQ(source.size(), data.size());
@@ -173,7 +173,7 @@ TEST(RawDeviceAccess, asksForLeaveOnlyWhereTheSystemRefuses) {
 
 TEST(LoopDevices, readAtEveryAlignmentThroughTheCacheAndAroundIt) {
   const TemporaryFolder folder;
-  const Bytes data = noise(4096 * 50);
+  const Bytes data = noise(204'800);
   const auto file = writeFile(folder / "card", data);
   for (const std::size_t block : {512U, 4096U}) {
     const LoopDevice loop(file, block);

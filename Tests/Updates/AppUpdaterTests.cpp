@@ -12,15 +12,13 @@
 namespace tallowmark {
 namespace {
 
-using testing::Bytes;
-
 // {"SUFeedURL": "https://t.example/a.xml", "SUPublicEDKey": "key"} as a binary property list.
 constexpr char binaryList[] =
     "bplist00\xD2\x01\x02\x03\x04YSUFeedURL]SUPublicEDKey_\x10\x17https://t.example/a.xmlSkey"
     "\x08\x0D\x17\x25\x3F\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x05\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x43";
 
 std::string xml(const std::string& entries) {
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>" + entries +
+  return R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)" + entries +
          "</dict></plist>";
 }
 
@@ -87,7 +85,7 @@ TEST_F(AppUpdaterTests, areConfiguredByABundleWithAFeedOverHttpsAndAKey) {
       {"empty file", "n.app", "", false},
       {"rubbish", "o.app", "what?", false},
       {"cut short", "p.app", "bplist00\xD2", false},
-      {"a list", "q.app", "<plist version=\"1.0\"><array/></plist>", false},
+      {"a list", "q.app", R"(<plist version="1.0"><array/></plist>)", false},
   };
   for (const auto& row : rows) {
     const auto path = bundle(row.name, row.information);
