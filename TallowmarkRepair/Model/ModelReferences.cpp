@@ -73,9 +73,19 @@ std::vector<RepairModel::ReferenceInUse> RepairModel::referencesInUse() const {
 }
 
 void RepairModel::setReference(const fs::path& url) {
-  ReferenceFile file = requireReference(url, surroundings_.open);
-  setReferenceTo(Reference{url, std::move(file.info), true});
-  repairAgainWith(file.kind);
+  const fs::path file = fs::absolute(url).lexically_normal();
+  const auto listed = std::find_if(clips().begin(), clips().end(), [&](const Clip& clip) {
+    return clip.url == file && clip.is<Clip::Healthy>();
+  });
+  // What was found healthy need not be read again while the user waits.
+  const ReferenceFile good =
+      listed == clips().end()
+          ? requireReference(file, surroundings_.open)
+          : ReferenceFile{listed->kind(), listed->kind() == Kind::video
+                                              ? std::get<Clip::Healthy>(listed->state).info
+                                              : std::nullopt};
+  setReferenceTo(Reference{file, good.info, true});
+  repairAgainWith(good.kind);
   repairAllPending();
 }
 

@@ -15,7 +15,6 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-/// The ways a child is under way.
 class PreviewTests : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -24,7 +23,7 @@ class PreviewTests : public ::testing::Test {
   /// ffmpeg's stand-in: a script of ours.
   fs::path script(const std::string& body) const {
     const std::string text = "#!/bin/sh\n" + body + "\n";
-    const fs::path file = folder / "ffmpeg";
+    fs::path file = folder / "ffmpeg";
     writeFile(file, Bytes(text.begin(), text.end()));
     fs::permissions(file, fs::perms::owner_all);
     return file;
