@@ -362,7 +362,7 @@ bool Walk::escapedTuples(unsigned count) {
   for (; count > 0; --count) {
     const Codebook::Codeword word = book.at(bits_.peek());
     bits_.skip(word.length);
-    for (int escapes = word.value; escapes > 0; --escapes) {
+    for (auto escapes = static_cast<std::uint8_t>(word.value); escapes > 0; --escapes) {
       unsigned ones = 0;
       while (bits_.flag()) {
         if (++ones > mostOnes) {

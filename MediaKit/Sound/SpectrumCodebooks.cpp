@@ -76,6 +76,7 @@ Codebook spectrumBook(const Book& book) {
   std::vector<Codebook::Meaning> meanings(largestSignedBook);
   if (!book.followers.empty()) {
     meanings.clear();
+    meanings.reserve(book.followers.size());
     for (const char follower : book.followers) {
       meanings.push_back(meaningOf(follower));
     }
@@ -85,6 +86,7 @@ Codebook spectrumBook(const Book& book) {
 
 Codebook scalefactorBook() {
   std::vector<Codebook::Meaning> meanings;
+  meanings.reserve(scalefactorSteps.size());
   for (const std::int8_t step : scalefactorSteps) {
     meanings.push_back({0, step});
   }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <map>
 #include <optional>
 #include <random>
@@ -146,17 +147,18 @@ void compareBlocks(const Victim& victim, const Movie& rebuilt, const ByteSource&
     }
     comparison.blocks += whole.size();
     if (i >= now.size()) continue;
-    const std::uint64_t first = now[i]->samples.front().offset + shift;
-    comparison.blocksBeforeKeyframe += static_cast<std::uint64_t>(std::count_if(
-        whole.begin(), whole.end(), [&](const auto& block) { return block.first < first; }));
+    std::uint64_t first = std::numeric_limits<std::uint64_t>::max();
     for (const Sample& sample : now[i]->samples) {
       const std::uint64_t at = sample.offset + shift;
       if (!isFromClip(sample, shift, copy, victim.bytes())) continue;
+      first = std::min(first, at);
       const auto known = whole.find(at);
       comparison.blocksExact += known != whole.end() && known->second == sample.size ? 1U : 0U;
       comparison.blocksInvented +=
           !all.contains(at) && !victim.isTouched(at, at + sample.size) ? 1U : 0U;
     }
+    comparison.blocksBeforeKeyframe += static_cast<std::uint64_t>(std::count_if(
+        whole.begin(), whole.end(), [&](const auto& block) { return block.first < first; }));
   }
 }
 
