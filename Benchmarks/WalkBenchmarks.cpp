@@ -63,7 +63,8 @@ void BM_Resynchronise(benchmark::State& state) {
   static const Lessons hevc("libx265");
   const Lessons& lessons = state.range(0) == 0 ? h264 : hevc;
   const MemorySource& source = sourceOf(static_cast<Content>(state.range(1)));
-  const VideoRepair::WalkLessons walk{&*lessons.evidence, {}, &*lessons.sound, 1, 4U << 20U};
+  const VideoRepair::WalkLessons walk{&*lessons.evidence, {}, &*lessons.sound, nullptr, 1,
+                                      4U << 20U};
   while (state.KeepRunning()) {
     benchmark::DoNotOptimize(VideoRepair::walkByEvidence(source, 0, walk).unused);
   }

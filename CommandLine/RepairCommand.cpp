@@ -68,8 +68,9 @@ class Repairer {
             const Progress& progress, const StopToken& stop) const {
     outcome.reference = reference;
     const Item& damaged = plan_.items[item];
-    SavedCopy saved = saveRepairedCopy({damaged.path, *damaged.kind, reference, depth_}, folder_,
-                                       images_, progress, stop, openFile, picturesDecode);
+    const DamagedFile file{damaged.path, *damaged.kind, reference, nullptr, depth_};
+    SavedCopy saved =
+        saveRepairedCopy(file, folder_, images_, progress, stop, openFile, picturesDecode);
     outcome.output = std::move(saved.path);
     outcome.facts = std::move(saved.facts);
   }

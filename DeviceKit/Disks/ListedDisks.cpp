@@ -3,54 +3,31 @@
 
 #include <algorithm>
 #include <array>
-#include <nlohmann/json.hpp>
 #include <set>
+
+#include "JSONDocuments/JSONValue.h"
 
 namespace tallowmark {
 
 namespace {
 
-using nlohmann::json;
-
-std::string textOf(const json& entry, const char* key) {
-  const auto value = entry.find(key);
-  if (value == entry.end() || !value->is_string()) {
-    return {};
-  }
-  auto text = value->get<std::string>();
-  // The kernel pads names of makers and models with blanks.
+// The kernel pads names of makers and models with blanks.
+std::string textOf(const JSONValue& entry, const char* key) {
+  std::string text = entry.text(key).value_or("");
   text.erase(0, std::min(text.find_first_not_of(' '), text.size()));
   text.erase(text.find_last_not_of(' ') + 1);
   return text;
 }
 
-bool isTrue(const json& entry, const char* key) {
-  const auto value = entry.find(key);
-  return value != entry.end() && value->is_boolean() && value->get<bool>();
-}
-
-std::uint64_t numberOf(const json& entry, const char* key) {
-  const auto value = entry.find(key);
-  return value != entry.end() && value->is_number_unsigned() ? value->get<std::uint64_t>() : 0;
-}
-
-const json& arrayIn(const json& entry, const char* key) {
-  static const json none = json::array();
-  const auto value = entry.find(key);  // the end where the entry is no object
-  return value != entry.end() && value->is_array() ? *value : none;
-}
-
 // A file system lies on a partition, or below one that is encrypted, or on the disk itself.
-void collectVolumes(const json& entry, ListedDisk& listed) {
+void collectVolumes(const JSONValue& entry, ListedDisk& listed) {
   if (std::string label = textOf(entry, "label"); !label.empty()) {
     listed.disk.volumeNames.push_back(std::move(label));
   }
-  for (const json& folder : arrayIn(entry, "mountpoints")) {
-    if (folder.is_string()) {
-      listed.mounts.push_back({textOf(entry, "path"), folder.get<std::string>()});
-    }
+  for (std::string& folder : entry.texts("mountpoints")) {
+    listed.mounts.push_back({textOf(entry, "path"), std::move(folder)});
   }
-  for (const json& child : arrayIn(entry, "children")) collectVolumes(child, listed);
+  for (const JSONValue& child : entry.items("children")) collectVolumes(child, listed);
 }
 
 // The system runs from what is mounted there, swap included: "[SWAP]".
@@ -60,7 +37,7 @@ bool isSystemFolder(const std::string& folder) {
   return std::find(folders.begin(), folders.end(), folder) != folders.end();
 }
 
-bool isOnBus(const json& entry, const std::string& bus) {
+bool isOnBus(const JSONValue& entry, const std::string& bus) {
   return (":" + textOf(entry, "subsystems") + ":").find(":" + bus + ":") != std::string::npos;
 }
 
@@ -71,7 +48,7 @@ bool isSoldered(const std::string& name, const std::set<std::string>& names) {
          name.find("rpmb") != std::string::npos;
 }
 
-std::string mediaName(const json& entry) {
+std::string mediaName(const JSONValue& entry) {
   const std::string maker = textOf(entry, "vendor");
   const std::string model = textOf(entry, "model");
   if (isOnBus(entry, "mmc")) {
@@ -80,43 +57,44 @@ std::string mediaName(const json& entry) {
   return maker.empty() || model.empty() ? model : maker + " " + model;
 }
 
-ListedDisk listedDisk(const json& entry, const std::set<std::string>& names) {
+ListedDisk listedDisk(const JSONValue& entry, const std::set<std::string>& names) {
   ListedDisk listed;
   listed.disk.deviceIdentifier = textOf(entry, "name");
   listed.disk.mediaName = mediaName(entry);
-  listed.disk.sizeBytes = numberOf(entry, "size");
+  listed.disk.sizeBytes = entry.number("size").value_or(0);
   collectVolumes(entry, listed);
-  const bool isHotplug = isTrue(entry, "hotplug");
+  const bool isHotplug = entry.flag("hotplug") == true;
   listed.info.isDiskImage = textOf(entry, "type") == "loop";
   listed.info.isVirtual = textOf(entry, "subsystems") == "block";
   listed.info.isSystemMedia =
       (isOnBus(entry, "mmc") && isSoldered(listed.disk.deviceIdentifier, names)) ||
       std::any_of(listed.mounts.begin(), listed.mounts.end(),
                   [](const ListedDisk::Mount& mount) { return isSystemFolder(mount.folder); });
-  listed.info.hasRemovableMedia = isTrue(entry, "rm");
+  listed.info.hasRemovableMedia = entry.flag("rm") == true;
   listed.info.isRemovableOrExternal = isHotplug;
   listed.info.isInternal = !isHotplug;
   return listed;
 }
 
-bool isWholeDisk(const json& entry) {
-  const std::string type = entry.is_object() ? textOf(entry, "type") : std::string();
+bool isWholeDisk(const JSONValue& entry) {
+  const std::string type = textOf(entry, "type");
   // A reader without a card lists as a disk of no bytes.
-  return (type == "disk" || type == "loop") && numberOf(entry, "size") > 0;
+  return (type == "disk" || type == "loop") && entry.number("size").value_or(0) > 0;
 }
 
 }  // namespace
 
 std::vector<ListedDisk> parseListedDisks(std::string_view text) {
-  const json all = json::parse(text, nullptr, false);
+  const auto all = JSONValue::parse(text);
+  const auto entries = all ? all->items("blockdevices") : std::vector<JSONValue>();
   std::set<std::string> names;
-  for (const json& entry : arrayIn(all, "blockdevices")) {
-    if (entry.is_object()) {
+  for (const JSONValue& entry : entries) {
+    if (entry.isObject()) {
       names.insert(textOf(entry, "name"));
     }
   }
   std::vector<ListedDisk> disks;
-  for (const json& entry : arrayIn(all, "blockdevices")) {
+  for (const JSONValue& entry : entries) {
     if (isWholeDisk(entry)) {
       disks.push_back(listedDisk(entry, names));
     }

@@ -26,10 +26,10 @@ struct DamagedFile {
   Kind kind = Kind::video;
   /// A good file of the same kind from the same camera; RAW files need none.
   std::optional<std::filesystem::path> reference;
-  /// How much of a clip without index comes back.
-  VideoRepair::Depth depth = VideoRepair::Depth::full;
   /// What an earlier look at the clip gave, if any; used while the clip is the same.
   std::shared_ptr<const LearntClip> learnt = nullptr;
+  /// How much of a clip without index comes back.
+  VideoRepair::Depth depth = VideoRepair::Depth::full;
 };
 
 /// The picture that was stored in a RAW file.
