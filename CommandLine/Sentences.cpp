@@ -47,7 +47,7 @@ struct CheckText {
 
 std::string soundText(const VideoRepair::Result& result) {
   if (result.audioDropped) {
-    return "the camera's compressed sound can't be rebuilt without the index";
+    return "the camera's sound couldn't be found";
   }
   return result.audioPackets > 0 ? "with sound" : "no sound";
 }
