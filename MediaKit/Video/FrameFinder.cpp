@@ -2,6 +2,7 @@
 #include "MediaKit/Video/FrameFinder.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "MediaKit/Video/BitReader.h"
@@ -22,6 +23,11 @@ constexpr unsigned mostUnits = 2000;
 // H.264 table 7-1, H.265 table 7-1: filler data.
 int fillerType(NALFormat::Codec codec) {
   return codec == NALFormat::Codec::h264 ? 12 : 38;
+}
+
+// A camera's small units stay small: sizes tell them from sound that reads as one.
+std::uint64_t mostBytesOf(const UnitHabit& habit) {
+  return std::uint64_t{habit.largest} * 4 + 1024;
 }
 
 double log2Of(double value) {
@@ -50,10 +56,24 @@ FrameFinder::FrameFinder(const ByteSource& source, std::uint64_t end,
       probe_(source, end, probeAhead),
       zeroFirst_(evidence.format().lengthSize == 4),
       forbidden_(source, end) {
+  if (evidence.format().wrapsSlices) {
+    openOnWrappers();
+    return;
+  }
   for (const UnitHabit& habit : evidence.habits()) {
     if (habit.starts) {
       learnOpening(habit);
     }
+  }
+}
+
+// Units of type 14 of any priority.
+void FrameFinder::openOnWrappers() {
+  for (const std::uint8_t first : std::array<std::uint8_t, 4>{0x0E, 0x2E, 0x4E, 0x6E}) {
+    startBytes_.push_back(first);
+    largestStartByte_ = std::max(largestStartByte_, first);
+    opens_[first].fill(true);
+    mostBody_[first] = maxFrameSize_;
   }
 }
 
@@ -70,6 +90,9 @@ void FrameFinder::learnOpening(const UnitHabit& habit) {
   if (!h264 && std::find(secondBytes_.begin(), secondBytes_.end(), lower) == secondBytes_.end()) {
     secondBytes_.push_back(lower);
   }
+  const std::uint64_t most =
+      habit.isSlice ? maxFrameSize_ : std::min(maxFrameSize_, mostBytesOf(habit));
+  mostBody_[first] = std::max(mostBody_[first], most);
   for (unsigned second = 0; second < 256; ++second) {
     const auto byte = static_cast<std::uint8_t>(second);
     bool possible = h264 || byte == (habit.header & 0xFFU);
@@ -160,13 +183,12 @@ bool FrameFinder::takeOther(Assembly& assembly, const UnitHead& head, const Unit
   }
   const std::uint64_t body = head.length - evidence_.format().lengthSize;
   if (learnt) {
-    // A camera's small units stay small: sizes tell them from sound that reads as one.
-    if (body > std::uint64_t{habit->largest} * 4 + 1024) {
+    if (body > mostBytesOf(*habit)) {
       return false;
     }
     const bool usualSize = body >= habit->smallest && body <= habit->largest;
-    const double sizes =
-        usualSize ? habit->largest - habit->smallest + 1.0 : 4.0 * habit->largest + 1024.0;
+    const double sizes = usualSize ? habit->largest - habit->smallest + 1.0
+                                   : static_cast<double>(mostBytesOf(*habit));
     assembly.frame.bits += 8.0 * static_cast<double>(evidence_.format().lengthSize) -
                            log2Of(sizes) + 8.0 * static_cast<double>(head.headerSize) -
                            log2Of(static_cast<double>(evidence_.habits().size()));
@@ -281,6 +303,15 @@ std::optional<std::size_t> FrameFinder::filter(std::span<const std::uint8_t> byt
   return std::nullopt;
 }
 
+// Whether the length prefix says a size that units with that header have: most bytes that look like
+// a header are refused here, without reading them again.
+bool FrameFinder::fitsItsKind(std::span<const std::uint8_t> bytes) const {
+  const std::size_t prefix = evidence_.format().lengthSize;
+  std::uint64_t body = 0;
+  for (std::size_t i = 0; i < prefix; ++i) body = (body << 8U) | bytes[i];
+  return body >= 2 && body <= mostBody_[bytes[prefix]];
+}
+
 std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t to) {
   const std::size_t prefix = evidence_.format().lengthSize;
   std::size_t wanted = firstScan;
@@ -294,8 +325,10 @@ std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t 
         static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), to - at + prefix + 1));
     std::size_t next = 0;
     while (const auto hit = filter(bytes, next, limit)) {
-      if (auto frame = frameAt(at + *hit, Trust::learntOnly)) {
-        return frame;
+      if (fitsItsKind(bytes.subspan(*hit))) {
+        if (auto frame = frameAt(at + *hit, Trust::learntOnly)) {
+          return frame;
+        }
       }
       next = *hit + 1;
     }

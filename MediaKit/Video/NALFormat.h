@@ -49,6 +49,10 @@ struct NALFormat {
   std::size_t lengthSize = 4;
   /// The unit headers seen in the reference; absent when any is accepted.
   std::optional<std::set<std::uint16_t>> knownHeaders;
+  /// H.264: each picture is one unit of type 14 (§7.3.1, a prefix for scalable decoders) that holds
+  /// the slice behind a start code of its own, as some phones write slow motion. Only who reads
+  /// unit heads looks inside.
+  bool wrapsSlices = false;
 
   /// From a reference's sample entry and its type. Nothing when the codec is another, or its
   /// configuration record is not there.

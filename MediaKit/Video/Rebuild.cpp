@@ -104,21 +104,35 @@ std::uint64_t mediaStart(const BoxReader& reader) {
   return end + 8;
 }
 
+// How long a rebuilt frame lasts: as most of the reference's do. Where these are not what its
+// length is made of (some slow motion is timed by few long samples among many short ones), their
+// mean.
+std::uint32_t frameDuration(const Track& video) {
+  const std::uint32_t typical = video.typicalDuration();
+  const std::uint64_t mean =
+      video.samples.empty() ? typical : video.duration() / video.samples.size();
+  const bool isUsual = mean <= std::uint64_t{typical} * 2 && mean >= typical / 2;
+  return isUsual || mean == 0 ? typical
+                              : static_cast<std::uint32_t>(std::min<std::uint64_t>(
+                                    mean, std::numeric_limits<std::uint32_t>::max()));
+}
+
 EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const Teacher& teacher,
                             const Progress& progress, const StopToken& stop) {
   const std::size_t maxFrameSize = frameSizeLimit(teacher.video->samples.largestSize());
-  const std::uint32_t frameDuration = teacher.video->typicalDuration();
+  const std::uint32_t duration = frameDuration(*teacher.video);
   if (!teacher.evidence) {
     EvidencedFindings found;
-    static_cast<Findings&>(found) = walk(source, from, teacher.format, teacher.pcm, frameDuration,
-                                         maxFrameSize, progress, stop);
+    static_cast<Findings&>(found) =
+        walk(source, from, teacher.format, teacher.pcm, teacher.video->typicalDuration(),
+             maxFrameSize, progress, stop);
     return found;
   }
   const WalkLessons lessons{&*teacher.evidence,
                             teacher.otherTracks,
                             teacher.sound ? &*teacher.sound : nullptr,
                             teacher.blocks ? &*teacher.blocks : nullptr,
-                            frameDuration,
+                            duration,
                             maxFrameSize};
   return walkByEvidence(source, from, lessons, progress, stop);
 }
@@ -156,7 +170,7 @@ std::int32_t smallestOffset(const SampleList& samples) {
 bool restoreOrder(Track& video, const ByteSource& source, const Teacher& teacher,
                   std::span<const std::uint64_t> losses, const StopToken& stop) {
   const OrderLessons lessons{
-      teacher.format,
+      teacher.evidence ? teacher.evidence->format() : teacher.format,
       teacher.evidence ? teacher.evidence->parameterSets()
                        : ParameterSets::of(teacher.video->sampleEntry, teacher.format.codec),
       mostReordered(teacher.video->samples)};

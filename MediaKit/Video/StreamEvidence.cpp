@@ -285,8 +285,29 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
   return std::move(evidence_);
 }
 
+namespace {
+
+// Whether the first picture is a single unit that wraps its slice.
+bool wrapsSlices(const Track& track, const ByteSource& source, NALFormat format) {
+  if (format.codec != NALFormat::Codec::h264 || track.samples.empty()) {
+    return false;
+  }
+  constexpr int prefixUnit = 14;
+  const Sample first = track.samples.front();
+  MediaWindow window(source, source.size(), std::size_t{4} << 10U);
+  const auto plain = readUnitHead(window, first.offset, first.offset + first.size, format);
+  format.wrapsSlices = true;
+  const auto opened = readUnitHead(window, first.offset, first.offset + first.size, format);
+  return plain && plain->type() == prefixUnit && plain->length == first.size && opened &&
+         opened->type() != prefixUnit;
+}
+
+}  // namespace
+
 std::optional<StreamEvidence> StreamEvidence::learn(const Track& track, const ByteSource& source,
-                                                    const NALFormat& format) {
+                                                    const NALFormat& standard) {
+  NALFormat format = standard;
+  format.wrapsSlices = wrapsSlices(track, source, standard);
   EvidenceLearner learner(source, format, track);
   const std::uint64_t count = track.samples.size();
   // The first thousand in a row, then evenly spread ones: rare kinds of frames come late.

@@ -32,6 +32,10 @@ struct UnitHead {
   int type() const { return headerSize == 1 ? header & 31 : (header >> 9) & 63; }
 };
 
+/// The slice inside a unit that wraps it (NALFormat::wrapsSlices): the head as if the slice stood
+/// there itself. Units that wrap nothing stay as they are.
+void unwrapSlice(MediaWindow& window, UnitHead& head, std::size_t prefix);
+
 /// The unit at `at`, if it has a length that fits before `limit` and a header without the forbidden
 /// bit.
 inline std::optional<UnitHead> readUnitHead(MediaWindow& window, std::uint64_t at,
@@ -58,6 +62,9 @@ inline std::optional<UnitHead> readUnitHead(MediaWindow& window, std::uint64_t a
   head.count = static_cast<std::size_t>(
       std::min<std::uint64_t>({body, UnitHead::mostBytes, bytes.size() - prefix}));
   std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(prefix), head.count, head.first.begin());
+  if (format.wrapsSlices) {
+    unwrapSlice(window, head, prefix);
+  }
   return head;
 }
 

@@ -33,9 +33,7 @@ void expectWhole(const Comparison& c, const std::string& label) {
 }
 
 bool isRebuildable(const std::filesystem::path& clip) {
-  // Motion JPEG, and a clip whose pictures hide in units of another type.
-  const std::string name = clip.filename().string();
-  return !name.starts_with("panasonic_mjpeg") && !name.starts_with("samsung_sef");
+  return !clip.filename().string().starts_with("panasonic_mjpeg");
 }
 
 TEST(Accuracy, cameraClipsComeBackFrameByFrame) {
