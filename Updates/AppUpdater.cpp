@@ -39,11 +39,11 @@ AppUpdater::AppUpdater(const fs::path& bundle, const MakeUpdaterController& make
   if (!isConfigured(bundle)) {
     return;
   }
+  // Whatever thread the controller speaks on, this object hears it on its own.
+  connect(this, &AppUpdater::controllerSaid, this, &AppUpdater::setCanCheck);
   controller_ = makeController();
   if (controller_) {
-    controller_->observe([this](bool canCheck) {
-      QMetaObject::invokeMethod(this, [this, canCheck] { setCanCheck(canCheck); });
-    });
+    controller_->observe([this](bool canCheck) { emit controllerSaid(canCheck, {}); });
   }
 }
 

@@ -39,6 +39,7 @@ class AppUpdater final : public QObject {
 
  signals:
   void canCheckForUpdatesChanged(bool canCheck);
+  void controllerSaid(bool canCheck, QPrivateSignal);
 
  private:
   void setCanCheck(bool canCheck);

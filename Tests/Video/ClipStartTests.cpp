@@ -60,7 +60,8 @@ TEST(ClipStart, staysSmallWhateverTheIndexClaims) {
   const auto start = VideoRepair::clipStart(movie, 15);
   ASSERT_EQ(start.ranges.size(), 2U);
   EXPECT_EQ(start.ranges[0], (ByteRange{100, 100 + gigabyte}));
-  EXPECT_EQ(start.ranges[1], (ByteRange{500 * gigabyte, 500 * gigabyte + 15 * 48'000 * 4}));
+  EXPECT_EQ(start.ranges[1],
+            (ByteRange{500 * gigabyte, 500 * gigabyte + std::uint64_t{15} * 48'000 * 4}));
   EXPECT_EQ(start.movie.tracks[1].samples.front().offset, gigabyte);
   EXPECT_EQ(mediaOf(VideoRepair::clipStart({}, 15)), 0U);
 }

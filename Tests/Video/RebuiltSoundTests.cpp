@@ -14,7 +14,6 @@
 namespace tallowmark {
 namespace {
 
-using testing::ClipRecipe;
 using testing::Filling;
 using testing::livelySound;
 using testing::makeClip;
