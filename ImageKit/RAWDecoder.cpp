@@ -19,7 +19,7 @@ constexpr unsigned mostMegabytes = 1024;
 constexpr std::uint64_t mostPixelsPerByte = 64;
 
 // The type of the position that comes third has changed between versions of the library.
-constexpr auto noteComplaint = [](void* flag, const char*, auto) {
+constexpr auto noteDataError = [](void* flag, const char*, auto) {
   *static_cast<bool*>(flag) = true;
 };
 
@@ -33,7 +33,7 @@ class OpenRAW {
     parameters.user_flip = 0;
     parameters.output_bps = 8;
     parameters.max_raw_memory_mb = mostMegabytes;
-    library_->set_dataerror_handler(noteComplaint, &complained_);
+    library_->set_dataerror_handler(noteDataError, &complained_);
     // The library reads only, its type aside.
     auto* bytes = const_cast<std::uint8_t*>(raw.data());
     open_ = library_->open_buffer(bytes, raw.size()) == LIBRAW_SUCCESS && fitsMemory(raw.size());

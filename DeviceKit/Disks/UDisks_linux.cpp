@@ -48,7 +48,7 @@ Message newCall(const Bus& bus, const std::string& object, const char* interface
 }
 
 Answer send(const Bus& bus, const Message& call) {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   sd_bus_message* reply = nullptr;
   Answer answer;
   if (sd_bus_call(bus.get(), call.get(), patience, &error, &reply) < 0) {

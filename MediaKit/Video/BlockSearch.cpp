@@ -8,7 +8,7 @@ namespace tallowmark {
 
 namespace {
 
-constexpr std::size_t readAhead = std::size_t{256} << 10U;
+constexpr std::size_t blockReadAhead = std::size_t{256} << 10U;
 
 // Bits of evidence. Where a block ends is one of a thousand places.
 constexpr double whereDue = 4;
@@ -29,7 +29,7 @@ bool contains(const std::vector<std::uint64_t>& distances, std::uint64_t distanc
 BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
       walk_(layout.habits.config, layout.habits.rules),
-      window_(source, source.size(), readAhead) {
+      window_(source, source.size(), blockReadAhead) {
   for (unsigned byte = 0; byte < starts_.size(); ++byte) {
     starts_.at(byte) = walk_.mayStartWith(static_cast<std::uint8_t>(byte));
   }

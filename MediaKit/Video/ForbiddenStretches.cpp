@@ -8,12 +8,12 @@
 namespace tallowmark {
 
 namespace {
-constexpr std::size_t readAhead = std::size_t{32} << 10U;
+constexpr std::size_t stretchReadAhead = std::size_t{32} << 10U;
 constexpr std::uint64_t neighbourhood = 64;
 }  // namespace
 
 ForbiddenStretches::ForbiddenStretches(const ByteSource& source, std::uint64_t end)
-    : window_(source, end, readAhead) {}
+    : window_(source, end, stretchReadAhead) {}
 
 void ForbiddenStretches::forgetBefore(std::uint64_t offset) {
   while (!clusters_.empty() && clusters_.front().last < offset) {

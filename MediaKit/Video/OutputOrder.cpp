@@ -15,7 +15,7 @@ namespace tallowmark {
 namespace {
 
 // Enough for the units ahead of a first slice in most streams.
-constexpr std::size_t readAhead = 512;
+constexpr std::size_t headReadAhead = 512;
 // Parameter sets are far smaller.
 constexpr std::uint64_t largestSet = 4096;
 // The most pictures that a decoder can hold back (H.264 A.3.1, H.265 A.4.2).
@@ -35,7 +35,7 @@ class PictureReader {
   PictureReader(const ByteSource& source, const OrderLessons& lessons)
       : format_(lessons.format),
         sets_(lessons.sets),
-        window_(source, source.size(), readAhead),
+        window_(source, source.size(), headReadAhead),
         counter_(lessons.format.codec),
         deepest_(lessons.mostReordered) {}
 
@@ -151,11 +151,11 @@ std::vector<std::uint32_t> sequencesOf(std::span<const Picture> pictures,
 }  // namespace
 
 std::size_t mostReordered(const SampleList& video) {
-  constexpr std::uint64_t enough = 4000;
+  constexpr std::uint64_t telling = 4000;
   Backlog backlog;
   std::size_t most = 0;
   std::int64_t time = 0;
-  for (const Sample& sample : video.slice(0, std::min(video.size(), enough))) {
+  for (const Sample& sample : video.slice(0, std::min(video.size(), telling))) {
     most = std::max(most, backlog.heldBackFor(time + sample.compositionOffset));
     backlog.add(time + sample.compositionOffset);
     time += sample.duration;

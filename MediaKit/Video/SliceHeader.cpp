@@ -7,9 +7,9 @@ namespace tallowmark {
 
 namespace {
 
-using Bytes = std::span<const std::uint8_t>;
+using UnitBytes = std::span<const std::uint8_t>;
 
-std::optional<SliceHeader> readH264(Bytes unit, const ParameterSets& sets) {
+std::optional<SliceHeader> readH264(UnitBytes unit, const ParameterSets& sets) {
   BitReader bits(unit.subspan(1));
   SliceHeader slice;
   const int unitType = unit[0] & 31;
@@ -53,7 +53,7 @@ std::optional<SliceHeader> readH264(Bytes unit, const ParameterSets& sets) {
   return slice;
 }
 
-std::optional<SliceHeader> readHEVC(Bytes unit, const ParameterSets& sets) {
+std::optional<SliceHeader> readHEVC(UnitBytes unit, const ParameterSets& sets) {
   BitReader bits(unit.subspan(2));
   SliceHeader slice;
   const int unitType = (unit[0] >> 1) & 63;
@@ -93,7 +93,7 @@ std::optional<SliceHeader> readHEVC(Bytes unit, const ParameterSets& sets) {
 
 }  // namespace
 
-std::optional<SliceHeader> readSliceHeader(Bytes unit, const ParameterSets& sets,
+std::optional<SliceHeader> readSliceHeader(UnitBytes unit, const ParameterSets& sets,
                                            NALFormat::Codec codec) {
   if (unit.size() < 4) {
     return std::nullopt;

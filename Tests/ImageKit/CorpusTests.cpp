@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "ImageKit/LibraryImageService.h"
+#include "Images.h"
 #include "JPEGCoefficients.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Photo/PhotoRepair.h"
@@ -17,7 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 using JPEGRepair::Diagnosis;
 
-const LibraryImageService images;
 const char* const noCorpus = "the folder of real camera files is not here";
 
 std::vector<fs::path> healthyPhotos() {

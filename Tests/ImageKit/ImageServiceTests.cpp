@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
-#include "ImageKit/LibraryImageService.h"
 #include "ImageKit/PixelReducer.h"
+#include "Images.h"
 #include "JPEGCoefficients.h"
 #include "MediaKit/Photo/JPEGRepair.h"
 #include "Photos.h"
 
 namespace tallowmark::testing {
 namespace {
-
-const LibraryImageService images;
 
 const ImageProperty* find(const std::vector<ImageProperty>& properties, std::uint16_t tag) {
   const auto found = std::find_if(properties.begin(), properties.end(),

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
-#include "ImageKit/LibraryImageService.h"
+#include "Images.h"
 #include "JPEGCoefficients.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Photo/PhotoRepair.h"
@@ -10,8 +10,6 @@
 
 namespace tallowmark::testing {
 namespace {
-
-const LibraryImageService images;
 
 std::size_t scanOf(const Bytes& photo) {
   return JPEGRepair::parseHeader(photo)->sos.offset;

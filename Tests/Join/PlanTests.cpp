@@ -137,11 +137,11 @@ TEST(Plan, choosesTracksThatEveryPartHas) {
 }
 
 TEST(Plan, waitsForTracksWithoutSamples) {
-  const Part full = part({video(300), telemetry(20)});
+  const Part filled = part({video(300), telemetry(20)});
   const Part empty = part({video(300), telemetry(0)});
-  const Movie gap = plan(std::vector{full, empty, full}).movie;
+  const Movie gap = plan(std::vector{filled, empty, filled}).movie;
   EXPECT_NEAR(startOf(gap.tracks[1], 20), 20.02, 0.011);
-  const Movie late = plan(std::vector{empty, full}).movie;
+  const Movie late = plan(std::vector{empty, filled}).movie;
   EXPECT_NEAR(static_cast<double>(late.tracks[1].startDelay) / late.timescale, 10.01, 0.011);
 }
 
