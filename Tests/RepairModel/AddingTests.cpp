@@ -91,8 +91,9 @@ TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
   EXPECT_EQ(ends["preview"], 150);
   EXPECT_EQ(ends["healthy"], isRoot ? 350 : 349);
   EXPECT_EQ(ends["failed"], isRoot ? 0 : 1);
-  // The ticks are a millisecond apart; the rest leaves room for a machine that has other work.
-  EXPECT_LT(longest, 50);
+  // 14 to 30 ms where nothing else runs and nothing is instrumented; work that strays onto this
+  // thread takes the second that the whole takes.
+  EXPECT_LT(longest, 300);
   EXPECT_LT(usage.ru_maxrss / 1024, 400);
 }
 
