@@ -119,7 +119,8 @@ std::string adviceFor(const DeviceError& error, const ImageRequest& request) {
   if (error.errorNumber() == EFBIG) {
     return ". The disk there takes no file as large as the card. Choose another one.";
   }
-  if (!fs::exists(ImageFile::mapName(request.file))) {
+  std::error_code unknown;
+  if (!fs::exists(ImageFile::mapName(request.file), unknown)) {
     return {};
   }
   return (error.errorNumber() == ENOSPC ? ". The disk is full: make room on it." : ".") +

@@ -75,8 +75,8 @@ int runJoin(const JoinRequest& request) {
     try {
       outcome.end = saveJoinedClip(
           outcome.join.parts, request.folder, [&](double done) { bar.update(i, done); }, stop);
-    } catch (const std::exception&) {
-      // Stopped, or out of memory: there is no end.
+    } catch (const Stopped&) {
+      // There is no end.
     }
   };
   const auto report = [&](std::size_t i) {

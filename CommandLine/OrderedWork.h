@@ -12,7 +12,7 @@ namespace tallowmark {
 /// Does work(i) for every i named in `chains` on as many threads as the machine has cores: the
 /// links of a chain one after the other, chains side by side. Calls done(i) for i = 0, 1, … in that
 /// order on the calling thread, as soon as i and all before it are worked. Every number below the
-/// total of links is named once. `work` must not throw.
+/// total of links is named once. Throws what `work` or `done` throws; what runs is finished before.
 void workInOrder(const std::vector<std::vector<std::size_t>>& chains,
                  const std::function<void(std::size_t)>& work,
                  const std::function<void(std::size_t)>& done);

@@ -114,8 +114,8 @@ int runRepair(const RepairRequest& request) {
       stop.check();
       outcomes[i] = repairer.repair(
           i, [&](double done) { bar.update(i, done); }, stop);
-    } catch (const std::exception&) {
-      // Stopped, or out of memory: the item has no outcome.
+    } catch (const Stopped&) {
+      // The item has no outcome.
     }
   };
   const auto report = [&](std::size_t i) {

@@ -131,7 +131,11 @@ void prepareCameraDetails() {
   static const bool prepared = [] {
     Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
     Exiv2::enableBMFF(true);
-    return Exiv2::XmpParser::initialize();
+    try {
+      return Exiv2::XmpParser::initialize();
+    } catch (...) {  // of a kind of its own, and nothing but memory can be missing here
+      throw std::bad_alloc();
+    }
   }();
   (void)prepared;
 }
@@ -147,7 +151,7 @@ ImageProperties cameraDetails(ByteView image) {
       addProperty(datum, datum.groupName(), properties);
     }
     return properties;
-  } catch (const std::exception&) {
+  } catch (...) {  // its XMP errors are no std::exception
     return {};
   }
 }
@@ -171,7 +175,7 @@ std::optional<std::vector<std::uint8_t>> withCameraDetails(ByteView jpeg,
     setPictureSize(*size, data);
     std::vector<std::uint8_t> merged = written(*image);
     return picturesAreSame(jpeg, merged) ? std::optional(std::move(merged)) : std::nullopt;
-  } catch (const std::exception&) {
+  } catch (...) {  // its XMP errors are no std::exception
     return std::nullopt;
   }
 }
