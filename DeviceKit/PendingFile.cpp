@@ -102,7 +102,13 @@ PendingFile::PendingFile(fs::path folder) : folder_(std::move(folder)) {
       throw DeviceError::writeFailed(folder_.string(), errno);
     }
   }
-  sink_ = std::make_unique<FileSink>(fd_, folder_.string());
+  try {
+    sink_ = std::make_unique<FileSink>(fd_, folder_.string());
+  } catch (...) {
+    ::close(fd_);
+    ::unlink(temporary_.c_str());
+    throw;
+  }
 }
 
 PendingFile::~PendingFile() {
