@@ -66,6 +66,13 @@ std::vector<fs::directory_entry> entriesOf(const fs::path& folder, FolderWalk& w
   return entries;
 }
 
+// What the system will say nothing about is one, too: whoever reads it will be told why not.
+bool isFile(const fs::directory_entry& entry, const fs::file_status& own) {
+  std::error_code error;
+  return fs::is_regular_file(own) || own.type() == fs::file_type::none ||
+         fs::is_regular_file(entry.status(error));
+}
+
 }  // namespace
 
 FolderWalk walkFolder(const fs::path& folder, const StopToken& stop) {
@@ -87,7 +94,7 @@ FolderWalk walkFolder(const fs::path& folder, const StopToken& stop) {
         const auto inside = entriesOf(entry.path(), walk);
         pending.insert(pending.end(), inside.rbegin(), inside.rend());
       }
-    } else if (kindOf(entry.path()) && fs::is_regular_file(entry.status(error))) {
+    } else if (kindOf(entry.path()) && isFile(entry, own)) {
       walk.files.push_back(entry.path());
     }
   }

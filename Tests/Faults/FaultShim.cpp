@@ -244,6 +244,11 @@ int stat(const char* path, struct stat* into) noexcept {
   return next<int (*)(const char*, struct stat*)>("stat")(path, into);
 }
 
+int lstat(const char* path, struct stat* into) noexcept {
+  if (isUnder(path) && meet(look_) == Fate::fails) return -1;
+  return next<int (*)(const char*, struct stat*)>("lstat")(path, into);
+}
+
 int rename(const char* from, const char* to) noexcept {
   if (isUnder(to) && meet(rename_) == Fate::fails) return -1;
   return next<int (*)(const char*, const char*)>("rename")(from, to);
