@@ -23,6 +23,8 @@ target_compile_options(tallowmark_warnings INTERFACE
 # (gcc.gnu.org PR105329 and kin); clang and the sanitizers watch the same ground.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(tallowmark_warnings INTERFACE
+    # In a batch the files of a room meet, and GCC minds even the types of their functions.
+    -Wno-shadow -Wshadow=local
     -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds -Wno-stringop-overread -Wno-dangling-reference)
   if(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     get_target_property(_warnings tallowmark_warnings INTERFACE_COMPILE_OPTIONS)
