@@ -52,6 +52,11 @@ std::string soundText(const VideoRepair::Result& result) {
   return result.audioPackets > 0 ? "with sound" : "no sound";
 }
 
+std::string sideTracksText(const VideoRepair::Result& result) {
+  std::string text = result.telemetrySamples > 0 ? " · with telemetry" : "";
+  return text + (result.timecodeRestored ? " · with timecode" : "");
+}
+
 std::string sizeText(int width, int height) {
   return std::to_string(width) + "×" + std::to_string(height);
 }
@@ -59,7 +64,7 @@ std::string sizeText(int width, int height) {
 struct CopyText {
   std::string operator()(const VideoRepair::Result& result) const {
     return counted(result.videoFrames, "frame") + " · " + durationText(result.seconds) + " · " +
-           soundText(result);
+           soundText(result) + sideTracksText(result);
   }
   std::string operator()(const JPEGRepair::Result& result) const {
     std::string text = sizeText(result.width, result.height);

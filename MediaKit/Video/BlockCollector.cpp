@@ -2,6 +2,9 @@
 #include "MediaKit/Video/BlockCollector.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "MediaKit/Video/Stretches.h"
 
 namespace tallowmark {
 
@@ -73,9 +76,22 @@ std::uint64_t BlockCollector::blocksAtStart(const std::vector<BlockChain>& chain
   return blocks;
 }
 
+std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEnd end,
+                                                 std::span<const ByteRange> others) {
+  std::vector<BlockChain> chains;
+  for (const ByteRange& piece : rest(gap, others)) {
+    const StretchEnd pieceEnd = piece.upper == gap.upper ? end : StretchEnd::unknown;
+    for (BlockChain& chain : search_.in(piece, pieceEnd)) {
+      chains.push_back(std::move(chain));
+    }
+  }
+  return chains;
+}
+
 BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t frame,
-                                           bool framesCountOn, StretchEnd end) {
-  const std::vector<BlockChain> chains = search_.in(gap, end);
+                                           bool framesCountOn, StretchEnd end,
+                                           std::span<const ByteRange> others) {
+  const std::vector<BlockChain> chains = chainsIn(gap, end, others);
   const std::uint64_t before = found_.tracks.front().size();
   std::uint64_t bytes = 0;
   std::uint64_t blocks = 0;
@@ -83,11 +99,13 @@ BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t f
     bytes += chain.to - chain.from;
     blocks += chain.sizes.size();
   }
-  Taken taken{bytes, framesCountOn && isUsual(blocks, gap.length() - bytes)};
-  if (!append(chains, taken.isUsual)) {
-    taken = {0, false};
+  Taken taken{{}, framesCountOn && isUsual(blocks, gap.length() - bytes)};
+  if (append(chains, taken.isUsual)) {
+    for (const BlockChain& chain : chains) taken.sound.push_back({chain.from, chain.to});
+    found_.bytes += bytes;
+  } else {
+    taken.isUsual = false;
   }
-  found_.bytes += taken.bytes;
   const std::uint64_t behind = found_.tracks.front().size();
   if (behind > before || !taken.isUsual) {
     const std::uint64_t atStart =

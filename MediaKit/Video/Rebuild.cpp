@@ -13,6 +13,7 @@
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
 #include "MediaKit/Video/RebuiltSound.h"
+#include "MediaKit/Video/RebuiltTelemetry.h"
 #include "MediaKit/Video/RecordingFacts.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/VideoRepair.h"
@@ -35,6 +36,7 @@ struct Teacher {
   std::optional<BlockLayout> blocks;
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
+  SideLessons side;
 };
 
 // The largest frame that is looked for: well above the reference's largest, within reason.
@@ -82,6 +84,12 @@ Teacher learn(const ByteSource& reference, Depth depth) {
     return teacher;
   }
   learnStreams(teacher, reference);
+  teacher.side = SideLessons::learn(teacher.movie, reference);
+  for (Track& track : teacher.movie.tracks) {
+    if (track.codec == "gpmd" || track.codec == "tmcd") {
+      track.handlerName = MovieParser::handlerName(track.trackID, BoxReader(reference));
+    }
+  }
   if (teacher.audio != nullptr) {
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);
@@ -133,7 +141,8 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
                             teacher.sound ? &*teacher.sound : nullptr,
                             teacher.blocks ? &*teacher.blocks : nullptr,
                             duration,
-                            maxFrameSize};
+                            maxFrameSize,
+                            teacher.side};
   return walkByEvidence(source, from, lessons, progress, stop);
 }
 
@@ -181,6 +190,44 @@ bool restoreOrder(Track& video, const ByteSource& source, const Teacher& teacher
   return order.has_value();
 }
 
+// Tells the tracks of a rebuilt movie where their timecode is, as the reference's are told.
+void referToTimecode(Movie& movie, const Movie& reference, std::uint32_t timecodeID) {
+  for (Track& track : movie.tracks) {
+    for (const Track& taught : reference.tracks) {
+      if (taught.trackID == track.trackID) {
+        const auto boxes = timecodeReferences(taught, timecodeID);
+        track.extraBoxes.insert(track.extraBoxes.begin(), boxes.begin(), boxes.end());
+      }
+    }
+  }
+}
+
+// Appends timecode and telemetry, in the reference's order, to a movie of picture and sound.
+void addSideTracks(Movie& movie, const Teacher& teacher, const Movie& described,
+                   const SideFindings& found, const PictureTimes& times, Result& result) {
+  std::vector<std::pair<std::size_t, Track>> added;
+  // The value names the first picture of all: without that it would be another's.
+  if (found.timecode && times.cut == 0) {
+    const TimecodePlace& place = *teacher.side.timecode;
+    added.emplace_back(place.track,
+                       rebuildTimecode(*found.timecode, described, place, movie.tracks.front()));
+    referToTimecode(movie, teacher.movie, added.back().second.trackID);
+    result.timecodeRestored = true;
+  }
+  if (!found.telemetry.empty()) {
+    Track track = rebuildTelemetry(found, described, *teacher.side.telemetry, times);
+    result.telemetrySamples = track.samples.size();
+    if (!track.samples.empty()) {
+      added.emplace_back(teacher.side.telemetry->track, std::move(track));
+    }
+  }
+  std::sort(added.begin(), added.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (auto& [place, track] : added) {
+    movie.tracks.push_back(std::move(track));
+  }
+}
+
 }  // namespace
 
 Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Progress& progress,
@@ -197,6 +244,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
 
   Movie movie = teacher.movie;
   forgetTheRecording(movie);
+  const Movie described = movie;
   Track video = *movie.videoTrack();
   video.mediaStart = 0;
   video.startDelay = 0;
@@ -213,6 +261,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
     soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
   }
+  const SampleList allPictures = found.video;
   const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
   const bool orderRestored =
@@ -229,16 +278,17 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
     }
   }
 
+  Result result;
+  addSideTracks(movie, teacher, described, found.side, {allPictures, cut, found.losses}, result);
   const std::uint64_t mediaEnd = writtenRange(movie).upper - sound.silence.size();
 
-  Result result;
   result.videoFrames = movie.tracks.front().samples.size();
   result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
   result.seconds = movie.seconds();
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && result.audioPackets == 0;
   result.unusedBytes = found.unused + soundGivenUp;
-  result.unusedBy = {found.otherPictures, soundGivenUp, found.sideTracks,
-                     found.unused - found.otherPictures - found.sideTracks};
+  result.unusedBy = {found.otherPictures, soundGivenUp, found.side.others, found.sideTracks, 0};
+  result.unusedBy.unknown = result.unusedBytes - result.unusedBy.total();
   result.soundBlocksFound = sound.found;
   result.soundBlocksFilled = sound.filled;
   result.orderRestored = orderRestored;

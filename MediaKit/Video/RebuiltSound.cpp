@@ -170,6 +170,9 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   pacer.pace();
 
   std::uint64_t mediaEnd = endOf(found.video);
+  if (!found.side.telemetry.empty()) {
+    mediaEnd = std::max(mediaEnd, found.side.telemetry.back().range.upper);
+  }
   for (const SampleList& blocks : found.blocks.tracks) {
     mediaEnd = std::max(mediaEnd, endOf(blocks));
   }

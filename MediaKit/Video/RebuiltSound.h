@@ -15,7 +15,7 @@ struct RebuiltSound {
   /// The reference's tracks with the found blocks; none when no sound can be kept.
   std::vector<Track> tracks;
   /// A block of silence, which belongs right behind the last byte of media that any sample of
-  /// picture or sound has: blocks of silence point there. Empty when there are none.
+  /// picture, sound or telemetry has: blocks of silence point there. Empty when there are none.
   std::vector<std::uint8_t> silence;
   /// Blocks of one track: found in the file, and silent ones put where as many are lost.
   std::uint64_t found = 0;

@@ -22,6 +22,10 @@ void expectFrames(const Comparison& c, const std::string& label) {
   EXPECT_EQ(c.soundWrong, 0U) << label;
   EXPECT_EQ(c.blocksExact, c.blocks) << label;
   EXPECT_EQ(c.blocksInvented, 0U) << label;
+  EXPECT_EQ(c.telemetryExact, c.telemetry) << label;
+  EXPECT_EQ(c.telemetryInvented, 0U) << label;
+  EXPECT_LT(c.worstTelemetryTime, 0.001) << label;
+  EXPECT_EQ(c.timecodeRight, c.hasTimecode) << label;
   EXPECT_FALSE(c.result.audioDropped) << label;
   EXPECT_EQ(c.result.unusedBy.total(), c.result.unusedBytes) << label;
 }
