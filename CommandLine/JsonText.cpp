@@ -71,6 +71,7 @@ struct ResultFields {
             {"unusedBytes", result.unusedBytes},
             {"unusedBy", unusedJson(result.unusedBy)},
             {"soundBlocksFound", result.soundBlocksFound},
+            {"soundBlocksLost", result.soundBlocksLost},
             {"soundBlocksFilled", result.soundBlocksFilled},
             {"telemetrySamples", result.telemetrySamples},
             {"timecodeRestored", result.timecodeRestored}};

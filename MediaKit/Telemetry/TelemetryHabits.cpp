@@ -56,7 +56,7 @@ std::optional<TelemetryHabits> TelemetryHabits::learn(const Movie& reference,
                                                       const ByteSource& source) {
   const Track* video = reference.videoTrack();
   const auto found = std::find_if(reference.tracks.begin(), reference.tracks.end(),
-                                  [](const Track& track) { return track.codec == "gpmd"; });
+                                  [](const Track& candidate) { return candidate.codec == "gpmd"; });
   if (video == nullptr || video->timescale == 0 || found == reference.tracks.end() ||
       found->timescale == 0 || found->samples.empty()) {
     return std::nullopt;

@@ -51,9 +51,9 @@ Neighbours neighboursOf(std::uint64_t at, const Movie& movie, std::uint64_t medi
 std::optional<TimecodePlace> TimecodePlace::learn(const Movie& reference,
                                                   const ByteSource& source) {
   const auto timecode =
-      std::find_if(reference.tracks.begin(), reference.tracks.end(), [](const Track& track) {
-        return track.codec == "tmcd" && track.samples.size() == 1 &&
-               track.samples.front().size == valueSize;
+      std::find_if(reference.tracks.begin(), reference.tracks.end(), [](const Track& candidate) {
+        return candidate.codec == "tmcd" && candidate.samples.size() == 1 &&
+               candidate.samples.front().size == valueSize;
       });
   const auto mdats = MovieParser::layout(BoxReader(source)).mdats;
   if (timecode == reference.tracks.end() || mdats.empty()) {

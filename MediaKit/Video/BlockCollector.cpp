@@ -27,6 +27,17 @@ std::vector<Block> blocksOf(const std::vector<BlockChain>& chains) {
   return blocks;
 }
 
+std::uint64_t lengthOf(std::span<const ByteRange> stretches) {
+  std::uint64_t length = 0;
+  for (const ByteRange& stretch : stretches) length += stretch.length();
+  return length;
+}
+
+std::uint64_t unexplained(const ByteRange& gap, std::span<const ByteRange> sound,
+                          std::span<const ByteRange> others) {
+  return gap.length() - lengthOf(sound) - lengthOf(others);
+}
+
 }  // namespace
 
 BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout)
@@ -110,7 +121,8 @@ BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t f
   if (behind > before || !taken.isUsual) {
     const std::uint64_t atStart =
         behind > before ? blocksAtStart(chains, gap.lower) / found_.tracks.size() : 0;
-    found_.gaps.push_back({frame, behind, before + atStart, !taken.isUsual});
+    found_.gaps.push_back({frame, behind, before + atStart, !taken.isUsual,
+                           taken.isUsual ? 0 : unexplained(gap, taken.sound, others)});
   }
   return taken;
 }

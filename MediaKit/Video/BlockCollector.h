@@ -19,6 +19,8 @@ struct SoundGap {
   std::uint64_t blocksBehind = 0;
   std::uint64_t blocksBeforeLoss = 0;
   bool isLoss = false;
+  /// Bytes of a loss that nothing explains.
+  std::uint64_t unexplained = 0;
 };
 
 /// AAC sound found in a damaged file.

@@ -290,6 +290,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   result.unusedBy = {found.otherPictures, soundGivenUp, found.side.others, found.sideTracks, 0};
   result.unusedBy.unknown = result.unusedBytes - result.unusedBy.total();
   result.soundBlocksFound = sound.found;
+  result.soundBlocksLost = sound.lost;
   result.soundBlocksFilled = sound.filled;
   result.orderRestored = orderRestored;
   return {std::move(movie), result, true, {mediaEnd, std::move(sound.silence)}};

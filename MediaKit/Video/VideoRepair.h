@@ -69,9 +69,10 @@ struct Result {
   /// Bytes of the media data that became nothing; `unusedBy` adds up to them.
   std::uint64_t unusedBytes = 0;
   UnusedBytes unusedBy;
-  /// Blocks of compressed sound: found in the file, and silent ones that take the time of lost
-  /// ones.
+  /// Blocks of compressed sound in each track: found in the file; about how many are lost, as far
+  /// as the clip shows; silent ones that take the time of those of them whose pictures are there.
   std::uint64_t soundBlocksFound = 0;
+  std::uint64_t soundBlocksLost = 0;
   std::uint64_t soundBlocksFilled = 0;
   /// Samples of the camera's telemetry, and whether its timecode is there again.
   std::uint64_t telemetrySamples = 0;
