@@ -45,6 +45,16 @@ BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layo
       search_(source, layout),
       found_{std::vector<SampleList>(layout.tracks.size()), {}, 0} {}
 
+// Whether one chain of blocks leads from the picture before to the one behind, as the reference's
+// do: a camera that pauses its pictures goes on with sound.
+bool BlockCollector::spans(const std::vector<BlockChain>& chains, const ByteRange& gap) const {
+  const auto isUsual = [](const std::vector<std::uint64_t>& distances, std::uint64_t distance) {
+    return std::find(distances.begin(), distances.end(), distance) != distances.end();
+  };
+  return chains.size() == 1 && isUsual(layout_.dueBehind, chains.front().from - gap.lower) &&
+         isUsual(layout_.edgeAhead, gap.upper - chains.front().to);
+}
+
 // No more of anything than the reference has, with room for a clip that is not quite like it.
 bool BlockCollector::isUsual(std::uint64_t blocks, std::uint64_t others) const {
   if (blocks > layout_.mostBlocks * 2 || (blocks == 0 && !layout_.hasGapsWithoutSound)) {
@@ -110,7 +120,7 @@ BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t f
     bytes += chain.to - chain.from;
     blocks += chain.sizes.size();
   }
-  Taken taken{{}, framesCountOn && isUsual(blocks, gap.length() - bytes)};
+  Taken taken{{}, framesCountOn && (spans(chains, gap) || isUsual(blocks, gap.length() - bytes))};
   if (append(chains, taken.isUsual)) {
     for (const BlockChain& chain : chains) taken.sound.push_back({chain.from, chain.to});
     found_.bytes += bytes;

@@ -59,6 +59,7 @@ class BlockCollector {
  private:
   std::vector<BlockChain> chainsIn(const ByteRange& gap, StretchEnd end,
                                    std::span<const ByteRange> others);
+  bool spans(const std::vector<BlockChain>& chains, const ByteRange& gap) const;
   bool isUsual(std::uint64_t blocks, std::uint64_t others) const;
   bool append(const std::vector<BlockChain>& chains, bool isWhole);
   std::uint64_t blocksAtStart(const std::vector<BlockChain>& chains, std::uint64_t start) const;

@@ -12,6 +12,7 @@
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
+#include "MediaKit/Video/PicturePacing.h"
 #include "MediaKit/Video/RebuiltSound.h"
 #include "MediaKit/Video/RebuiltTelemetry.h"
 #include "MediaKit/Video/RecordingFacts.h"
@@ -175,19 +176,46 @@ std::int32_t smallestOffset(const SampleList& samples) {
   return smallest;
 }
 
-// Shows the pictures in the order their slice headers ask for; false when these cannot be read.
-bool restoreOrder(Track& video, const ByteSource& source, const Teacher& teacher,
-                  std::span<const std::uint64_t> losses, const StopToken& stop) {
-  const OrderLessons lessons{
-      teacher.evidence ? teacher.evidence->format() : teacher.format,
-      teacher.evidence ? teacher.evidence->parameterSets()
-                       : ParameterSets::of(teacher.video->sampleEntry, teacher.format.codec),
-      mostReordered(teacher.video->samples)};
-  const auto order = outputOrder(video.samples, source, lessons, losses, stop);
-  if (order) {
-    showInOrder(video, *order, smallestOffset(teacher.video->samples));
+OrderLessons orderLessons(const Teacher& teacher) {
+  return {teacher.evidence ? teacher.evidence->format() : teacher.format,
+          teacher.evidence ? teacher.evidence->parameterSets()
+                           : ParameterSets::of(teacher.video->sampleEntry, teacher.format.codec),
+          mostReordered(teacher.video->samples)};
+}
+
+// What the counts of the reference's own pictures tell.
+CountsTell learnCounts(const Teacher& teacher, const ByteSource& reference,
+                       const OrderLessons& lessons, const StopToken& stop) {
+  constexpr std::uint64_t enough = 4000;
+  Track video = *teacher.video;
+  video.samples = video.samples.slice(0, std::min(video.samples.size(), enough));
+  const auto order = outputOrder(video.samples, reference, lessons, {}, stop);
+  return order ? whatCountsTell(video, order->intervals) : CountsTell::nothing;
+}
+
+// What the sound of a clip says of its pictures; nothing when either is not whole.
+std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher& teacher) {
+  if (!found.losses.empty() || firstKeyframe(found.video) != 0 || teacher.audio == nullptr ||
+      teacher.audio->timescale == 0 || teacher.video->timescale == 0) {
+    return std::nullopt;
   }
-  return order.has_value();
+  SoundPace pace;
+  pace.variableRate = hasVariableRate(*teacher.video);
+  if (teacher.blocks && !found.blocks.empty()) {
+    const double block =
+        static_cast<double>(teacher.blocks->habits.ticks) / teacher.audio->timescale;
+    pace.anchors = soundAnchors(found, block);
+    pace.seconds = static_cast<double>(found.blocks.tracks.front().size()) * block;
+    pace.lead = teacher.blocks->lead;
+    return pace;
+  }
+  if (teacher.sound && !found.audio.empty()) {
+    pace.anchors = soundAnchors(found, 1.0 / teacher.audio->timescale);
+    pace.seconds = static_cast<double>(found.audio.size()) / teacher.audio->timescale;
+    pace.lead = teacher.sound->lead();
+    return pace;
+  }
+  return std::nullopt;
 }
 
 // Tells the tracks of a rebuilt movie where their timecode is, as the reference's are told.
@@ -261,12 +289,26 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
     soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
   }
-  const SampleList allPictures = found.video;
+  const auto pace = soundGivenUp == 0 ? soundPace(found, teacher) : std::nullopt;
+  SampleList allPictures = found.video;
   const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
-  const bool orderRestored =
-      depth == Depth::full &&
-      restoreOrder(video, source, teacher, lossesBehind(cut, found.losses), stop);
+  std::optional<PictureOrder> order;
+  if (depth == Depth::full) {
+    const OrderLessons lessons = orderLessons(teacher);
+    order = outputOrder(video.samples, source, lessons, lossesBehind(cut, found.losses), stop);
+    if (order && found.losses.empty()) {
+      paceByCounts(video.samples, video.timescale, order->intervals,
+                   learnCounts(teacher, reference, lessons, stop), pace ? &*pace : nullptr);
+    }
+    if (pace) {
+      paceBySound(video.samples, video.timescale, *pace, order ? decodingDelay(*teacher.video) : 0);
+    }
+    allPictures = cut == 0 ? video.samples : allPictures;
+    if (order) {
+      showInOrder(video, order->places, smallestOffset(teacher.video->samples));
+    }
+  }
   movie.tracks = {std::move(video)};
   if (audio && !found.audio.empty()) {
     audio->samples = found.audio;
@@ -292,7 +334,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   result.soundBlocksFound = sound.found;
   result.soundBlocksLost = sound.lost;
   result.soundBlocksFilled = sound.filled;
-  result.orderRestored = orderRestored;
+  result.orderRestored = order.has_value();
   return {std::move(movie), result, true, {mediaEnd, std::move(sound.silence)}};
 }
 

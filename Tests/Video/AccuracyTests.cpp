@@ -102,6 +102,35 @@ TEST(Accuracy, generatedClipsComeBackWithThemselvesAndASibling) {
   }
 }
 
+// Pictures that a camera stretched or left out, in the dark or in a hurry, are shown at their time:
+// by their own counts, or by the sound around them.
+TEST(Accuracy, variableRatesStayWithTheSound) {
+  constexpr double mostSeconds = 0.1;
+  for (const char* name :
+       {"iphoneXR_IMG_3589_hevc_lpcm.mov", "iphone_hevc10_moovfirst_editlist.mov"}) {
+    if (const auto clip = testing::corpusFile(std::filesystem::path("video") / name)) {
+      EXPECT_LT(std::abs(rebuildAndCompare(Victim(*clip), *clip).worstTime), mostSeconds * 30);
+    }
+  }
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (ClipRecipe recipe : {ClipRecipe{.audio = "aac", .bFrames = 2},
+                            {.codec = "libx265", .container = "mov", .audio = "pcm_s16le"}}) {
+    recipe.seconds = 8;
+    const auto constant = makeClip(recipe);
+    recipe.keep = "not(between(n,30,70)*mod(n,2))*not(between(n,120,130))";
+    const auto clip = makeClip(recipe);
+    for (const auto& reference : {clip, constant}) {
+      const Comparison c = rebuildAndCompare(Victim(clip), reference);
+      expectWhole(c, labelOf(recipe));
+      EXPECT_LT(std::abs(c.worstTime), mostSeconds * recipe.framesPerSecond) << labelOf(recipe);
+      EXPECT_EQ(c.soundRight, c.sound) << labelOf(recipe);
+    }
+    EXPECT_LT(std::abs(rebuildAndCompare(Victim(constant), clip).worstTime), 0.001);
+  }
+}
+
 TEST(Accuracy, aReferenceThatLacksKindsOfFramesStillTeaches) {
   if (!testing::canMakeClips()) {
     GTEST_SKIP() << "ffmpeg is not installed";
