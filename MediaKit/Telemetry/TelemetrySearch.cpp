@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 #include <optional>
 
 #include "MediaKit/Container/SaturatingMath.h"
@@ -34,9 +33,8 @@ class Openings {
           return std::nullopt;
         }
       }
-      const auto found =
-          std::search(piece_.begin() + static_cast<std::ptrdiff_t>(from - start_), piece_.end(),
-                      std::boyer_moore_horspool_searcher(opening.begin(), opening.end()));
+      const auto found = std::search(piece_.begin() + static_cast<std::ptrdiff_t>(from - start_),
+                                     piece_.end(), opening.begin(), opening.end());
       if (found != piece_.end()) {
         return start_ + static_cast<std::uint64_t>(found - piece_.begin());
       }

@@ -14,7 +14,7 @@ namespace {
 // duration of a frame, frames a second.
 std::uint64_t framesPerDayOf(const Track& timecode) {
   constexpr std::size_t framesPerSecondAt = 32;
-  constexpr std::uint64_t secondsPerDay = 24 * 60 * 60;
+  constexpr std::uint64_t secondsPerDay = 86400;
   const auto& entry = timecode.sampleEntry;
   return entry.size() > framesPerSecondAt ? entry[framesPerSecondAt] * secondsPerDay : 0;
 }
