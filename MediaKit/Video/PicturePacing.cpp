@@ -42,16 +42,14 @@ class Spreading {
 
   /// The factor of each picture's duration.
   std::vector<double> factors() {
-    for (std::size_t band = 0; band < bands_.size(); ++band) {
-      if (narrows(bands_[band])) {
-        last_ = bands_[band].frame;
-        continue;
+    for (const Band& band : bands_) {
+      if (!narrows(band)) {
+        close(last_);
+        if (!narrows(band)) {
+          aimAt(band);
+        }
       }
-      close(last_);
-      if (!narrows(bands_[band])) {
-        aimAt(bands_[band]);
-      }
-      last_ = bands_[band].frame;
+      last_ = band.frame;
     }
     close(starts_.size() - 1);
     return std::move(factors_);

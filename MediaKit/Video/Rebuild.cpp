@@ -218,6 +218,34 @@ std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher
   return std::nullopt;
 }
 
+/// What pictures and their reference are read from.
+struct Sources {
+  const ByteSource& clip;
+  const ByteSource& reference;
+  const Teacher& teacher;
+};
+
+// Shows the pictures in the order their slice headers ask for, and where nothing is lost for as
+// long as their counts or the sound tell; says whether the headers could be read.
+bool restoreOrder(Track& video, std::span<const std::uint64_t> losses,
+                  const std::optional<SoundPace>& pace, const Sources& from,
+                  const StopToken& stop) {
+  const OrderLessons lessons = orderLessons(from.teacher);
+  const auto order = outputOrder(video.samples, from.clip, lessons, losses, stop);
+  if (order && losses.empty()) {
+    paceByCounts(video.samples, video.timescale, order->intervals,
+                 learnCounts(from.teacher, from.reference, lessons, stop), pace ? &*pace : nullptr);
+  }
+  if (pace) {
+    paceBySound(video.samples, video.timescale, *pace,
+                order ? decodingDelay(*from.teacher.video) : 0);
+  }
+  if (order) {
+    showInOrder(video, order->places, smallestOffset(from.teacher.video->samples));
+  }
+  return order.has_value();
+}
+
 // Tells the tracks of a rebuilt movie where their timecode is, as the reference's are told.
 void referToTimecode(Movie& movie, const Movie& reference, std::uint32_t timecodeID) {
   for (Track& track : movie.tracks) {
@@ -293,22 +321,10 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   SampleList allPictures = found.video;
   const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
-  std::optional<PictureOrder> order;
-  if (depth == Depth::full) {
-    const OrderLessons lessons = orderLessons(teacher);
-    order = outputOrder(video.samples, source, lessons, lossesBehind(cut, found.losses), stop);
-    if (order && found.losses.empty()) {
-      paceByCounts(video.samples, video.timescale, order->intervals,
-                   learnCounts(teacher, reference, lessons, stop), pace ? &*pace : nullptr);
-    }
-    if (pace) {
-      paceBySound(video.samples, video.timescale, *pace, order ? decodingDelay(*teacher.video) : 0);
-    }
-    allPictures = cut == 0 ? video.samples : allPictures;
-    if (order) {
-      showInOrder(video, order->places, smallestOffset(teacher.video->samples));
-    }
-  }
+  const bool orderRestored =
+      depth == Depth::full && restoreOrder(video, lossesBehind(cut, found.losses), pace,
+                                           {source, reference, teacher}, stop);
+  allPictures = cut == 0 ? video.samples : allPictures;
   movie.tracks = {std::move(video)};
   if (audio && !found.audio.empty()) {
     audio->samples = found.audio;
@@ -334,7 +350,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   result.soundBlocksFound = sound.found;
   result.soundBlocksLost = sound.lost;
   result.soundBlocksFilled = sound.filled;
-  result.orderRestored = order.has_value();
+  result.orderRestored = orderRestored;
   return {std::move(movie), result, true, {mediaEnd, std::move(sound.silence)}};
 }
 
