@@ -2,6 +2,7 @@
 // Prints the table of docs/accuracy.md: good clips without their index, rebuilt, against the index
 // that was dropped.
 //   ClipAccuracy CLIP|REFERENCE=CLIP … OTHER   (OTHER: the file whose data fills holes)
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -26,6 +27,10 @@ void add(Comparison& sum, const Comparison& c) {
   sum.blocks += c.blocks;
   sum.blocksExact += c.blocksExact + c.blocksBeforeKeyframe;
   sum.blocksInvented += c.blocksInvented;
+  sum.telemetry += c.telemetry;
+  sum.telemetryExact += c.telemetryExact;
+  sum.telemetryInvented += c.telemetryInvented;
+  sum.worstTelemetryTime = std::max(sum.worstTelemetryTime, c.worstTelemetryTime);
 }
 
 double percent(std::uint64_t part, std::uint64_t whole) {
@@ -60,6 +65,16 @@ void printBlocks(const Comparison& c) {
               static_cast<std::uintmax_t>(c.blocks), static_cast<std::uintmax_t>(c.blocksInvented));
 }
 
+void printTelemetry(const Comparison& c) {
+  if (c.telemetry == 0) {
+    std::printf("| | | ");
+    return;
+  }
+  std::printf("%ju of %ju | %ju | %.2f s | ", static_cast<std::uintmax_t>(c.telemetryExact),
+              static_cast<std::uintmax_t>(c.telemetry),
+              static_cast<std::uintmax_t>(c.telemetryInvented), c.worstTelemetryTime);
+}
+
 void printRow(const std::string& reference, const std::string& clip, const testing::Bytes& other) {
   const std::string name = std::filesystem::path(clip).filename().string();
   const char* teacher = reference == clip ? "itself" : "sibling";
@@ -85,7 +100,9 @@ void printRow(const std::string& reference, const std::string& clip, const testi
                 static_cast<std::uintmax_t>(holes.invented));
     printBlocks(c);
     printBlocks(holes);
-    std::printf("\n");
+    printTelemetry(c);
+    printTelemetry(holes);
+    std::printf("%s |\n", !c.hasTimecode ? "" : c.timecodeRight ? "yes" : "no");
   } catch (const std::exception& error) {
     std::printf("| %s | %s | %s |\n", name.c_str(), teacher, error.what());
   }
@@ -99,9 +116,10 @@ int main(int count, char** arguments) {
       "holes | "
       "exact with holes | of these before a key frame | invented with holes | AAC blocks | "
       "invented | "
-      "AAC blocks with holes | invented |\n"
+      "AAC blocks with holes | invented | telemetry | invented | time | telemetry with holes | "
+      "invented | time | timecode |\n"
       "| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | "
-      "--- |\n");
+      "--- | --- | --- | --- | --- | --- | --- | --- |\n");
   const testing::Bytes other =
       count > 1 ? testing::contentsOf(arguments[count - 1]) : testing::Bytes{};
   for (int i = 1; i + 1 < count; ++i) {

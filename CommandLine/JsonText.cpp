@@ -52,6 +52,16 @@ const char* fixName(JPEGRepair::Result::Fix fix) {
   return fix == Fix::rebuiltHeader ? "rebuiltHeader" : "none";
 }
 
+// The kinds add up to the unused bytes.
+Json unusedJson(const VideoRepair::UnusedBytes& unused) {
+  Json kinds{{"otherPictures", unused.otherPictures},
+             {"sound", unused.sound},
+             {"sideTracks", unused.sideTracks},
+             {"unknown", unused.unknown}};
+  for (const auto& [track, bytes] : unused.byTrack) kinds[track] = bytes;
+  return kinds;
+}
+
 struct ResultFields {
   Json operator()(const VideoRepair::Result& result) const {
     return {{"videoFrames", result.videoFrames},
@@ -59,13 +69,12 @@ struct ResultFields {
             {"seconds", result.seconds},
             {"audioDropped", result.audioDropped},
             {"unusedBytes", result.unusedBytes},
-            {"unusedBy",
-             {{"otherPictures", result.unusedBy.otherPictures},
-              {"sound", result.unusedBy.sound},
-              {"sideTracks", result.unusedBy.sideTracks},
-              {"unknown", result.unusedBy.unknown}}},
+            {"unusedBy", unusedJson(result.unusedBy)},
             {"soundBlocksFound", result.soundBlocksFound},
-            {"soundBlocksFilled", result.soundBlocksFilled}};
+            {"soundBlocksLost", result.soundBlocksLost},
+            {"soundBlocksFilled", result.soundBlocksFilled},
+            {"telemetrySamples", result.telemetrySamples},
+            {"timecodeRestored", result.timecodeRestored}};
   }
   Json operator()(const JPEGRepair::Result& result) const {
     return {{"fix", fixName(result.fix)},

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "CommandLine/Sentences.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -49,7 +50,22 @@ std::string soundText(const VideoRepair::Result& result) {
   if (result.audioDropped) {
     return "the camera's sound couldn't be found";
   }
-  return result.audioPackets > 0 ? "with sound" : "no sound";
+  if (result.audioPackets == 0) {
+    return "no sound";
+  }
+  const std::uint64_t heard = result.soundBlocksFound;
+  const std::uint64_t lost = result.soundBlocksLost;
+  if (lost == 0 || heard == 0) {
+    return "with sound";
+  }
+  // Blocks say nothing to people.
+  const std::uint64_t percent = std::max<std::uint64_t>(100 * lost / (heard + lost), 1);
+  return "with sound, about " + std::to_string(percent) + " % of it lost";
+}
+
+std::string sideTracksText(const VideoRepair::Result& result) {
+  std::string text = result.telemetrySamples > 0 ? " · with telemetry" : "";
+  return text + (result.timecodeRestored ? " · with timecode" : "");
 }
 
 std::string sizeText(int width, int height) {
@@ -59,7 +75,7 @@ std::string sizeText(int width, int height) {
 struct CopyText {
   std::string operator()(const VideoRepair::Result& result) const {
     return counted(result.videoFrames, "frame") + " · " + durationText(result.seconds) + " · " +
-           soundText(result);
+           soundText(result) + sideTracksText(result);
   }
   std::string operator()(const JPEGRepair::Result& result) const {
     std::string text = sizeText(result.width, result.height);

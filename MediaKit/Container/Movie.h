@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "MediaKit/Container/FourCC.h"
@@ -36,6 +37,9 @@ struct Track {
   SampleList samples;
   /// The handler type (§8.4.3).
   FourCC handler{"????"};
+  /// What a copy calls the handler of a track that is neither picture nor sound: programs that read
+  /// telemetry look for their camera's name. Empty for the usual one; parsing leaves it so.
+  std::string handlerName;
   /// Media time at which presentation starts, from the edit list, in the track's timescale.
   std::int64_t mediaStart = 0;
   /// Empty time before the track starts, from the edit list, in the movie's timescale.

@@ -190,4 +190,27 @@ std::optional<Track> parseTrack(const Box& trak, const BoxReader& reader) {
   return track;
 }
 
+std::string handlerName(std::uint32_t trackID, const BoxReader& reader) {
+  static constexpr std::array<FourCC, 1> trackHeaderPath{"tkhd"};
+  static constexpr std::array<FourCC, 2> handlerPath{"mdia", "hdlr"};
+  constexpr std::size_t nameAt = 24;
+  const auto moov = layout(reader).moov;
+  for (const Box& trak : moov ? reader.children(*moov) : std::vector<Box>{}) {
+    const auto header = find(trackHeaderPath, trak, reader);
+    const auto handler = find(handlerPath, trak, reader);
+    Track track;
+    if (header) {
+      readTrackHeader(reader.payload(*header), track);
+    }
+    const Bytes body = handler ? reader.payload(*handler) : Bytes{};
+    if (!header || track.trackID != trackID || body.size() <= nameAt) {
+      continue;
+    }
+    const bool isCounted = body[nameAt] == body.size() - nameAt - 1;
+    const auto from = body.begin() + static_cast<std::ptrdiff_t>(nameAt + (isCounted ? 1 : 0));
+    return {from, std::find(from, body.end(), std::uint8_t{0})};
+  }
+  return {};
+}
+
 }  // namespace tallowmark::MovieParser

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "MediaKit/Container/Box.h"
@@ -30,5 +31,9 @@ Movie parseMoov(const Box& moov, const BoxReader& reader, std::vector<std::uint8
 
 /// One track; nothing when an essential box is missing. Throws as parse.
 std::optional<Track> parseTrack(const Box& trak, const BoxReader& reader);
+
+/// What a movie calls the handler of a track (§8.4.3), without QuickTime's leading count; empty
+/// when the track or the name is not there. Throws as parse.
+std::string handlerName(std::uint32_t trackID, const BoxReader& reader);
 
 }  // namespace tallowmark::MovieParser

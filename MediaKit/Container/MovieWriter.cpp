@@ -136,6 +136,8 @@ void writeHandler(const Track& track, BoxWriter& writer) {
   } else if (track.kind == Track::Kind::audio) {
     handler = "soun";
     name = "SoundHandler";
+  } else if (!track.handlerName.empty()) {
+    name = track.handlerName;
   }
   writer.full("hdlr", 0, 0, [&](BoxWriter& box) {
     box.u32(0);

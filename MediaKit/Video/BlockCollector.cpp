@@ -2,6 +2,9 @@
 #include "MediaKit/Video/BlockCollector.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "MediaKit/Video/Stretches.h"
 
 namespace tallowmark {
 
@@ -24,12 +27,33 @@ std::vector<Block> blocksOf(const std::vector<BlockChain>& chains) {
   return blocks;
 }
 
+std::uint64_t lengthOf(std::span<const ByteRange> stretches) {
+  std::uint64_t length = 0;
+  for (const ByteRange& stretch : stretches) length += stretch.length();
+  return length;
+}
+
+std::uint64_t unexplained(const ByteRange& gap, std::span<const ByteRange> sound,
+                          std::span<const ByteRange> others) {
+  return gap.length() - lengthOf(sound) - lengthOf(others);
+}
+
 }  // namespace
 
 BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
       search_(source, layout),
       found_{std::vector<SampleList>(layout.tracks.size()), {}, 0} {}
+
+// Whether one chain of blocks leads from the picture before to the one behind, as the reference's
+// do: a camera that pauses its pictures goes on with sound.
+bool BlockCollector::spans(const std::vector<BlockChain>& chains, const ByteRange& gap) const {
+  const auto isUsual = [](const std::vector<std::uint64_t>& distances, std::uint64_t distance) {
+    return std::find(distances.begin(), distances.end(), distance) != distances.end();
+  };
+  return chains.size() == 1 && isUsual(layout_.dueBehind, chains.front().from - gap.lower) &&
+         isUsual(layout_.edgeAhead, gap.upper - chains.front().to);
+}
 
 // No more of anything than the reference has, with room for a clip that is not quite like it.
 bool BlockCollector::isUsual(std::uint64_t blocks, std::uint64_t others) const {
@@ -73,9 +97,22 @@ std::uint64_t BlockCollector::blocksAtStart(const std::vector<BlockChain>& chain
   return blocks;
 }
 
+std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEnd end,
+                                                 std::span<const ByteRange> others) {
+  std::vector<BlockChain> chains;
+  for (const ByteRange& piece : rest(gap, others)) {
+    const StretchEnd pieceEnd = piece.upper == gap.upper ? end : StretchEnd::unknown;
+    for (BlockChain& chain : search_.in(piece, pieceEnd)) {
+      chains.push_back(std::move(chain));
+    }
+  }
+  return chains;
+}
+
 BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t frame,
-                                           bool framesCountOn, StretchEnd end) {
-  const std::vector<BlockChain> chains = search_.in(gap, end);
+                                           bool framesCountOn, StretchEnd end,
+                                           std::span<const ByteRange> others) {
+  const std::vector<BlockChain> chains = chainsIn(gap, end, others);
   const std::uint64_t before = found_.tracks.front().size();
   std::uint64_t bytes = 0;
   std::uint64_t blocks = 0;
@@ -83,16 +120,19 @@ BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t f
     bytes += chain.to - chain.from;
     blocks += chain.sizes.size();
   }
-  Taken taken{bytes, framesCountOn && isUsual(blocks, gap.length() - bytes)};
-  if (!append(chains, taken.isUsual)) {
-    taken = {0, false};
+  Taken taken{{}, framesCountOn && (spans(chains, gap) || isUsual(blocks, gap.length() - bytes))};
+  if (append(chains, taken.isUsual)) {
+    for (const BlockChain& chain : chains) taken.sound.push_back({chain.from, chain.to});
+    found_.bytes += bytes;
+  } else {
+    taken.isUsual = false;
   }
-  found_.bytes += taken.bytes;
   const std::uint64_t behind = found_.tracks.front().size();
   if (behind > before || !taken.isUsual) {
     const std::uint64_t atStart =
         behind > before ? blocksAtStart(chains, gap.lower) / found_.tracks.size() : 0;
-    found_.gaps.push_back({frame, behind, before + atStart, !taken.isUsual});
+    found_.gaps.push_back({frame, behind, before + atStart, !taken.isUsual,
+                           taken.isUsual ? 0 : unexplained(gap, taken.sound, others)});
   }
   return taken;
 }

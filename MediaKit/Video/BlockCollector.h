@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "MediaKit/Container/SampleList.h"
@@ -18,6 +19,8 @@ struct SoundGap {
   std::uint64_t blocksBehind = 0;
   std::uint64_t blocksBeforeLoss = 0;
   bool isLoss = false;
+  /// Bytes of a loss that nothing explains.
+  std::uint64_t unexplained = 0;
 };
 
 /// AAC sound found in a damaged file.
@@ -40,17 +43,23 @@ class BlockCollector {
 
   /// What a gap gave.
   struct Taken {
-    std::uint64_t bytes = 0;
+    /// The blocks' stretches, in order.
+    std::vector<ByteRange> sound;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
   };
   /// Takes the sound of a gap that picture number `frame` follows. `framesCountOn`: nothing is
-  /// missing between the pictures around it. Throws DeviceError.
-  Taken take(const ByteRange& gap, std::uint64_t frame, bool framesCountOn, StretchEnd end);
+  /// missing between the pictures around it. `others`: what in it is known to be no sound, in
+  /// order. Throws DeviceError.
+  Taken take(const ByteRange& gap, std::uint64_t frame, bool framesCountOn, StretchEnd end,
+             std::span<const ByteRange> others = {});
 
   FoundBlocks result() { return std::move(found_); }
 
  private:
+  std::vector<BlockChain> chainsIn(const ByteRange& gap, StretchEnd end,
+                                   std::span<const ByteRange> others);
+  bool spans(const std::vector<BlockChain>& chains, const ByteRange& gap) const;
   bool isUsual(std::uint64_t blocks, std::uint64_t others) const;
   bool append(const std::vector<BlockChain>& chains, bool isWhole);
   std::uint64_t blocksAtStart(const std::vector<BlockChain>& chains, std::uint64_t start) const;

@@ -126,7 +126,6 @@ void Learner::learnLead(const std::vector<Extent>& extents) {
   const Track* audio = movie_.audioTrack();
   std::vector<double> leads;
   double sound = 0;
-  double sum = 0;
   bool isBehindSound = false;
   for (const Extent& extent : extents) {
     if (extent.track == audio) {
@@ -135,16 +134,11 @@ void Learner::learnLead(const std::vector<Extent>& extents) {
     } else if (extent.track == movie_.videoTrack() && isBehindSound) {
       isBehindSound = false;
       leads.push_back(sound - extent.startTime);
-      sum += leads.back();
       const double step = leads.size() > 1 ? leads.back() - leads[leads.size() - 2] : 0;
       layout_.leadStep = std::max(layout_.leadStep, std::abs(step));
     }
   }
-  if (!leads.empty()) {
-    layout_.lead = {leads.front(), sum / static_cast<double>(leads.size()),
-                    *std::min_element(leads.begin(), leads.end()),
-                    *std::max_element(leads.begin(), leads.end())};
-  }
+  layout_.lead = SoundLead::of(std::move(leads));
 }
 
 /// Counts distances and keeps the usual ones.

@@ -64,8 +64,8 @@ class Walker {
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
-  bool takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
-  bool takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
+  bool takeBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
+  SoundLayout::Division takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
   void takeGap(std::uint64_t from, const FoundFrame& next);
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
@@ -83,6 +83,7 @@ class Walker {
   EvidencedFindings findings_;
   std::optional<FoundFrame> last_;
   std::optional<BlockCollector> collector_;
+  SideCollector side_;
   std::uint64_t links_ = 0;
   std::uint64_t brokenLinks_ = 0;
 };
@@ -97,7 +98,8 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
       progress_(progress),
       stop_(stop),
       finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
-      candidates_(finder_) {
+      candidates_(finder_),
+      side_(source, lessons.side) {
   if (lessons.blocks != nullptr) {
     collector_.emplace(source, *lessons.blocks);
   }
@@ -310,6 +312,10 @@ std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
     }
     const FoundFrame candidate = *next;
     at = candidate.offset + 1;
+    if (const auto behind = side_.telemetryOver(candidate.offset, from)) {
+      at = *behind;
+      continue;
+    }
     // What is this likely needs no look at all its content, nor at what follows: both cost a read
     // of the whole frame. Sound that reads as a frame gives itself away near its start.
     if (candidate.isLearnt && scoreByItself(candidate, from) >= certain &&
@@ -350,35 +356,35 @@ void Walker::take(const FoundFrame& frame) {
   last_ = frame;
 }
 
-// Appends the sound of a gap; whether the gap is one as the reference has them.
-bool Walker::takeSound(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end) {
+// Takes what stands in a gap; whether the gap is one as the reference has them.
+bool Walker::takeBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end) {
+  const std::uint64_t frame = findings_.video.size();
+  const bool countOn = neighbours == SoundLayout::Neighbours::countOn;
+  const std::vector<ByteRange> trees = side_.telemetryIn(gap);
+  SoundLayout::Division sound;
   if (collector_) {
-    const bool countOn = neighbours == SoundLayout::Neighbours::countOn;
-    const auto taken = collector_->take(gap, findings_.video.size(), countOn, end);
-    findings_.unused += gap.length() - taken.bytes;
-    findings_.sideTracks += taken.isUsual ? gap.length() - taken.bytes : 0;
-    return taken.isUsual;
+    auto taken = collector_->take(gap, frame, countOn, end, trees);
+    sound = {std::move(taken.sound), taken.isUsual};
+  } else if (lessons_.sound != nullptr) {
+    sound = takePCM(gap, neighbours);
   }
-  if (lessons_.sound != nullptr) {
-    return takePCM(gap, neighbours);
-  }
-  findings_.unused += gap.length();
-  return false;
+  const bool isIntact = countOn && findings_.losses.empty();
+  const auto left = side_.take(gap, sound.sound, trees, frame, isIntact);
+  findings_.unused += left.unused;
+  findings_.sideTracks += sound.isUsual ? left.unused - left.told : 0;
+  return sound.isUsual;
 }
 
-bool Walker::takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
-  const auto division = lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
+SoundLayout::Division Walker::takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
+  auto division = lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
   const std::uint32_t size = lessons_.sound->pcm().sampleSize;
-  std::uint64_t sound = 0;
-  for (const ByteRange& range : division.sound) {
+  for (ByteRange& range : division.sound) {
     const std::uint64_t samples = range.length() / size;
     findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
                            samples);
-    sound += samples * size;
+    range.upper = range.lower + samples * size;
   }
-  findings_.unused += gap.length() - sound;
-  findings_.sideTracks += division.isUsual ? gap.length() - sound : 0;
-  return division.isUsual;
+  return division;
 }
 
 void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
@@ -390,9 +396,9 @@ void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   // Cameras start media with sound, too: ahead of the first frame a gap like others is whole.
   const bool countsOn = continues && (last_ || collector_);
   const bool usual =
-      takeSound({from, next.offset},
-                countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown,
-                StretchEnd::known);
+      takeBetween({from, next.offset},
+                  countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown,
+                  StretchEnd::known);
   if (!usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
@@ -414,7 +420,7 @@ void Walker::takeRemainder(std::uint64_t from) {
     findings_.unused += end_ - from;
     return;
   }
-  takeSound({from, end}, neighbours, end != end_ ? StretchEnd::known : StretchEnd::unknown);
+  takeBetween({from, end}, neighbours, end != end_ ? StretchEnd::known : StretchEnd::unknown);
   findings_.unused += end_ - end;
 }
 
@@ -449,6 +455,7 @@ EvidencedFindings Walker::run() {
   if (collector_) {
     findings_.blocks = collector_->result();
   }
+  findings_.side = side_.result();
   return std::move(findings_);
 }
 

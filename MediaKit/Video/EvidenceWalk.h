@@ -8,6 +8,7 @@
 
 #include "MediaKit/Video/BlockCollector.h"
 #include "MediaKit/Video/MediaWalk.h"
+#include "MediaKit/Video/SideCollector.h"
 #include "MediaKit/Video/SoundLayout.h"
 #include "MediaKit/Video/StreamEvidence.h"
 
@@ -19,8 +20,10 @@ struct EvidencedFindings : Findings {
   std::vector<std::uint64_t> losses;
   /// Compressed sound.
   FoundBlocks blocks;
+  /// Telemetry, timecode and what is of other tracks.
+  SideFindings side;
   /// Of the unused bytes: other video tracks' pictures, and other data in gaps as the reference has
-  /// them.
+  /// them that is of no track that could be told.
   std::uint64_t otherPictures = 0;
   std::uint64_t sideTracks = 0;
 };
@@ -35,6 +38,8 @@ struct WalkLessons {
   const BlockLayout* blocks = nullptr;
   std::uint32_t frameDuration = 1;
   std::uint64_t maxFrameSize = 0;
+  /// Tracks that are neither picture nor sound.
+  SideLessons side;
 };
 
 /// Walks from `from` to the source's end and believes a frame by what is known of the camera: one

@@ -2,6 +2,8 @@
 #include "MediaKit/Video/Interleaving.h"
 
 #include <algorithm>
+#include <numeric>
+#include <utility>
 
 namespace tallowmark {
 
@@ -38,22 +40,31 @@ std::vector<Extent> extentsOf(const Movie& movie) {
 
 SoundLead leadOf(const std::vector<Extent>& extents, const Track& video, const Track& audio) {
   double sound = 0;
-  double sum = 0;
   std::vector<double> leads;
   for (const Extent& extent : extents) {
     if (extent.track == &audio) {
       sound += extent.length;
     } else if (extent.track == &video) {
       leads.push_back(sound - extent.startTime);
-      sum += leads.back();
     }
   }
+  return SoundLead::of(std::move(leads));
+}
+
+SoundLead SoundLead::of(std::vector<double> leads) {
   if (leads.empty()) {
     return {};
   }
-  return {leads.front(), sum / static_cast<double>(leads.size()),
-          *std::min_element(leads.begin(), leads.end()),
-          *std::max_element(leads.begin(), leads.end())};
+  SoundLead lead;
+  lead.first = leads.front();
+  lead.usual = std::accumulate(leads.begin(), leads.end(), 0.0) / static_cast<double>(leads.size());
+  std::sort(leads.begin(), leads.end());
+  lead.least = leads.front();
+  lead.most = leads.back();
+  const std::size_t outliers = leads.size() / 12;
+  lead.mostlyLeast = leads[outliers];
+  lead.mostlyMost = leads[leads.size() - 1 - outliers];
+  return lead;
 }
 
 }  // namespace tallowmark

@@ -23,12 +23,17 @@ struct Extent {
 std::vector<Extent> extentsOf(const Movie& movie);
 
 /// Seconds by which sound runs ahead of the picture in the file: at the first frame, at the usual
-/// one, and the least and most of any.
+/// one, the least and most of any, and the least and most of nearly all.
 struct SoundLead {
   double first = 0;
   double usual = 0;
   double least = 0;
   double most = 0;
+  double mostlyLeast = 0;
+  double mostlyMost = 0;
+
+  /// Of the leads of a clip in the order of the file; zeros without any.
+  static SoundLead of(std::vector<double> leads);
 };
 
 /// Sound stored before each stretch of pictures, against the pictures' own time.

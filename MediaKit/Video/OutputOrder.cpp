@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <numeric>
 #include <utility>
 
@@ -20,6 +21,8 @@ constexpr std::size_t headReadAhead = 512;
 constexpr std::uint64_t largestSet = 4096;
 // The most pictures that a decoder can hold back (H.264 A.3.1, H.265 A.4.2).
 constexpr std::size_t mostHeldBack = 16;
+// Streams count in steps of one or two.
+constexpr std::size_t mostKinds = 256;
 // A unit has at least six bytes; a picture of more units ahead of its first slice is no camera's.
 constexpr int mostUnitsAhead = 64;
 
@@ -148,6 +151,40 @@ std::vector<std::uint32_t> sequencesOf(std::span<const Picture> pictures,
   return sequences;
 }
 
+// The distance of counts that most neighbours in output order have; 1 without any.
+std::int64_t usualDistance(std::span<const std::int64_t> distances) {
+  std::map<std::int64_t, std::size_t> kinds;
+  std::pair<std::size_t, std::int64_t> usual{0, 1};
+  for (const std::int64_t distance : distances) {
+    if (distance > 0 && kinds.size() < mostKinds) {
+      usual = std::max(usual, std::pair(++kinds[distance], distance));
+    }
+  }
+  return usual.second;
+}
+
+std::vector<std::uint32_t> intervalsOf(std::span<const Picture> pictures,
+                                       std::span<const std::uint32_t> shown,
+                                       std::span<const std::uint32_t> sequences) {
+  std::vector<std::int64_t> distances;
+  for (std::size_t place = 0; place + 1 < shown.size(); ++place) {
+    const std::uint32_t here = shown[place];
+    const std::uint32_t next = shown[place + 1];
+    distances.push_back(
+        sequences[here] == sequences[next] ? pictures[next].count - pictures[here].count : 0);
+  }
+  const std::int64_t usual = usualDistance(distances);
+  std::vector<std::uint32_t> intervals(shown.size(), 1);
+  for (std::size_t place = 0; place < distances.size(); ++place) {
+    const std::int64_t distance = distances[place];
+    if (distance > usual && distance % usual == 0) {
+      intervals[place] = static_cast<std::uint32_t>(
+          std::min<std::int64_t>(distance / usual, std::numeric_limits<std::int32_t>::max()));
+    }
+  }
+  return intervals;
+}
+
 }  // namespace
 
 std::size_t mostReordered(const SampleList& video) {
@@ -163,11 +200,10 @@ std::size_t mostReordered(const SampleList& video) {
   return most;
 }
 
-std::optional<std::vector<std::uint32_t>> outputOrder(const SampleList& video,
-                                                      const ByteSource& source,
-                                                      const OrderLessons& lessons,
-                                                      std::span<const std::uint64_t> losses,
-                                                      const StopToken& stop) {
+std::optional<PictureOrder> outputOrder(const SampleList& video, const ByteSource& source,
+                                        const OrderLessons& lessons,
+                                        std::span<const std::uint64_t> losses,
+                                        const StopToken& stop) {
   if (video.size() > std::numeric_limits<std::uint32_t>::max()) {
     return std::nullopt;
   }
@@ -187,8 +223,9 @@ std::optional<std::vector<std::uint32_t>> outputOrder(const SampleList& video,
   std::stable_sort(shown.begin(), shown.end(), [&](std::uint32_t a, std::uint32_t b) {
     return std::pair(sequences[a], pictures[a].count) < std::pair(sequences[b], pictures[b].count);
   });
-  std::vector<std::uint32_t> order(shown.size());
-  for (std::uint32_t place = 0; place < shown.size(); ++place) order[shown[place]] = place;
+  PictureOrder order{std::vector<std::uint32_t>(shown.size()),
+                     intervalsOf(pictures, shown, sequences)};
+  for (std::uint32_t place = 0; place < shown.size(); ++place) order.places[shown[place]] = place;
   return order;
 }
 

@@ -26,15 +26,23 @@ struct OrderLessons {
 /// That number for a good clip, from its first some thousand samples.
 std::size_t mostReordered(const SampleList& video);
 
-/// For every sample of `video` its place in output order; nothing when the slice headers of some
+/// When pictures are shown, in order.
+struct PictureOrder {
+  /// For every sample its place in output order.
+  std::vector<std::uint32_t> places;
+  /// For every place how many pictures' time the order counts have up to the next one: more than
+  /// one where the encoder left some out, or where some are missing.
+  std::vector<std::uint32_t> intervals;
+};
+
+/// The order of the samples of `video`; nothing when the slice headers of some
 /// cannot be read. `losses` are the numbers of samples ahead of which something may be missing:
 /// there the order may start anew, since the picture that began a sequence may be gone. Throws
 /// DeviceError, Stopped.
-std::optional<std::vector<std::uint32_t>> outputOrder(const SampleList& video,
-                                                      const ByteSource& source,
-                                                      const OrderLessons& lessons,
-                                                      std::span<const std::uint64_t> losses,
-                                                      const StopToken& stop = {});
+std::optional<PictureOrder> outputOrder(const SampleList& video, const ByteSource& source,
+                                        const OrderLessons& lessons,
+                                        std::span<const std::uint64_t> losses,
+                                        const StopToken& stop = {});
 
 /// Gives the samples of `video` the composition offsets of pictures shown in `order`, one after the
 /// other for as long as the samples last. The smallest offset is `smallestOffset`, in the track's

@@ -12,7 +12,9 @@
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
+#include "MediaKit/Video/PicturePacing.h"
 #include "MediaKit/Video/RebuiltSound.h"
+#include "MediaKit/Video/RebuiltTelemetry.h"
 #include "MediaKit/Video/RecordingFacts.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/VideoRepair.h"
@@ -35,6 +37,7 @@ struct Teacher {
   std::optional<BlockLayout> blocks;
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
+  SideLessons side;
 };
 
 // The largest frame that is looked for: well above the reference's largest, within reason.
@@ -82,6 +85,12 @@ Teacher learn(const ByteSource& reference, Depth depth) {
     return teacher;
   }
   learnStreams(teacher, reference);
+  teacher.side = SideLessons::learn(teacher.movie, reference);
+  for (Track& track : teacher.movie.tracks) {
+    if (track.codec == "gpmd" || track.codec == "tmcd") {
+      track.handlerName = MovieParser::handlerName(track.trackID, BoxReader(reference));
+    }
+  }
   if (teacher.audio != nullptr) {
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);
@@ -133,7 +142,8 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
                             teacher.sound ? &*teacher.sound : nullptr,
                             teacher.blocks ? &*teacher.blocks : nullptr,
                             duration,
-                            maxFrameSize};
+                            maxFrameSize,
+                            teacher.side};
   return walkByEvidence(source, from, lessons, progress, stop);
 }
 
@@ -166,19 +176,112 @@ std::int32_t smallestOffset(const SampleList& samples) {
   return smallest;
 }
 
-// Shows the pictures in the order their slice headers ask for; false when these cannot be read.
-bool restoreOrder(Track& video, const ByteSource& source, const Teacher& teacher,
-                  std::span<const std::uint64_t> losses, const StopToken& stop) {
-  const OrderLessons lessons{
-      teacher.evidence ? teacher.evidence->format() : teacher.format,
-      teacher.evidence ? teacher.evidence->parameterSets()
-                       : ParameterSets::of(teacher.video->sampleEntry, teacher.format.codec),
-      mostReordered(teacher.video->samples)};
-  const auto order = outputOrder(video.samples, source, lessons, losses, stop);
+OrderLessons orderLessons(const Teacher& teacher) {
+  return {teacher.evidence ? teacher.evidence->format() : teacher.format,
+          teacher.evidence ? teacher.evidence->parameterSets()
+                           : ParameterSets::of(teacher.video->sampleEntry, teacher.format.codec),
+          mostReordered(teacher.video->samples)};
+}
+
+// What the counts of the reference's own pictures tell.
+CountsTell learnCounts(const Teacher& teacher, const ByteSource& reference,
+                       const OrderLessons& lessons, const StopToken& stop) {
+  constexpr std::uint64_t enough = 4000;
+  Track video = *teacher.video;
+  video.samples = video.samples.slice(0, std::min(video.samples.size(), enough));
+  const auto order = outputOrder(video.samples, reference, lessons, {}, stop);
+  return order ? whatCountsTell(video, order->intervals) : CountsTell::nothing;
+}
+
+// What the sound of a clip says of its pictures; nothing when either is not whole.
+std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher& teacher) {
+  if (!found.losses.empty() || firstKeyframe(found.video) != 0 || teacher.audio == nullptr ||
+      teacher.audio->timescale == 0 || teacher.video->timescale == 0) {
+    return std::nullopt;
+  }
+  SoundPace pace;
+  pace.variableRate = hasVariableRate(*teacher.video);
+  if (teacher.blocks && !found.blocks.empty()) {
+    const double block =
+        static_cast<double>(teacher.blocks->habits.ticks) / teacher.audio->timescale;
+    pace.anchors = soundAnchors(found, block);
+    pace.seconds = static_cast<double>(found.blocks.tracks.front().size()) * block;
+    pace.lead = teacher.blocks->lead;
+    return pace;
+  }
+  if (teacher.sound && !found.audio.empty()) {
+    pace.anchors = soundAnchors(found, 1.0 / teacher.audio->timescale);
+    pace.seconds = static_cast<double>(found.audio.size()) / teacher.audio->timescale;
+    pace.lead = teacher.sound->lead();
+    return pace;
+  }
+  return std::nullopt;
+}
+
+/// What pictures and their reference are read from.
+struct Sources {
+  const ByteSource& clip;
+  const ByteSource& reference;
+  const Teacher& teacher;
+};
+
+// Shows the pictures in the order their slice headers ask for, and where nothing is lost for as
+// long as their counts or the sound tell; says whether the headers could be read.
+bool restoreOrder(Track& video, std::span<const std::uint64_t> losses,
+                  const std::optional<SoundPace>& pace, const Sources& from,
+                  const StopToken& stop) {
+  const OrderLessons lessons = orderLessons(from.teacher);
+  const auto order = outputOrder(video.samples, from.clip, lessons, losses, stop);
+  if (order && losses.empty()) {
+    paceByCounts(video.samples, video.timescale, order->intervals,
+                 learnCounts(from.teacher, from.reference, lessons, stop), pace ? &*pace : nullptr);
+  }
+  if (pace) {
+    paceBySound(video.samples, video.timescale, *pace,
+                order ? decodingDelay(*from.teacher.video) : 0);
+  }
   if (order) {
-    showInOrder(video, *order, smallestOffset(teacher.video->samples));
+    showInOrder(video, order->places, smallestOffset(from.teacher.video->samples));
   }
   return order.has_value();
+}
+
+// Tells the tracks of a rebuilt movie where their timecode is, as the reference's are told.
+void referToTimecode(Movie& movie, const Movie& reference, std::uint32_t timecodeID) {
+  for (Track& track : movie.tracks) {
+    for (const Track& taught : reference.tracks) {
+      if (taught.trackID == track.trackID) {
+        const auto boxes = timecodeReferences(taught, timecodeID);
+        track.extraBoxes.insert(track.extraBoxes.begin(), boxes.begin(), boxes.end());
+      }
+    }
+  }
+}
+
+// Appends timecode and telemetry, in the reference's order, to a movie of picture and sound.
+void addSideTracks(Movie& movie, const Teacher& teacher, const Movie& described,
+                   const SideFindings& found, const PictureTimes& times, Result& result) {
+  std::vector<std::pair<std::size_t, Track>> added;
+  // The value names the first picture of all: without that it would be another's.
+  if (found.timecode && times.cut == 0) {
+    const TimecodePlace& place = *teacher.side.timecode;
+    added.emplace_back(place.track,
+                       rebuildTimecode(*found.timecode, described, place, movie.tracks.front()));
+    referToTimecode(movie, teacher.movie, added.back().second.trackID);
+    result.timecodeRestored = true;
+  }
+  if (!found.telemetry.empty()) {
+    Track track = rebuildTelemetry(found, described, *teacher.side.telemetry, times);
+    result.telemetrySamples = track.samples.size();
+    if (!track.samples.empty()) {
+      added.emplace_back(teacher.side.telemetry->track, std::move(track));
+    }
+  }
+  std::sort(added.begin(), added.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (auto& [place, track] : added) {
+    movie.tracks.push_back(std::move(track));
+  }
 }
 
 }  // namespace
@@ -197,6 +300,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
 
   Movie movie = teacher.movie;
   forgetTheRecording(movie);
+  const Movie described = movie;
   Track video = *movie.videoTrack();
   video.mediaStart = 0;
   video.startDelay = 0;
@@ -213,11 +317,14 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
     soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
   }
+  const auto pace = soundGivenUp == 0 ? soundPace(found, teacher) : std::nullopt;
+  SampleList allPictures = found.video;
   const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
   const bool orderRestored =
-      depth == Depth::full &&
-      restoreOrder(video, source, teacher, lossesBehind(cut, found.losses), stop);
+      depth == Depth::full && restoreOrder(video, lossesBehind(cut, found.losses), pace,
+                                           {source, reference, teacher}, stop);
+  allPictures = cut == 0 ? video.samples : allPictures;
   movie.tracks = {std::move(video)};
   if (audio && !found.audio.empty()) {
     audio->samples = found.audio;
@@ -229,17 +336,19 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
     }
   }
 
+  Result result;
+  addSideTracks(movie, teacher, described, found.side, {allPictures, cut, found.losses}, result);
   const std::uint64_t mediaEnd = writtenRange(movie).upper - sound.silence.size();
 
-  Result result;
   result.videoFrames = movie.tracks.front().samples.size();
   result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
   result.seconds = movie.seconds();
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && result.audioPackets == 0;
   result.unusedBytes = found.unused + soundGivenUp;
-  result.unusedBy = {found.otherPictures, soundGivenUp, found.sideTracks,
-                     found.unused - found.otherPictures - found.sideTracks};
+  result.unusedBy = {found.otherPictures, soundGivenUp, found.side.others, found.sideTracks, 0};
+  result.unusedBy.unknown = result.unusedBytes - result.unusedBy.total();
   result.soundBlocksFound = sound.found;
+  result.soundBlocksLost = sound.lost;
   result.soundBlocksFilled = sound.filled;
   result.orderRestored = orderRestored;
   return {std::move(movie), result, true, {mediaEnd, std::move(sound.silence)}};

@@ -17,21 +17,31 @@ struct Filling {
   std::uint64_t blocks = 0;
 };
 
+/// Bytes that a second of each takes in the file.
+struct Rates {
+  double picture = 1;
+  double sound = 1;
+};
+
 /// Works out, loss by loss, which of sound and picture lost how much more than the other.
 class BlockPacer {
  public:
-  BlockPacer(const EvidencedFindings& found, const BlockLayout& layout, double frame, double block)
+  BlockPacer(const EvidencedFindings& found, const BlockLayout& layout, double frame, double block,
+             Rates rates)
       : gaps_(found.blocks.gaps),
         lead_(layout.lead),
         tolerance_(std::max(layout.leadStep, block / 2)),
         frame_(frame),
         block_(block),
+        rates_(rates),
         key_(firstKeyframe(found.video)) {}
 
   void pace();
 
   /// Blocks that go because their pictures do.
   std::uint64_t dropped() const { return dropped_; }
+  /// Seconds of sound that are lost behind the key frame.
+  double lost() const { return lost_; }
   const std::vector<Filling>& fillings() const { return fillings_; }
   /// Seconds that pictures are held, by their numbers.
   const std::vector<std::pair<std::uint64_t, double>>& holds() const { return holds_; }
@@ -41,6 +51,7 @@ class BlockPacer {
     return static_cast<double>(gap.blocksBehind) * block_ - static_cast<double>(gap.frame) * frame_;
   }
   std::size_t nextWhole(std::size_t gap) const;
+  double lostSound(std::size_t from, std::size_t to, double surplus) const;
   void alignStart();
   void correct(const SoundGap& gap, double surplus);
 
@@ -49,8 +60,10 @@ class BlockPacer {
   double tolerance_;
   double frame_;
   double block_;
+  Rates rates_;
   std::uint64_t key_;
   std::uint64_t dropped_ = 0;
+  double lost_ = 0;
   std::vector<Filling> fillings_;
   std::vector<std::pair<std::uint64_t, double>> holds_;
 };
@@ -61,6 +74,17 @@ std::size_t BlockPacer::nextWhole(std::size_t gap) const {
     ++gap;
   }
   return gap;
+}
+
+// Seconds of sound that the losses numbered [from, to) took, which made sound gain `surplus` on the
+// picture: both together took the bytes that nothing explains.
+double BlockPacer::lostSound(std::size_t from, std::size_t to, double surplus) const {
+  double bytes = 0;
+  for (std::size_t gap = from; gap < to; ++gap) {
+    bytes += static_cast<double>(gaps_[gap].unexplained);
+  }
+  const double pictures = (bytes + surplus * rates_.sound) / (rates_.picture + rates_.sound);
+  return std::max(0.0, std::max(0.0, pictures) - surplus);
 }
 
 // Pictures ahead of the first key frame will go. What was lost before it is not known, but how far
@@ -112,7 +136,9 @@ void BlockPacer::pace() {
       return;
     }
     if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
-      carried += leadBehind(gaps_[whole]) - before.value_or(lead_.usual);
+      const double surplus = leadBehind(gaps_[whole]) - before.value_or(lead_.usual);
+      lost_ += lostSound(i, whole, surplus);
+      carried += surplus;
       if (std::abs(carried) > tolerance_) {
         correct(gaps_[i], carried);
         carried = 0;
@@ -145,6 +171,14 @@ std::uint64_t endOf(const SampleList& samples) {
   return end;
 }
 
+std::uint64_t bytesOf(const SampleList& samples) {
+  std::uint64_t bytes = 0;
+  for (const SampleRun& run : samples.runs()) {
+    bytes += run.end() - run.first.offset;
+  }
+  return bytes;
+}
+
 }  // namespace
 
 RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
@@ -166,10 +200,15 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
       (found.losses.empty() && !ratesAgree(pictures, soundFound))) {
     return sound;
   }
-  BlockPacer pacer(found, layout, frame, block);
+  const Rates rates{static_cast<double>(bytesOf(found.video)) / std::max(pictures, frame),
+                    static_cast<double>(found.blocks.bytes) / soundFound};
+  BlockPacer pacer(found, layout, frame, block, rates);
   pacer.pace();
 
   std::uint64_t mediaEnd = endOf(found.video);
+  if (!found.side.telemetry.empty()) {
+    mediaEnd = std::max(mediaEnd, found.side.telemetry.back().range.upper);
+  }
   for (const SampleList& blocks : found.blocks.tracks) {
     mediaEnd = std::max(mediaEnd, endOf(blocks));
   }
@@ -177,6 +216,8 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   for (const Filling& filling : pacer.fillings()) {
     sound.filled += filling.blocks;
   }
+  sound.lost =
+      std::max(sound.filled, static_cast<std::uint64_t>(std::llround(pacer.lost() / block)));
   if (sound.filled > 0) {
     sound.silence = silentBlock(layout.habits.usualPattern);
   }

@@ -15,11 +15,14 @@ struct RebuiltSound {
   /// The reference's tracks with the found blocks; none when no sound can be kept.
   std::vector<Track> tracks;
   /// A block of silence, which belongs right behind the last byte of media that any sample of
-  /// picture or sound has: blocks of silence point there. Empty when there are none.
+  /// picture, sound or telemetry has: blocks of silence point there. Empty when there are none.
   std::vector<std::uint8_t> silence;
-  /// Blocks of one track: found in the file, and silent ones put where as many are lost.
+  /// Blocks of one track: found in the file, silent ones put where as many are lost while their
+  /// pictures are not, and about how many are lost behind the first key frame, with or without
+  /// their pictures.
   std::uint64_t found = 0;
   std::uint64_t filled = 0;
+  std::uint64_t lost = 0;
 };
 
 /// Makes tracks of the blocks that a walk found and keeps them together with the picture: where

@@ -254,6 +254,12 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   if (!whole && hasOtherTracks && to - from <= largestSound_ * 2) {
     whole = beforeItems(source, from, to);
   }
+  // A camera that pauses its pictures goes on with sound.
+  if (!whole && neighbours == Neighbours::countOn && patterns_.size() == 1 &&
+      patterns_.begin()->first == "A" && (to - from) % pcm_.sampleSize == 0 &&
+      isMostlySound(source, {from, to})) {
+    whole = ByteRange{from, to};
+  }
   // A clip may be louder than its reference: between frames that count on, nothing was destroyed.
   if (whole && (neighbours == Neighbours::countOn || isMostlySound(source, *whole))) {
     return {whole->length() > 0 ? std::vector<ByteRange>{*whole} : std::vector<ByteRange>{}, true};

@@ -25,6 +25,14 @@ std::uint64_t samplesBehind(const Movie& movie, std::uint64_t end) {
 
 }  // namespace
 
+std::uint64_t UnusedBytes::total() const {
+  std::uint64_t sum = otherPictures + sound + sideTracks + unknown;
+  for (const auto& [track, bytes] : byTrack) {
+    sum += bytes;
+  }
+  return sum;
+}
+
 Diagnosis diagnose(const ByteSource& source) {
   const BoxReader reader(source);
   FileLayout layout;

@@ -9,6 +9,7 @@
 #include "DeviceKit/FileSink.h"
 #include "DeviceKit/StopToken.h"
 #include "MediaKit/Container/MovieWriter.h"
+#include "MediaKit/Telemetry/SideTracks.h"
 
 /// Says what is wrong with a clip and writes a copy that plays. Clips are only read.
 namespace tallowmark::VideoRepair {
@@ -39,11 +40,13 @@ struct UnusedBytes {
   std::uint64_t otherPictures = 0;
   /// Compressed sound that could not be placed.
   std::uint64_t sound = 0;
-  /// What stands beside sound in gaps as the reference has them: telemetry, timecode, padding.
+  /// Samples of tracks that are neither picture nor sound, by their format codes.
+  BytesByTrack byTrack;
+  /// What else stands beside sound in gaps as the reference has them: records, padding.
   std::uint64_t sideTracks = 0;
   std::uint64_t unknown = 0;
 
-  std::uint64_t total() const { return otherPictures + sound + sideTracks + unknown; }
+  std::uint64_t total() const;
   friend bool operator==(const UnusedBytes&, const UnusedBytes&) = default;
 };
 
@@ -66,10 +69,14 @@ struct Result {
   /// Bytes of the media data that became nothing; `unusedBy` adds up to them.
   std::uint64_t unusedBytes = 0;
   UnusedBytes unusedBy;
-  /// Blocks of compressed sound: found in the file, and silent ones that take the time of lost
-  /// ones.
+  /// Blocks of compressed sound in each track: found in the file; about how many are lost, as far
+  /// as the clip shows; silent ones that take the time of those of them whose pictures are there.
   std::uint64_t soundBlocksFound = 0;
+  std::uint64_t soundBlocksLost = 0;
   std::uint64_t soundBlocksFilled = 0;
+  /// Samples of the camera's telemetry, and whether its timecode is there again.
+  std::uint64_t telemetrySamples = 0;
+  bool timecodeRestored = false;
   /// The pictures of a rebuilt clip are shown in the order that they themselves ask for; otherwise
   /// in the order they are stored in.
   bool orderRestored = false;
@@ -126,8 +133,8 @@ Plan planTrim(const ByteSource& source);
 Result trim(const ByteSource& source, FileSink& destination, const Progress& progress = {},
             const StopToken& stop = {});
 
-/// Finds pictures, PCM and AAC sound in the media data and makes a new index for them. Throws as
-/// repair.
+/// Finds pictures, PCM and AAC sound, telemetry and timecode in the media data and makes a new
+/// index for them. Throws as repair.
 Plan planRebuild(const ByteSource& source, const ByteSource& reference,
                  const Progress& progress = {}, const StopToken& stop = {},
                  Depth depth = Depth::full);

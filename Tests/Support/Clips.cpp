@@ -25,6 +25,7 @@ std::string nameOf(const ClipRecipe& r) {
     name << "-a" << r.channels << "x" << r.sampleRate << "-" << std::hash<std::string>()(r.sound);
   }
   if (r.soundTracks > 1) name << "-" << r.soundTracks << "tracks";
+  if (!r.keep.empty()) name << "-kept" << std::hash<std::string>()(r.keep);
   name << '.' << r.container;
   return name.str();
 }
@@ -62,6 +63,8 @@ std::vector<std::string> ffmpegCommand(const ClipRecipe& r, const fs::path& targ
   add({"-t", seconds.c_str(), "-c:v", r.codec.c_str(), "-pix_fmt", "yuv420p", "-preset", "fast",
        r.codec == "libx265" ? "-x265-params" : "-x264-params", settings.c_str()});
   if (r.codec == "libx265") add({"-tag:v", "hvc1"});
+  const std::string kept = "select='" + r.keep + "'";
+  if (!r.keep.empty()) add({"-vf", kept.c_str(), "-fps_mode", "vfr"});
   command.push_back(target.string());
   return command;
 }

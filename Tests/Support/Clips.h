@@ -24,6 +24,8 @@ struct ClipRecipe {
   int keyInterval = 25;
   /// More settings of the encoder, ":" ahead of each.
   std::string settings;
+  /// ffmpeg's condition for a picture to stay ("n": its number); the others leave pauses.
+  std::string keep;
   /// ffmpeg's source of the sound, its rate and its channels.
   std::string sound = "sine=frequency=440:sample_rate=48000";
   int sampleRate = 48000;

@@ -22,6 +22,10 @@ void expectFrames(const Comparison& c, const std::string& label) {
   EXPECT_EQ(c.soundWrong, 0U) << label;
   EXPECT_EQ(c.blocksExact, c.blocks) << label;
   EXPECT_EQ(c.blocksInvented, 0U) << label;
+  EXPECT_EQ(c.telemetryExact, c.telemetry) << label;
+  EXPECT_EQ(c.telemetryInvented, 0U) << label;
+  EXPECT_LT(c.worstTelemetryTime, 0.001) << label;
+  EXPECT_EQ(c.timecodeRight, c.hasTimecode) << label;
   EXPECT_FALSE(c.result.audioDropped) << label;
   EXPECT_EQ(c.result.unusedBy.total(), c.result.unusedBytes) << label;
 }
@@ -95,6 +99,35 @@ TEST(Accuracy, generatedClipsComeBackWithThemselvesAndASibling) {
       EXPECT_EQ(c.soundRight, c.sound) << labelOf(recipe);
       EXPECT_LT(std::abs(c.worstStep), 1.0) << labelOf(recipe);
     }
+  }
+}
+
+// Pictures that a camera stretched or left out, in the dark or in a hurry, are shown at their time:
+// by their own counts, or by the sound around them.
+TEST(Accuracy, variableRatesStayWithTheSound) {
+  constexpr double mostSeconds = 0.1;
+  for (const char* name :
+       {"iphoneXR_IMG_3589_hevc_lpcm.mov", "iphone_hevc10_moovfirst_editlist.mov"}) {
+    if (const auto clip = testing::corpusFile(std::filesystem::path("video") / name)) {
+      EXPECT_LT(std::abs(rebuildAndCompare(Victim(*clip), *clip).worstTime), mostSeconds * 30);
+    }
+  }
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (ClipRecipe recipe : {ClipRecipe{.audio = "aac", .bFrames = 2},
+                            {.codec = "libx265", .container = "mov", .audio = "pcm_s16le"}}) {
+    recipe.seconds = 8;
+    const auto constant = makeClip(recipe);
+    recipe.keep = "not(between(n,30,70)*mod(n,2))*not(between(n,120,130))";
+    const auto clip = makeClip(recipe);
+    for (const auto& reference : {clip, constant}) {
+      const Comparison c = rebuildAndCompare(Victim(clip), reference);
+      expectWhole(c, labelOf(recipe));
+      EXPECT_LT(std::abs(c.worstTime), mostSeconds * recipe.framesPerSecond) << labelOf(recipe);
+      EXPECT_EQ(c.soundRight, c.sound) << labelOf(recipe);
+    }
+    EXPECT_LT(std::abs(rebuildAndCompare(Victim(constant), clip).worstTime), 0.001);
   }
 }
 

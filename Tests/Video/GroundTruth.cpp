@@ -223,6 +223,66 @@ void compareOrder(const Track& truth, const Track& rebuilt, std::uint64_t shift,
   }
 }
 
+const Track* trackOf(const Movie& movie, FourCC codec) {
+  const auto track = std::find_if(movie.tracks.begin(), movie.tracks.end(),
+                                  [&](const Track& t) { return t.codec == codec; });
+  return track != movie.tracks.end() ? &*track : nullptr;
+}
+
+std::map<std::uint64_t, std::pair<Sample, double>> startsOf(const Track& track, const Movie& movie,
+                                                            std::uint64_t shift) {
+  std::map<std::uint64_t, std::pair<Sample, double>> starts;
+  double time = static_cast<double>(track.startDelay) / movie.timescale;
+  for (const Sample& sample : track.samples) {
+    starts[sample.offset + shift] = {sample, time};
+    time += static_cast<double>(sample.duration) / track.timescale;
+  }
+  return starts;
+}
+
+// Telemetry belongs to the pictures it is stored with: its time is held against theirs.
+void compareTelemetry(const Victim& victim, const Movie& rebuilt, std::uint64_t shift,
+                      Comparison& comparison) {
+  const Track* then = trackOf(victim.truth(), "gpmd");
+  const Track* now = trackOf(rebuilt, "gpmd");
+  if (then == nullptr) return;
+  const auto truth = startsOf(*then, victim.truth(), 0);
+  const auto picturesThen = timesOf(*victim.truth().videoTrack(), 0);
+  const auto picturesNow = timesOf(*rebuilt.videoTrack(), shift);
+  const auto first = picturesThen.lower_bound(picturesNow.begin()->first);
+  for (const auto& [offset, start] : truth) {
+    // What ends before the first picture of the copy goes with the pictures ahead of it.
+    const double end = start.second + static_cast<double>(start.first.duration) / then->timescale;
+    const bool isShown = first != picturesThen.end() && end > first->second;
+    comparison.telemetry +=
+        isShown && !victim.isTouched(offset, offset + start.first.size) ? 1U : 0U;
+  }
+  if (now == nullptr) return;
+  for (const auto& [offset, start] : startsOf(*now, rebuilt, shift)) {
+    const auto known = truth.find(offset);
+    if (known == truth.end()) {
+      comparison.telemetryInvented += victim.isTouched(offset, offset + start.first.size) ? 0U : 1U;
+      continue;
+    }
+    comparison.telemetryExact += known->second.first.size == start.first.size ? 1U : 0U;
+    const auto picture = picturesNow.lower_bound(offset);
+    if (picture == picturesNow.end() || !picturesThen.contains(picture->first)) continue;
+    const double step =
+        (start.second - picture->second) - (known->second.second - picturesThen.at(picture->first));
+    comparison.worstTelemetryTime = std::max(comparison.worstTelemetryTime, std::abs(step));
+  }
+}
+
+void compareTimecode(const Victim& victim, const Movie& rebuilt, std::uint64_t shift,
+                     Comparison& comparison) {
+  const Track* then = trackOf(victim.truth(), "tmcd");
+  const Track* now = trackOf(rebuilt, "tmcd");
+  comparison.hasTimecode = then != nullptr;
+  comparison.timecodeRight = then != nullptr && now != nullptr && now->samples.size() == 1 &&
+                             now->samples.front().offset + shift == then->samples.front().offset &&
+                             now->samples.front().size == then->samples.front().size;
+}
+
 }  // namespace
 
 Victim::Victim(const std::filesystem::path& clip) : bytes_(contentsOf(clip)) {
@@ -277,6 +337,8 @@ Comparison rebuildAndCompare(const Victim& victim, const std::filesystem::path& 
   const std::uint64_t shift = shiftOf(copy, *rebuilt.videoTrack(), victim.bytes());
   compareFrames(victim, *rebuilt.videoTrack(), shift, comparison);
   compareOrder(*victim.truth().videoTrack(), *rebuilt.videoTrack(), shift, comparison);
+  compareTelemetry(victim, rebuilt, shift, comparison);
+  compareTimecode(victim, rebuilt, shift, comparison);
   if (rebuilt.audioTrack() != nullptr) {
     const auto truth = soundOf(victim.truth(), 0);
     auto now = soundOf(rebuilt, shift);

@@ -58,6 +58,16 @@ struct Comparison {
   std::uint64_t blocksInvented = 0;
   /// Blocks ahead of the first one in the copy, which go with pictures that nothing can show.
   std::uint64_t blocksBeforeKeyframe = 0;
+  /// Telemetry samples that no hole touches, those found with their size, those in the copy that
+  /// are none and lie in no hole, and the largest difference in when one starts, in seconds against
+  /// the picture behind it.
+  std::uint64_t telemetry = 0;
+  std::uint64_t telemetryExact = 0;
+  std::uint64_t telemetryInvented = 0;
+  double worstTelemetryTime = 0;
+  /// The clip has a timecode, and the copy has its very bytes and no other.
+  bool hasTimecode = false;
+  bool timecodeRight = false;
   /// The largest difference in how far a frame is from the sound before it, in frame durations.
   double worstStep = 0;
   /// Frames of both, and those that are shown at the same place among these.

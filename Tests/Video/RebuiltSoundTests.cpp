@@ -73,6 +73,7 @@ TEST(RebuiltSound, isTheOriginalSampleForSample) {
     const auto result = rebuildTo(copy, Victim(clip).bytes(), clip);
     EXPECT_FALSE(result.audioDropped) << clip;
     EXPECT_EQ(result.soundBlocksFilled, 0U) << clip;
+    EXPECT_EQ(result.soundBlocksLost, 0U) << clip;
     const Heard original = listenTo(clip);
     const Heard rebuilt = listenTo(copy);
     EXPECT_EQ(rebuilt.complaints, "") << clip;
@@ -127,6 +128,7 @@ TEST(RebuiltSound, holdsItsTimeWhereOnlySoundIsLost) {
   const auto result = rebuildTo(copy, damaged, clip);
   EXPECT_EQ(result.soundBlocksFound, blocks.size() - (to - from));
   EXPECT_NEAR(static_cast<double>(result.soundBlocksFilled), static_cast<double>(to - from), 1);
+  EXPECT_NEAR(static_cast<double>(result.soundBlocksLost), static_cast<double>(to - from), 2);
   EXPECT_EQ(listenTo(copy).complaints, "");
   const FileSource source(copy.string());
   const Movie movie = MovieParser::parse(BoxReader(source));
@@ -135,6 +137,26 @@ TEST(RebuiltSound, holdsItsTimeWhereOnlySoundIsLost) {
             MemorySource(whole.bytes()).read(blocks.back().offset, blocks.back().size));
   EXPECT_NEAR(static_cast<double>(movie.audioTrack()->duration()),
               static_cast<double>(whole.truth().audioTrack()->duration()), 1024);
+}
+
+// Sound that goes together with its pictures is counted, too, though no silence takes its time.
+TEST(RebuiltSound, isCountedWhereItIsLostWithItsPictures) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const fs::path clip = makeClip({.seconds = 8, .sound = livelySound(2, 48000), .channels = 2});
+  const Victim whole(clip);
+  testing::Bytes damaged = whole.bytes();
+  const SampleList& blocks = whole.truth().audioTrack()->samples;
+  const std::uint64_t from = blocks[100].offset;
+  const std::uint64_t to = blocks[180].offset;
+  std::fill(damaged.begin() + static_cast<std::ptrdiff_t>(from),
+            damaged.begin() + static_cast<std::ptrdiff_t>(to), std::uint8_t{0});
+  const testing::TemporaryFolder folder;
+  const auto result = rebuildTo(folder / "copy.mp4", damaged, clip);
+  EXPECT_GE(result.soundBlocksFound, blocks.size() - 85);
+  EXPECT_NEAR(static_cast<double>(result.soundBlocksLost), 80, 20);
+  EXPECT_LT(result.soundBlocksFilled, 20U);
 }
 
 // Another number of channels is another stream: nothing of it may be taken.
