@@ -11,13 +11,13 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-constexpr std::uint64_t samplesToLookAt = 500;
+constexpr std::uint64_t samplesOfHabit = 500;
 constexpr std::size_t fewSizes = 8;
 // Side tracks store some kilobytes between two pictures.
 constexpr std::uint64_t longestStretch = std::uint64_t{1} << 20U;
 
 // Bytes of the item at the start; 0 when there is none.
-std::size_t itemAt(Bytes bytes) {
+std::size_t itemSize(Bytes bytes) {
   constexpr std::uint32_t smallestItem = 9;
   constexpr std::uint32_t largestKey = 64;
   if (bytes.size() < smallestItem) {
@@ -30,7 +30,7 @@ std::size_t itemAt(Bytes bytes) {
 }
 
 bool areItems(Bytes bytes) {
-  while (const std::size_t size = itemAt(bytes)) {
+  while (const std::size_t size = itemSize(bytes)) {
     bytes = bytes.subspan(size);
   }
   return bytes.empty();
@@ -53,7 +53,7 @@ bool opensLike(const SideTrackHabit& habit, Bytes bytes) {
 
 bool mayGoOn(std::span<const SideTrackHabit> habits, Bytes bytes) {
   return bytes.empty() || std::any_of(habits.begin(), habits.end(), [&](const auto& habit) {
-           return habit.hasItems ? itemAt(bytes) > 0 : opensLike(habit, bytes);
+           return habit.hasItems ? itemSize(bytes) > 0 : opensLike(habit, bytes);
          });
 }
 
@@ -62,7 +62,7 @@ bool mayGoOn(std::span<const SideTrackHabit> habits, Bytes bytes) {
 std::size_t sampleAt(Bytes bytes, const SideTrackHabit& habit,
                      std::span<const SideTrackHabit> habits) {
   if (habit.hasItems) {
-    return itemAt(bytes);
+    return itemSize(bytes);
   }
   if (!opensLike(habit, bytes)) {
     return 0;
@@ -82,7 +82,7 @@ SideTrackHabit habitOf(const Track& track, const ByteSource& source) {
   SideTrackHabit habit{.name = track.codec.description(), .fixed = 0xFF, .hasItems = true};
   bool isFirst = true;
   for (const Sample& sample :
-       track.samples.slice(0, std::min(track.samples.size(), samplesToLookAt))) {
+       track.samples.slice(0, std::min(track.samples.size(), samplesOfHabit))) {
     const auto bytes =
         source.read(sample.offset,
                     static_cast<std::size_t>(std::min<std::uint64_t>(sample.size, longestStretch)));

@@ -10,7 +10,7 @@ namespace tallowmark {
 
 namespace {
 
-constexpr std::uint64_t samplesToLookAt = 200;
+constexpr std::uint64_t samplesToTry = 200;
 
 // How many trees a sample is made of; 0 when it is made of anything else.
 std::size_t treesIn(const Sample& sample, TelemetrySearch& search) {
@@ -34,7 +34,7 @@ void learnPlaces(const Track& telemetry, const Track& video, TelemetryHabits& ha
   std::uint64_t time = 0;
   double last = 0;
   for (const Sample& sample :
-       telemetry.samples.slice(0, std::min(telemetry.samples.size(), samplesToLookAt))) {
+       telemetry.samples.slice(0, std::min(telemetry.samples.size(), samplesToTry))) {
     for (; picture != video.samples.end() && (*picture).offset < sample.offset; ++picture) {
       pictures += (*picture).duration;
     }
@@ -65,7 +65,7 @@ std::optional<TelemetryHabits> TelemetryHabits::learn(const Movie& reference,
   TelemetrySearch search(source);
   std::vector<std::size_t> counts;
   for (const Sample& sample :
-       found->samples.slice(0, std::min(found->samples.size(), samplesToLookAt))) {
+       found->samples.slice(0, std::min(found->samples.size(), samplesToTry))) {
     if (const std::size_t trees = treesIn(sample, search); trees > 0) {
       counts.push_back(trees);
     }
