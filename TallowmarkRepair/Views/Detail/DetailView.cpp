@@ -4,9 +4,11 @@
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QProgressBar>
 #include <QScrollArea>
 #include <QStackedWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "TallowmarkRepair/Model/ItemTexts.h"
 #include "TallowmarkRepair/Views/Detail/ActionBar.h"
@@ -19,8 +21,6 @@ namespace tallowmark {
 
 namespace {
 
-constexpr int statusIconSize = 18;
-
 QFont enlarged(QFont font, double points, QFont::Weight weight) {
   font.setPointSizeF(font.pointSizeF() + points);
   font.setWeight(weight);
@@ -29,8 +29,23 @@ QFont enlarged(QFont font, double points, QFont::Weight weight) {
 
 QString listed(const std::vector<QString>& sentences) {
   QStringList lines;
-  for (const QString& sentence : sentences) lines << QStringLiteral("–  ") + sentence;
+  for (const QString& sentence : sentences) lines << sentence;
   return lines.join(QLatin1Char('\n'));
+}
+
+// What the list knows of the parts before they are checked together.
+std::vector<PartFacts> factsFromList(const Join& join, const std::vector<Clip>& clips) {
+  std::vector<PartFacts> facts;
+  for (const std::filesystem::path& part : join.parts) {
+    const auto clip = std::find_if(clips.begin(), clips.end(),
+                                   [&](const Clip& listed) { return listed.url == part; });
+    const auto* healthy = clip == clips.end() ? nullptr : std::get_if<Clip::Healthy>(&clip->state);
+    if (healthy == nullptr || !healthy->info) {
+      return {};
+    }
+    facts.push_back({clip->size, healthy->info->seconds});
+  }
+  return facts;
 }
 
 ClipBackground backgroundOf(const Clip& clip, const RepairModel& model) {
@@ -46,49 +61,53 @@ ClipBackground backgroundOf(const Clip& clip, const RepairModel& model) {
   return background;
 }
 
-/// What the middle of a pane shows of a clip, by state.
-struct ClipPreview {
-  const Clip& clip;
-  const RepairModel& model;
-  PreviewArea& area;
+JoinBackground backgroundOf(const Join& join, const RepairModel& model) {
+  JoinBackground background{model.partFacts(join.id), model.missingPartsNote(join),
+                            model.savedFile(join.id)};
+  if (background.parts.empty()) {
+    background.parts = factsFromList(join, model.clips());
+  }
+  return background;
+}
 
-  void operator()(const Clip::Checking&) const { area.showProgress(std::nullopt); }
-  void operator()(const Clip::Repairing& state) const {
-    area.showProgress(state.fraction > 0 ? std::optional(state.fraction) : std::nullopt);
-  }
-  void operator()(const Clip::Preview&) const { showRepaired(); }
-  void operator()(const Clip::Saved&) const { showRepaired(); }
-  void operator()(const Clip::Healthy&) const {
-    clip.kind() == Kind::photo ? area.showPicture(clip.url) : area.showNothing();
-  }
-  template <class Other>
-  void operator()(const Other&) const {
+// The original of a photo that opens is looked at as it is. Originals of clips are not: they are
+// large, on cards that people want to take out.
+void showPreview(const Clip& clip, const RepairModel& model, PreviewArea& area) {
+  const auto preview = model.previewFile(clip.id);
+  if (clip.is<Clip::Healthy>() && clip.kind() == Kind::photo) {
+    area.showPicture(clip.url);
+  } else if (preview && !clip.is<Clip::Checking>()) {
+    clip.kind() == Kind::video ? area.showClip(*preview) : area.showPicture(*preview);
+  } else if (clip.is<Clip::Preview>() || clip.is<Clip::Saved>()) {
+    area.showMessage(ItemTexts::missingPreview(clip.kind()));
+  } else {
     area.showNothing();
   }
-
-  void showRepaired() const {
-    const auto preview = model.previewFile(clip.id);
-    if (!preview) {
-      area.showMessage(ItemTexts::missingPreview(clip.kind()));
-    } else {
-      clip.kind() == Kind::video ? area.showClip(*preview) : area.showPicture(*preview);
-    }
-  }
-};
+}
 
 void showPreview(const Join& join, const RepairModel& model, PreviewArea& area) {
-  const auto preview = model.previewFile(join.id);
-  if (join.is<Join::Checking>()) {
-    area.showProgress(std::nullopt);
-  } else if (const auto* joining = std::get_if<Join::Joining>(&join.state)) {
-    area.showProgress(joining->fraction > 0 ? std::optional(joining->fraction) : std::nullopt);
-  } else if (!join.is<Join::Preview>() && !join.is<Join::Saved>()) {
-    area.showNothing();
-  } else if (preview) {
+  if (const auto preview = model.previewFile(join.id)) {
     area.showClip(*preview);
-  } else {
+  } else if (join.is<Join::Preview>() || join.is<Join::Saved>()) {
     area.showMessage(DetailView::tr("No preview available. Saving still writes the joined clip."));
+  } else {
+    area.showNothing();
   }
+}
+
+/// How far work is: 0 where that is not known; nothing where none is done.
+std::optional<double> progressOf(const Clip& clip) {
+  if (const auto* repairing = std::get_if<Clip::Repairing>(&clip.state)) {
+    return repairing->fraction;
+  }
+  return clip.is<Clip::Checking>() ? std::optional(0.0) : std::nullopt;
+}
+
+std::optional<double> progressOf(const Join& join) {
+  if (const auto* joining = std::get_if<Join::Joining>(&join.state)) {
+    return joining->fraction;
+  }
+  return join.is<Join::Checking>() ? std::optional(0.0) : std::nullopt;
 }
 
 }  // namespace
@@ -118,9 +137,13 @@ QWidget* DetailView::makePage() {
   auto* page = new QWidget(this);
   auto* content = new QWidget(page);
   auto* column = new QVBoxLayout(content);
-  column->setContentsMargins(28, 24, 28, 16);
-  column->setSpacing(10);
-  makeHeading(*column);
+  column->setContentsMargins(28, 22, 28, 12);
+  column->setSpacing(8);
+  addHeading(*column);
+  addTexts(*column);
+  progress_ = new QProgressBar(content);
+  progress_->setObjectName("progress");
+  progress_->setAccessibleName(tr("Progress"));
   preview_ = new PreviewArea(content);
   preview_->setObjectName("preview");
   parts_ = new FactsView(content);
@@ -130,6 +153,7 @@ QWidget* DetailView::makePage() {
   facts_->setObjectName("facts");
   facts_->setAccessibleName(tr("Facts"));
   column->addSpacing(4);
+  column->addWidget(progress_);
   column->addWidget(preview_, 1);
   column->addWidget(parts_);
   column->addWidget(facts_);
@@ -150,7 +174,7 @@ QWidget* DetailView::makePage() {
   return page;
 }
 
-QWidget* DetailView::makeHeading(QVBoxLayout& column) {
+void DetailView::addHeading(QVBoxLayout& column) {
   title_ = new ElidingLabel(this);
   title_->setObjectName("paneTitle");
   title_->setFont(enlarged(font(), 5, QFont::DemiBold));
@@ -158,10 +182,16 @@ QWidget* DetailView::makeHeading(QVBoxLayout& column) {
   status_ = new QLabel(this);
   status_->setObjectName("paneStatus");
   status_->setFont(enlarged(font(), 0, QFont::DemiBold));
-  auto* statusRow = new QHBoxLayout;
-  statusRow->setSpacing(6);
-  statusRow->addWidget(statusIcon_);
-  statusRow->addWidget(status_, 1);
+  auto* row = new QHBoxLayout;
+  row->setSpacing(6);
+  row->addWidget(statusIcon_);
+  row->addWidget(status_, 1);
+  column.addWidget(title_);
+  column.addLayout(row);
+  column.addSpacing(2);
+}
+
+void DetailView::addTexts(QVBoxLayout& column) {
   const auto paragraph = [this](const char* name) {
     auto* made = new Paragraph(this);
     made->setObjectName(name);
@@ -172,11 +202,15 @@ QWidget* DetailView::makeHeading(QVBoxLayout& column) {
   explanation_ = paragraph("paneExplanation");
   losses_ = paragraph("paneLosses");
   advice_ = paragraph("paneAdvice");
-  column.addWidget(title_);
-  column.addLayout(statusRow);
-  column.addSpacing(4);
-  for (QWidget* text : {lead_, explanation_, losses_, advice_}) column.addWidget(text);
-  return title_;
+  lossesIcon_ = new QLabel(this);
+  auto* losses = new QHBoxLayout;
+  losses->setSpacing(6);
+  losses->addWidget(lossesIcon_, 0, Qt::AlignTop);
+  losses->addWidget(losses_, 1);
+  column.addWidget(lead_);
+  column.addWidget(explanation_);
+  column.addLayout(losses);
+  column.addWidget(advice_);
 }
 
 void DetailView::refresh() {
@@ -196,17 +230,18 @@ void DetailView::show(const Clip& clip) {
   const ClipBackground background = backgroundOf(clip, model_);
   title_->setFullText(QString::fromStdString(clip.url.filename().string()));
   showText(PaneTexts::of(clip, background));
-  std::visit(ClipPreview{clip, model_, *preview_}, clip.state);
+  showProgress(progressOf(clip));
+  showPreview(clip, model_, *preview_);
   parts_->setFacts({});
   facts_->setFacts(PaneFacts::of(clip, background));
   actions_->setActions(PaneActions::of(clip, background));
 }
 
 void DetailView::show(const Join& join) {
-  const JoinBackground background{model_.partFacts(join.id), model_.missingPartsNote(join),
-                                  model_.savedFile(join.id)};
+  const JoinBackground background = backgroundOf(join, model_);
   title_->setFullText(QString::fromStdString(join.title()));
   showText(PaneTexts::of(join, background));
+  showProgress(progressOf(join));
   showPreview(join, model_, *preview_);
   parts_->setFacts(PaneFacts::parts(join, background));
   facts_->setFacts(PaneFacts::of(join, background));
@@ -216,15 +251,28 @@ void DetailView::show(const Join& join) {
 void DetailView::showText(const PaneText& text) {
   tone_ = text.tone;
   status_->setText(text.status);
-  showStatusIcon();
   lead_->setProse(text.lead);
   explanation_->setProse(text.explanation);
   losses_->setProse(listed(text.losses));
+  lossesIcon_->setVisible(!text.losses.empty());
   advice_->setProse(text.advice);
+  showIcons();
 }
 
-void DetailView::showStatusIcon() {
-  statusIcon_->setPixmap(Glyphs::status(tone_, palette(), statusIconSize, devicePixelRatioF()));
+void DetailView::showProgress(std::optional<double> fraction) {
+  constexpr int hundred = 100;
+  const int percent = static_cast<int>(fraction.value_or(0) * hundred);
+  progress_->setRange(0, percent > 0 ? hundred : 0);
+  progress_->setValue(percent);
+  progress_->setVisible(fraction.has_value());
+}
+
+void DetailView::showIcons() {
+  const auto draw = [this](QLabel& label, PaneText::Tone tone, int size) {
+    label.setPixmap(Glyphs::status(tone, palette(), size, devicePixelRatioF()));
+  };
+  draw(*statusIcon_, tone_, 18);
+  draw(*lossesIcon_, PaneText::Tone::attention, 14);
   QPalette tinted = palette();
   tinted.setColor(QPalette::WindowText, Glyphs::colour(tone_, palette()));
   status_->setPalette(tinted);
@@ -232,7 +280,7 @@ void DetailView::showStatusIcon() {
 
 void DetailView::changeEvent(QEvent* event) {
   QWidget::changeEvent(event);
-  if (event->type() == QEvent::PaletteChange && statusIcon_ != nullptr) showStatusIcon();
+  if (event->type() == QEvent::PaletteChange && lossesIcon_ != nullptr) showIcons();
 }
 
 }  // namespace tallowmark

@@ -9,6 +9,7 @@
 #include "TallowmarkUI/Commands.h"
 
 class QLabel;
+class QProgressBar;
 class QScrollArea;
 class QStackedWidget;
 class QVBoxLayout;
@@ -34,12 +35,14 @@ class DetailView final : public QWidget {
 
  private:
   QWidget* makePage();
-  QWidget* makeHeading(QVBoxLayout& column);
+  void addHeading(QVBoxLayout& column);
+  void addTexts(QVBoxLayout& column);
   void refresh();
   void show(const Clip& clip);
   void show(const Join& join);
   void showText(const PaneText& text);
-  void showStatusIcon();
+  void showProgress(std::optional<double> fraction);
+  void showIcons();
 
   RepairModel& model_;
   Commands& commands_;
@@ -53,8 +56,10 @@ class DetailView final : public QWidget {
   QLabel* status_ = nullptr;
   Paragraph* lead_ = nullptr;
   Paragraph* explanation_ = nullptr;
+  QLabel* lossesIcon_ = nullptr;
   Paragraph* losses_ = nullptr;
   Paragraph* advice_ = nullptr;
+  QProgressBar* progress_ = nullptr;
   PreviewArea* preview_ = nullptr;
   FactsView* parts_ = nullptr;
   FactsView* facts_ = nullptr;

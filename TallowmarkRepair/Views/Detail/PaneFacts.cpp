@@ -180,13 +180,13 @@ std::vector<Fact> PaneFacts::of(const Join& join, const JoinBackground& backgrou
 std::vector<Fact> PaneFacts::parts(const Join& join, const JoinBackground& background) {
   Facts facts;
   for (std::size_t i = 0; i < join.parts.size(); ++i) {
-    Fact fact{QStringLiteral("%1 · %2").arg(i + 1).arg(text(join.parts[i].filename().string())),
-              {}};
+    QString part = text(join.parts[i].filename().string());
     if (i < background.parts.size()) {
-      fact.value = QStringLiteral("%1 · %2").arg(size(background.parts[i].size),
-                                                 ItemTexts::duration(background.parts[i].seconds));
+      part += QStringLiteral(" · %1 · %2")
+                  .arg(size(background.parts[i].size),
+                       ItemTexts::duration(background.parts[i].seconds));
     }
-    facts.push_back(std::move(fact));
+    facts.push_back({tr("Part %1").arg(i + 1), part});
   }
   return facts;
 }

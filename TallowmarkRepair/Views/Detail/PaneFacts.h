@@ -27,7 +27,7 @@ std::vector<Fact> of(const Join& join, const JoinBackground& background);
 /// "4.1 MB".
 QString size(std::uint64_t bytes);
 
-/// The parts of a join in playing order: "1 · GX010123.MP4", "4.0 GB · 12:05".
+/// The parts of a join in playing order: "Part 1", "GX010123.MP4 · 4.0 GB · 12:05".
 std::vector<Fact> parts(const Join& join, const JoinBackground& background);
 
 }  // namespace PaneFacts

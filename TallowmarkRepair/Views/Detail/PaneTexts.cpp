@@ -273,6 +273,14 @@ struct ClipText {
   }
 
   PaneText operator()(const Clip::Failed& state) const {
+    if (background.details) {
+      return {Tone::failed,
+              tr("Couldn't save"),
+              tr("Repair couldn't save the copy."),
+              QString::fromStdString(state.text),
+              {},
+              tr("Try again, and choose a folder on a disk with room for it.")};
+    }
     PaneText text{Tone::failed,
                   tr("Couldn't repair"),
                   isFile(clip) ? perKind(clip.kind(), "Repair couldn't bring this clip back.",

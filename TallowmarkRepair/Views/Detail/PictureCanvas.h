@@ -20,7 +20,7 @@ class PictureCanvas final : public QAbstractScrollArea {
   /// Pixels of the screen for each of the picture's; 1 is "100 %".
   double scale() const;
   bool isFitted() const { return fitted_; }
-  QSize sizeHint() const override { return {640, 360}; }
+  QSize sizeHint() const override { return {320, 180}; }
 
  public slots:
   void zoomIn();

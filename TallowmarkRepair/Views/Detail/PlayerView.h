@@ -67,12 +67,13 @@ class PlayerView final : public QWidget {
   QStackedWidget* pages_;
   VideoSurface* surface_;
   PreviewMessage* message_;
-  QWidget* controls_;
   QToolButton* play_ = nullptr;
   QToolButton* mute_ = nullptr;
   QSlider* position_ = nullptr;
   QSlider* volume_ = nullptr;
   QLabel* time_ = nullptr;
+  // After what it is made of.
+  QWidget* controls_;
 };
 
 }  // namespace tallowmark

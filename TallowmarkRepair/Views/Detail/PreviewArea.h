@@ -1,14 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <QStackedWidget>
+#include <QWidget>
 #include <filesystem>
-#include <optional>
-
-#include "TallowmarkRepair/Model/Clip.h"
-
-class QLabel;
-class QProgressBar;
 
 namespace tallowmark {
 
@@ -16,8 +10,9 @@ class PictureView;
 class PlayerView;
 class PreviewMessage;
 
-/// The middle of a pane: a player, a picture, the progress of work, or nothing.
-class PreviewArea final : public QStackedWidget {
+/// The middle of a pane: a player, a picture, a sentence in their place, or nothing. What is not
+/// shown keeps no file open.
+class PreviewArea final : public QWidget {
   Q_OBJECT
 
  public:
@@ -26,8 +21,6 @@ class PreviewArea final : public QStackedWidget {
   void showClip(const std::filesystem::path& clip);
   void showPicture(const std::filesystem::path& picture);
   void showMessage(const QString& sentence);
-  /// Without a fraction the end is not known.
-  void showProgress(std::optional<double> fraction);
   void showNothing();
 
  private:
@@ -36,8 +29,6 @@ class PreviewArea final : public QStackedWidget {
   PlayerView* player_;
   PictureView* picture_;
   PreviewMessage* message_;
-  QWidget* progress_;
-  QProgressBar* bar_;
 };
 
 }  // namespace tallowmark

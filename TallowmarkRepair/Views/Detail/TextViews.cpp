@@ -67,7 +67,9 @@ Paragraph::Paragraph(QWidget* parent) : QLabel(parent) {
   setTextFormat(Qt::PlainText);
   setWordWrap(true);
   setTextInteractionFlags(Qt::TextSelectableByMouse);
-  setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Minimum);
+  QSizePolicy policy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  policy.setHeightForWidth(true);
+  setSizePolicy(policy);
 }
 
 void Paragraph::setProse(const QString& text) {

@@ -8,17 +8,24 @@
 
 namespace tallowmark {
 
-VideoSurface::VideoSurface(QWidget* parent) : QWidget(parent), sink_(new QVideoSink(this)) {
+VideoSurface::VideoSurface(QWidget* parent) : QWidget(parent) {
   setFocusPolicy(Qt::StrongFocus);
   setAccessibleName(tr("Preview of the clip"));
   setAttribute(Qt::WA_OpaquePaintEvent);
-  connect(sink_, &QVideoSink::videoFrameChanged, this, [this](const QVideoFrame& frame) {
-    // A player sends an empty frame when it stops; the last picture is of more use.
-    if (frame.isValid()) {
-      picture_ = frame.toImage();
-      update();
-    }
-  });
+}
+
+QVideoSink* VideoSurface::sink() {
+  if (sink_ == nullptr) {
+    sink_ = new QVideoSink(this);
+    connect(sink_, &QVideoSink::videoFrameChanged, this, [this](const QVideoFrame& frame) {
+      // A player sends an empty frame when it stops; the last picture is of more use.
+      if (frame.isValid()) {
+        picture_ = frame.toImage();
+        update();
+      }
+    });
+  }
+  return sink_;
 }
 
 void VideoSurface::clear() {

@@ -16,12 +16,13 @@ class VideoSurface final : public QWidget {
  public:
   explicit VideoSurface(QWidget* parent = nullptr);
 
-  /// Where a player puts its pictures. Owned here.
-  QVideoSink* sink() const { return sink_; }
+  /// Where a player puts its pictures. Owned here; made when it is first asked for, with what this
+  /// system has to play clips.
+  QVideoSink* sink();
   /// Goes back to black.
   void clear();
   bool hasPicture() const { return !picture_.isNull(); }
-  QSize sizeHint() const override { return {640, 360}; }
+  QSize sizeHint() const override { return {320, 180}; }
 
  signals:
   void clicked();
@@ -31,7 +32,7 @@ class VideoSurface final : public QWidget {
   void mouseReleaseEvent(QMouseEvent* event) override;
 
  private:
-  QVideoSink* sink_;
+  QVideoSink* sink_ = nullptr;
   QImage picture_;
 };
 
