@@ -7,12 +7,13 @@
 #include "TallowmarkUI/BrandColors.h"
 #include "TallowmarkUI/DesktopSettings.h"
 #include "TallowmarkUI/Motion.h"
+#include "TallowmarkUI/RoomyStyle.h"
 
 namespace tallowmark {
 
 void applyAppearance(const QString& wanted) {
   const QPalette ofDesktop = QApplication::palette();
-  QApplication::setStyle("Fusion");
+  QApplication::setStyle(new RoomyStyle);
   const bool isAsked = wanted == "light" || wanted == "dark";
   // Some desktops hand their colours to every program. On the others Qt takes the style's own.
   const bool desktopHasColors = ofDesktop.color(QPalette::Window) !=
