@@ -24,7 +24,7 @@ QPalette paletteOf(const Surfaces& surfaces) {
     palette.setColor(role, surfaces.text);
     palette.setColor(QPalette::Disabled, role, surfaces.faintText);
   }
-  palette.setColor(QPalette::PlaceholderText, surfaces.faintText);
+  palette.setColor(QPalette::PlaceholderText, BrandColors::of(palette).quiet);
   palette.setColor(QPalette::Base, surfaces.base);
   palette.setColor(QPalette::AlternateBase, surfaces.alternateBase);
   palette.setColor(QPalette::ToolTipBase, surfaces.tooltip);
