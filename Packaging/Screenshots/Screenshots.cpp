@@ -13,6 +13,7 @@
 #include "ImageKit/LibraryImageService.h"
 #include "TallowmarkRepair/Preview/PreviewExport.h"
 #include "TallowmarkRepair/Views/Detail/DetailView.h"
+#include "TallowmarkUI/BrandColors.h"
 
 namespace tallowmark {
 
@@ -27,20 +28,6 @@ struct Look {
 };
 
 constexpr int patience = 60'000;
-
-QPalette darkPalette() {
-  const QColor window(0x24, 0x26, 0x29);
-  const QColor text(0xe6, 0xe8, 0xea);
-  QPalette palette(QColor(0x3a, 0x3d, 0x42), window);
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-    palette.setColor(role, text);
-    palette.setColor(QPalette::Disabled, role, QColor(0x7c, 0x80, 0x86));
-  }
-  palette.setColor(QPalette::Base, QColor(0x1c, 0x1e, 0x20));
-  palette.setColor(QPalette::PlaceholderText, QColor(0xa0, 0xa5, 0xab));
-  palette.setColor(QPalette::Highlight, QColor(0x3d, 0x7e, 0xc4));
-  return palette;
-}
 
 /// Holds the work on previews where a picture of it is to be taken.
 struct Gate {
@@ -160,10 +147,9 @@ class Photographer {
                                          {"light-small", false, {820, 560}},
                                          {"dark-large", true, {1100, 720}},
                                          {"dark-small", true, {820, 560}}};
-    static const QPalette light = QApplication::palette();
     model_->select(item);
     for (const Look& look : looks) {
-      QApplication::setPalette(look.dark ? darkPalette() : light);
+      QApplication::setPalette(look.dark ? darkPalette() : lightPalette());
       window_->resize(look.size - QSize(320, 130));
       window_->show();
       // A player shows its first picture some time after the pane.

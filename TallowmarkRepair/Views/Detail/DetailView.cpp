@@ -218,15 +218,15 @@ void DetailView::refresh() {
   const Join* join = model_.selectedJoin();
   pages_->setCurrentIndex(clip != nullptr || join != nullptr ? 1 : 0);
   if (clip != nullptr) {
-    show(*clip);
+    showClip(*clip);
   } else if (join != nullptr) {
-    show(*join);
+    showJoin(*join);
   } else {
     preview_->showNothing();
   }
 }
 
-void DetailView::show(const Clip& clip) {
+void DetailView::showClip(const Clip& clip) {
   const ClipBackground background = backgroundOf(clip, model_);
   title_->setFullText(QString::fromStdString(clip.url.filename().string()));
   showText(PaneTexts::of(clip, background));
@@ -237,7 +237,7 @@ void DetailView::show(const Clip& clip) {
   actions_->setActions(PaneActions::of(clip, background));
 }
 
-void DetailView::show(const Join& join) {
+void DetailView::showJoin(const Join& join) {
   const JoinBackground background = backgroundOf(join, model_);
   title_->setFullText(QString::fromStdString(join.title()));
   showText(PaneTexts::of(join, background));

@@ -38,8 +38,8 @@ class DetailView final : public QWidget {
   void addHeading(QVBoxLayout& column);
   void addTexts(QVBoxLayout& column);
   void refresh();
-  void show(const Clip& clip);
-  void show(const Join& join);
+  void showClip(const Clip& clip);
+  void showJoin(const Join& join);
   void showText(const PaneText& text);
   void showProgress(std::optional<double> fraction);
   void showIcons();

@@ -5,11 +5,13 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include "TallowmarkUI/BrandColors.h"
+
 namespace tallowmark::Glyphs {
 
-namespace {
-
 using Tone = PaneText::Tone;
+
+namespace {
 
 // All is drawn in a square of that many units.
 constexpr qreal units = 16;
@@ -127,20 +129,20 @@ QIcon icon(Glyph glyph, const QPalette& palette) {
 }
 
 QColor colour(Tone tone, const QPalette& palette) {
-  const bool isDark = palette.color(QPalette::Window).lightness() < 128;
+  const BrandColors colors = BrandColors::of(palette);
   switch (tone) {
     case Tone::fine:
-      return isDark ? QColor(0x5c, 0xc4, 0x86) : QColor(0x1d, 0x7f, 0x4a);
+      return colors.good;
     case Tone::ready:
-      return isDark ? QColor(0x6c, 0xae, 0xf0) : QColor(0x1c, 0x66, 0xb8);
+      return colors.accent;
     case Tone::attention:
-      return isDark ? QColor(0xe6, 0xb0, 0x54) : QColor(0x94, 0x5f, 0x00);
+      return colors.attention;
     case Tone::failed:
-      return isDark ? QColor(0xf0, 0x86, 0x7c) : QColor(0xb4, 0x32, 0x28);
+      return colors.problem;
     case Tone::working:
       break;
   }
-  return isDark ? QColor(0xa8, 0xad, 0xb4) : QColor(0x5c, 0x62, 0x6a);
+  return colors.quiet;
 }
 
 QPixmap status(Tone tone, const QPalette& palette, int size, qreal devicePixelRatio) {

@@ -40,7 +40,7 @@ QString stretch(double seconds) {
   if (whole >= 60) {
     return ItemTexts::duration(seconds);
   }
-  return tr(whole == 1 ? "1 second" : "%1 seconds").arg(whole);
+  return whole == 1 ? tr("1 second") : tr("%1 seconds").arg(whole);
 }
 
 void addLostEnd(std::vector<QString>& losses, double secondsLost) {

@@ -73,7 +73,7 @@ PictureView::PictureView(QWidget* parent)
   column->setSpacing(4);
   column->addWidget(pages_, 1);
   column->addWidget(controls_);
-  connect(&reading_, &QFutureWatcher<QImage>::finished, this, &PictureView::show);
+  connect(&reading_, &QFutureWatcher<QImage>::finished, this, &PictureView::showPicture);
   connect(canvas_, &PictureCanvas::scaleChanged, this, &PictureView::showScale);
   showIcons();
 }
@@ -110,7 +110,7 @@ void PictureView::unload() {
   controls_->setEnabled(false);
 }
 
-void PictureView::show() {
+void PictureView::showPicture() {
   if (file_.empty() || reading_.isCanceled()) {
     return;
   }

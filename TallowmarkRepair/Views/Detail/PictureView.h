@@ -34,7 +34,7 @@ class PictureView final : public QWidget {
  private:
   QToolButton* addButton(const char* name, const QString& text, const QString& key,
                          void (PictureCanvas::*slot)());
-  void show();
+  void showPicture();
   void showScale();
   void showIcons();
 

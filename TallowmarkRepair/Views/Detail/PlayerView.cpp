@@ -16,6 +16,7 @@
 
 #include "TallowmarkRepair/Model/ItemTexts.h"
 #include "TallowmarkRepair/Views/Detail/Glyphs.h"
+#include "TallowmarkRepair/Views/Detail/PlayerBackend.h"
 #include "TallowmarkRepair/Views/Detail/PreviewMessage.h"
 #include "TallowmarkRepair/Views/Detail/VideoSurface.h"
 
@@ -139,11 +140,11 @@ void PlayerView::unload() {
 }
 
 void PlayerView::open() {
-  player_ = std::make_unique<QMediaPlayer>();
-  if (!player_->isAvailable()) {
+  if (!choosePlayerBackend()) {
     fail();
     return;
   }
+  player_ = std::make_unique<QMediaPlayer>();
   // Without a loudspeaker there is nothing to hear, but all to see.
   if (!QMediaDevices::audioOutputs().isEmpty()) {
     audio_ = std::make_unique<QAudioOutput>();

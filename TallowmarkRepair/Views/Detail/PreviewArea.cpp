@@ -14,7 +14,7 @@ PreviewArea::PreviewArea(QWidget* parent)
       player_(new PlayerView(this)),
       picture_(new PictureView(this)),
       message_(new PreviewMessage(this)) {
-  constexpr int leastHeight = 210;
+  constexpr int leastHeight = 250;
   player_->setObjectName("player");
   player_->setMinimumHeight(leastHeight);
   picture_->setObjectName("picture");

@@ -7,6 +7,8 @@
 #include <QWheelEvent>
 #include <cmath>
 
+#include "TallowmarkUI/BrandColors.h"
+
 namespace tallowmark {
 
 namespace {
@@ -119,7 +121,7 @@ void FactsView::rebuild() {
   QTextCursor cursor(document());
   QTextTable* table = cursor.insertTable(static_cast<int>(facts_.size()), 2, format);
   QTextCharFormat quiet;
-  quiet.setForeground(palette().color(QPalette::PlaceholderText));
+  quiet.setForeground(BrandColors::of(palette()).quiet);
   for (int row = 0; row < table->rows(); ++row) {
     const Fact& fact = facts_[static_cast<std::size_t>(row)];
     table->cellAt(row, 0).firstCursorPosition().insertText(fact.name, quiet);
