@@ -4,7 +4,7 @@
 
 #include "DecoderKit/FFmpegTrial.h"
 #include "ImageKit/LibraryImageService.h"
-#include "OpenRequests.h"
+#include "TallowmarkRepair/Views/OpenRequests.h"
 #include "TallowmarkRepair/Model/StartupValues.h"
 #include "TallowmarkRepair/Preview/PreviewExport.h"
 #include "TallowmarkRepair/Views/MainWindow.h"

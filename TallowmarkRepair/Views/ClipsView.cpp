@@ -62,6 +62,8 @@ ClipsView::ClipsView(RepairModel& model, Commands& commands, QWidget* parent)
   layout->setContentsMargins(0, 0, 0, 0);
   layout->addWidget(splitter);
   connect(&model_, &RepairModel::selectionChanged, this, &ClipsView::followModel);
+  connect(&rows_, &QAbstractItemModel::rowsAboutToBeRemoved, this,
+          [this](const QModelIndex&, int first, int last) { selectBeside(first, last); });
   followModel();
   refresh();
 }
@@ -137,6 +139,23 @@ void ClipsView::followModel() {
   } else if (row != list_->currentIndex() || !list_->selectionModel()->isSelected(row)) {
     list_->selectionModel()->setCurrentIndex(row, QItemSelectionModel::ClearAndSelect);
     list_->scrollTo(row);
+  }
+}
+
+// When the selected row goes, the next one is what the user wants to see; after the last, the one
+// before.
+void ClipsView::selectBeside(int first, int last) {
+  const auto id = model_.selection();
+  const int row = id ? rows_.indexOf(*id).row() : -1;
+  if (row < first || row > last) {
+    return;
+  }
+  for (const int neighbour : {last + 1, first - 1}) {
+    const QModelIndex index = rows_.index(neighbour);
+    if (index.flags().testFlag(Qt::ItemIsSelectable)) {
+      list_->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
+      return;
+    }
   }
 }
 

@@ -36,6 +36,7 @@ class ClipsView final : public QWidget {
   void makeList(QWidget* sidebar);
   void tellModel();
   void followModel();
+  void selectBeside(int first, int last);
   void showMenu(const QPoint& place);
 
   RepairModel& model_;

@@ -153,6 +153,9 @@ const Join* RowsModel::joinAt(int row) const {
 }
 
 Qt::ItemFlags RowsModel::flags(const QModelIndex& index) const {
+  if (!index.isValid()) {
+    return Qt::NoItemFlags;
+  }
   const bool isItem = joinAt(index.row()) != nullptr || clipAt(index.row()) != nullptr;
   return isItem ? Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren
                 : Qt::ItemFlags(Qt::ItemNeverHasChildren);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "OpenRequests.h"
+#include "TallowmarkRepair/Views/OpenRequests.h"
 
 #include <QFileOpenEvent>
 
