@@ -3,8 +3,6 @@
 // platform, the scale and where to write come from the script that calls it.
 #include <QApplication>
 #include <QDir>
-#include <QElapsedTimer>
-#include <QStyle>
 #include <QTest>
 #include <atomic>
 #include <functional>
@@ -12,7 +10,8 @@
 
 #include "ImageKit/LibraryImageService.h"
 #include "TallowmarkRepair/Preview/PreviewExport.h"
-#include "TallowmarkRepair/Views/Detail/DetailView.h"
+#include "TallowmarkRepair/Views/MainWindow.h"
+#include "TallowmarkUI/Appearance.h"
 #include "TallowmarkUI/BrandColors.h"
 
 namespace tallowmark {
@@ -23,8 +22,21 @@ namespace fs = std::filesystem;
 
 struct Look {
   const char* name;
-  bool dark;
+  bool isDark;
   QSize size;
+};
+
+// Nobody chooses files here, and nothing is opened.
+class NoPanels final : public FilePanels {
+ public:
+  void ask(const PanelRequest&, QWidget*, Chosen) override {}
+};
+
+class NoDesktop final : public Desktop {
+ public:
+  void reveal(const std::vector<fs::path>&) override {}
+  void open(const fs::path&) override {}
+  void notify(const QString&, const QString&) override {}
 };
 
 constexpr int patience = 60'000;
@@ -55,12 +67,11 @@ class Photographer {
       return gate_.makePreview(clip, preview, seconds, stop);
     };
     model_ = std::make_unique<RepairModel>(surroundings);
-    commands_ = std::make_unique<Commands>();
-    window_ = std::make_unique<DetailView>(*model_, *commands_);
+    window_ = std::make_unique<MainWindow>(*model_, updater_, panels_, desktop_);
   }
 
   void takeAll() {
-    take("nothing");
+    take("welcome");
     gate_.open = false;
     add({"SMPL0001.MOV", "SMPL0002.MOV", "GX010042.MP4", "GX020042.MP4", "GX030042.MP4"});
     wait([&] { return model_->clips().size() == 5 && !model_->joins().empty(); });
@@ -149,8 +160,8 @@ class Photographer {
                                          {"dark-small", true, {820, 560}}};
     model_->select(item);
     for (const Look& look : looks) {
-      QApplication::setPalette(look.dark ? darkPalette() : lightPalette());
-      window_->resize(look.size - QSize(320, 130));
+      QApplication::setPalette(look.isDark ? darkPalette() : lightPalette());
+      window_->resize(look.size);
       window_->show();
       // A player shows its first picture some time after the pane.
       QTest::qWait(item ? 450 : 50);
@@ -163,8 +174,10 @@ class Photographer {
   QDir folder_;
   Gate gate_;
   std::unique_ptr<RepairModel> model_;
-  std::unique_ptr<Commands> commands_;
-  std::unique_ptr<QWidget> window_;
+  AppUpdater updater_{fs::path()};
+  NoPanels panels_;
+  NoDesktop desktop_;
+  std::unique_ptr<MainWindow> window_;
 };
 
 }  // namespace
@@ -172,6 +185,8 @@ class Photographer {
 
 int main(int argc, char** argv) {
   const QApplication application(argc, argv);
+  QApplication::setApplicationDisplayName("Tallowmark Repair");
+  tallowmark::applyAppearance("light");
   if (argc != 3) {
     std::cerr << "usage: screenshots SAMPLES FOLDER\n";
     return 2;

@@ -14,11 +14,8 @@ PreviewArea::PreviewArea(QWidget* parent)
       player_(new PlayerView(this)),
       picture_(new PictureView(this)),
       message_(new PreviewMessage(this)) {
-  constexpr int leastHeight = 250;
   player_->setObjectName("player");
-  player_->setMinimumHeight(leastHeight);
   picture_->setObjectName("picture");
-  picture_->setMinimumHeight(leastHeight);
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins(0, 0, 0, 0);
   for (QWidget* page : {static_cast<QWidget*>(player_), static_cast<QWidget*>(picture_),
@@ -26,6 +23,11 @@ PreviewArea::PreviewArea(QWidget* parent)
     column->addWidget(page);
   }
   showNothing();
+}
+
+void PreviewArea::setLeastHeight(int height) {
+  player_->setMinimumHeight(height);
+  picture_->setMinimumHeight(height);
 }
 
 void PreviewArea::turnTo(QWidget* page) {

@@ -23,6 +23,9 @@ class PreviewArea final : public QWidget {
   void showMessage(const QString& sentence);
   void showNothing();
 
+  /// Of a player or a picture with its controls.
+  void setLeastHeight(int height);
+
  private:
   void turnTo(QWidget* page);
 
