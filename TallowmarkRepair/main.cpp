@@ -18,7 +18,7 @@ void nameApplication() {
   QApplication::setApplicationName("Tallowmark Repair");
   QApplication::setApplicationDisplayName("Tallowmark Repair");
   QApplication::setApplicationVersion(TALLOWMARK_VERSION);
-  QApplication::setDesktopFileName("tallowmark-repair");
+  QApplication::setDesktopFileName("io.github.tallowmark.repair");
 }
 
 tallowmark::Surroundings surroundings(const tallowmark::StartupValues& startup) {
