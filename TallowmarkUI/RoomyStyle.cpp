@@ -7,6 +7,13 @@
 
 namespace tallowmark {
 
+int RoomyStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                          QStyleHintReturn* data) const {
+  return hint == SH_DialogButtonBox_ButtonsHaveIcons
+             ? 0
+             : QProxyStyle::styleHint(hint, option, widget, data);
+}
+
 QSize RoomyStyle::sizeFromContents(ContentsType type, const QStyleOption* option,
                                    const QSize& contents, const QWidget* widget) const {
   const QSize size = QProxyStyle::sizeFromContents(type, option, contents, widget);

@@ -5,13 +5,16 @@
 
 namespace tallowmark {
 
-/// Fusion with more room in its buttons and menus, and with the one that is meant in the accent
-/// colour.
+/// Fusion with more room in its buttons and menus, with the button that is meant in the accent
+/// colour, and with no little pictures on the buttons of dialogs.
 class RoomyStyle final : public QProxyStyle {
   Q_OBJECT
 
  public:
   RoomyStyle() : QProxyStyle("Fusion") {}
+
+  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                QStyleHintReturn* data) const override;
 
   QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& contents,
                          const QWidget* widget) const override;

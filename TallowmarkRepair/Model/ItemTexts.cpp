@@ -65,8 +65,10 @@ struct ClipStatus {
   const RowFacts& facts;
 
   QString operator()(const Clip::Healthy& state) const {
+    // A row has room for one of them.
     const QString fact =
-        facts.part   ? translated("part %1 of %2").arg(facts.part->first).arg(facts.part->second)
+        facts.isReference ? QString()
+        : facts.part ? translated("part %1 of %2").arg(facts.part->first).arg(facts.part->second)
         : state.info ? factOf(*state.info)
                      : QString();
     return translated("%1 · nothing to fix").arg(withFact(byKind(clip, "Plays", "Opens"), fact));

@@ -18,7 +18,7 @@ namespace {
 /// Asks for its menu at the current row when the keyboard does.
 class ItemListView final : public QListView {
  public:
-  using QListView::QListView;
+  explicit ItemListView(QWidget* parent) : QListView(parent) { setViewportMargins(0, 4, 0, 4); }
 
  protected:
   void contextMenuEvent(QContextMenuEvent* event) override {

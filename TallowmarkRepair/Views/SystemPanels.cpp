@@ -46,6 +46,7 @@ void SystemPanels::ask(const PanelRequest& request, QWidget* window, Chosen chos
   panel->setAttribute(Qt::WA_DeleteOnClose);
   panel->setFileMode(modeOf(request.choice));
   panel->setOption(QFileDialog::ShowDirsOnly, request.filters.isEmpty());
+  panel->setOption(QFileDialog::HideNameFilterDetails);
   panel->setNameFilters(request.filters);
   QUrl& last = saving ? lastDestination_ : lastSource_;
   panel->setDirectoryUrl(last.isValid() ? last

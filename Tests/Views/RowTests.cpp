@@ -31,7 +31,7 @@ TEST(RowTexts, sayEveryStateOfEveryKind) {
   const Row rows[] = {
       {video, Clip::Healthy{clipFacts}, "Plays · 4:05 · nothing to fix"},
       {video, Clip::Healthy{clipFacts}, "Plays · part 2 of 3 · nothing to fix", part},
-      {video, Clip::Healthy{clipFacts}, "Plays · 4:05 · nothing to fix · reference", reference},
+      {video, Clip::Healthy{clipFacts}, "Plays · nothing to fix · reference", reference},
       {video, Clip::Healthy{}, "Plays · nothing to fix"},
       {photo, Clip::Healthy{ClipInfo::ofPhoto(40, 30, "JPEG")}, "Opens · 40×30 · nothing to fix"},
       {video, Clip::Truncated{3}, "Cut short · ready to repair"},
