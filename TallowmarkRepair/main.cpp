@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QApplication>
+#include <QIcon>
 #include <QSettings>
 
 #include "DecoderKit/FFmpegTrial.h"
@@ -18,7 +19,8 @@ void nameApplication() {
   QApplication::setApplicationName("Tallowmark Repair");
   QApplication::setApplicationDisplayName("Tallowmark Repair");
   QApplication::setApplicationVersion(TALLOWMARK_VERSION);
-  QApplication::setDesktopFileName("tallowmark-repair");
+  QApplication::setDesktopFileName("io.github.tallowmark.repair");
+  QApplication::setWindowIcon(QIcon(":/io.github.tallowmark.repair.svg"));
 }
 
 tallowmark::Surroundings surroundings(const tallowmark::StartupValues& startup) {
