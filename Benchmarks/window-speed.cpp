@@ -67,7 +67,7 @@ double sinceStart() {
   std::string field;
   // The 22nd field of proc(5); the third comes first here.
   for (int i = 3; i <= 22; ++i) fields >> field;
-  const double ticks = static_cast<double>(sysconf(_SC_CLK_TCK));
+  const auto ticks = static_cast<double>(sysconf(_SC_CLK_TCK));
   return milliseconds(CLOCK_BOOTTIME) - std::stod(field) / ticks * 1'000;
 }
 

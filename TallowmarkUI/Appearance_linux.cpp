@@ -24,7 +24,9 @@ void applyAppearance(const QString& wanted) {
   auto* settings = new DesktopSettings(qApp);
   if (!isAsked && !desktopHasColors) {
     QObject::connect(settings, &DesktopSettings::prefersDark, qApp, [](bool dark) {
-      QApplication::setPalette(dark ? darkPalette() : lightPalette());
+      if (dark != BrandColors::isDark(QApplication::palette())) {
+        QApplication::setPalette(dark ? darkPalette() : lightPalette());
+      }
     });
   }
   QObject::connect(settings, &DesktopSettings::prefersStillness, qApp, &Motion::setReduced);

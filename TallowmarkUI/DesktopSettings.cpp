@@ -5,6 +5,8 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusVariant>
+#include <QGuiApplication>
 
 namespace tallowmark {
 
@@ -16,7 +18,7 @@ constexpr auto interfaceName = "org.freedesktop.portal.Settings";
 constexpr auto appearance = "org.freedesktop.appearance";
 constexpr auto gnome = "org.gnome.desktop.interface";
 
-// The portal's older call wraps a value once more than its signal does.
+// Portals differ in how often they wrap a value.
 QVariant unwrapped(QVariant value) {
   while (value.canConvert<QDBusVariant>()) value = value.value<QDBusVariant>().variant();
   return value;
@@ -25,8 +27,14 @@ QVariant unwrapped(QVariant value) {
 }  // namespace
 
 DesktopSettings::DesktopSettings(QObject* parent) : QObject(parent) {
-  QDBusConnection::sessionBus().connect(service, path, interfaceName, "SettingChanged", this,
-                                        SLOT(changed(QString, QString, QDBusVariant)));
+  connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
+          [this](Qt::ApplicationState state) {
+            if (state == Qt::ApplicationActive) ask();
+          });
+  ask();
+}
+
+void DesktopSettings::ask() {
   ask(appearance, "color-scheme");
   ask(gnome, "enable-animations");
 }
@@ -37,21 +45,20 @@ void DesktopSettings::ask(const QString& group, const QString& key) {
   auto* watcher =
       new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message), this);
   connect(watcher, &QDBusPendingCallWatcher::finished, this,
-          [this, group, key](QDBusPendingCallWatcher* finished) {
+          [this, group](QDBusPendingCallWatcher* finished) {
             finished->deleteLater();
             const QDBusPendingReply<QDBusVariant> reply = *finished;
             if (!reply.isError()) {
-              changed(group, key, reply.value());
+              tell(group, unwrapped(reply.value().variant()));
             }
           });
 }
 
-void DesktopSettings::changed(const QString& group, const QString& key, const QDBusVariant& value) {
-  const QVariant setting = unwrapped(value.variant());
-  if (group == appearance && key == "color-scheme") {
+void DesktopSettings::tell(const QString& group, const QVariant& setting) {
+  if (group == appearance) {
     // 0 no preference, 1 dark, 2 light.
     emit prefersDark(setting.toUInt() == 1);
-  } else if (group == gnome && key == "enable-animations") {
+  } else {
     emit prefersStillness(!setting.toBool());
   }
 }

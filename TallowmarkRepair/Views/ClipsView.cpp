@@ -15,16 +15,28 @@ namespace tallowmark {
 
 namespace {
 
-/// Asks for its menu at the current row when the keyboard does.
+/// Asks for its menu at the current row when the keyboard does, and never moves onto a heading.
 class ItemListView final : public QListView {
  public:
-  explicit ItemListView(QWidget* parent) : QListView(parent) { setViewportMargins(0, 4, 0, 4); }
+  explicit ItemListView(QWidget* parent) : QListView(parent) {
+    setViewportMargins(0, 4, 0, 4);
+    setBackgroundRole(QPalette::Base);
+    setAutoFillBackground(true);
+  }
 
  protected:
   void contextMenuEvent(QContextMenuEvent* event) override {
     const bool byKeyboard = event->reason() == QContextMenuEvent::Keyboard;
     emit customContextMenuRequested(byKeyboard ? visualRect(currentIndex()).center()
                                                : event->pos());
+  }
+
+  QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers keys) override {
+    QModelIndex next = QListView::moveCursor(action, keys);
+    while (next.isValid() && !next.flags().testFlag(Qt::ItemIsEnabled)) {
+      next = next.siblingAtRow(next.row() + 1);
+    }
+    return next;
   }
 };
 
@@ -61,6 +73,7 @@ ClipsView::ClipsView(RepairModel& model, Commands& commands, QWidget* parent)
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->addWidget(splitter);
+  setFocusProxy(list_);
   connect(&model_, &RepairModel::selectionChanged, this, &ClipsView::followModel);
   connect(&rows_, &QAbstractItemModel::rowsAboutToBeRemoved, this,
           [this](const QModelIndex&, int first, int last) { selectBeside(first, last); });

@@ -141,7 +141,10 @@ void CommandRouter::refresh() {
   const auto isJoin = [this](const QUuid& id) { return join(id) != nullptr; };
   commands_.saveAll()->setEnabled(!model_.savableIDs().empty());
   commands_.clear()->setEnabled(!model_.clips().empty() || !model_.joins().empty());
-  commands_.save()->setEnabled(some([this](const QUuid& id) { return isSavable(id); }));
+  const auto savable =
+      std::count_if(ids.begin(), ids.end(), [this](const QUuid& id) { return isSavable(id); });
+  commands_.save()->setEnabled(savable > 0);
+  commands_.save()->setText(savable > 1 ? tr("Save %1 Copies…").arg(savable) : tr("Save…"));
   commands_.retry()->setEnabled(some([this](const QUuid& id) { return canRetry(id); }));
   commands_.remove()->setEnabled(!ids.empty());
   commands_.showInFileManager()->setEnabled(!ids.empty());

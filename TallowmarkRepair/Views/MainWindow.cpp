@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "TallowmarkRepair/Views/MainWindow.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QMenu>
 #include <QMenuBar>
@@ -121,16 +122,29 @@ void MainWindow::refreshSoon() {
   }
 }
 
-void MainWindow::refresh() {
+void MainWindow::showPage() {
   const bool empty = model_.clips().empty() && model_.joins().empty();
-  pages_->setCurrentWidget(empty ? static_cast<QWidget*>(welcome_) : clips_);
+  QWidget* page = empty ? static_cast<QWidget*>(welcome_) : clips_;
+  if (page != pages_->currentWidget()) {
+    pages_->setCurrentWidget(page);
+    page->setFocus();
+  }
+}
+
+bool MainWindow::isInFront() const {
+  const QWidget* active = QApplication::activeWindow();
+  return active == this || (active != nullptr && active->parentWidget() == this);
+}
+
+void MainWindow::refresh() {
+  showPage();
   const bool working = model_.isWorking();
   header_->steps().setCurrent(barStep(model_.step()));
   header_->steps().setWorking(working);
   header_->setStatus(model_.stepStatus());
   clips_->refresh();
   router_.refresh();
-  if (watch_.endsWith(working) && !isActiveWindow()) {
+  if (watch_.endsWith(working) && !isInFront()) {
     desktop_.notify(tr("Tallowmark Repair"), model_.stepStatus());
   }
 }

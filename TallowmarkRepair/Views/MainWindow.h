@@ -42,6 +42,9 @@ class MainWindow final : public QMainWindow {
   void connectUpdates(AppUpdater& updater);
   void takeDrops();
   void refreshSoon();
+  void showPage();
+  /// The window, or what it asks.
+  bool isInFront() const;
   void refresh();
   void showReferenceAlert(const QString& sentence);
   void askBeforeQuitting();

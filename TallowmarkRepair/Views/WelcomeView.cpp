@@ -124,7 +124,8 @@ QWidget* makeInvitation(Commands& commands, QWidget* parent) {
   auto* buttons = new QHBoxLayout;
   buttons->setSpacing(10);
   buttons->addStretch();
-  buttons->addWidget(new ActionButton(*commands.add(), invitation));
+  auto* add = new ActionButton(*commands.add(), invitation);
+  buttons->addWidget(add);
   buttons->addWidget(new ActionButton(*commands.addFolder(), invitation));
   buttons->addStretch();
   column->addWidget(new SymbolView(Symbol::drop, 52, invitation), 0, Qt::AlignHCenter);
@@ -132,6 +133,7 @@ QWidget* makeInvitation(Commands& commands, QWidget* parent) {
   column->addWidget(text);
   column->addSpacing(6);
   column->addLayout(buttons);
+  invitation->setFocusProxy(add);
   return invitation;
 }
 
@@ -161,7 +163,8 @@ WelcomeView::WelcomeView(Commands& commands, QWidget* parent)
   auto* column = new QVBoxLayout(page);
   column->setContentsMargins(32, 24, 32, 24);
   column->addStretch(2);
-  column->addWidget(makeInvitation(commands, page));
+  QWidget* invitation = makeInvitation(commands, page);
+  column->addWidget(invitation);
   column->addSpacing(44);
   column->addWidget(makeTips(page));
   column->addStretch(3);
@@ -176,6 +179,7 @@ WelcomeView::WelcomeView(Commands& commands, QWidget* parent)
   auto* all = new QVBoxLayout(this);
   all->setContentsMargins(0, 0, 0, 0);
   all->addWidget(scroll);
+  setFocusProxy(invitation);
 }
 
 }  // namespace tallowmark
