@@ -39,6 +39,8 @@ class NoDesktop final : public Desktop {
   void notify(const QString&, const QString&) override {}
 };
 
+constexpr const char* longName =
+    "Geburtstagsfeier am Bodensee, ungeschnittene Originalaufnahme 旅行の思い出.JPG";
 constexpr int patience = 60'000;
 
 /// Holds the work on previews where a picture of it is to be taken.
@@ -79,8 +81,8 @@ class Photographer {
     take("join-checking", model_->joins().front().id);
     gate_.open = true;
     add({"SMPL0003.MOV", "SMPL0009.MOV", "IMG_0101.JPG", "IMG_0102.JPG", "IMG_0103.JPG",
-         "IMG_0199.JPG", "DSC_0040.NEF"});
-    settle(12);
+         "IMG_0199.JPG", "DSC_0040.NEF", longName});
+    settle(13);
     takeResults();
     takeSaved();
     takeFailures();
@@ -94,6 +96,7 @@ class Photographer {
     take("rebuilt-clip", clip("SMPL0002.MOV"));
     take("trimmed-clip", clip("SMPL0003.MOV"));
     take("cut-photo", clip("IMG_0102.JPG"));
+    take("long-name", clip(longName));
     take("rebuilt-photo", clip("IMG_0103.JPG"));
     take("rescued-raw", clip("DSC_0040.NEF"));
     take("not-a-video", clip("SMPL0009.MOV"));
@@ -105,7 +108,7 @@ class Photographer {
     const fs::path copies = fs::path(folder_.path().toStdString()) / "copies";
     fs::create_directories(copies);
     model_->save({clip("SMPL0002.MOV"), clip("IMG_0102.JPG"), model_->joins().front().id}, copies);
-    settle(12);
+    settle(13);
     take("saved-clip", clip("SMPL0002.MOV"));
     take("saved-photo", clip("IMG_0102.JPG"));
     take("join-saved", model_->joins().front().id);
@@ -115,12 +118,12 @@ class Photographer {
   void takeFailures() {
     const fs::path gone = samples_ / "SMPL0003.MOV";
     model_->save({clip("SMPL0003.MOV"), clip("IMG_0103.JPG")}, "/no/such/folder");
-    settle(12);
+    settle(13);
     take("failed-save-clip", clip("SMPL0003.MOV"));
     take("failed-save-photo", clip("IMG_0103.JPG"));
     model_->join({samples_ / "GX010042.MP4", samples_ / "SMPL0001.MOV"});
     model_->join({samples_ / "GX010042.MP4", samples_ / "SMPL0009.MOV"});
-    settle(12);
+    settle(13);
     take("join-incompatible", model_->joins()[1].id);
     take("join-failed", model_->joins()[2].id);
     model_->clear();

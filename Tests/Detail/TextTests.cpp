@@ -20,7 +20,8 @@ Lines linesOf(const Item& item, const Background& background, const PaneActions&
   const PaneText text = PaneTexts::of(item, background);
   Lines lines{text.status.toStdString(), text.lead.toStdString()};
   const auto add = [&](const QString& sentence) {
-    if (!sentence.isEmpty()) lines.push_back(sentence.toStdString());
+    const QString plain = QString(sentence).replace(QChar::Nbsp, ' ');
+    if (!plain.isEmpty()) lines.push_back(plain.toStdString());
   };
   add(text.explanation);
   for (const QString& loss : text.losses) add("! " + loss);

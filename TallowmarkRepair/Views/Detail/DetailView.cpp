@@ -281,7 +281,7 @@ void DetailView::showIcons() {
 // The preview is what people look for: it is big where the pane is, and its controls are in sight
 // where the pane is small. Facts that find no room below it are scrolled to.
 void DetailView::resizeEvent(QResizeEvent* event) {
-  constexpr double share = 0.45;
+  constexpr double share = 0.4;
   constexpr int least = 180;
   QWidget::resizeEvent(event);
   preview_->setLeastHeight(std::max(least, static_cast<int>(height() * share)));

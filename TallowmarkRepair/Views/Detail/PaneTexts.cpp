@@ -40,7 +40,8 @@ QString stretch(double seconds) {
   if (whole >= 60) {
     return ItemTexts::duration(seconds);
   }
-  return whole == 1 ? tr("1 second") : tr("%1 seconds").arg(whole);
+  QString text = whole == 1 ? tr("1 second") : tr("%1 seconds").arg(whole);
+  return text.replace(QLatin1Char(' '), QChar::Nbsp);
 }
 
 void addLostEnd(std::vector<QString>& losses, double secondsLost) {

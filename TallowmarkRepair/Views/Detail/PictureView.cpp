@@ -2,18 +2,15 @@
 #include "TallowmarkRepair/Views/Detail/PictureView.h"
 
 #include <QEvent>
-#include <QFuture>
 #include <QHBoxLayout>
 #include <QImageReader>
 #include <QLabel>
-#include <QPromise>
 #include <QStackedWidget>
-#include <QThreadPool>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <cmath>
-#include <memory>
 
+#include "TallowmarkRepair/Views/Detail/Beside.h"
 #include "TallowmarkRepair/Views/Detail/Glyphs.h"
 #include "TallowmarkRepair/Views/Detail/PictureCanvas.h"
 #include "TallowmarkRepair/Views/Detail/PreviewMessage.h"
@@ -33,17 +30,6 @@ QImage read(const QString& file) {
     reader.setScaledSize(size.scaled(most, most, Qt::KeepAspectRatio));
   }
   return reader.read();
-}
-
-QFuture<QImage> readBeside(const QString& file) {
-  const auto promise = std::make_shared<QPromise<QImage>>();
-  QFuture<QImage> future = promise->future();
-  promise->start();
-  QThreadPool::globalInstance()->start([promise, file] {
-    if (!promise->isCanceled()) promise->addResult(read(file));
-    promise->finish();
-  });
-  return future;
 }
 
 }  // namespace
@@ -98,7 +84,8 @@ void PictureView::load(const std::filesystem::path& picture) {
   }
   unload();
   file_ = picture;
-  reading_.setFuture(readBeside(QString::fromStdString(picture.string())));
+  reading_.setFuture(
+      beside([file = QString::fromStdString(picture.string())] { return read(file); }));
 }
 
 void PictureView::unload() {

@@ -33,10 +33,13 @@ bool canLoad(const QString& name) {
 
 // Qt 6.4 takes GStreamer unasked, and ends the program where GStreamer's own plugins are not
 // installed. FFmpeg needs none, and made the clips that are played.
-bool choosePlayerBackend() {
+void choosePlayerBackend() {
   if (!qEnvironmentVariableIsSet(variable)) {
     qputenv(variable, "ffmpeg");
   }
+}
+
+bool loadPlayerBackend() {
   static const bool isThere = canLoad(qEnvironmentVariable(variable));
   return isThere;
 }

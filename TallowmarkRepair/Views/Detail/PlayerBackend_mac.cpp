@@ -3,8 +3,10 @@
 
 namespace tallowmark {
 
+void choosePlayerBackend() {}
+
 // The bundle has the plugin, and the system's own player is behind it.
-bool choosePlayerBackend() {
+bool loadPlayerBackend() {
   return true;
 }
 

@@ -15,6 +15,7 @@
 #include <QVBoxLayout>
 
 #include "TallowmarkRepair/Model/ItemTexts.h"
+#include "TallowmarkRepair/Views/Detail/Beside.h"
 #include "TallowmarkRepair/Views/Detail/Glyphs.h"
 #include "TallowmarkRepair/Views/Detail/PlayerBackend.h"
 #include "TallowmarkRepair/Views/Detail/PreviewMessage.h"
@@ -75,7 +76,11 @@ PlayerView::PlayerView(QWidget* parent)
   connect(surface_, &VideoSurface::clicked, this, &PlayerView::togglePlay);
   opening_.setSingleShot(true);
   opening_.setInterval(openingDelay);
-  connect(&opening_, &QTimer::timeout, this, &PlayerView::open);
+  connect(&opening_, &QTimer::timeout, this, [this] {
+    choosePlayerBackend();
+    loadingBackend_.setFuture(beside(loadPlayerBackend));
+  });
+  connect(&loadingBackend_, &QFutureWatcher<bool>::finished, this, &PlayerView::open);
   showIcons();
   showTime();
 }
@@ -129,6 +134,7 @@ void PlayerView::load(const std::filesystem::path& clip) {
 
 void PlayerView::unload() {
   opening_.stop();
+  loadingBackend_.setFuture({});
   clip_.clear();
   player_.reset();
   audio_.reset();
@@ -140,7 +146,10 @@ void PlayerView::unload() {
 }
 
 void PlayerView::open() {
-  if (!choosePlayerBackend()) {
+  if (clip_.empty() || loadingBackend_.isCanceled()) {
+    return;
+  }
+  if (!loadingBackend_.result()) {
     fail();
     return;
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QFutureWatcher>
 #include <QTimer>
 #include <QUrl>
 #include <QWidget>
@@ -61,6 +62,7 @@ class PlayerView final : public QWidget {
 
   std::filesystem::path clip_;
   QTimer opening_;
+  QFutureWatcher<bool> loadingBackend_;
   // The output goes after the player that writes into it.
   std::unique_ptr<QAudioOutput> audio_;
   std::unique_ptr<QMediaPlayer> player_;
