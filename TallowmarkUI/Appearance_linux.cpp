@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QStyle>
+#include <memory>
 
 #include "TallowmarkUI/BrandColors.h"
 #include "TallowmarkUI/DesktopSettings.h"
@@ -13,7 +14,7 @@ namespace tallowmark {
 
 void applyAppearance(const QString& wanted) {
   const QPalette ofDesktop = QApplication::palette();
-  QApplication::setStyle(new RoomyStyle);
+  QApplication::setStyle(std::make_unique<RoomyStyle>().release());
   const bool isAsked = wanted == "light" || wanted == "dark";
   // Some desktops hand their colours to every program. On the others Qt takes the style's own.
   const bool desktopHasColors = ofDesktop.color(QPalette::Window) !=
