@@ -10,6 +10,7 @@
 
 #include "ImageKit/LibraryImageService.h"
 #include "TallowmarkRepair/Preview/PreviewExport.h"
+#include "TallowmarkRepair/Views/Detail/VideoSurface.h"
 #include "TallowmarkRepair/Views/MainWindow.h"
 #include "TallowmarkUI/Appearance.h"
 #include "TallowmarkUI/BrandColors.h"
@@ -166,11 +167,17 @@ class Photographer {
       QApplication::setPalette(look.isDark ? darkPalette() : lightPalette());
       window_->resize(look.size);
       window_->show();
-      // A player shows its first picture some time after the pane.
-      QTest::qWait(item ? 450 : 50);
+      QTest::qWait(item ? 250 : 50);
+      wait([this] { return playersShowPictures(); });
       folder_.mkpath(look.name);
       window_->grab().save(folder_.filePath(QStringLiteral("%1/%2.png").arg(look.name, name)));
     }
+  }
+
+  // Which they do some time after the pane is there.
+  bool playersShowPictures() const {
+    const auto* surface = window_->findChild<VideoSurface*>("videoSurface");
+    return !surface->isVisible() || surface->hasPicture();
   }
 
   fs::path samples_;
