@@ -5,11 +5,13 @@
 # What building, testing and making sample clips takes.
 debian_packages=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libgtest-dev
   libbenchmark-dev libturbojpeg0-dev libjpeg-dev libjpeg-turbo-progs libraw-dev libexiv2-dev
-  libimage-exiftool-perl libplist-dev libsystemd-dev dbus ffmpeg qt6-base-dev)
+  libimage-exiftool-perl libplist-dev libsystemd-dev dbus ffmpeg qt6-base-dev qt6-multimedia-dev
+  qt6-svg-dev)
 homebrew_packages=(cmake ninja pkgconf cli11 nlohmann-json googletest google-benchmark jpeg-turbo libraw
   exiv2 exiftool libplist ffmpeg qt6)
 # What .ci/run takes besides.
-debian_checking_packages=(clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 clang-tools-14)
+debian_checking_packages=(clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 clang-tools-14 appstream
+  desktop-file-utils libxml2-utils)
 
 as_root() {
   if [ "$(id -u)" = 0 ]; then

@@ -1,25 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Naming/Kind.h"
 
-#include <algorithm>
-#include <array>
-#include <string_view>
-
 #include "MediaKit/Photo/RAWPreview.h"
 
 namespace tallowmark {
 
-namespace {
-
-constexpr std::array<std::string_view, 5> videoExtensions{"mp4", "mov", "m4v", "lrv", "3gp"};
-constexpr std::array<std::string_view, 3> photoExtensions{"jpg", "jpeg", "jpe"};
-
-template <typename Set>
-bool holds(const Set& set, const std::string& extension) {
-  return std::find(set.begin(), set.end(), extension) != set.end();
+const std::set<std::string>& extensionsOf(Kind kind) {
+  static const std::set<std::string> videos{"mp4", "mov", "m4v", "lrv", "3gp"};
+  static const std::set<std::string> photos{"jpg", "jpeg", "jpe"};
+  switch (kind) {
+    case Kind::video:
+      return videos;
+    case Kind::photo:
+      return photos;
+    case Kind::raw:
+      break;
+  }
+  return RAWPreview::extensions();
 }
-
-}  // namespace
 
 std::string lowerCaseExtension(const std::filesystem::path& file) {
   std::string extension = file.extension().string();
@@ -32,9 +30,11 @@ std::string lowerCaseExtension(const std::filesystem::path& file) {
 
 std::optional<Kind> kindOf(const std::filesystem::path& file) {
   const std::string extension = lowerCaseExtension(file);
-  if (holds(videoExtensions, extension)) return Kind::video;
-  if (holds(photoExtensions, extension)) return Kind::photo;
-  if (RAWPreview::extensions().contains(extension)) return Kind::raw;
+  for (const Kind kind : {Kind::video, Kind::photo, Kind::raw}) {
+    if (extensionsOf(kind).contains(extension)) {
+      return kind;
+    }
+  }
   return std::nullopt;
 }
 

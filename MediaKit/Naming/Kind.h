@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace tallowmark {
@@ -13,6 +14,9 @@ enum class Kind { video, photo, raw };
 /// The kind by the file name's extension, whatever its case; nothing for extensions that the
 /// program does not take.
 std::optional<Kind> kindOf(const std::filesystem::path& file);
+
+/// The extensions, in lower case, of the files that are taken for that kind.
+const std::set<std::string>& extensionsOf(Kind kind);
 
 /// The extension without its dot, in lower case where it is ASCII; empty when there is none.
 std::string lowerCaseExtension(const std::filesystem::path& file);

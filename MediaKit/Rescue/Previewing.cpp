@@ -112,6 +112,14 @@ bool makeSeamPreview(const std::vector<ClipJoin::Part>& parts, const PreviewFile
   }
 }
 
+std::vector<PartFacts> factsOf(const std::vector<ClipJoin::Part>& parts) {
+  std::vector<PartFacts> facts;
+  for (const ClipJoin::Part& part : parts) {
+    facts.push_back({part.stamp ? part.stamp->size : 0, part.movie.seconds()});
+  }
+  return facts;
+}
+
 }  // namespace
 
 RepairPreview previewRepair(const DamagedFile& file, const PreviewFiles& files,
@@ -136,7 +144,7 @@ JoinState::Preparation previewJoin(std::span<const fs::path> parts, const Previe
     if (const auto reason = ClipJoin::incompatibility(read)) {
       return JoinState::Incompatible{*reason};
     }
-    JoinState::Prepared prepared{ClipJoin::summary(read), false};
+    JoinState::Prepared prepared{ClipJoin::summary(read), factsOf(read), false};
     prepared.viewable = makeSeamPreview(read, files, previewer, stop);
     return prepared;
   } catch (const Stopped&) {

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <span>
 #include <variant>
+#include <vector>
 
 #include "MediaKit/Rescue/SavedCopy.h"
 #include "MediaKit/Rescue/SavedJoin.h"
@@ -44,10 +46,21 @@ RepairPreview previewRepair(const DamagedFile& file, const PreviewFiles& files,
                             const Progress& progress, const StopToken& stop,
                             const FileOpener& open = openFile, const PictureTrial& trial = {});
 
+/// One part of a recording as a list shows it.
+struct PartFacts {
+  /// Bytes of the file.
+  std::uint64_t size = 0;
+  double seconds = 0;
+
+  friend bool operator==(const PartFacts&, const PartFacts&) = default;
+};
+
 namespace JoinState {
 /// The parts fit together.
 struct Prepared {
   ClipJoin::Result result;
+  /// Of each part, in playing order.
+  std::vector<PartFacts> parts;
   /// Whether the seam can be looked at.
   bool viewable = false;
 };

@@ -1,12 +1,40 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "TallowmarkRepair/Model/ClipJobs.h"
 
+#include "DeviceKit/DeviceError.h"
 #include "DeviceKit/PendingFile.h"
 #include "MediaKit/Rescue/Checking.h"
 #include "MediaKit/Rescue/Explain.h"
 #include "TallowmarkRepair/Model/Summaries.h"
 
 namespace tallowmark::ClipJobs {
+
+namespace {
+
+// Absent where there is no index, and for a file that is gone: its repair is done all the same.
+std::optional<double> secondsInIndex(const std::filesystem::path& clip, const FileOpener& open) {
+  try {
+    const auto whole = ClipInfo::of(*open(clip).bytes);
+    return whole ? std::optional(whole->seconds) : std::nullopt;
+  } catch (const DeviceError&) {
+    return std::nullopt;
+  }
+}
+
+RepairDetails detailsOf(const RepairPreview& made, const std::filesystem::path& file,
+                        const std::optional<std::filesystem::path>& reference,
+                        const FileOpener& open) {
+  RepairDetails details{made.facts, {}, false, {}, reference};
+  if (made.learnt) {
+    const VideoRepair::Plan& plan = made.learnt->plan;
+    details.info = ClipInfo::of(plan.movie);
+    details.rebuilt = plan.rebuilt;
+    details.secondsRecorded = plan.rebuilt ? std::nullopt : secondsInIndex(file, open);
+  }
+  return details;
+}
+
+}  // namespace
 
 FileState::Any run(const Check& job, const Surroundings& with, const StopToken& stop) {
   try {
@@ -28,6 +56,7 @@ PreviewResult run(const Preview& job, const Surroundings& with, const Progress& 
       const RepairPreview made =
           previewRepair({job.file, job.kind, reference}, job.files, *with.images, with.previewer,
                         progress, stop, open, with.trial);
+      result.details = detailsOf(made, job.file, reference, open);
       result.state = Clip::Preview{summaryOf(made.facts)};
       result.learnt = made.learnt;
       if (made.viewable) result.preview = job.files.preview;

@@ -8,6 +8,7 @@
 #include "MediaKit/Rescue/FileState.h"
 #include "MediaKit/Rescue/ReferenceChoice.h"
 #include "TallowmarkRepair/Model/Clip.h"
+#include "TallowmarkRepair/Model/RepairDetails.h"
 #include "TallowmarkRepair/Model/Surroundings.h"
 
 /// The work on one file, for any thread: it touches neither the model nor its items. Throws
@@ -32,6 +33,8 @@ struct PreviewResult {
   Clip::State state;
   /// The reference that served, or was the last to be tried.
   std::optional<std::filesystem::path> reference;
+  /// Absent when it failed.
+  std::optional<RepairDetails> details;
   std::shared_ptr<const LearntClip> learnt;
   /// Absent when none could be made.
   std::optional<std::filesystem::path> preview;

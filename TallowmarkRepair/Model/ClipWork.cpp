@@ -83,6 +83,7 @@ void ClipWork::finishedPreview(const QUuid& id, const ClipJobs::PreviewResult& r
   record.place = std::move(place);
   record.preview = result.preview;
   record.reference = result.reference;
+  record.details = result.details;
   if (result.learnt && hasMemoryFor(*result.learnt)) {
     record.learnt = result.learnt;
   }
@@ -144,6 +145,11 @@ std::optional<fs::path> ClipWork::savedFile(const QUuid& id) const {
 std::optional<fs::path> ClipWork::referenceUsed(const QUuid& id) const {
   const Record* record = recordOf(id);
   return record != nullptr ? record->reference : std::nullopt;
+}
+
+const RepairDetails* ClipWork::details(const QUuid& id) const {
+  const Record* record = recordOf(id);
+  return record != nullptr && record->details ? &*record->details : nullptr;
 }
 
 }  // namespace tallowmark

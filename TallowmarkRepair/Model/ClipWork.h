@@ -40,6 +40,8 @@ class ClipWork {
   std::optional<std::filesystem::path> savedFile(const QUuid& id) const;
   /// What the clip was repaired with.
   std::optional<std::filesystem::path> referenceUsed(const QUuid& id) const;
+  /// Null until the clip is repaired; valid until its work goes on.
+  const RepairDetails* details(const QUuid& id) const;
 
  private:
   struct Record {
@@ -47,6 +49,7 @@ class ClipWork {
     std::shared_ptr<const LearntClip> learnt;
     std::optional<std::filesystem::path> preview;
     std::optional<std::filesystem::path> reference;
+    std::optional<RepairDetails> details;
     std::optional<std::filesystem::path> copy;
     bool saving = false;
   };

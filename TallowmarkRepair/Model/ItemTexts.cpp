@@ -35,6 +35,72 @@ QString textOf(const Join::Checking&, const Join& join) {
   return translated("Checking %1 parts…").arg(join.parts.size());
 }
 
+// What is said in one way of clips, in another of photos and RAW files.
+QString byKind(const Clip& clip, const char* video, const char* photo) {
+  return translated(clip.kind() == Kind::video ? video : photo);
+}
+
+QString size(std::int64_t width, std::int64_t height) {
+  return QStringLiteral("%1×%2").arg(width).arg(height);
+}
+
+QString withFact(const QString& start, const QString& fact) {
+  return fact.isEmpty() ? start : QStringLiteral("%1 · %2").arg(start, fact);
+}
+
+QString factOf(const ClipInfo& info) {
+  return info.seconds > 0 ? duration(info.seconds)
+         : info.width > 0 ? size(info.width, info.height)
+                          : QString();
+}
+
+QString factOf(const Clip::Summary& summary) {
+  return summary.photo ? size(summary.photo->width, summary.photo->height)
+                       : duration(summary.seconds);
+}
+
+/// The status of a file, by state.
+struct ClipStatus {
+  const Clip& clip;
+  const RowFacts& facts;
+
+  QString operator()(const Clip::Healthy& state) const {
+    // A row has room for one of them.
+    const QString fact =
+        facts.isReference ? QString()
+        : facts.part ? translated("part %1 of %2").arg(facts.part->first).arg(facts.part->second)
+        : state.info ? factOf(*state.info)
+                     : QString();
+    return translated("%1 · nothing to fix").arg(withFact(byKind(clip, "Plays", "Opens"), fact));
+  }
+  QString operator()(const Clip::Truncated&) const {
+    return translated("Cut short · ready to repair");
+  }
+  QString operator()(const Clip::Repairing& state) const {
+    return state.fraction > 0
+               ? translated("Repairing… %1%").arg(static_cast<int>(state.fraction * 100))
+               : translated("Repairing…");
+  }
+  QString operator()(const Clip::Preview& state) const {
+    return withFact(translated(clip.kind() == Kind::raw ? "Rescued" : "Repaired"),
+                    factOf(state.summary));
+  }
+  QString operator()(const Clip::Saved& state) const {
+    return withFact(translated("Saved"), factOf(state.summary));
+  }
+  QString operator()(const Clip::Failed&) const { return translated("Couldn't repair"); }
+  QString operator()(const Clip::Checking&) const { return translated("Checking…"); }
+  QString operator()(const Clip::MissingIndex&) const {
+    return byKind(clip, "Won't open · needs reference", "Header damaged · needs reference");
+  }
+  QString operator()(const Clip::RawFile&) const {
+    return translated("RAW · picture can be rescued");
+  }
+  QString operator()(const Clip::NotAVideo&) const {
+    return byKind(clip, "Not a video Repair can read", "Not a JPEG Repair can read");
+  }
+};
+
 }  // namespace
 
 QString duration(double seconds) {
@@ -49,6 +115,11 @@ QString duration(double seconds) {
                       : QStringLiteral("%1:%2:%3")
                             .arg(minutes / 60)
                             .arg(twoDigits(minutes % 60), twoDigits(whole % 60));
+}
+
+QString rowStatus(const Clip& clip, const RowFacts& facts) {
+  const QString status = std::visit(ClipStatus{clip, facts}, clip.state);
+  return facts.isReference ? translated("%1 · reference").arg(status) : status;
 }
 
 QString rowStatus(const Join& join) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "TallowmarkRepair/Model/JoinWork.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "DeviceKit/PendingFile.h"
@@ -27,6 +28,21 @@ Join::State stateOf(const JoinState::Failed& failed) {
   return Join::Failed{failed.message};
 }
 
+struct HealthyClips {
+  explicit HealthyClips(std::span<const Clip> clips) {
+    for (const Clip& clip : clips) {
+      if (clip.is<Clip::Healthy>() && clip.kind() == Kind::video) {
+        paths.push_back(clip.url);
+        files.push_back(
+            {clip.url.parent_path().string(), {clip.url.filename().string(), clip.size}});
+      }
+    }
+  }
+
+  std::vector<fs::path> paths;
+  std::vector<ClipJoin::LocatedFile> files;
+};
+
 template <class Outcome>
 Join::State stateAfter(const Outcome& outcome) {
   return std::visit([](const auto& end) { return stateOf(end); }, outcome);
@@ -35,20 +51,27 @@ Join::State stateAfter(const Outcome& outcome) {
 }  // namespace
 
 std::vector<std::vector<fs::path>> splitRecordingsAmong(std::span<const Clip> clips) {
-  std::vector<fs::path> paths;
-  std::vector<ClipJoin::LocatedFile> files;
-  for (const Clip& clip : clips) {
-    if (clip.is<Clip::Healthy>() && clip.kind() == Kind::video) {
-      paths.push_back(clip.url);
-      files.push_back({clip.url.parent_path().string(), {clip.url.filename().string(), clip.size}});
-    }
-  }
+  const HealthyClips healthy(clips);
   std::vector<std::vector<fs::path>> recordings;
-  for (const ClipJoin::Group& group : ClipJoin::findRecordings(files).groups) {
+  for (const ClipJoin::Group& group : ClipJoin::findRecordings(healthy.files).groups) {
     std::vector<fs::path>& recording = recordings.emplace_back();
-    for (const std::size_t index : group) recording.push_back(paths[index]);
+    for (const std::size_t index : group) recording.push_back(healthy.paths[index]);
   }
   return recordings;
+}
+
+std::string missingPartsNote(const Join& join, std::span<const Clip> clips) {
+  if (!join.foundAutomatically) {
+    return {};
+  }
+  const HealthyClips healthy(clips);
+  for (const auto& incomplete : ClipJoin::findRecordings(healthy.files).incomplete) {
+    const fs::path& present = healthy.paths[incomplete.present.front()];
+    if (std::find(join.parts.begin(), join.parts.end(), present) != join.parts.end()) {
+      return incomplete.sentence;
+    }
+  }
+  return {};
 }
 
 void JoinWork::prepare(const QUuid& id) {
@@ -66,7 +89,9 @@ void JoinWork::prepare(const QUuid& id) {
                      const Progress&, const StopToken& stop) -> Workers::Delivery {
                    const auto end = previewJoin(parts, files, with.previewer, stop);
                    const auto* prepared = std::get_if<JoinState::Prepared>(&end);
-                   Record record{place, {}, {}};
+                   Record record;
+                   record.place = place;
+                   if (prepared != nullptr) record.parts = prepared->parts;
                    if (prepared != nullptr && prepared->viewable) record.preview = files.preview;
                    return [this, id, state = stateAfter(end), record] {
                      finishedJoin(id, state, record);
@@ -129,6 +154,11 @@ std::optional<fs::path> JoinWork::previewFile(const QUuid& id) const {
 std::optional<fs::path> JoinWork::savedFile(const QUuid& id) const {
   const auto found = records_.find(id);
   return found != records_.end() ? found->second.copy : std::nullopt;
+}
+
+std::vector<PartFacts> JoinWork::partFacts(const QUuid& id) const {
+  const auto found = records_.find(id);
+  return found != records_.end() ? found->second.parts : std::vector<PartFacts>();
 }
 
 }  // namespace tallowmark

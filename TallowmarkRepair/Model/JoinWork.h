@@ -17,6 +17,10 @@ namespace tallowmark {
 /// The recordings that cameras split among the healthy clips: their files in playing order.
 std::vector<std::vector<std::filesystem::path>> splitRecordingsAmong(std::span<const Clip> clips);
 
+/// What is to be said of a recording of which a piece seems not to be among the clips; empty where
+/// all is there.
+std::string missingPartsNote(const Join& join, std::span<const Clip> clips);
+
 /// Starts the work on joins, moves their states along with it, and keeps what it gave. Belongs to
 /// the main thread; what it is given outlives it.
 class JoinWork {
@@ -38,11 +42,14 @@ class JoinWork {
 
   std::optional<std::filesystem::path> previewFile(const QUuid& id) const;
   std::optional<std::filesystem::path> savedFile(const QUuid& id) const;
+  /// Of each part, in playing order; empty until they are checked.
+  std::vector<PartFacts> partFacts(const QUuid& id) const;
 
  private:
   struct Record {
     std::shared_ptr<const ScratchPlace> place;
     std::optional<std::filesystem::path> preview;
+    std::vector<PartFacts> parts;
     std::optional<std::filesystem::path> copy;
   };
 

@@ -242,4 +242,20 @@ std::optional<fs::path> RepairModel::savedFile(const QUuid& id) const {
   return joins_.find(id) != nullptr ? joinWork_.savedFile(id) : clipWork_.savedFile(id);
 }
 
+const RepairDetails* RepairModel::repairDetails(const QUuid& id) const {
+  return clipWork_.details(id);
+}
+
+std::vector<PartFacts> RepairModel::partFacts(const QUuid& id) const {
+  return joinWork_.partFacts(id);
+}
+
+QString RepairModel::missingPartsNote(const Join& join) const {
+  return QString::fromStdString(tallowmark::missingPartsNote(join, clips()));
+}
+
+bool RepairModel::isSaving(const QUuid& id) const {
+  return clipWork_.isSaving(id);
+}
+
 }  // namespace tallowmark

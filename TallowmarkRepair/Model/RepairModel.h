@@ -101,6 +101,14 @@ class RepairModel final : public QObject {
   std::optional<std::filesystem::path> previewFile(const QUuid& id) const;
   /// The copy of an item that was saved.
   std::optional<std::filesystem::path> savedFile(const QUuid& id) const;
+  /// What the repair of a clip did; null until it is done. Valid until the clip changes.
+  const RepairDetails* repairDetails(const QUuid& id) const;
+  /// Of each part of a join, in playing order; empty until they are checked.
+  std::vector<PartFacts> partFacts(const QUuid& id) const;
+  /// What is to be said of parts of a join that are not there; empty where all is.
+  QString missingPartsNote(const Join& join) const;
+  /// Whether the copy of a clip is being written, rather than its preview.
+  bool isSaving(const QUuid& id) const;
 
  signals:
   /// An add() has come to its end; so many files are new.

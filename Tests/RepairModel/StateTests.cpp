@@ -197,6 +197,12 @@ TEST_F(StateTests, selectTheFileThatAScriptNames) {
   EXPECT_EQ(values.openFiles, (std::vector<fs::path>{"/a b", "/c"}));
   EXPECT_EQ(values.select, "ü.MP4");
   EXPECT_TRUE(startupValues({"program", "-TMSelect"}, settings).select.empty());
+  // As file managers and shells hand over what to open.
+  const auto given = startupValues({"program", "--quiet", "-TMAppearance", "dark", "/a%b.MP4",
+                                    "file:///c%20d.MOV", "http://e/f"},
+                                   settings);
+  EXPECT_EQ(given.openFiles, (std::vector<fs::path>{"/a%b.MP4", "/c d.MOV"}));
+  EXPECT_EQ(given.appearance, "dark");
 }
 
 }  // namespace
