@@ -5,10 +5,10 @@
 
 #include "DecoderKit/FFmpegTrial.h"
 #include "ImageKit/LibraryImageService.h"
-#include "TallowmarkRepair/Views/OpenRequests.h"
 #include "TallowmarkRepair/Model/StartupValues.h"
 #include "TallowmarkRepair/Preview/PreviewExport.h"
 #include "TallowmarkRepair/Views/MainWindow.h"
+#include "TallowmarkRepair/Views/OpenRequests.h"
 #include "TallowmarkRepair/Views/SystemDesktop.h"
 #include "TallowmarkRepair/Views/SystemPanels.h"
 #include "TallowmarkUI/Appearance.h"

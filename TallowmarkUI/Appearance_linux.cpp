@@ -13,7 +13,9 @@ namespace tallowmark {
 
 void applyAppearance(const QString& wanted) {
   const QPalette ofDesktop = QApplication::palette();
-  QApplication::setStyle(new RoomyStyle);
+  auto* style = new RoomyStyle;
+  style->setParent(qApp);
+  QApplication::setStyle(style);
   const bool isAsked = wanted == "light" || wanted == "dark";
   // Some desktops hand their colours to every program. On the others Qt takes the style's own.
   const bool desktopHasColors = ofDesktop.color(QPalette::Window) !=
