@@ -114,6 +114,7 @@ bool makeSeamPreview(const std::vector<ClipJoin::Part>& parts, const PreviewFile
 
 std::vector<PartFacts> factsOf(const std::vector<ClipJoin::Part>& parts) {
   std::vector<PartFacts> facts;
+  facts.reserve(parts.size());
   for (const ClipJoin::Part& part : parts) {
     facts.push_back({part.stamp ? part.stamp->size : 0, part.movie.seconds()});
   }

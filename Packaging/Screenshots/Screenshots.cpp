@@ -61,7 +61,8 @@ struct Gate {
 
 class Photographer {
  public:
-  Photographer(fs::path samples, QDir folder) : samples_(std::move(samples)), folder_(folder) {
+  Photographer(fs::path samples, const QDir& folder)
+      : samples_(std::move(samples)), folder_(folder) {
     Surroundings surroundings;
     surroundings.images = std::make_shared<LibraryImageService>();
     surroundings.scratchParent = fs::path(folder.path().toStdString()) / "scratch";
@@ -136,6 +137,7 @@ class Photographer {
 
   void add(const std::vector<std::string>& names) {
     std::vector<fs::path> files;
+    files.reserve(names.size());
     for (const std::string& name : names) files.push_back(samples_ / name);
     model_->add(files);
   }
