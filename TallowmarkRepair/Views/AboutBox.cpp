@@ -8,7 +8,7 @@ namespace tallowmark {
 
 namespace {
 
-QString translated(const char* text) {
+QString aboutText(const char* text) {
   return QCoreApplication::translate("AboutBox", text);
 }
 
@@ -22,8 +22,8 @@ QString madeWith() {
              "<li>libjpeg-turbo (IJG, BSD-3-Clause)</li>"
              "<li>libplist (LGPL-2.1-or-later)</li>"
              "</ul><p>%3</p>")
-      .arg(translated("Made with:"), QString::fromLatin1(qVersion()),
-           translated("Previews are made by the ffmpeg program, which is installed apart."));
+      .arg(aboutText("Made with:"), QString::fromLatin1(qVersion()),
+           aboutText("Previews are made by the ffmpeg program, which is installed apart."));
 }
 
 }  // namespace
@@ -32,16 +32,16 @@ void showAboutBox(QWidget& window) {
   auto* box = new QMessageBox(&window);
   box->setObjectName("aboutBox");
   box->setAttribute(Qt::WA_DeleteOnClose);
-  box->setWindowTitle(translated("About Tallowmark Repair"));
+  box->setWindowTitle(aboutText("About Tallowmark Repair"));
   box->setIconPixmap(QApplication::windowIcon().pixmap(64));
   box->setTextFormat(Qt::RichText);
   box->setText(QStringLiteral("<b>Tallowmark Repair</b><br>%1")
-                   .arg(translated("Version %1").arg(QCoreApplication::applicationVersion())));
+                   .arg(aboutText("Version %1").arg(QCoreApplication::applicationVersion())));
   box->setInformativeText(
       QStringLiteral("<p>%1</p><p>%2</p>%3")
-          .arg(translated("Fix clips and photos that won't open, and join split recordings"),
-               translated("Free software under the GNU General Public License, version 3 or "
-                          "later. It comes without any warranty."),
+          .arg(aboutText("Fix clips and photos that won't open, and join split recordings"),
+               aboutText("Free software under the GNU General Public License, version 3 or "
+                         "later. It comes without any warranty."),
                madeWith()));
   box->setStandardButtons(QMessageBox::Close);
   box->open();

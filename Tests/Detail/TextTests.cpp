@@ -85,7 +85,7 @@ TEST_F(TextTests, tellOfClipsWhatIsWrongWhatWasDoneAndWhatIsLost) {
   damaged.soundBlocksFound = 90;
   damaged.soundBlocksFilled = 10;
   damaged.unusedBytes = 60'000;
-  damaged.unusedBy = {0, 0, 10'000, 50'000};
+  damaged.unusedBy = {.byTrack = {}, .sideTracks = 10'000, .unknown = 50'000};
   const ClipInfo info{"HEVC", 3840, 2160, 25, 65, {}};
   const struct {
     const char* label;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "TallowmarkRepair/Views/Detail/PaneFacts.h"
 
-#include <QCoreApplication>
 #include <QLocale>
 #include <algorithm>
 #include <limits>
 
 #include "TallowmarkRepair/Model/ItemTexts.h"
+#include "TallowmarkRepair/Views/Detail/PaneWords.h"
 
 namespace tallowmark {
 
@@ -15,14 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using AudioOutcome = Clip::Summary::AudioOutcome;
 using Facts = std::vector<Fact>;
-
-struct Words {
-  Q_DECLARE_TR_FUNCTIONS(PaneFacts)
-};
-
-QString tr(const char* words) {
-  return Words::tr(words);
-}
+using PaneWords::tr;
 
 QString text(const std::string& text) {
   return QString::fromStdString(text);

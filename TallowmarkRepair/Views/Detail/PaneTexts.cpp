@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "TallowmarkRepair/Views/Detail/PaneTexts.h"
 
-#include <QCoreApplication>
 #include <QLocale>
 #include <cmath>
 
 #include "TallowmarkRepair/Model/ItemTexts.h"
+#include "TallowmarkRepair/Views/Detail/PaneWords.h"
 
 namespace tallowmark {
 
@@ -13,14 +13,7 @@ namespace {
 
 using AudioOutcome = Clip::Summary::AudioOutcome;
 using Tone = PaneText::Tone;
-
-struct Words {
-  Q_DECLARE_TR_FUNCTIONS(PaneTexts)
-};
-
-QString tr(const char* sentence) {
-  return Words::tr(sentence);
-}
+using PaneWords::tr;
 
 bool isFile(const Clip& clip) {
   return kindOf(clip.url).has_value();
@@ -67,7 +60,8 @@ void addLostSound(std::vector<QString>& losses, const VideoRepair::Result& resul
 }
 
 // Beyond a fiftieth of the file, pictures or sound may be among what could not be used.
-void addUnused(std::vector<QString>& losses, const Clip& clip, const VideoRepair::UnusedBytes& by) {
+void addUnused(std::vector<QString>& losses, const Clip& clip, const VideoRepair::Result& result) {
+  const VideoRepair::UnusedBytes& by = result.unusedBy;
   constexpr std::uint64_t negligible = 50;
   const std::uint64_t lost = by.sound + by.unknown + by.otherPictures;
   if (lost > clip.size / negligible) {
@@ -75,7 +69,10 @@ void addUnused(std::vector<QString>& losses, const Clip& clip, const VideoRepair
                          .arg(QLocale().formattedDataSize(static_cast<qint64>(lost), 1,
                                                           QLocale::DataSizeSIFormat)));
   }
-  if (by.sideTracks > 0) {
+  if (result.telemetrySamples > 0 && (by.sideTracks > 0 || !by.byTrack.empty())) {
+    losses.push_back(
+        tr("Some of what the camera records beside picture and sound is not in the copy."));
+  } else if (by.sideTracks > 0 || !by.byTrack.empty()) {
     losses.push_back(
         tr("What the camera records beside picture and sound, such as GPS or motion "
            "data, is not in the copy."));
@@ -97,7 +94,7 @@ std::vector<QString> clipLosses(const Clip& clip, const Clip::Summary& summary,
   if (details != nullptr && details->rebuilt) {
     if (const auto* result = std::get_if<VideoRepair::Result>(&details->facts)) {
       addLostSound(losses, *result);
-      addUnused(losses, clip, result->unusedBy);
+      addUnused(losses, clip, *result);
     }
   }
   return losses;
