@@ -4,6 +4,7 @@
 #include <QIconEngine>
 #include <QPainter>
 #include <QPainterPath>
+#include <utility>
 
 #include "TallowmarkUI/BrandColors.h"
 
@@ -75,7 +76,7 @@ void draw(Glyph glyph, QPainter& painter, const QColor& colour) {
 
 class GlyphEngine final : public QIconEngine {
  public:
-  GlyphEngine(Glyph glyph, const QPalette& palette) : glyph_(glyph), palette_(palette) {}
+  GlyphEngine(Glyph glyph, QPalette palette) : glyph_(glyph), palette_(std::move(palette)) {}
 
   void paint(QPainter* painter, const QRect& place, QIcon::Mode mode, QIcon::State) override {
     painter->save();
