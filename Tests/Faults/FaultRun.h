@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,9 @@ struct Scenario {
   std::function<std::vector<std::string>(const std::filesystem::path& sources,
                                          const std::filesystem::path& results)>
       arguments;
+
+  // How GoogleTest calls it.
+  friend void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.label; }
 };
 
 /// Runs a scenario again and again, each time with another fault, and compares what became of the
