@@ -2,60 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <QDBusConnection>
-#include <QDBusVariant>
 #include <QGuiApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <csignal>
 
+#include "StandInDesktop.h"
 #include "TallowmarkRepair/Views/SystemDesktop.h"
 #include "TallowmarkUI/DesktopSettings.h"
 #include "Tests/Support/Process.h"
 
 namespace tallowmark::testing {
-
-/// The services of a desktop, as far as the window speaks to them.
-class StandInPortal final : public QObject {
-  Q_OBJECT
-  Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
-
- public:
-  uint scheme = 1;
-
- public slots:
-  QDBusVariant Read(const QString& group, const QString& key) {
-    const bool isScheme = group == "org.freedesktop.appearance" && key == "color-scheme";
-    const QVariant value = isScheme ? QVariant(scheme) : QVariant(false);
-    return QDBusVariant(QVariant::fromValue(QDBusVariant(value)));
-  }
-};
-
-class StandInNotifications final : public QObject {
-  Q_OBJECT
-  Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-
- public:
-  QStringList shown;
-
- public slots:
-  uint Notify(const QString& /*program*/, uint /*replaces*/, const QString& /*icon*/,
-              const QString& title, const QString& text, const QStringList& /*actions*/,
-              const QVariantMap& /*hints*/, int /*milliseconds*/) {
-    shown << title + ": " + text;
-    return 1;
-  }
-};
-
-class StandInFileManager final : public QObject {
-  Q_OBJECT
-  Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
-
- public:
-  QStringList shown;
-
- public slots:
-  void ShowItems(const QStringList& urls, const QString& /*startup*/) { shown = urls; }
-};
 
 namespace {
 
@@ -106,5 +63,3 @@ TEST(DesktopTests, speakWithTheServicesOfTheDesktop) {
 
 }  // namespace
 }  // namespace tallowmark::testing
-
-#include "DesktopTests.moc"

@@ -215,8 +215,8 @@ void PlayerView::toggleMuted() {
   }
 }
 
-void PlayerView::seekBy(qint64 milliseconds) {
-  position_->setValue(static_cast<int>(position_->value() + milliseconds));
+void PlayerView::seekBy(qint64 distance) {
+  position_->setValue(static_cast<int>(position_->value() + distance));
 }
 
 void PlayerView::keyPressEvent(QKeyEvent* event) {

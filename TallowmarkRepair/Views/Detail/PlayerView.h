@@ -56,7 +56,7 @@ class PlayerView final : public QWidget {
   void open();
   void connectPlayer();
   void fail();
-  void seekBy(qint64 milliseconds);
+  void seekBy(qint64 distance);
   void showTime();
   void showIcons();
 
