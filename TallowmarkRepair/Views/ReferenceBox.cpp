@@ -17,7 +17,7 @@ namespace tallowmark {
 
 namespace {
 
-constexpr int symbolSize = 16;
+constexpr int starSize = 16;
 
 QString factsOf(std::span<const RepairModel::ReferenceInUse> references) {
   QStringList facts;
@@ -47,7 +47,7 @@ ReferenceBox::ReferenceBox(Commands& commands, QWidget* parent) : QFrame(parent)
   column->setSpacing(4);
   heading_ = addProse("referenceHeading", *column);
   heading_->setText(tr("Reference"));
-  heading_->setIndent(symbolSize + 6);
+  heading_->setIndent(starSize + 6);
   QFont strong = font();
   strong.setWeight(QFont::DemiBold);
   heading_->setFont(strong);
@@ -115,9 +115,9 @@ void ReferenceBox::paintEvent(QPaintEvent* /*event*/) {
   painter.setBrush(colors.card);
   painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 9, 9);
   const QRect line = heading_->geometry();
-  const QRect place(line.left(), line.center().y() - symbolSize / 2, symbolSize, symbolSize);
+  const QRect place(line.left(), line.center().y() - starSize / 2, starSize, starSize);
   painter.drawPixmap(QStyle::visualRect(layoutDirection(), line, place).topLeft(),
-                     pixmapOf(Symbol::reference, colors.accent, symbolSize, devicePixelRatioF()));
+                     pixmapOf(Symbol::reference, colors.accent, starSize, devicePixelRatioF()));
 }
 
 }  // namespace tallowmark

@@ -12,11 +12,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr auto video = "a.MP4";
-constexpr auto photo = "a.JPG";
-constexpr auto raw = "a.NEF";
-
 TEST(RowTexts, sayEveryStateOfEveryKind) {
+  const char* const video = "a.MP4";
+  const char* const photo = "a.JPG";
+  const char* const raw = "a.NEF";
   const ClipInfo clipFacts{"H.264", 1920, 1080, 25, 245, {}};
   const Clip::Summary clipResult{6'125, 245};
   const Clip::Summary photoResult{.photo = Clip::PhotoFacts{4'000, 3'000}};
