@@ -38,7 +38,15 @@ Bytes chunksFrom(std::uint64_t first) {
   return writer.take();
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TALLOWMARK_SANITIZED
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define TALLOWMARK_SANITIZED
+#endif
+
+#ifdef TALLOWMARK_SANITIZED
 constexpr long mostMegabytes = 600;  // the sanitizer keeps books of its own
 #else
 constexpr long mostMegabytes = 150;

@@ -25,16 +25,16 @@
 namespace {
 
 enum Call {
-  open_,
-  read_,
-  write_,
-  copy_,
-  sync_,
-  rename_,
-  truncate_,
-  seek_,
-  look_,
-  allocate_,
+  openCall,
+  readCall,
+  writeCall,
+  copyCall,
+  syncCall,
+  renameCall,
+  truncateCall,
+  seekCall,
+  lookCall,
+  allocateCall,
   calls
 };
 constexpr std::array<const char*, calls> callNames{
@@ -145,7 +145,7 @@ __attribute__((destructor)) void report() {
 }
 
 void* allocate(std::size_t size) {
-  if (ready && meet(allocate_) == Fate::fails) return nullptr;
+  if (ready && meet(allocateCall) == Fate::fails) return nullptr;
   return std::malloc(size == 0 ? 1 : size);
 }
 
@@ -171,7 +171,7 @@ int open(const char* path, int flags, ...) {
     va_end(rest);
   }
   const bool ours = isUnder(path);
-  if (ours && meet(open_) == Fate::fails) return -1;
+  if (ours && meet(openCall) == Fate::fails) return -1;
   const int fd = next<int (*)(const char*, int, ...)>("open")(path, flags, mode);
   watch(fd, ours);
   return fd;
@@ -183,28 +183,28 @@ int close(int fd) {
 }
 
 ssize_t read(int fd, void* to, std::size_t count) {
-  const ssize_t most = allowed(read_, fd, count);
+  const ssize_t most = allowed(readCall, fd, count);
   return most < 0 ? -1
                   : next<ssize_t (*)(int, void*, std::size_t)>("read")(
                         fd, to, static_cast<std::size_t>(most));
 }
 
 ssize_t pread(int fd, void* to, std::size_t count, off_t at) {
-  const ssize_t most = allowed(read_, fd, count);
+  const ssize_t most = allowed(readCall, fd, count);
   return most < 0 ? -1
                   : next<ssize_t (*)(int, void*, std::size_t, off_t)>("pread")(
                         fd, to, static_cast<std::size_t>(most), at);
 }
 
 ssize_t write(int fd, const void* from, std::size_t count) {
-  const ssize_t most = allowed(write_, fd, count);
+  const ssize_t most = allowed(writeCall, fd, count);
   return most < 0 ? -1
                   : next<ssize_t (*)(int, const void*, std::size_t)>("write")(
                         fd, from, static_cast<std::size_t>(most));
 }
 
 ssize_t pwrite(int fd, const void* from, std::size_t count, off_t at) {
-  const ssize_t most = allowed(write_, fd, count);
+  const ssize_t most = allowed(writeCall, fd, count);
   return most < 0 ? -1
                   : next<ssize_t (*)(int, const void*, std::size_t, off_t)>("pwrite")(
                         fd, from, static_cast<std::size_t>(most), at);
@@ -212,7 +212,7 @@ ssize_t pwrite(int fd, const void* from, std::size_t count, off_t at) {
 
 ssize_t copy_file_range(int from, off64_t* fromAt, int to, off64_t* toAt, std::size_t count,
                         unsigned flags) {
-  const ssize_t most = allowed(copy_, to, count);
+  const ssize_t most = allowed(copyCall, to, count);
   using Function = ssize_t (*)(int, off64_t*, int, off64_t*, std::size_t, unsigned);
   return most < 0 ? -1
                   : next<Function>("copy_file_range")(from, fromAt, to, toAt,
@@ -220,48 +220,48 @@ ssize_t copy_file_range(int from, off64_t* fromAt, int to, off64_t* toAt, std::s
 }
 
 int fsync(int fd) {
-  if (isWatched(fd) && meet(sync_) == Fate::fails) return -1;
+  if (isWatched(fd) && meet(syncCall) == Fate::fails) return -1;
   return next<int (*)(int)>("fsync")(fd);
 }
 
 int ftruncate(int fd, off_t size) noexcept {
-  if (isWatched(fd) && meet(truncate_) == Fate::fails) return -1;
+  if (isWatched(fd) && meet(truncateCall) == Fate::fails) return -1;
   return next<int (*)(int, off_t)>("ftruncate")(fd, size);
 }
 
 off64_t lseek64(int fd, off64_t to, int whence) noexcept {
-  if (isWatched(fd) && meet(seek_) == Fate::fails) return -1;
+  if (isWatched(fd) && meet(seekCall) == Fate::fails) return -1;
   return next<off64_t (*)(int, off64_t, int)>("lseek64")(fd, to, whence);
 }
 
 int fstat(int fd, struct stat* into) noexcept {
-  if (isWatched(fd) && meet(look_) == Fate::fails) return -1;
+  if (isWatched(fd) && meet(lookCall) == Fate::fails) return -1;
   return next<int (*)(int, struct stat*)>("fstat")(fd, into);
 }
 
 int stat(const char* path, struct stat* into) noexcept {
-  if (isUnder(path) && meet(look_) == Fate::fails) return -1;
+  if (isUnder(path) && meet(lookCall) == Fate::fails) return -1;
   return next<int (*)(const char*, struct stat*)>("stat")(path, into);
 }
 
 int lstat(const char* path, struct stat* into) noexcept {
-  if (isUnder(path) && meet(look_) == Fate::fails) return -1;
+  if (isUnder(path) && meet(lookCall) == Fate::fails) return -1;
   return next<int (*)(const char*, struct stat*)>("lstat")(path, into);
 }
 
 int rename(const char* from, const char* to) noexcept {
-  if (isUnder(to) && meet(rename_) == Fate::fails) return -1;
+  if (isUnder(to) && meet(renameCall) == Fate::fails) return -1;
   return next<int (*)(const char*, const char*)>("rename")(from, to);
 }
 
 int link(const char* from, const char* to) noexcept {
-  if (isUnder(to) && meet(rename_) == Fate::fails) return -1;
+  if (isUnder(to) && meet(renameCall) == Fate::fails) return -1;
   return next<int (*)(const char*, const char*)>("link")(from, to);
 }
 
 int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
               unsigned flags) noexcept {
-  if (isUnder(to) && meet(rename_) == Fate::fails) return -1;
+  if (isUnder(to) && meet(renameCall) == Fate::fails) return -1;
   using Function = int (*)(int, const char*, int, const char*, unsigned);
   return next<Function>("renameat2")(fromFolder, from, toFolder, to, flags);
 }

@@ -9,6 +9,9 @@
 namespace tallowmark::testing {
 
 /// The services of a desktop, as far as the window speaks to them.
+// The slots have the names that the bus calls.
+// NOLINTBEGIN(readability-identifier-naming)
+
 class StandInPortal final : public QObject {
   Q_OBJECT
   Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
@@ -50,5 +53,7 @@ class StandInFileManager final : public QObject {
  public slots:
   void ShowItems(const QStringList& urls, const QString& /*startup*/) { shown = urls; }
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 }  // namespace tallowmark::testing

@@ -14,7 +14,7 @@ namespace tallowmark {
 template <class Work>
 QFuture<std::invoke_result_t<Work>> beside(Work work) {
   const auto promise = std::make_shared<QPromise<std::invoke_result_t<Work>>>();
-  const auto future = promise->future();
+  auto future = promise->future();
   promise->start();
   QThreadPool::globalInstance()->start([promise, work = std::move(work)] {
     if (!promise->isCanceled()) promise->addResult(work());

@@ -50,12 +50,11 @@ void addLostEnd(std::vector<QString>& losses, double secondsLost) {
 }
 
 void addLostSound(std::vector<QString>& losses, const VideoRepair::Result& result) {
-  const std::uint64_t filled = result.soundBlocksFilled;
+  const qulonglong filled = result.soundBlocksFilled;
   if (filled > 0) {
     losses.push_back(
         tr("%1 of %2 pieces of the sound are lost. The copy is silent there.")
-            .arg(QLocale().toString(static_cast<qulonglong>(filled)),
-                 QLocale().toString(static_cast<qulonglong>(filled + result.soundBlocksFound))));
+            .arg(QLocale().toString(filled), QLocale().toString(filled + result.soundBlocksFound)));
   }
 }
 

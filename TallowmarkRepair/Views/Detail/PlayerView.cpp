@@ -27,7 +27,7 @@ namespace {
 
 using Glyphs::Glyph;
 
-constexpr int milliseconds = 1000;
+constexpr qint64 milliseconds = 1000;
 constexpr qint64 shortStep = 1 * milliseconds;
 constexpr int openingDelay = 120;
 constexpr int fullVolume = 100;
