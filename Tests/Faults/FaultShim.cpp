@@ -153,7 +153,8 @@ void* allocate(std::size_t size) {
 
 extern "C" {
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): how the C library calls what calls main.
+// How the C library calls what calls main.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
 int __libc_start_main(Main main, int count, char** arguments, void (*init)(), void (*fini)(),
                       void (*loaderFini)(), void* stackEnd) {
   programsMain = main;
