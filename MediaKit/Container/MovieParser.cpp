@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/MovieFragments.h"
 #include "MediaKit/Container/SampleTable.h"
 #include "MediaKit/Container/SaturatingMath.h"
 
@@ -97,6 +99,14 @@ void collectExtraBoxes(const Box& trak, const BoxReader& reader, Track& track) {
   }
 }
 
+std::string nameOfHandler(const Bytes& handler) {
+  constexpr std::size_t nameAt = 24;
+  if (handler.size() <= nameAt) return {};
+  const bool isCounted = handler[nameAt] == handler.size() - nameAt - 1;
+  const auto from = handler.begin() + static_cast<std::ptrdiff_t>(nameAt + (isCounted ? 1 : 0));
+  return {from, std::find(from, handler.end(), std::uint8_t{0})};
+}
+
 }  // namespace
 
 FileLayout layout(const BoxReader& reader) {
@@ -158,6 +168,7 @@ Movie parseMoov(const Box& moov, const BoxReader& reader, std::vector<std::uint8
       movie.metadata = reader.detached(box);
     }
   }
+  MovieFragments::append(moov, reader, movie);
   return movie;
 }
 
@@ -190,27 +201,23 @@ std::optional<Track> parseTrack(const Box& trak, const BoxReader& reader) {
   return track;
 }
 
-std::string handlerName(std::uint32_t trackID, const BoxReader& reader) {
+void readHandlerNames(const BoxReader& reader, Movie& movie) {
   static constexpr std::array<FourCC, 1> trackHeaderPath{"tkhd"};
   static constexpr std::array<FourCC, 2> handlerPath{"mdia", "hdlr"};
-  constexpr std::size_t nameAt = 24;
   const auto moov = layout(reader).moov;
+  std::map<std::uint32_t, std::string> names;
   for (const Box& trak : moov ? reader.children(*moov) : std::vector<Box>{}) {
     const auto header = find(trackHeaderPath, trak, reader);
     const auto handler = find(handlerPath, trak, reader);
-    Track track;
-    if (header) {
+    if (header && handler) {
+      Track track;
       readTrackHeader(reader.payload(*header), track);
+      names.try_emplace(track.trackID, nameOfHandler(reader.payload(*handler)));
     }
-    const Bytes body = handler ? reader.payload(*handler) : Bytes{};
-    if (!header || track.trackID != trackID || body.size() <= nameAt) {
-      continue;
-    }
-    const bool isCounted = body[nameAt] == body.size() - nameAt - 1;
-    const auto from = body.begin() + static_cast<std::ptrdiff_t>(nameAt + (isCounted ? 1 : 0));
-    return {from, std::find(from, body.end(), std::uint8_t{0})};
   }
-  return {};
+  for (Track& track : movie.tracks) {
+    if (track.kind == Track::Kind::other) track.handlerName = names[track.trackID];
+  }
 }
 
 }  // namespace tallowmark::MovieParser

@@ -26,14 +26,15 @@ std::optional<Box> find(std::span<const FourCC> path, const Box& box, const BoxR
 /// implausibly large.
 Movie parse(const BoxReader& reader);
 
-/// The index alone; `fileType` goes into the movie as it is. Throws as parse.
+/// The index, with what the file's movie fragments add to it; `fileType` goes into the movie as it
+/// is. Throws as parse.
 Movie parseMoov(const Box& moov, const BoxReader& reader, std::vector<std::uint8_t> fileType);
 
 /// One track; nothing when an essential box is missing. Throws as parse.
 std::optional<Track> parseTrack(const Box& trak, const BoxReader& reader);
 
-/// What a movie calls the handler of a track (§8.4.3), without QuickTime's leading count; empty
-/// when the track or the name is not there. Throws as parse.
-std::string handlerName(std::uint32_t trackID, const BoxReader& reader);
+/// Fills in what the file calls the handlers (§8.4.3) of tracks that are neither picture nor sound,
+/// without QuickTime's leading count: for a copy that should keep the names. Throws as parse.
+void readHandlerNames(const BoxReader& reader, Movie& movie);
 
 }  // namespace tallowmark::MovieParser

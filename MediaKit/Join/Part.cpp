@@ -39,6 +39,7 @@ Part readPart(const std::filesystem::path& url) {
   const FileSource source(url.string());
   try {
     part.movie = MovieParser::parse(BoxReader(source));
+    MovieParser::readHandlerNames(BoxReader(source), part.movie);
   } catch (const MediaError&) {
     throw MediaError::unsupported(part.name() +
                                   " doesn't open. Repair it first, then join the repaired copy.");

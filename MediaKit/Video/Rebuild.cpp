@@ -86,11 +86,7 @@ Teacher learn(const ByteSource& reference, Depth depth) {
   }
   learnStreams(teacher, reference);
   teacher.side = SideLessons::learn(teacher.movie, reference);
-  for (Track& track : teacher.movie.tracks) {
-    if (track.codec == "gpmd" || track.codec == "tmcd") {
-      track.handlerName = MovieParser::handlerName(track.trackID, BoxReader(reference));
-    }
-  }
+  MovieParser::readHandlerNames(BoxReader(reference), teacher.movie);
   if (teacher.audio != nullptr) {
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);

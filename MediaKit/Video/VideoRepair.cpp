@@ -76,6 +76,7 @@ Plan planTrim(const ByteSource& source) {
   Plan trimmed;
   Movie& movie = trimmed.movie;
   movie = MovieParser::parse(BoxReader(source));
+  MovieParser::readHandlerNames(BoxReader(source), movie);
   for (Track& track : movie.tracks) {
     track.samples = track.samples.endingBy(source.size());
   }

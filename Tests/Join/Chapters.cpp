@@ -66,7 +66,8 @@ ByteRange stretchOf(const Movie& movie) {
 std::vector<fs::path> cutIntoChapters(const fs::path& clip, const fs::path& folder,
                                       std::size_t count) {
   const FileSource source(clip.string());
-  const Movie whole = MovieParser::parse(BoxReader(source));
+  Movie whole = MovieParser::parse(BoxReader(source));
+  MovieParser::readHandlerNames(BoxReader(source), whole);
   const Track& video = *whole.videoTrack();
   const Cuts videoCuts = keyFrameCuts(video.samples, count);
   std::vector<fs::path> files;
@@ -110,7 +111,9 @@ std::vector<ClipJoin::Part> readParts(const std::vector<fs::path>& files) {
 
 Movie parsed(const fs::path& file) {
   const FileSource source(file.string());
-  return MovieParser::parse(BoxReader(source));
+  Movie movie = MovieParser::parse(BoxReader(source));
+  MovieParser::readHandlerNames(BoxReader(source), movie);
+  return movie;
 }
 
 double startOf(const Track& track, std::uint64_t index) {

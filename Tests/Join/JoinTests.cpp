@@ -66,6 +66,7 @@ TEST_P(RealChapters, becomeTheUncutClip) {
     const Track& after = joined.tracks[i];
     EXPECT_EQ(after.sampleEntry, before.sampleEntry);
     EXPECT_EQ(after.extraBoxes, before.extraBoxes);
+    EXPECT_EQ(after.handlerName, before.handlerName);
     const Bytes payload = payloadOf(output, after);
     if (before.handler == "tmcd") {
       EXPECT_EQ(after.samples.size(), 3U);

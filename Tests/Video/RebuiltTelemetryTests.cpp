@@ -95,8 +95,9 @@ class RebuiltTelemetry : public ::testing::Test {
     result = VideoRepair::rebuild(source, teacher, sink);
     sink.close();
     const FileSource copy((folder_ / "copy").string());
-    name_ = MovieParser::handlerName(100, BoxReader(copy));
-    return MovieParser::parse(BoxReader(copy));
+    Movie movie = MovieParser::parse(BoxReader(copy));
+    MovieParser::readHandlerNames(BoxReader(copy), movie);
+    return movie;
   }
   const Track& telemetryOf(const Movie& movie) {
     return *std::find_if(movie.tracks.begin(), movie.tracks.end(),
@@ -104,7 +105,6 @@ class RebuiltTelemetry : public ::testing::Test {
   }
 
   testing::TemporaryFolder folder_;
-  std::string name_;
 };
 
 TEST_F(RebuiltTelemetry, comesBackWithItselfAndASibling) {
@@ -132,8 +132,8 @@ TEST_F(RebuiltTelemetry, isDescribedAsTheReferences) {
   const Victim victim(clip);
   VideoRepair::Result result;
   const Movie movie = rebuild(victim.bytes(), clip, result);
-  EXPECT_EQ(name_, "Camera gpmd");
   const Track& now = telemetryOf(movie);
+  EXPECT_EQ(now.handlerName, "Camera gpmd");
   const Track& then = telemetryOf(victim.truth());
   EXPECT_EQ(now.sampleEntry, then.sampleEntry);
   EXPECT_EQ(now.handler, then.handler);
