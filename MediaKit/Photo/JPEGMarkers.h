@@ -12,6 +12,7 @@ inline constexpr std::uint8_t progressiveFrame = 0xC2;
 inline constexpr std::uint8_t losslessFrame = 0xC3;
 inline constexpr std::uint8_t huffmanTables = 0xC4;
 inline constexpr std::uint8_t arithmeticConditioning = 0xCC;
+inline constexpr std::uint8_t firstRestart = 0xD0;
 inline constexpr std::uint8_t startOfImage = 0xD8;
 inline constexpr std::uint8_t endOfImage = 0xD9;
 inline constexpr std::uint8_t startOfScan = 0xDA;

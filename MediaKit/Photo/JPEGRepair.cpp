@@ -4,6 +4,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Photo/HeaderRebuild.h"
 #include "MediaKit/Photo/JPEGMarkers.h"
+#include "MediaKit/Photo/StrayMarkers.h"
 
 namespace tallowmark::JPEGRepair {
 namespace {
@@ -76,7 +77,8 @@ ByteView withoutHalfSegment(ByteView data, const Header& header) {
 
 Diagnosis diagnose(ByteView data) {
   if (const auto header = usableHeader(data)) {
-    return isWhole(data, *header) ? Diagnosis::healthy : Diagnosis::truncated;
+    const bool opens = isWhole(data, *header) && findStrayMarkers(data, *header).empty();
+    return opens ? Diagnosis::healthy : Diagnosis::truncated;
   }
   return findMainScan(data) ? Diagnosis::damagedHeader : Diagnosis::notJPEG;
 }
@@ -87,6 +89,14 @@ bool needsReference(ByteView data) {
 
 Repaired repair(ByteView data, std::optional<ByteView> reference) {
   if (const auto header = usableHeader(data)) {
+    if (const auto strays = findStrayMarkers(data, *header); !strays.empty()) {
+      Result result = resultOf(Result::Fix::closedEnd, *header);
+      result.incomplete = false;
+      return {.bytes = withoutStrayMarkers(data, *header, strays),
+              .result = result,
+              .endClosed = false,
+              .check = std::nullopt};
+    }
     if (isWhole(data, *header)) {
       return {.bytes = {data.begin(), data.end()},
               .result = resultOf(Result::Fix::none, *header),

@@ -73,6 +73,7 @@ TEST(RealDamage, isNamedAndMended) {
   };
   const std::vector<Row> rows{
       {"bad_truncated_canon_32d08f.jpg", Diagnosis::truncated},
+      {"bad_rst_40bb78.jpg", Diagnosis::truncated},
       {"bad_extra_bytes_308.jpg", Diagnosis::damagedHeader},
       {"bad_tm_broken-bogus-data-prepended-real-jfif-start-at-4801.jpg", Diagnosis::damagedHeader},
       {"bad_tm_broken-sos-before-sof.jpg", Diagnosis::damagedHeader},

@@ -53,6 +53,33 @@ TEST(Repair, leavesAHealthyPhotoAsItIs) {
   EXPECT_EQ(repaired.result, (Result{Fix::none, 200, 150, {}, false}));
 }
 
+TEST(StrayMarkers, becomeWhatTheyWere) {
+  for (const unsigned interval : {0U, 5U}) {
+    for (const bool progressive : {false, true}) {
+      const Bytes photo = makePhoto({.progressive = progressive, .restartInterval = interval});
+      Bytes damaged = photo;
+      std::vector<std::size_t> places;
+      for (std::size_t at = parseHeader(photo)->scanStart; at + 2 < photo.size(); ++at) {
+        const bool isData = photo[at + 1] == 0 || (photo[at + 1] & 0xF8U) == 0xD0U;
+        if (photo[at] == 0xFF && isData) places.push_back(at + 1);
+      }
+      ASSERT_GE(places.size(), 4U);
+      damaged[places[places.size() / 4]] = 0xF7;
+      damaged[places[places.size() / 2]] = 0x80;
+      EXPECT_EQ(diagnose(damaged), Diagnosis::truncated);
+      const Repaired repaired = repair(damaged, std::nullopt);
+      EXPECT_EQ(repaired.bytes, photo) << interval << " " << progressive;
+      EXPECT_EQ(repaired.result, (Result{Fix::closedEnd, 200, 150, {}, false}));
+    }
+  }
+  Bytes rubble = makePhoto({});
+  for (std::size_t at = scanOf(rubble) + 20; at + 40 < rubble.size(); at += 40) {
+    rubble[at] = 0xFF;
+    rubble[at + 1] = 0xF7;
+  }
+  EXPECT_EQ(diagnose(rubble), Diagnosis::healthy) << "too many to be markers";
+}
+
 TEST(ClosedEnd, dropsZerosAndHalfAMarker) {
   struct Row {
     Bytes bytes;

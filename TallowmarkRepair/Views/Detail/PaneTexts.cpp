@@ -149,7 +149,9 @@ QString whatWasDoneToPicture(const Clip::PhotoFacts& facts, const ClipBackground
                : tr("This is the picture that the camera stored inside the RAW file.");
   }
   if (!hasRebuiltHeader(background)) {
-    return tr("Repair closed the file where it breaks off.");
+    return facts.incomplete
+               ? tr("Repair closed the file where it breaks off.")
+               : tr("Repair mended the places at which programs stop reading the picture.");
   }
   return !facts.borrowed.empty() && background.details->reference
              ? tr("Repair rebuilt the damaged header with the help of %1.")
