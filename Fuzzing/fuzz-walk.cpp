@@ -1,31 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Any bytes as a clip without index, rebuilt by what any other bytes teach as the good clip.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
 
 #include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/VideoRepair.h"
-
-namespace {
+#include "WrittenCopy.h"
 
 using namespace tallowmark;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
-std::vector<std::uint8_t> contentsOf(int descriptor, std::uint64_t size) {
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
-  require(::pread(descriptor, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
-  return bytes;
-}
-
-}  // namespace
 
 // The input: two bytes that say how long the reference is, the reference, the damaged clip.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -35,17 +18,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t length = std::min<std::size_t>(data[0] * std::size_t{256} + data[1], size - 2);
   const MemorySource reference({data + 2, data + 2 + length});
   const MemorySource damaged({data + 2 + length, data + size});
-  const int file = ::memfd_create("copy", MFD_CLOEXEC);
   try {
-    FileSink sink(::dup(file), "copy");
-    const VideoRepair::Result result = VideoRepair::rebuild(damaged, reference, sink);
-    const MemorySource copy(contentsOf(file, sink.size()));
+    WrittenCopy written;
+    const VideoRepair::Result result = VideoRepair::rebuild(damaged, reference, written.sink());
+    const MemorySource copy(written.contents());
     require(std::holds_alternative<VideoRepair::Healthy>(VideoRepair::diagnose(copy)));
     const Movie movie = MovieParser::parse(BoxReader(copy));
     require(movie.videoTrack()->samples.size() == result.videoFrames);
     require(result.unusedBytes <= damaged.size());
   } catch (const MediaError&) {
   }
-  ::close(file);
   return 0;
 }

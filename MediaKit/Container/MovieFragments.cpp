@@ -104,9 +104,24 @@ void readDefaults(const Box& extends, const BoxReader& reader, TrackEnds& ends) 
   }
 }
 
-// §8.8.8. Data without an offset of its own starts at `data`; afterwards that is where it ends.
-void readRun(Fields fields, const Defaults& defaults, std::uint64_t base, std::uint64_t& data,
-             TrackEnd& end) {
+// Where the data of runs stands.
+struct DataPlace {
+  std::uint64_t base = 0;
+  // Behind the run ahead: there stand the samples of a run that does not say where.
+  std::uint64_t next = 0;
+  // Bytes that samples without fields of their own may still claim: no more than the file has, for
+  // a few bytes could claim them over and over.
+  std::uint64_t unclaimed = 0;
+
+  std::uint64_t claim(std::uint64_t count, std::uint32_t size) {
+    const std::uint64_t granted = size == 0 ? 0 : std::min(count, unclaimed / size);
+    unclaimed -= granted * size;
+    return granted;
+  }
+};
+
+// §8.8.8
+void readRun(Fields fields, const Defaults& defaults, DataPlace& place, TrackEnd& end) {
   constexpr std::uint32_t hasOffset = 0x1;
   constexpr std::uint32_t hasFirstFlags = 0x4;
   constexpr std::uint32_t hasDuration = 0x100;
@@ -117,17 +132,18 @@ void readRun(Fields fields, const Defaults& defaults, std::uint64_t base, std::u
 
   std::uint64_t count = fields.next();
   if (fields.has(hasOffset)) {
-    data = base + static_cast<std::uint64_t>(static_cast<std::int32_t>(fields.next()));
+    place.next = place.base + static_cast<std::uint64_t>(static_cast<std::int32_t>(fields.next()));
   }
   const std::uint32_t firstFlags = fields.nextIf(hasFirstFlags, defaults.flags);
   std::uint64_t entrySize = 0;
   for (const auto field : {hasDuration, hasSize, hasFlags, hasComposition}) {
     entrySize += fields.has(field) ? 4U : 0U;
   }
-  if (entrySize > 0) count = std::min(count, fields.left() / entrySize);
+  count = entrySize > 0 ? std::min(count, fields.left() / entrySize)
+                        : place.claim(count, defaults.size);
   for (std::uint64_t i = 0; i < count;) {
     Sample sample;
-    sample.offset = data;
+    sample.offset = place.next;
     sample.duration = fields.nextIf(hasDuration, defaults.duration);
     sample.size = fields.nextIf(hasSize, defaults.size);
     const std::uint32_t flags = fields.nextIf(hasFlags, i == 0 ? firstFlags : defaults.flags);
@@ -136,14 +152,14 @@ void readRun(Fields fields, const Defaults& defaults, std::uint64_t base, std::u
     // Samples without fields of their own are alike, but for the first one's flags.
     const std::uint64_t alike = entrySize > 0 || i == 0 ? 1 : count - i;
     end.append(sample, alike);
-    data = saturatingAdd(data, saturatingMultiply(sample.size, alike));
+    place.next = saturatingAdd(place.next, saturatingMultiply(sample.size, alike));
     i += alike;
   }
 }
 
-// §8.8.7, §8.8.12. `data` is where the track fragment ahead ended.
+// §8.8.7, §8.8.12
 void readTrackFragment(const Box& traf, const BoxReader& reader, std::uint64_t moofOffset,
-                       std::uint64_t& data, TrackEnds& ends) {
+                       DataPlace& place, TrackEnds& ends) {
   constexpr std::uint32_t hasBase = 0x1;
   constexpr std::uint32_t hasDescription = 0x2;
   constexpr std::uint32_t hasDuration = 0x8;
@@ -158,11 +174,11 @@ void readTrackFragment(const Box& traf, const BoxReader& reader, std::uint64_t m
   TrackEnd leftOut;
   TrackEnd& end = known != ends.end() ? known->second : leftOut;
   if (header.has(hasBase)) {
-    data = header.next<std::uint64_t>();
+    place.next = header.next<std::uint64_t>();
   } else if (header.has(baseIsMoof)) {
-    data = moofOffset;
+    place.next = moofOffset;
   }
-  const std::uint64_t base = data;
+  place.base = place.next;
   header.nextIf(hasDescription, 0);
   Defaults defaults;
   defaults.duration = header.nextIf(hasDuration, end.defaults.duration);
@@ -173,7 +189,7 @@ void readTrackFragment(const Box& traf, const BoxReader& reader, std::uint64_t m
       Fields time(reader.payload(box));
       end.startAt(time.version() == 1 ? time.next<std::uint64_t>() : time.next());
     } else if (box.type == "trun") {
-      readRun(Fields(reader.payload(box)), defaults, base, data, end);
+      readRun(Fields(reader.payload(box)), defaults, place, end);
     }
   }
 }
@@ -186,11 +202,13 @@ void append(const Box& moov, const BoxReader& reader, Movie& movie) {
   TrackEnds ends;
   for (Track& track : movie.tracks) ends.try_emplace(track.trackID, track);
   readDefaults(*extends, reader, ends);
+  DataPlace place;
+  place.unclaimed = reader.size();
   for (const Box& moof : reader.children(0, reader.size())) {
     if (moof.type != "moof" || moof.truncated) continue;
-    std::uint64_t data = moof.offset;
+    place.next = moof.offset;
     for (const Box& traf : reader.children(moof)) {
-      if (traf.type == "traf") readTrackFragment(traf, reader, moof.offset, data, ends);
+      if (traf.type == "traf") readTrackFragment(traf, reader, moof.offset, place, ends);
     }
   }
   for (auto& [trackID, end] : ends) end.flush();

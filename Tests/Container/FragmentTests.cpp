@@ -92,7 +92,12 @@ TEST(Fragments, costNothingWhateverTheyClaim) {
     Bytes fragments;
     std::uint64_t samples;
   } rows[] = {
-      {"four thousand million alike", makeFragment(header, {run(0, 0xFFFFFFFF, {})}), 0xFFFFFFFF},
+      {"as many alike as the file has bytes",
+       makeFragment(header, {run(0, 0xFFFFFFFF, zeros(900))}), 12},
+      {"of no size",
+       makeFragment(joined({makeBox("tfhd", {u32(0x10), u32(1), u32(0)})}),
+                    {run(0, 0xFFFFFFFF, {})}),
+       0},
       {"more sizes than there are", makeFragment(header, {run(0x200, 0xFFFFFFFF, zeros(12))}), 3},
       {"no header", makeBox("moof", {makeBox("traf", {run(0, 5, {})})}), 0},
       {"of a track that is not there", makeFragment(makeFull("tfhd", 0, {u32(7)}), {run(0, 5, {})}),
