@@ -13,7 +13,7 @@ namespace tallowmark {
 
 namespace {
 
-using Bytes = std::span<const std::uint8_t>;
+using ByteSpan = std::span<const std::uint8_t>;
 using NumberedSequence = std::pair<std::uint32_t, SequenceParameters>;
 using NumberedPicture = std::pair<std::uint32_t, PictureParameters>;
 
@@ -100,7 +100,7 @@ std::optional<std::uint32_t> readReorderingH264(BitReader& bits) {
   return bits.ok() && most <= 16 ? std::optional(most) : std::nullopt;
 }
 
-std::optional<NumberedSequence> readSequenceH264(Bytes unit) {
+std::optional<NumberedSequence> readSequenceH264(ByteSpan unit) {
   static constexpr std::array<std::uint32_t, 13> highProfiles{100, 110, 122, 244, 44,  83, 86,
                                                               118, 128, 138, 139, 134, 135};
   BitReader bits(unit.subspan(1));
@@ -134,7 +134,7 @@ std::optional<NumberedSequence> readSequenceH264(Bytes unit) {
   return NumberedSequence(id, sps);
 }
 
-std::optional<NumberedPicture> readPictureH264(Bytes unit) {
+std::optional<NumberedPicture> readPictureH264(ByteSpan unit) {
   BitReader bits(unit.subspan(1));
   const std::uint32_t id = bits.ue();
   PictureParameters pps;
@@ -163,7 +163,7 @@ std::uint32_t readProfileTierLevel(BitReader& bits, unsigned subLayersMinusOne) 
   return profile;
 }
 
-std::optional<NumberedSequence> readSequenceHEVC(Bytes unit) {
+std::optional<NumberedSequence> readSequenceHEVC(ByteSpan unit) {
   BitReader bits(unit.subspan(2));
   SequenceParameters sps;
   bits.skip(4);
@@ -203,7 +203,7 @@ std::optional<NumberedSequence> readSequenceHEVC(Bytes unit) {
   return NumberedSequence(id, sps);
 }
 
-std::optional<NumberedPicture> readPictureHEVC(Bytes unit) {
+std::optional<NumberedPicture> readPictureHEVC(ByteSpan unit) {
   BitReader bits(unit.subspan(2));
   const std::uint32_t id = bits.ue();
   PictureParameters pps;
@@ -216,7 +216,7 @@ std::optional<NumberedPicture> readPictureHEVC(Bytes unit) {
 }
 
 // Takes `count` units behind 16-bit lengths from `at` on; returns the position behind them.
-std::size_t addUnits(ParameterSets& sets, Bytes record, std::size_t at, unsigned count,
+std::size_t addUnits(ParameterSets& sets, ByteSpan record, std::size_t at, unsigned count,
                      NALFormat::Codec codec) {
   for (; count > 0 && at + 2 <= record.size(); --count) {
     const std::size_t length = bigEndian<std::uint16_t>(record, at);
@@ -232,20 +232,20 @@ std::size_t addUnits(ParameterSets& sets, Bytes record, std::size_t at, unsigned
 
 }  // namespace
 
-std::optional<NumberedSequence> readSequenceParameters(Bytes unit, NALFormat::Codec codec) {
+std::optional<NumberedSequence> readSequenceParameters(ByteSpan unit, NALFormat::Codec codec) {
   if (unit.size() < 4) {
     return std::nullopt;
   }
   return codec == NALFormat::Codec::h264 ? readSequenceH264(unit) : readSequenceHEVC(unit);
 }
 
-ParameterSets ParameterSets::of(Bytes sampleEntry, NALFormat::Codec codec) {
+ParameterSets ParameterSets::of(ByteSpan sampleEntry, NALFormat::Codec codec) {
   ParameterSets sets;
   const auto start = configurationRecord(sampleEntry, codec);
   if (!start) {
     return sets;
   }
-  const Bytes record = sampleEntry.subspan(*start);
+  const ByteSpan record = sampleEntry.subspan(*start);
   if (codec == NALFormat::Codec::h264 && record.size() > 6) {
     const std::size_t pictures = addUnits(sets, record, 6, record[5] & 31U, codec);
     if (pictures < record.size()) {
@@ -260,7 +260,7 @@ ParameterSets ParameterSets::of(Bytes sampleEntry, NALFormat::Codec codec) {
   return sets;
 }
 
-void ParameterSets::add(Bytes unit, NALFormat::Codec codec) {
+void ParameterSets::add(ByteSpan unit, NALFormat::Codec codec) {
   if (unit.size() < 3) {
     return;
   }

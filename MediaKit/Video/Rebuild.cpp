@@ -94,12 +94,24 @@ Teacher learn(const ByteSource& reference, Depth depth) {
   return teacher;
 }
 
+// Nothing when the head of the file is overwritten.
+std::optional<FileLayout> layoutOf(const BoxReader& reader) {
+  try {
+    return MovieParser::layout(reader);
+  } catch (const MediaError&) {
+    return std::nullopt;
+  }
+}
+
 // Where the media data starts: the first media-data box, or where one should stand whose header was
 // never written.
 std::uint64_t mediaStart(const BoxReader& reader) {
-  const FileLayout layout = MovieParser::layout(reader);
-  if (!layout.mdats.empty()) {
-    return layout.mdats.front().payloadOffset();
+  const auto layout = layoutOf(reader);
+  if (!layout) {
+    return 0;
+  }
+  if (!layout->mdats.empty()) {
+    return layout->mdats.front().payloadOffset();
   }
   const std::vector<Box> top = reader.children(0, reader.size());
   const std::uint64_t end = top.empty() ? 0 : top.back().end();
@@ -286,7 +298,8 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
                  const StopToken& stop, Depth depth) {
   const Teacher teacher = learn(reference, depth);
   const BoxReader reader(source);
-  const bool hasMediaBox = !MovieParser::layout(reader).mdats.empty();
+  const auto layout = layoutOf(reader);
+  const bool hasMediaBox = !layout || !layout->mdats.empty();
   EvidencedFindings found = walkMedia(source, mediaStart(reader), teacher, progress, stop);
   found.video = found.video.endingBy(source.size());
   if (found.video.empty()) {

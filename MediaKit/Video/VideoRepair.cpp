@@ -7,6 +7,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Video/LostIndex.h"
 #include "MediaKit/Video/WrittenRange.h"
 
 namespace tallowmark::VideoRepair {
@@ -23,6 +24,19 @@ std::uint64_t samplesBehind(const Movie& movie, std::uint64_t end) {
   return missing;
 }
 
+Movie readIndex(const ByteSource& source) {
+  const BoxReader reader(source);
+  try {
+    Movie movie = MovieParser::parse(reader);
+    MovieParser::readHandlerNames(reader, movie);
+    return movie;
+  } catch (const MediaError&) {
+    auto lost = LostIndex::find(source);
+    if (!lost) throw;
+    return std::move(*lost);
+  }
+}
+
 }  // namespace
 
 std::uint64_t UnusedBytes::total() const {
@@ -35,16 +49,20 @@ std::uint64_t UnusedBytes::total() const {
 
 Diagnosis diagnose(const ByteSource& source) {
   const BoxReader reader(source);
-  FileLayout layout;
+  std::optional<FileLayout> layout;
   try {
     layout = MovieParser::layout(reader);
   } catch (const MediaError&) {
-    return NotAMovie{};
+    layout.reset();
   }
-  if (!layout.moov) {
-    return MissingIndex{};
+  if (layout && layout->moov) {
+    return diagnose(MovieParser::parseMoov(*layout->moov, reader, {}), source.size());
   }
-  return diagnose(MovieParser::parseMoov(*layout.moov, reader, {}), source.size());
+  if (const auto movie = LostIndex::find(source)) {
+    return Truncated{samplesBehind(*movie, source.size())};
+  }
+  return layout || LostIndex::holdsPictures(source) ? Diagnosis(MissingIndex{})
+                                                    : Diagnosis(NotAMovie{});
 }
 
 Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize) {
@@ -75,8 +93,7 @@ Plan plan(const ByteSource& source, const ByteSource* reference, const Progress&
 Plan planTrim(const ByteSource& source) {
   Plan trimmed;
   Movie& movie = trimmed.movie;
-  movie = MovieParser::parse(BoxReader(source));
-  MovieParser::readHandlerNames(BoxReader(source), movie);
+  movie = readIndex(source);
   for (Track& track : movie.tracks) {
     track.samples = track.samples.endingBy(source.size());
   }

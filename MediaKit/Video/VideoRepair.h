@@ -15,7 +15,7 @@
 namespace tallowmark::VideoRepair {
 
 /// The index is whole, but this many samples over all tracks lie wholly or partly behind the
-/// file's end.
+/// file's end. None, when the index is there and the file's boxes do not lead to it.
 struct Truncated {
   std::uint64_t samplesMissing = 0;
   friend bool operator==(const Truncated&, const Truncated&) = default;
@@ -28,7 +28,7 @@ struct Healthy {
 struct MissingIndex {
   friend bool operator==(const MissingIndex&, const MissingIndex&) = default;
 };
-/// The top level cannot be read as a movie.
+/// The top level cannot be read as a movie, and nothing looks like pictures.
 struct NotAMovie {
   friend bool operator==(const NotAMovie&, const NotAMovie&) = default;
 };

@@ -214,7 +214,16 @@ struct ClipText {
     return text;
   }
 
-  PaneText operator()(const Clip::Truncated&) const {
+  PaneText operator()(const Clip::Truncated& state) const {
+    if (clip.kind() == Kind::video && state.missingSamples == 0) {
+      return {Tone::attention,
+              tr("Cut short"),
+              tr("This clip won't open because a part of the file is damaged that programs need "
+                 "first."),
+              tr("Its index is still there: Repair keeps everything that it finds by it."),
+              {tr("Pictures that were overwritten can't come back.")},
+              {}};
+    }
     return clip.kind() == Kind::video
                ? PaneText{Tone::attention,
                           tr("Cut short"),

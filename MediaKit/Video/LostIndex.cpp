@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/LostIndex.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include "MediaKit/Container/BigEndian.h"
+#include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Video/NALFormat.h"
+
+namespace tallowmark::LostIndex {
+
+namespace {
+
+// The index of an hour takes some ten megabytes.
+constexpr std::uint64_t searched = std::uint64_t{16} << 20U;
+
+std::vector<std::uint8_t> piece(const ByteSource& clip, std::uint64_t from) {
+  return clip.read(from, static_cast<std::size_t>(std::min(searched, clip.size() - from)));
+}
+
+// Whether the sample is made of units whose lengths add up to its own.
+bool isMadeOfUnits(const Sample& sample, int lengthSize, const ByteSource& clip) {
+  constexpr int mostUnits = 256;
+  std::uint64_t at = sample.offset;
+  const std::uint64_t end = sample.offset + sample.size;
+  for (int units = 0; at < end && units < mostUnits; ++units) {
+    std::uint64_t length = 0;
+    for (const std::uint8_t byte : clip.read(at, static_cast<std::size_t>(lengthSize))) {
+      length = length << 8U | byte;
+    }
+    const std::uint64_t unit = length + static_cast<std::uint64_t>(lengthSize);
+    if (length == 0 || unit > end - at) return false;
+    at += unit;
+  }
+  return at == end;
+}
+
+// Looks at pictures spread over the clip. Some may be overwritten.
+bool describes(const Movie& movie, const ByteSource& clip) {
+  constexpr std::uint64_t looks = 64;
+  const Track* video = movie.videoTrack();
+  if (video == nullptr) return false;
+  const auto format = NALFormat::of(video->sampleEntry, video->codec);
+  const SampleList present = video->samples.endingBy(clip.size());
+  if (!format || present.empty()) return false;
+  const std::uint64_t count = std::min(looks, present.size());
+  std::uint64_t right = 0;
+  for (std::uint64_t i = 0; i < count; ++i) {
+    const Sample sample = present[present.size() / count * i];
+    if (isMadeOfUnits(sample, static_cast<int>(format->lengthSize), clip)) ++right;
+  }
+  return right * 2 >= count;
+}
+
+// An index opens with the movie's header (§8.2.2).
+bool opensAnIndex(std::span<const std::uint8_t> bytes, std::size_t name) {
+  constexpr std::size_t nextName = 8;
+  return name >= 4 && bytes.size() - name >= nextName + 4 &&
+         bigEndian<std::uint32_t>(bytes, name + nextName) == FourCC("mvhd").value;
+}
+
+std::optional<Movie> findWithin(std::uint64_t from, const ByteSource& clip) {
+  constexpr std::string_view name = "moov";
+  constexpr int mostTried = 16;
+  const std::vector<std::uint8_t> bytes = piece(clip, from);
+  const BoxReader reader(clip);
+  std::size_t place = 0;
+  for (int tried = 0; tried < mostTried; ++place) {
+    const void* hit =
+        ::memmem(bytes.data() + place, bytes.size() - place, name.data(), name.size());
+    if (hit == nullptr) return std::nullopt;
+    place = static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - bytes.data());
+    if (!opensAnIndex(bytes, place)) continue;
+    ++tried;
+    const auto box = reader.box(from + place - 4);
+    if (!box || box->truncated) continue;
+    try {
+      Movie movie = MovieParser::parseMoov(*box, reader, {});
+      if (describes(movie, clip)) return movie;
+    } catch (const MediaError&) {
+      continue;
+    }
+  }
+  return std::nullopt;
+}
+
+// A length of four bytes, and what tells the unit's kind.
+constexpr std::size_t unitHead = 7;
+
+// Whether a unit may start here that some camera writes.
+bool mayBeUnit(std::span<const std::uint8_t> bytes, std::size_t at, NALFormat::Codec codec) {
+  constexpr std::uint32_t largest = 1U << 24U;
+  const auto length = bigEndian<std::uint32_t>(bytes, at);
+  if (length < 2 || length >= largest) return false;
+  const std::uint8_t header = bytes[at + 4];
+  if (codec == NALFormat::Codec::hevc) {
+    // Base layer, some temporal layer, a type that is not reserved (H.265 §7.3.1.2).
+    const int type = header >> 1;
+    return (header & 0x81) == 0 && bytes[at + 5] >= 1 && bytes[at + 5] <= 7 &&
+           (type <= 9 || (type >= 16 && type <= 21) || (type >= 32 && type <= 40));
+  }
+  const int type = header & 0x1F;
+  const bool isReference = (header & 0x60) != 0;
+  const bool neverReference = type == 6 || type == 9;
+  const bool alwaysReference = type == 5 || type == 7 || type == 8;
+  return (header & 0x80) == 0 && (type == 1 || neverReference || alwaysReference) &&
+         !(neverReference && isReference) && !(alwaysReference && !isReference);
+}
+
+// How often a unit follows upon a unit.
+int countFollowing(std::span<const std::uint8_t> bytes, NALFormat::Codec codec, int enough) {
+  int following = 0;
+  for (std::size_t at = 0; at + unitHead <= bytes.size() && following < enough;) {
+    std::size_t next = at;
+    int units = 0;
+    while (next + unitHead <= bytes.size() && mayBeUnit(bytes, next, codec)) {
+      next += 4 + bigEndian<std::uint32_t>(bytes, next);
+      ++units;
+    }
+    following += std::max(0, units - 1);
+    at = units > 1 ? std::min(next, bytes.size()) : at + 1;
+  }
+  return following;
+}
+
+// How often what may be a unit starts as the most frequent of them do: pictures of one kind begin
+// with the same bytes, whatever stands between them.
+int countOfOneKind(std::span<const std::uint8_t> bytes, NALFormat::Codec codec) {
+  const std::size_t second = codec == NALFormat::Codec::hevc ? 6 : 5;
+  std::vector<int> counts(std::size_t{1} << 16U);
+  for (std::size_t at = 0; at + unitHead <= bytes.size(); ++at) {
+    if (mayBeUnit(bytes, at, codec)) {
+      ++counts[std::size_t{bytes[at + 4]} << 8U | bytes[at + second]];
+    }
+  }
+  return *std::max_element(counts.begin(), counts.end());
+}
+
+}  // namespace
+
+std::optional<Movie> find(const ByteSource& clip) {
+  const std::uint64_t tail = clip.size() - std::min(clip.size(), searched);
+  auto found = findWithin(tail, clip);
+  return found || tail == 0 ? found : findWithin(0, clip);
+}
+
+bool holdsPictures(const ByteSource& clip) {
+  // In as much noise as is searched a unit follows upon a unit once in ten times, and of each kind
+  // there is one.
+  constexpr int enoughFollowing = 6;
+  const std::vector<std::uint8_t> bytes = piece(clip, 0);
+  const int enoughOfOneKind = 6 + static_cast<int>(18 * bytes.size() / searched);
+  const auto isSeen = [&](NALFormat::Codec codec) {
+    return countFollowing(bytes, codec, enoughFollowing) >= enoughFollowing ||
+           countOfOneKind(bytes, codec) >= enoughOfOneKind;
+  };
+  return isSeen(NALFormat::Codec::h264) || isSeen(NALFormat::Codec::hevc);
+}
+
+}  // namespace tallowmark::LostIndex
