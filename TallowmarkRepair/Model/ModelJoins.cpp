@@ -22,8 +22,14 @@ bool containsAll(const std::vector<fs::path>& parts, const std::vector<fs::path>
 }  // namespace
 
 void RepairModel::findSplitRecordings() {
+  unwanted_.clear();
+  offerSplitRecordings();
+}
+
+void RepairModel::offerSplitRecordings() {
   for (auto& recording : splitRecordingsAmong(clips())) {
-    if (!updateKnownRecording(recording) && splitRecording(recording.front()) == nullptr) {
+    if (!updateKnownRecording(recording) && splitRecording(recording.front()) == nullptr &&
+        !isUnwanted(recording)) {
       prepareNewJoin(std::move(recording), true);
     }
   }
@@ -46,6 +52,15 @@ bool RepairModel::updateKnownRecording(const std::vector<fs::path>& recording) {
     joinWork_.prepare(id);
   }
   return true;
+}
+
+bool RepairModel::isUnwanted(const std::vector<fs::path>& recording) const {
+  return std::any_of(unwanted_.begin(), unwanted_.end(),
+                     [&](const auto& parts) { return containsAll(parts, recording); });
+}
+
+void RepairModel::wantAgain(const fs::path& part) {
+  std::erase_if(unwanted_, [&](const auto& parts) { return contains(parts, part); });
 }
 
 void RepairModel::join(std::vector<fs::path> urls) {
