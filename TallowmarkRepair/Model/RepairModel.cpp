@@ -160,6 +160,7 @@ void RepairModel::finishedChecking(const QUuid& id, const FileState::Any& found)
 void RepairModel::finishedAllChecks() {
   if (std::none_of(clips().begin(), clips().end(),
                    [](const Clip& clip) { return clip.is<Clip::Checking>(); })) {
+    chooseReferenceAutomatically();
     repairAllPending();
     offerSplitRecordings();
   }
