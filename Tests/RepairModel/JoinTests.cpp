@@ -71,6 +71,19 @@ TEST_F(JoinTests, growARecordingWhoseChaptersAreAddedOneByOne) {
   EXPECT_EQ(nameOf(only().state), "preview");
 }
 
+TEST_F(JoinTests, makeOneOfTwoThatTurnOutToBeOneRecording) {
+  add({chapters[1], chapters[2]});
+  model->remove(clip("GX030123.MP4").id);
+  add({chapters[0]});
+  ASSERT_EQ(model->joins().size(), 2U);
+  model->select(model->joins()[1].id);
+  add({chapters[2]});
+  ASSERT_EQ(model->joins().size(), 1U);
+  EXPECT_EQ(only().parts, chapters);
+  EXPECT_EQ(nameOf(only().state), "preview");
+  EXPECT_EQ(model->selectedJoin(), &only());
+}
+
 TEST_F(JoinTests, offerNoMoreWhatTheUserRemoved) {
   add(chapters);
   model->remove(only().id);
