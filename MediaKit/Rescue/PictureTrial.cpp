@@ -31,7 +31,7 @@ std::optional<bool> tryAt(const Movie& movie, std::uint64_t key, const ByteSourc
     const bool isHEVC = codecOf(video.codec) == NALFormat::Codec::hevc;
     VideoRepair::write(VideoRepair::excerptOf(movie, key, isHEVC ? picturesOfHEVC : 1), source,
                        excerpt.sink(), stop);
-    return trial(excerpt.temporaryPath());
+    return trial(excerpt.temporaryPath(), stop);
   } catch (const DeviceError& error) {
     if (error.kind() == DeviceError::Kind::writeFailed) {
       return std::nullopt;

@@ -11,7 +11,9 @@
 namespace tallowmark {
 
 /// Whether the few pictures in a small clip decode to their ends; nothing when that cannot be told.
-using PictureTrial = std::function<std::optional<bool>(const std::filesystem::path& clip)>;
+/// Throws Stopped.
+using PictureTrial =
+    std::function<std::optional<bool>(const std::filesystem::path& clip, const StopToken& stop)>;
 
 /// Tries some of a rebuilt clip's pictures, from key pictures on. A reference of another resolution
 /// teaches where the frames lie all the same, and nothing but decoding them shows that its

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The part of RepairModel that has to do with split recordings.
 #include <algorithm>
+#include <iterator>
 
 #include "TallowmarkRepair/Model/RepairModel.h"
 
@@ -22,30 +23,54 @@ bool containsAll(const std::vector<fs::path>& parts, const std::vector<fs::path>
 }  // namespace
 
 void RepairModel::findSplitRecordings() {
+  unwanted_.clear();
+  offerSplitRecordings();
+}
+
+void RepairModel::offerSplitRecordings() {
   for (auto& recording : splitRecordingsAmong(clips())) {
-    if (!updateKnownRecording(recording) && splitRecording(recording.front()) == nullptr) {
+    if (!updateKnownRecording(recording) && splitRecording(recording.front()) == nullptr &&
+        !isUnwanted(recording)) {
       prepareNewJoin(std::move(recording), true);
     }
   }
 }
 
 // Chapters may be added one after another: a recording that was found grows with them, until it is
-// saved.
+// saved, and what was found as two turns out to be one.
 bool RepairModel::updateKnownRecording(const std::vector<fs::path>& recording) {
-  const auto known = std::find_if(joins().begin(), joins().end(), [&](const Join& join) {
-    return join.foundAutomatically && !join.parts.empty() && containsAll(recording, join.parts);
-  });
-  if (known == joins().end()) {
-    return false;
+  bool isKnown = false;
+  std::vector<QUuid> growing;
+  for (const Join& join : joins()) {
+    if (join.foundAutomatically && !join.parts.empty() && containsAll(recording, join.parts)) {
+      isKnown = true;
+      if (!join.is<Join::Saved>() && !join.is<Join::Joining>()) growing.push_back(join.id);
+    }
   }
-  if (known->parts != recording && !known->is<Join::Saved>() && !known->is<Join::Joining>()) {
-    Join grown = *known;
+  if (growing.empty()) {
+    return isKnown;
+  }
+  Join grown = *joins_.find(growing.front());
+  if (grown.parts != recording) {
     grown.parts = recording;
-    const QUuid id = grown.id;
-    joins_.replace(std::move(grown));
-    joinWork_.prepare(id);
+    joins_.replace(grown);
+    joinWork_.prepare(grown.id);
+  }
+  for (auto piece = std::next(growing.begin()); piece != growing.end(); ++piece) {
+    joinWork_.forget(*piece);
+    joins_.remove(*piece);
+    if (selection_ == *piece) select(grown.id);
   }
   return true;
+}
+
+bool RepairModel::isUnwanted(const std::vector<fs::path>& recording) const {
+  return std::any_of(unwanted_.begin(), unwanted_.end(),
+                     [&](const auto& parts) { return containsAll(parts, recording); });
+}
+
+void RepairModel::wantAgain(const fs::path& part) {
+  std::erase_if(unwanted_, [&](const auto& parts) { return contains(parts, part); });
 }
 
 void RepairModel::join(std::vector<fs::path> urls) {

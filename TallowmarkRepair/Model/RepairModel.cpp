@@ -120,6 +120,7 @@ void RepairModel::append(const std::vector<AddedFile>& files) {
       clip.state = Clip::Failed{"Couldn't look into this folder."};
     }
     identities_[clip.id] = file.identity;
+    wantAgain(clip.url);
     added.push_back(std::move(clip));
   }
   clips_.append(added);
@@ -159,8 +160,9 @@ void RepairModel::finishedChecking(const QUuid& id, const FileState::Any& found)
 void RepairModel::finishedAllChecks() {
   if (std::none_of(clips().begin(), clips().end(),
                    [](const Clip& clip) { return clip.is<Clip::Checking>(); })) {
+    chooseReferenceAutomatically();
     repairAllPending();
-    findSplitRecordings();
+    offerSplitRecordings();
   }
 }
 
@@ -191,7 +193,8 @@ void RepairModel::remove(const QUuid& id) {
     if (reference_ && reference_->file == url) {
       setReferenceTo(std::nullopt);
     }
-  } else {
+  } else if (const Join* join = joins_.find(id)) {
+    if (join->foundAutomatically) unwanted_.push_back(join->parts);
     joinWork_.forget(id);
     joins_.remove(id);
   }
@@ -208,6 +211,7 @@ void RepairModel::clear() {
   clipWork_.forgetAll();
   joinWork_.forgetAll();
   identities_.clear();
+  unwanted_.clear();
   clips_.clear();
   joins_.clear();
   select(std::nullopt);

@@ -66,7 +66,8 @@ class RepairModel final : public QObject {
 
   /// Adds files and what folders hold. Returns at once; the disk is looked at beside.
   void add(const std::vector<std::filesystem::path>& urls);
-  /// Removes a clip or join from the list; its work ends.
+  /// Removes a clip or join from the list; its work ends. A recording that was found comes back
+  /// only with a file of its that is added anew, or when recordings are looked for.
   void remove(const QUuid& id);
   void clear();
   /// Checks a failed clip again, prepares a join again.
@@ -87,7 +88,8 @@ class RepairModel final : public QObject {
   /// Saves clips and joins that are ready into a folder, under names that replace nothing.
   void save(const std::vector<QUuid>& ids, const std::filesystem::path& folder);
 
-  /// Groups the healthy clips into the recordings that cameras split.
+  /// Groups the healthy clips into the recordings that cameras split, those that were removed from
+  /// the list among them.
   void findSplitRecordings();
   /// The user's own choice of parts; joined in name order.
   void join(std::vector<std::filesystem::path> urls);
@@ -130,12 +132,17 @@ class RepairModel final : public QObject {
   void setReferenceTo(std::optional<Reference> reference);
   void repairAgainWith(Kind kind);
   bool updateKnownRecording(const std::vector<std::filesystem::path>& recording);
+  void offerSplitRecordings();
+  bool isUnwanted(const std::vector<std::filesystem::path>& recording) const;
+  void wantAgain(const std::filesystem::path& part);
   void prepareNewJoin(std::vector<std::filesystem::path> parts, bool foundAutomatically);
 
   const Surroundings surroundings_;
   ItemList<Clip> clips_;
   ItemList<Join> joins_;
   std::map<QUuid, std::filesystem::path> identities_;
+  // Recordings that the user removed from the list.
+  std::vector<std::vector<std::filesystem::path>> unwanted_;
   std::optional<QUuid> selection_;
   std::optional<Reference> reference_;
   ScratchFolder scratch_;

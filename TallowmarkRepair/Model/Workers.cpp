@@ -42,36 +42,47 @@ Workers::~Workers() {
 
 bool Workers::isCurrent(const QUuid& item, quint64 ticket) const {
   const auto job = jobs_.find(item);
-  return job != jobs_.end() && job->second.ticket == ticket;
+  return job != jobs_.end() && job->second.turn.second == ticket;
 }
 
 void Workers::start(const QUuid& item, Urgency urgency, Work work,
                     const std::function<void(double)>& progress) {
   cancel(item);
   const quint64 ticket = ++lastTicket_;
-  const StopToken stop = (jobs_[item] = {ticket, {}}).stop.token();
-  const auto onMainThread = [this, item, ticket](std::function<void()> call, bool last) {
-    post({item, ticket, std::move(call), last});
-  };
-  const Progress report = throttled([onMainThread, progress](double fraction) {
+  const Turn turn(-static_cast<int>(urgency), ticket);
+  const StopToken stop = (jobs_[item] = {turn, {}}).stop.token();
+  Progress report = throttled([this, item, ticket, progress](double fraction) {
     if (progress) {
-      onMainThread([progress, fraction] { progress(fraction); }, false);
+      post({item, ticket, [progress, fraction] { progress(fraction); }, false});
     }
   });
-  pool_.start(
-      [work = std::move(work), stop, onMainThread, report] {
-        try {
-          stop.check();
-          onMainThread(work(report, stop), true);
-        } catch (const Stopped&) {
-          // Nobody waits for it.
-        }
-      },
-      static_cast<int>(urgency));
+  {
+    const std::lock_guard guard(lock_);
+    tasks_.emplace(turn, Task{item, std::move(work), std::move(report), stop});
+  }
+  pool_.start([this] { runNextTask(); });
+}
+
+// The pool gives threads, the order is ours: to a thread that waits it hands a task without its
+// priority, and later ones overtake it.
+void Workers::runNextTask() {
+  std::unique_lock guard(lock_);
+  if (tasks_.empty()) {
+    return;  // what it was started for was cancelled
+  }
+  const auto next = tasks_.extract(tasks_.begin());
+  guard.unlock();
+  const Task& task = next.mapped();
+  try {
+    task.stop.check();
+    post({task.item, next.key().second, task.work(task.progress, task.stop), true});
+  } catch (const Stopped&) {
+    // Nobody waits for it.
+  }
 }
 
 void Workers::post(Message message) {
-  const std::lock_guard guard(inboxLock_);
+  const std::lock_guard guard(lock_);
   inbox_.push_back(std::move(message));
   if (!delivering_) {
     delivering_ = true;
@@ -80,7 +91,7 @@ void Workers::post(Message message) {
 }
 
 std::optional<Workers::Message> Workers::nextMessage() {
-  const std::lock_guard guard(inboxLock_);
+  const std::lock_guard guard(lock_);
   if (inbox_.empty()) {
     delivering_ = false;
     return std::nullopt;
@@ -107,15 +118,19 @@ void Workers::deliver() {
 }
 
 void Workers::cancel(const QUuid& item) {
-  if (const auto job = jobs_.find(item); job != jobs_.end()) {
-    job->second.stop.requestStop();
-    jobs_.erase(job);
+  const auto job = jobs_.find(item);
+  if (job == jobs_.end()) {
+    return;
   }
+  job->second.stop.requestStop();
+  std::unique_lock guard(lock_);
+  const auto dropped = tasks_.extract(job->second.turn);
+  guard.unlock();
+  jobs_.erase(job);
 }
 
 void Workers::cancelAll() {
-  for (auto& [item, job] : jobs_) job.stop.requestStop();
-  jobs_.clear();
+  while (!jobs_.empty()) cancel(QUuid(jobs_.begin()->first));
 }
 
 }  // namespace tallowmark

@@ -10,6 +10,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include "DeviceKit/StopToken.h"
 #include "MediaKit/Container/MovieWriter.h"
@@ -53,9 +54,20 @@ class Workers final : public QObject {
   void messagesCame();
 
  private:
+  /// The most urgent first, and of these the oldest: minus the urgency, the ticket.
+  using Turn = std::pair<int, quint64>;
+
   struct Job {
-    quint64 ticket = 0;
+    Turn turn;
     StopSource stop;
+  };
+
+  /// What a thread takes up when it is free.
+  struct Task {
+    QUuid item;
+    Work work;
+    Progress progress;
+    StopToken stop;
   };
 
   /// What a job has to tell the main thread.
@@ -68,11 +80,14 @@ class Workers final : public QObject {
   };
 
   bool isCurrent(const QUuid& item, quint64 ticket) const;
+  void runNextTask();
   void post(Message message);
   std::optional<Message> nextMessage();
   void deliver();
 
-  std::mutex inboxLock_;
+  // Guards what goes to other threads and what comes from them, the next three.
+  std::mutex lock_;
+  std::map<Turn, Task> tasks_;
   std::deque<Message> inbox_;
   bool delivering_ = false;
   QTimer nextTurn_;

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "TallowmarkRepair/Preview/PreviewExport.h"
 
-#include <sys/resource.h>
-
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QStandardPaths>
+#include <string>
 #include <system_error>
+#include <vector>
+
+#include "DeviceKit/ChildProcess.h"
+#include "DeviceKit/DeviceError.h"
 
 namespace tallowmark {
 
@@ -18,74 +19,50 @@ namespace fs = std::filesystem;
 
 enum class Sound { with, without };
 
-QString textOf(const fs::path& path) {
-  return QFile::decodeName(path.c_str());
-}
+using Words = std::vector<std::string>;
+
+// Decoding 8K in 10 bits takes 1.3 GiB; fifteen seconds of the small picture take a few MB.
+constexpr Confinement confinement{std::uint64_t{2} << 30U, std::uint64_t{128} << 20U};
+
+// Memory is not to grow with the number of cores.
+constexpr const char* threads = "4";
 
 // Pixels are made square first: a picture of 1440×1080 that is shown 16:9 must not be squeezed.
-QString fitted() {
-  return QStringLiteral(
-      "scale=trunc(iw*sar/2)*2:trunc(ih/2)*2,setsar=1,"
-      "scale=w='min(640,iw)':h='min(480,ih)':force_original_aspect_ratio=decrease"
-      ":force_divisible_by=2");
+constexpr const char* fitted =
+    "scale=trunc(iw*sar/2)*2:trunc(ih/2)*2,setsar=1,"
+    "scale=w='min(640,iw)':h='min(480,ih)':force_original_aspect_ratio=decrease"
+    ":force_divisible_by=2";
+
+// A point, whatever the user's language writes.
+std::string textOf(double number) {
+  return QString::number(number).toStdString();
 }
 
 // The demuxer is named and other protocols are closed: a file that claims to be a playlist opens
 // nothing else.
-QStringList exportCommand(const fs::path& clip, const fs::path& target, double seconds,
-                          Sound sound) {
-  QStringList command{"-nostdin", "-v",   "quiet", "-y", "-protocol_whitelist",
-                      "file",     "-f",   "mov",   "-i", "file:" + textOf(clip),
-                      "-map",     "0:v:0"};
-  command += sound == Sound::with ? QStringList{"-map", "0:a:0?", "-c:a", "aac", "-ac", "2"}
-                                  : QStringList{"-an"};
-  return command + QStringList{"-t",
-                               QString::number(seconds),
-                               "-vf",
-                               fitted(),
-                               "-c:v",
-                               "libx264",
-                               "-preset",
-                               "superfast",
-                               "-crf",
-                               "25",
-                               "-pix_fmt",
-                               "yuv420p",
-                               "-movflags",
-                               "+faststart",
-                               "-f",
-                               "mp4",
-                               "file:" + textOf(target)};
+Words exportCommand(const fs::path& ffmpeg, const fs::path& clip, const fs::path& target,
+                    double seconds, Sound sound) {
+  Words command{ffmpeg.string(), "-nostdin", "-v", "quiet", "-y"};
+  const auto add = [&](const Words& more) {
+    command.insert(command.end(), more.begin(), more.end());
+  };
+  add({"-protocol_whitelist", "file", "-threads", threads, "-f", "mov"});
+  add({"-i", "file:" + clip.string(), "-map", "0:v:0"});
+  add(sound == Sound::with ? Words{"-map", "0:a:0?", "-c:a", "aac", "-ac", "2"} : Words{"-an"});
+  add({"-t", textOf(seconds), "-vf", fitted, "-c:v", "libx264", "-preset", "superfast"});
+  add({"-threads", threads, "-crf", "25", "-pix_fmt", "yuv420p", "-movflags", "+faststart"});
+  add({"-f", "mp4", "file:" + target.string()});
+  return command;
 }
 
-// Whether the child ended well before its time was up.
-bool runChild(const fs::path& program, const QStringList& arguments,
-              std::chrono::milliseconds timeLimit, const StopToken& stop) {
-  constexpr int lookAtStopEvery = 20;
-  constexpr int lowPriority = 10;
-  QProcess child;
-  child.setStandardInputFile(QProcess::nullDevice());
-  child.setStandardOutputFile(QProcess::nullDevice());
-  child.setStandardErrorFile(QProcess::nullDevice());
-  child.setChildProcessModifier([] { ::setpriority(PRIO_PROCESS, 0, lowPriority); });
-  QElapsedTimer timer;
-  timer.start();
-  child.start(textOf(program), arguments);
-  if (!child.waitForStarted()) {
+// Whether the child ended well before then.
+bool runChild(const Words& command, Deadline deadline, const StopToken& stop) {
+  try {
+    ChildProcess child(command, ChildProcess::noOutput, confinement);
+    return child.endsWell(deadline, stop);
+  } catch (const DeviceError&) {
     return false;
   }
-  while (!child.waitForFinished(lookAtStopEvery)) {
-    if (child.state() == QProcess::NotRunning) {
-      break;
-    }
-    if (stop.stopRequested() || timer.hasExpired(timeLimit.count())) {
-      child.kill();
-      child.waitForFinished();
-      stop.check();
-      return false;
-    }
-  }
-  return child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0;
 }
 
 }  // namespace
@@ -109,13 +86,14 @@ bool PreviewExport::makePreview(const fs::path& clip, const fs::path& destinatio
   }
   fs::path unfinished = destination;
   unfinished += ".unfinished";
+  const Deadline deadline = std::chrono::steady_clock::now() + timeLimit_;
   std::error_code error;
   bool made = false;
   try {
     // Sound that no decoder knows must not cost the picture.
     for (const Sound sound : {Sound::with, Sound::without}) {
       made = made ||
-             runChild(*ffmpeg_, exportCommand(clip, unfinished, seconds, sound), timeLimit_, stop);
+             runChild(exportCommand(*ffmpeg_, clip, unfinished, seconds, sound), deadline, stop);
     }
   } catch (const Stopped&) {
     fs::remove(unfinished, error);

@@ -13,7 +13,8 @@ namespace tallowmark {
 std::optional<std::filesystem::path> findFFmpeg();
 
 /// Makes small clips for a player. Damaged media is decoded by the ffmpeg program, in a child
-/// process of low priority that reads nothing but that one file, never inside this program.
+/// process of low priority that is held in memory, time and what it writes, and that reads nothing
+/// but that one file; never inside this program.
 class PreviewExport {
  public:
   /// Without a program no preview is made.
@@ -23,8 +24,8 @@ class PreviewExport {
 
   /// Writes the first `seconds` of a movie file as MPEG-4 (H.264, AAC), upright and fitted into
   /// 640×480, in place of what `destination` held; true when it stands complete. May be called from
-  /// any thread, and blocks it. The child is killed after the time limit, and with a stop: then
-  /// throws Stopped.
+  /// any thread, and blocks it. The child is killed after the time limit, with all that it started,
+  /// and with a stop: then throws Stopped.
   bool makePreview(const std::filesystem::path& clip, const std::filesystem::path& destination,
                    double seconds, const StopToken& stop) const;
 

@@ -7,6 +7,7 @@
 
 #include "TallowmarkRepair/Preview/PreviewExport.h"
 #include "Tests/Support/Clips.h"
+#include "Tests/Support/Lifeline.h"
 #include "Tests/Support/Process.h"
 
 namespace tallowmark::testing {
@@ -55,7 +56,8 @@ TEST_F(PreviewTests, fitThePictureAndKeepItsShape) {
     recipe.width = row.width;
     recipe.height = row.height;
     recipe.seconds = 1;
-    const fs::path clip = folder / "clip.mov";
+    // ffmpeg reads protocols, lists and patterns in names.
+    const fs::path clip = folder / "concat:a|%03d.mov";
     std::vector<std::string> command{
         "ffmpeg", "-y", "-v", "error", "-i", makeClip(recipe).string(), "-c", "copy"};
     if (row.filter.size() == 2 && row.filter[0] == "-aspect") {
@@ -63,7 +65,7 @@ TEST_F(PreviewTests, fitThePictureAndKeepItsShape) {
     } else if (!row.filter.empty()) {
       command.insert(command.end(), {"-metadata:s:v:0", "rotate=90"});
     }
-    command.push_back(clip.string());
+    command.push_back("file:" + clip.string());
     ASSERT_EQ(run(command).exitCode, 0);
     ASSERT_TRUE(PreviewExport().makePreview(clip, preview, 15, {}));
     EXPECT_TRUE(probe(preview, "stream=width,height").starts_with(row.size))
@@ -91,10 +93,31 @@ TEST_F(PreviewTests, leaveNothingWhenItCannotBeMade) {
   EXPECT_FALSE(PreviewExport("/no/such/program").makePreview(clip, preview, 15, {}));
   EXPECT_FALSE(PreviewExport(script("exit 1")).makePreview(clip, preview, 15, {}));
   // A list of other files is no clip, whatever it is called.
-  const std::string list = "ffconcat version 1.0\nfile '" + clip.string() + "'\n";
-  const fs::path trap = writeFile(folder / "trap.mp4", Bytes(list.begin(), list.end()));
-  EXPECT_FALSE(PreviewExport().makePreview(trap, preview, 15, {}));
+  for (const std::string& list :
+       {"ffconcat version 1.0\nfile '" + clip.string() + "'\n",
+        "#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXTINF:2,\n" + clip.string() + "\n#EXT-X-ENDLIST\n"}) {
+    const fs::path trap = writeFile(folder / "trap.mp4", Bytes(list.begin(), list.end()));
+    EXPECT_FALSE(PreviewExport().makePreview(trap, preview, 15, {})) << list;
+  }
   EXPECT_EQ(namesIn(folder.path()), (std::vector<std::string>{"ffmpeg", "trap.mp4"}));
+}
+
+TEST_F(PreviewTests, outliveAChildThatGoesWild) {
+  const Lifeline lifeline;
+  const std::string flood = "for last; do :; done; exec yes >\"${last#file:}\"";
+  const std::pair<std::string, std::chrono::milliseconds> rows[] = {
+      {flood, std::chrono::seconds(30)},
+      {"sleep 600 & " + flood, std::chrono::seconds(30)},
+      {"yes & yes >&2 & exec sleep 600", std::chrono::milliseconds(500)}};
+  for (const auto& [wild, timeLimit] : rows) {
+    SCOPED_TRACE(wild);
+    const PreviewExport exporter(script("exec 9>'" + lifeline.path() + "'; " + wild), timeLimit);
+    const auto start = Clock::now();
+    EXPECT_FALSE(exporter.makePreview(makeClip({}), preview, 15, {}));
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(15));
+    EXPECT_TRUE(lifeline.willBeHeld(false));
+    EXPECT_EQ(namesIn(folder.path()), std::vector<std::string>{"ffmpeg"});
+  }
 }
 
 TEST_F(PreviewTests, killTheChildWithItsItemAndWhenItsTimeIsUp) {

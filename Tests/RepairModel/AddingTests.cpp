@@ -39,6 +39,19 @@ TEST_F(AddingTests, takeTheKindsOfAFolderOnceAndLeaveHiddenFilesAlone) {
   EXPECT_EQ(model->clips().size(), 1U);
 }
 
+TEST_F(AddingTests, listFilesInTheOrderInWhichTheyCame) {
+  add({raw});
+  std::vector<std::string> names{raw.filename().string()};
+  for (const fs::path& file : {good, cut, noIndex, goodPhoto, cutPhoto, headlessPhoto}) {
+    model->add({file});
+    names.push_back(file.filename().string());
+  }
+  ASSERT_TRUE(until([&] { return model->clips().size() == names.size(); }));
+  for (std::size_t i = 0; i < names.size(); ++i)
+    EXPECT_EQ(model->clips()[i].url.filename(), names[i]);
+  ASSERT_TRUE(settle());
+}
+
 /// Five hundred files as people have them, in folders five deep.
 void fillCard(const fs::path& card, const std::vector<fs::path>& kinds) {
   for (int i = 0; i < 500; ++i) {

@@ -71,6 +71,37 @@ TEST_F(JoinTests, growARecordingWhoseChaptersAreAddedOneByOne) {
   EXPECT_EQ(nameOf(only().state), "preview");
 }
 
+TEST_F(JoinTests, makeOneOfTwoThatTurnOutToBeOneRecording) {
+  add({chapters[1], chapters[2]});
+  model->remove(clip("GX030123.MP4").id);
+  add({chapters[0]});
+  ASSERT_EQ(model->joins().size(), 2U);
+  model->select(model->joins()[1].id);
+  add({chapters[2]});
+  ASSERT_EQ(model->joins().size(), 1U);
+  EXPECT_EQ(only().parts, chapters);
+  EXPECT_EQ(nameOf(only().state), "preview");
+  EXPECT_EQ(model->selectedJoin(), &only());
+}
+
+TEST_F(JoinTests, offerNoMoreWhatTheUserRemoved) {
+  add(chapters);
+  model->remove(only().id);
+  EXPECT_TRUE(model->joins().empty());
+  add({good});
+  model->remove(clip("GX010001.MOV").id);
+  EXPECT_TRUE(model->joins().empty());
+  // Until its files come anew, or somebody looks for it.
+  model->remove(clip("GX030123.MP4").id);
+  add({chapters[2]});
+  ASSERT_EQ(model->joins().size(), 1U);
+  EXPECT_EQ(only().parts, chapters);
+  model->remove(only().id);
+  model->findSplitRecordings();
+  EXPECT_EQ(model->joins().size(), 1U);
+  ASSERT_TRUE(settle());
+}
+
 TEST_F(JoinTests, joinTheUsersPartsInNameOrder) {
   model->join({chapters[1], chapters[0]});
   EXPECT_EQ(nameOf(only().state), "checking");
