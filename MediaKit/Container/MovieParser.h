@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -32,8 +33,8 @@ Movie parseMoov(const Box& moov, const BoxReader& reader, std::vector<std::uint8
 /// One track; nothing when an essential box is missing. Throws as parse.
 std::optional<Track> parseTrack(const Box& trak, const BoxReader& reader);
 
-/// What a movie calls the handler of a track (§8.4.3), without QuickTime's leading count; empty
-/// when the track or the name is not there. Throws as parse.
-std::string handlerName(std::uint32_t trackID, const BoxReader& reader);
+/// What a movie calls the handlers of its tracks (§8.4.3), by track number, without QuickTime's
+/// leading count. Tracks without a name are left out. Throws as parse.
+std::map<std::uint32_t, std::string> handlerNames(const BoxReader& reader);
 
 }  // namespace tallowmark::MovieParser

@@ -95,7 +95,7 @@ class RebuiltTelemetry : public ::testing::Test {
     result = VideoRepair::rebuild(source, teacher, sink);
     sink.close();
     const FileSource copy((folder_ / "copy").string());
-    name_ = MovieParser::handlerName(100, BoxReader(copy));
+    name_ = MovieParser::handlerNames(BoxReader(copy))[100];
     return MovieParser::parse(BoxReader(copy));
   }
   const Track& telemetryOf(const Movie& movie) {
