@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <memory>
 #include <optional>
 #include <ostream>
 
@@ -19,7 +20,7 @@ namespace {
 struct Inspection {
   std::string file;
   std::uint64_t fileSize = 0;
-  std::vector<Box> boxes;
+  std::unique_ptr<ByteSource> source;
   VideoRepair::Diagnosis diagnosis;
   std::optional<Movie> movie;
   // Blocks of a device that were taken for zeros.
@@ -27,19 +28,18 @@ struct Inspection {
 };
 
 Inspection inspect(const std::filesystem::path& file) {
-  const auto source = SourceOpener::open(file.string(), DiskEnumerator::privilegedOpener());
-  const BoxReader reader(*source);
   Inspection seen;
   seen.file = file.string();
-  seen.fileSize = source->size();
-  seen.boxes = reader.children(0, source->size());
+  seen.source = SourceOpener::open(file.string(), DiskEnumerator::privilegedOpener());
+  seen.fileSize = seen.source->size();
+  const BoxReader reader(*seen.source);
   try {
     const FileLayout layout = MovieParser::layout(reader);
     seen.diagnosis = VideoRepair::MissingIndex{};
     if (layout.moov) {
       // Read once: the index of a long clip is the work here.
       seen.movie = MovieParser::parseMoov(*layout.moov, reader, {});
-      seen.diagnosis = VideoRepair::diagnose(*seen.movie, source->size());
+      seen.diagnosis = VideoRepair::diagnose(*seen.movie, seen.fileSize);
     }
   } catch (const MediaError& error) {
     if (error.kind() != MediaError::Kind::notAMovie) {
@@ -47,7 +47,7 @@ Inspection inspect(const std::filesystem::path& file) {
     }
     seen.diagnosis = VideoRepair::NotAMovie{};
   }
-  seen.badReads = source->badReads();
+  seen.badReads = seen.source->badReads();
   return seen;
 }
 
@@ -122,22 +122,35 @@ void printSamplesJson(const SampleList& samples, std::ostream& out) {
   out << ']';
 }
 
+// The boxes of the top level, of which a file can have a million.
+void printBoxesJson(const Inspection& seen, std::ostream& out) {
+  out << ",\"boxes\":[";
+  const char* separator = "";
+  BoxReader(*seen.source).visit(0, seen.fileSize, [&](const Box& box) {
+    out << separator << lineOf(boxJson(box));
+    separator = ",";
+    return true;
+  });
+  out << "],";
+}
+
 void printJson(const Inspection& seen, bool samples, std::ostream& out) {
-  Json head{{"file", seen.file}, {"fileSize", seen.fileSize}, {"boxes", Json::array()}};
-  for (const Box& box : seen.boxes) head["boxes"].push_back(boxJson(box));
+  out << opened({{"file", seen.file}, {"fileSize", seen.fileSize}});
+  printBoxesJson(seen, out);
+  Json head;
   head["diagnosis"] = std::visit(DiagnosisName{}, seen.diagnosis);
   head["samplesMissing"] = samplesMissing(seen.diagnosis);
   if (seen.badReads > 0) {
     head["badReads"] = seen.badReads;
   }
   if (!seen.movie) {
-    out << lineOf(head) << '\n';
+    out << lineOf(head).substr(1) << '\n';
     return;
   }
   head["timescale"] = seen.movie->timescale;
   head["creationTime"] = seen.movie->creationTime;
   head["seconds"] = seen.movie->seconds();
-  out << opened(head) << ",\"tracks\":[";
+  out << opened(head).substr(1) << ",\"tracks\":[";
   const char* separator = "";
   for (const Track& track : seen.movie->tracks) {
     out << separator << opened(trackJson(track));
@@ -175,10 +188,11 @@ void printText(const Inspection& seen, bool samples, std::ostream& out) {
     out << ", unreadable in " << seen.badReads << " places";
   }
   out << '\n';
-  for (const Box& box : seen.boxes) {
+  BoxReader(*seen.source).visit(0, seen.fileSize, [&](const Box& box) {
     out << box.type.description() << " at " << box.offset << ", " << box.size << " bytes"
         << (box.truncated ? ", runs past the end of the file\n" : "\n");
-  }
+    return true;
+  });
   if (!seen.movie) {
     return;
   }

@@ -16,6 +16,13 @@ namespace {
 
 constexpr std::uint64_t mostCoefficientBytes = std::uint64_t{1} << 30U;
 constexpr std::uint64_t mostPixelsDecoded = std::uint64_t{1} << 30U;
+
+// What a picture of any few bytes may take, and how much more for every byte of it: even the start
+// of a large photo of nothing but sky has more. The largest of today's sensors stay below the first
+// bound for photos of one scan, so that not a row of these is given up.
+constexpr std::uint64_t freeCoefficientBytes = std::uint64_t{96} << 20U;
+constexpr std::uint64_t freePixels = std::uint64_t{160} << 20U;
+constexpr std::uint64_t mostForAByte = 4096;
 constexpr int mostScans = 256;
 
 /// What the library reports, and where it goes on an error: libjpeg returns from none of its calls
@@ -150,9 +157,10 @@ class Compressor {
 };
 
 // Pictures of several scans are held as coefficients, 128 bytes a block, until all are read.
-bool fitsMemory(jpeg_decompress_struct& info) {
+bool fitsMemory(jpeg_decompress_struct& info, std::size_t fileSize) {
+  const std::uint64_t more = fileSize * mostForAByte;
   const std::uint64_t pixels = std::uint64_t{info.image_width} * info.image_height;
-  if (pixels == 0 || pixels > mostPixelsDecoded) {
+  if (pixels == 0 || pixels > std::min(mostPixelsDecoded, freePixels + more)) {
     return false;
   }
   if (jpeg_has_multiple_scans(&info) == 0) {
@@ -165,7 +173,7 @@ bool fitsMemory(jpeg_decompress_struct& info) {
                static_cast<std::uint64_t>(component.v_samp_factor) /
                static_cast<std::uint64_t>(info.max_h_samp_factor * info.max_v_samp_factor);
   }
-  return samples * 2 <= mostCoefficientBytes;
+  return samples * 2 <= std::min(mostCoefficientBytes, freeCoefficientBytes + more);
 }
 
 // The smallest number of eighths that keeps the long side at `maxPixels` or more.
@@ -199,7 +207,7 @@ bool jpegHeaderOpens(ByteView jpeg) {
 std::optional<Thumbnail> reducedJPEG(ByteView jpeg, int maxPixels) {
   Decompressor decompressor(jpeg);
   jpeg_decompress_struct& info = decompressor.info();
-  if (!decompressor.readHeader() || !fitsMemory(info)) {
+  if (!decompressor.readHeader() || !fitsMemory(info, jpeg.size())) {
     return std::nullopt;
   }
   const bool inks = info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;

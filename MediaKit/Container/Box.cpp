@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Container/Box.h"
 
+#include <algorithm>
 #include <array>
+#include <span>
 
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MediaError.h"
@@ -11,23 +13,12 @@ namespace tallowmark {
 namespace {
 
 constexpr std::uint64_t implausiblePayload = std::uint64_t{1} << 29U;
+constexpr std::size_t longestBoxHeader = 16;
 
-void requirePlausible(const Box& box) {
-  if (box.payloadSize() >= implausiblePayload) {
-    throw MediaError::malformed(box.type.description() + " box is implausibly large");
-  }
-}
-
-}  // namespace
-
-std::optional<Box> BoxReader::box(std::uint64_t offset, std::optional<std::uint64_t> limit) const {
-  const std::uint64_t end = limit.value_or(size());
-  if (end < 8 || offset > end - 8) {
-    return std::nullopt;
-  }
-  std::array<std::uint8_t, 16> header{};
-  const std::size_t got = source_->readInto(offset, header);
-  if (got < 8) {
+// The header whose bytes `header` holds, as many as there are of it.
+std::optional<Box> boxFrom(std::span<const std::uint8_t> header, std::uint64_t offset,
+                           std::uint64_t end) {
+  if (header.size() < 8) {
     return std::nullopt;
   }
   Box box{.type = FourCC(bigEndian<std::uint32_t>(header, 4)), .offset = offset};
@@ -39,10 +30,10 @@ std::optional<Box> BoxReader::box(std::uint64_t offset, std::optional<std::uint6
     box.size = end - offset;
   } else if (compactSize == 1) {
     box.headerSize = 16;
-    box.size = bigEndian<std::uint64_t>(header, 8);
-    if (got < 16) {
+    if (header.size() < longestBoxHeader) {
       return std::nullopt;
     }
+    box.size = bigEndian<std::uint64_t>(header, 8);
   } else {
     box.size = compactSize;
   }
@@ -57,20 +48,65 @@ std::optional<Box> BoxReader::box(std::uint64_t offset, std::optional<std::uint6
   return box.size >= box.headerSize ? std::optional(box) : std::nullopt;
 }
 
-std::vector<Box> BoxReader::children(std::uint64_t from, std::uint64_t to) const {
-  std::vector<Box> boxes;
-  for (std::uint64_t position = from;
-       position <= to && to - position >= 8 && boxes.size() < mostSiblings;) {
-    const auto next = box(position, to);
-    if (!next) {
-      break;
+}  // namespace
+
+std::optional<Box> BoxReader::box(std::uint64_t offset, std::optional<std::uint64_t> limit) const {
+  const std::uint64_t end = limit.value_or(size());
+  if (end < 8 || offset > end - 8) {
+    return std::nullopt;
+  }
+  std::array<std::uint8_t, longestBoxHeader> header{};
+  const std::size_t got = source_->readInto(offset, header);
+  return boxFrom(std::span(header).first(got), offset, end);
+}
+
+/// Reads the headers of one box after another: behind a small box more than one at a time.
+class BoxReader::Headers {
+ public:
+  explicit Headers(const ByteSource& source) : source_(source) {}
+
+  std::span<const std::uint8_t> at(std::uint64_t offset) {
+    const bool isHeld = offset >= start_ && offset - start_ + longestBoxHeader <= held_;
+    if (!isHeld) {
+      const bool isNear = held_ > 0 && offset - start_ < bytes_.size();
+      const std::size_t wanted = isNear ? bytes_.size() : longestBoxHeader;
+      held_ = source_.readInto(offset, std::span(bytes_).first(wanted));
+      start_ = offset;
     }
-    boxes.push_back(*next);
-    if (next->truncated || next->size == 0) {
-      break;
+    const auto skipped = static_cast<std::size_t>(offset - start_);
+    return std::span(bytes_).first(held_).subspan(skipped).first(
+        std::min(held_ - skipped, longestBoxHeader));
+  }
+
+ private:
+  const ByteSource& source_;
+  std::array<std::uint8_t, 1024> bytes_{};
+  std::uint64_t start_ = 0;
+  std::size_t held_ = 0;
+};
+
+void BoxReader::visit(std::uint64_t from, std::uint64_t to, const Visitor& visitor) const {
+  Headers headers(*source_);
+  std::uint64_t position = from;
+  for (std::size_t seen = 0; seen < mostSiblings && position <= to && to - position >= 8; ++seen) {
+    const auto next = boxFrom(headers.at(position), position, to);
+    if (!next || !visitor(*next) || next->truncated || next->size == 0) {
+      return;
     }
     position = next->end();
   }
+}
+
+void BoxReader::visitChildren(const Box& container, const Visitor& visitor) const {
+  visit(container.payloadOffset(), container.end(), visitor);
+}
+
+std::vector<Box> BoxReader::children(std::uint64_t from, std::uint64_t to) const {
+  std::vector<Box> boxes;
+  visit(from, to, [&](const Box& box) {
+    boxes.push_back(box);
+    return true;
+  });
   return boxes;
 }
 
@@ -82,17 +118,29 @@ std::vector<Box> BoxReader::children(const Box& container, std::uint64_t skip) c
 }
 
 std::optional<Box> BoxReader::child(const Box& container, FourCC type) const {
-  for (const Box& box : children(container)) {
+  std::optional<Box> found;
+  visitChildren(container, [&](const Box& box) {
     if (box.type == type) {
-      return box;
+      found = box;
     }
+    return !found;
+  });
+  return found;
+}
+
+void BoxReader::requirePlausible(const Box& box) {
+  if (box.payloadSize() >= implausiblePayload) {
+    throw MediaError::malformed(box.type.description() + " box is implausibly large");
   }
-  return std::nullopt;
 }
 
 std::vector<std::uint8_t> BoxReader::payload(const Box& box) const {
+  return payload(box, implausiblePayload);
+}
+
+std::vector<std::uint8_t> BoxReader::payload(const Box& box, std::uint64_t most) const {
   requirePlausible(box);
-  return data(box.payloadOffset(), static_cast<std::size_t>(box.payloadSize()));
+  return data(box.payloadOffset(), static_cast<std::size_t>(std::min(box.payloadSize(), most)));
 }
 
 std::vector<std::uint8_t> BoxReader::whole(const Box& box) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -46,8 +47,18 @@ class BoxReader {
   std::optional<Box> box(std::uint64_t offset,
                          std::optional<std::uint64_t> limit = std::nullopt) const;
 
-  /// The run of siblings from `from` up to `to`: the good prefix, whose last box may be truncated.
-  /// At most mostSiblings of them.
+  /// Told box after box; false ends the walk.
+  using Visitor = std::function<bool(const Box&)>;
+
+  /// Walks the run of siblings from `from` up to `to`: the good prefix, whose last box may be
+  /// truncated. At most mostSiblings of them.
+  void visit(std::uint64_t from, std::uint64_t to, const Visitor& visitor) const;
+
+  /// As visit, for the boxes inside a container.
+  void visitChildren(const Box& container, const Visitor& visitor) const;
+
+  /// The boxes of that walk. A hostile file has a million of them: where they are looked at one by
+  /// one, visit.
   std::vector<Box> children(std::uint64_t from, std::uint64_t to) const;
 
   /// The boxes inside a container, after `skip` bytes of its payload (4 for a full box's version
@@ -59,7 +70,13 @@ class BoxReader {
 
   /// Throws MediaError::malformed for payloads of 2^29 bytes or more: an index box is never that
   /// large, and a damaged size must not take the memory.
+  static void requirePlausible(const Box& box);
+
+  /// Throws as requirePlausible.
   std::vector<std::uint8_t> payload(const Box& box) const;
+
+  /// The payload, or as much from its start on as `most`. Throws as requirePlausible.
+  std::vector<std::uint8_t> payload(const Box& box, std::uint64_t most) const;
 
   /// The box with its header. Throws like payload.
   std::vector<std::uint8_t> whole(const Box& box) const;
@@ -73,6 +90,8 @@ class BoxReader {
   static constexpr std::size_t mostSiblings = std::size_t{1} << 20U;
 
  private:
+  class Headers;
+
   const ByteSource* source_;
 };
 

@@ -6,6 +6,8 @@
 #include <map>
 
 #include "MediaKit/Container/BigEndian.h"
+#include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/SampleTable.h"
 #include "MediaKit/Container/SaturatingMath.h"
 
 namespace tallowmark::MovieFragments {
@@ -13,6 +15,9 @@ namespace tallowmark::MovieFragments {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+
+// A piece of a recording has some hundreds of samples.
+constexpr std::uint64_t longestPayload = std::uint64_t{1} << 26U;
 
 // Reads the fields of a full box one after the other; behind the end all is 0.
 class Fields {
@@ -92,16 +97,17 @@ using TrackEnds = std::map<std::uint32_t, TrackEnd>;
 
 // §8.8.3
 void readDefaults(const Box& extends, const BoxReader& reader, TrackEnds& ends) {
-  for (const Box& box : reader.children(extends)) {
-    if (box.type != "trex") continue;
-    Fields fields(reader.payload(box));
+  reader.visitChildren(extends, [&](const Box& box) {
+    if (box.type != "trex") return true;
+    Fields fields(reader.payload(box, longestPayload));
     const auto end = ends.find(fields.next());
-    if (end == ends.end()) continue;
+    if (end == ends.end()) return true;
     fields.next();  // which sample description: only the first is known
     end->second.defaults.duration = fields.next();
     end->second.defaults.size = fields.next();
     end->second.defaults.flags = fields.next();
-  }
+    return true;
+  });
 }
 
 // Where the data of runs stands.
@@ -169,7 +175,7 @@ void readTrackFragment(const Box& traf, const BoxReader& reader, std::uint64_t m
 
   const std::optional<Box> headerBox = reader.child(traf, "tfhd");
   if (!headerBox) return;
-  Fields header(reader.payload(*headerBox));
+  Fields header(reader.payload(*headerBox, longestPayload));
   const auto known = ends.find(header.next());
   TrackEnd leftOut;
   TrackEnd& end = known != ends.end() ? known->second : leftOut;
@@ -184,14 +190,21 @@ void readTrackFragment(const Box& traf, const BoxReader& reader, std::uint64_t m
   defaults.duration = header.nextIf(hasDuration, end.defaults.duration);
   defaults.size = header.nextIf(hasSize, end.defaults.size);
   defaults.flags = header.nextIf(hasFlags, end.defaults.flags);
-  for (const Box& box : reader.children(traf)) {
+  reader.visitChildren(traf, [&](const Box& box) {
     if (box.type == "tfdt") {
-      Fields time(reader.payload(box));
+      Fields time(reader.payload(box, longestPayload));
       end.startAt(time.version() == 1 ? time.next<std::uint64_t>() : time.next());
     } else if (box.type == "trun") {
-      readRun(Fields(reader.payload(box)), defaults, place, end);
+      readRun(Fields(reader.payload(box, longestPayload)), defaults, place, end);
     }
-  }
+    return true;
+  });
+}
+
+void requirePlausible(const Movie& movie) {
+  std::size_t runs = 0;
+  for (const Track& track : movie.tracks) runs += track.samples.runs().size();
+  if (runs > mostSampleRuns) throw MediaError::malformed("its index is implausibly large");
 }
 
 }  // namespace
@@ -204,13 +217,16 @@ void append(const Box& moov, const BoxReader& reader, Movie& movie) {
   readDefaults(*extends, reader, ends);
   DataPlace place;
   place.unclaimed = reader.size();
-  for (const Box& moof : reader.children(0, reader.size())) {
-    if (moof.type != "moof" || moof.truncated) continue;
+  reader.visit(0, reader.size(), [&](const Box& moof) {
+    if (moof.type != "moof" || moof.truncated) return true;
     place.next = moof.offset;
-    for (const Box& traf : reader.children(moof)) {
+    reader.visitChildren(moof, [&](const Box& traf) {
       if (traf.type == "traf") readTrackFragment(traf, reader, moof.offset, place, ends);
-    }
-  }
+      return true;
+    });
+    requirePlausible(movie);
+    return true;
+  });
   for (auto& [trackID, end] : ends) end.flush();
 }
 

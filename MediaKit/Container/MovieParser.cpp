@@ -79,24 +79,81 @@ void readEditList(const Bytes& list, Track& track) {
   }
 }
 
-std::optional<Bytes> findMediaInformationHeader(const Box& minf, const BoxReader& reader) {
-  static constexpr std::array<FourCC, 6> headers{"vmhd", "smhd", "nmhd", "gmhd", "hmhd", "sthd"};
-  for (const Box& box : reader.children(minf)) {
-    if (std::find(headers.begin(), headers.end(), box.type) != headers.end()) {
-      return reader.detached(box);
+/// Boxes that are carried on as they are, as many as a movie has in good faith.
+class CarriedBoxes {
+ public:
+  /// The whole box; nothing when all that is carried would be more than any camera writes.
+  std::optional<Bytes> take(const Box& box, const BoxReader& reader) {
+    BoxReader::requirePlausible(box);
+    if (box.size > left_) {
+      return std::nullopt;
     }
+    left_ -= box.size;
+    return reader.detached(box);
   }
-  return std::nullopt;
+
+ private:
+  std::uint64_t left_ = std::uint64_t{16} << 20U;
+};
+
+std::optional<Bytes> findMediaInformationHeader(const Box& minf, const BoxReader& reader,
+                                                CarriedBoxes& carried) {
+  static constexpr std::array<FourCC, 6> headers{"vmhd", "smhd", "nmhd", "gmhd", "hmhd", "sthd"};
+  std::optional<Bytes> header;
+  reader.visitChildren(minf, [&](const Box& box) {
+    const bool found = std::find(headers.begin(), headers.end(), box.type) != headers.end();
+    header = found ? carried.take(box, reader) : std::nullopt;
+    return !found;
+  });
+  return header;
 }
 
 // What the model does not name but a copy should carry on.
-void collectExtraBoxes(const Box& trak, const BoxReader& reader, Track& track) {
-  static constexpr std::array<FourCC, 4> carried{"tref", "tapt", "udta", "meta"};
-  for (const Box& box : reader.children(trak)) {
-    if (!box.truncated && std::find(carried.begin(), carried.end(), box.type) != carried.end()) {
-      track.extraBoxes.push_back(reader.detached(box));
+void collectExtraBoxes(const Box& trak, const BoxReader& reader, CarriedBoxes& carried,
+                       Track& track) {
+  static constexpr std::array<FourCC, 4> kinds{"tref", "tapt", "udta", "meta"};
+  reader.visitChildren(trak, [&](const Box& box) {
+    if (!box.truncated && std::find(kinds.begin(), kinds.end(), box.type) != kinds.end()) {
+      if (auto whole = carried.take(box, reader)) {
+        track.extraBoxes.push_back(std::move(*whole));
+      }
     }
+    return true;
+  });
+}
+
+// No header and no edit list of a camera comes near it; what stands behind is not read.
+constexpr std::uint64_t longestHeader = std::uint64_t{1} << 16U;
+
+std::optional<Track> readTrack(const Box& trak, const BoxReader& reader, CarriedBoxes& carried) {
+  static constexpr std::array<FourCC, 1> trackHeaderPath{"tkhd"};
+  static constexpr std::array<FourCC, 2> mediaHeaderPath{"mdia", "mdhd"};
+  static constexpr std::array<FourCC, 2> handlerPath{"mdia", "hdlr"};
+  static constexpr std::array<FourCC, 2> informationPath{"mdia", "minf"};
+  static constexpr std::array<FourCC, 3> tablePath{"mdia", "minf", "stbl"};
+  static constexpr std::array<FourCC, 2> editPath{"edts", "elst"};
+
+  const auto trackHeader = find(trackHeaderPath, trak, reader);
+  const auto mediaHeader = find(mediaHeaderPath, trak, reader);
+  const auto handler = find(handlerPath, trak, reader);
+  const auto table = find(tablePath, trak, reader);
+  if (!trackHeader || !mediaHeader || !handler || !table) {
+    return std::nullopt;
   }
+  Track track;
+  readTrackHeader(reader.payload(*trackHeader, longestHeader), track);
+  readMediaHeader(reader.payload(*mediaHeader, longestHeader), track);
+  const Bytes handlerBytes = reader.payload(*handler, longestHeader);
+  track.handler = FourCC(bigEndianOrZero<std::uint32_t>(handlerBytes, 8));
+  track.kind = kindOf(track.handler);
+  if (const auto edits = find(editPath, trak, reader)) {
+    readEditList(reader.payload(*edits, longestHeader), track);
+  }
+  track.mediaHeader =
+      findMediaInformationHeader(*find(informationPath, trak, reader), reader, carried);
+  collectExtraBoxes(trak, reader, carried, track);
+  readSampleTable(*table, reader, track);
+  return track;
 }
 
 std::string nameOfHandler(const Bytes& handler) {
@@ -110,19 +167,22 @@ std::string nameOfHandler(const Bytes& handler) {
 }  // namespace
 
 FileLayout layout(const BoxReader& reader) {
+  // A recorder that starts a new one every second goes on for a day and a half.
+  constexpr std::size_t mostMediaBoxes = std::size_t{1} << 17U;
   FileLayout found;
-  const std::vector<Box> top = reader.children(0, reader.size());
-  for (const Box& box : top) {
+  bool isMovie = false;
+  reader.visit(0, reader.size(), [&](const Box& box) {
+    isMovie = isMovie || box.type == "ftyp" || box.type == "mdat" || box.type == "moov";
     if (box.type == "ftyp" && !found.ftyp) {
       found.ftyp = box;
     } else if (box.type == "moov" && !found.moov && !box.truncated) {
       found.moov = box;
-    } else if (box.type == "mdat") {
+    } else if (box.type == "mdat" && found.mdats.size() < mostMediaBoxes) {
       found.mdats.push_back(box);
     }
-  }
-  const auto isMedia = [](const Box& box) { return box.type == "mdat" || box.type == "moov"; };
-  if (!found.ftyp && std::none_of(top.begin(), top.end(), isMedia)) {
+    return true;
+  });
+  if (!isMovie) {
     throw MediaError::notAMovie();
   }
   found.fileSize = reader.size();
@@ -145,75 +205,64 @@ Movie parse(const BoxReader& reader) {
   if (!found.moov) {
     throw MediaError::malformed("its index (moov) is missing");
   }
-  return parseMoov(*found.moov, reader, found.ftyp ? reader.detached(*found.ftyp) : Bytes{});
+  CarriedBoxes carried;
+  const auto fileType = found.ftyp ? carried.take(*found.ftyp, reader) : std::nullopt;
+  return parseMoov(*found.moov, reader, fileType.value_or(Bytes{}));
 }
 
 Movie parseMoov(const Box& moov, const BoxReader& reader, std::vector<std::uint8_t> fileType) {
   Movie movie;
   movie.fileType = std::move(fileType);
-  for (const Box& box : reader.children(moov)) {
+  CarriedBoxes carried;
+  std::size_t runs = 0;
+  reader.visitChildren(moov, [&](const Box& box) {
     if (box.type == "mvhd") {
-      const Bytes header = reader.payload(box);
+      const Bytes header = reader.payload(box, longestHeader);
       const bool one = isVersionOne(header);
       movie.creationTime = one ? bigEndianOrZero<std::uint64_t>(header, 4)
                                : bigEndianOrZero<std::uint32_t>(header, 4);
       movie.timescale = bigEndianOrZero<std::uint32_t>(header, one ? 20 : 12);
     } else if (box.type == "trak") {
-      if (auto track = parseTrack(box, reader)) {
+      if (auto track = readTrack(box, reader, carried)) {
+        runs += track->samples.runs().size();
         movie.tracks.push_back(std::move(*track));
       }
+      if (runs > mostSampleRuns) {
+        throw MediaError::malformed("its index is implausibly large");
+      }
     } else if (box.type == "udta") {
-      movie.userData = reader.detached(box);
+      movie.userData = carried.take(box, reader);
     } else if (box.type == "meta") {
-      movie.metadata = reader.detached(box);
+      movie.metadata = carried.take(box, reader);
     }
-  }
+    return true;
+  });
   MovieFragments::append(moov, reader, movie);
   return movie;
 }
 
 std::optional<Track> parseTrack(const Box& trak, const BoxReader& reader) {
-  static constexpr std::array<FourCC, 1> trackHeaderPath{"tkhd"};
-  static constexpr std::array<FourCC, 2> mediaHeaderPath{"mdia", "mdhd"};
-  static constexpr std::array<FourCC, 2> handlerPath{"mdia", "hdlr"};
-  static constexpr std::array<FourCC, 2> informationPath{"mdia", "minf"};
-  static constexpr std::array<FourCC, 3> tablePath{"mdia", "minf", "stbl"};
-  static constexpr std::array<FourCC, 2> editPath{"edts", "elst"};
-
-  const auto trackHeader = find(trackHeaderPath, trak, reader);
-  const auto mediaHeader = find(mediaHeaderPath, trak, reader);
-  const auto handler = find(handlerPath, trak, reader);
-  const auto table = find(tablePath, trak, reader);
-  if (!trackHeader || !mediaHeader || !handler || !table) {
-    return std::nullopt;
-  }
-  Track track;
-  readTrackHeader(reader.payload(*trackHeader), track);
-  readMediaHeader(reader.payload(*mediaHeader), track);
-  track.handler = FourCC(bigEndianOrZero<std::uint32_t>(reader.payload(*handler), 8));
-  track.kind = kindOf(track.handler);
-  if (const auto edits = find(editPath, trak, reader)) {
-    readEditList(reader.payload(*edits), track);
-  }
-  track.mediaHeader = findMediaInformationHeader(*find(informationPath, trak, reader), reader);
-  collectExtraBoxes(trak, reader, track);
-  readSampleTable(*table, reader, track);
-  return track;
+  CarriedBoxes carried;
+  return readTrack(trak, reader, carried);
 }
 
 void readHandlerNames(const BoxReader& reader, Movie& movie) {
   static constexpr std::array<FourCC, 1> trackHeaderPath{"tkhd"};
   static constexpr std::array<FourCC, 2> handlerPath{"mdia", "hdlr"};
-  const auto moov = layout(reader).moov;
   std::map<std::uint32_t, std::string> names;
-  for (const Box& trak : moov ? reader.children(*moov) : std::vector<Box>{}) {
+  const auto takeName = [&](const Box& trak) {
     const auto header = find(trackHeaderPath, trak, reader);
-    const auto handler = find(handlerPath, trak, reader);
-    if (header && handler) {
+    const auto handler = header ? find(handlerPath, trak, reader) : std::nullopt;
+    if (handler) {
       Track track;
-      readTrackHeader(reader.payload(*header), track);
-      names.try_emplace(track.trackID, nameOfHandler(reader.payload(*handler)));
+      readTrackHeader(reader.payload(*header, longestHeader), track);
+      names.try_emplace(track.trackID, nameOfHandler(reader.payload(*handler, longestHeader)));
     }
+    return true;
+  };
+  if (const auto moov = layout(reader).moov) {
+    reader.visitChildren(*moov,
+                         [&](const Box& box) { return box.type != "trak" || takeName(box); });
   }
   for (Track& track : movie.tracks) {
     if (track.kind == Track::Kind::other) track.handlerName = names[track.trackID];

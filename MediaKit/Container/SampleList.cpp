@@ -3,8 +3,9 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <iterator>
 #include <limits>
-#include <unordered_map>
+#include <map>
 
 #include "MediaKit/Container/SaturatingMath.h"
 
@@ -107,7 +108,10 @@ void SampleList::append(const Sample& first, std::uint64_t count) {
 }
 
 void SampleList::append(const SampleList& more) {
-  reserveRuns(places_.size() + more.places_.size());
+  // To reserve what one of many appended lists needs would move all runs for each of them.
+  if (more.places_.size() > places_.size()) {
+    reserveRuns(places_.size() + more.places_.size());
+  }
   for (const SampleRun& run : more.runs()) {
     append(run.first, run.count);
   }
@@ -122,14 +126,22 @@ std::uint64_t SampleList::duration() const {
 }
 
 std::uint32_t SampleList::typicalDuration() const {
-  std::unordered_map<std::uint32_t, std::uint64_t> counts;
+  // In order: a file can choose durations that all fall into one bucket of a hash table.
+  std::map<std::uint32_t, std::uint64_t> counts;
+  auto last = counts.end();
+  const auto countOf = [&](std::uint32_t duration) -> std::uint64_t& {
+    if (last == counts.end() || last->first != duration) {
+      last = counts.try_emplace(duration, 0).first;
+    }
+    return last->second;
+  };
+  for (const SampleRun& run : runs()) {
+    countOf(run.first.duration) += run.count;
+  }
   std::uint32_t typical = 1;
   std::uint64_t most = 0;
   for (const SampleRun& run : runs()) {
-    counts[run.first.duration] += run.count;
-  }
-  for (const SampleRun& run : runs()) {
-    if (const std::uint64_t count = counts[run.first.duration]; count > most) {
+    if (const std::uint64_t count = countOf(run.first.duration); count > most) {
       most = count;
       typical = run.first.duration;
     }
@@ -147,9 +159,20 @@ std::uint32_t SampleList::largestSize() const {
 
 SampleList SampleList::slice(std::uint64_t from, std::uint64_t to) const {
   SampleList part;
-  for (const SampleRun& run : runs()) {
+  const std::uint64_t end = std::min(to, size_);
+  if (from >= end) {
+    return part;
+  }
+  const auto block = std::prev(std::upper_bound(starts_.begin(), starts_.end(), from));
+  const SampleRuns all = runs();
+  for (auto place = all.begin() + (block - starts_.begin()) * std::ptrdiff_t{stride};
+       place != all.end(); ++place) {
+    const SampleRun run = *place;
+    if (run.start >= end) {
+      break;
+    }
     const std::uint64_t first = std::max(from, run.start);
-    const std::uint64_t last = std::min(to, run.start + run.count);
+    const std::uint64_t last = std::min(end, run.start + run.count);
     if (first < last) {
       part.append(run.at(first - run.start), last - first);
     }

@@ -121,7 +121,7 @@ class SampleList {
   /// The size of the largest sample; 0 without samples.
   std::uint32_t largestSize() const;
 
-  /// The samples from number `from` up to, not including, `to`.
+  /// The samples from number `from` up to, not including, `to`. Grows with the runs of these alone.
   SampleList slice(std::uint64_t from, std::uint64_t to) const;
   /// The samples that end at or before `limit`, in order.
   SampleList endingBy(std::uint64_t limit) const;

@@ -9,10 +9,13 @@
 
 namespace tallowmark {
 
+/// A day of pictures and sound has six million runs. A file of more is made to take memory.
+inline constexpr std::size_t mostSampleRuns = std::size_t{8} << 20U;
+
 /// Reads a track's sample table (ISO/IEC 14496-12 §8.5 to §8.7) into its codec, sample entry and
-/// samples. Tables that claim more than they hold end where their bytes do; time and memory grow
-/// with table entries, never with the number of samples they claim. Throws MediaError::malformed
-/// for an implausibly large box, and the source's errors.
+/// samples. Tables that claim more than they hold end where their bytes do; time grows with table
+/// entries, never with the number of samples they claim, memory with the runs that come of them.
+/// Throws MediaError::malformed for an implausibly large box or index, and the source's errors.
 void readSampleTable(const Box& stbl, const BoxReader& reader, Track& track);
 
 /// Writes the sample table of a track whose offsets count from `mediaStart` (modulo 2^64). Throws

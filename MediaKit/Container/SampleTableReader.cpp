@@ -3,8 +3,10 @@
 #include <limits>
 #include <numeric>
 #include <optional>
+#include <vector>
 
 #include "MediaKit/Container/BigEndian.h"
+#include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/SampleTable.h"
 #include "MediaKit/Container/SaturatingMath.h"
 
@@ -12,30 +14,71 @@ namespace tallowmark {
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-// A table of fixed-width entries after a version word and a count; never longer than its bytes.
+// A table of fixed-width entries after a version word and a count; never longer than its bytes. A
+// piece of it is held at a time: it is read from front to back, and a file may claim any length.
 class Table {
  public:
   Table() = default;
-  Table(Bytes payload, std::size_t entriesAt, std::size_t entrySize)
-      : payload_(std::move(payload)), at_(entriesAt), entrySize_(entrySize) {
+  Table(const Box& box, const BoxReader& reader, std::uint64_t entriesAt, std::size_t entrySize)
+      : reader_(&reader), at_(box.payloadOffset() + entriesAt), entrySize_(entrySize) {
+    BoxReader::requirePlausible(box);
     const std::uint64_t held =
-        payload_.size() > at_ ? (payload_.size() - at_) / entrySize_ : std::uint64_t{0};
-    count_ = std::min<std::uint64_t>(held, bigEndianOrZero<std::uint32_t>(payload_, at_ - 4));
+        box.payloadSize() > entriesAt ? (box.payloadSize() - entriesAt) / entrySize : 0;
+    const auto claimed = reader.payload(box, entriesAt);
+    count_ = std::min<std::uint64_t>(
+        held, bigEndianOrZero<std::uint32_t>(claimed, static_cast<std::size_t>(entriesAt) - 4));
   }
 
   std::uint64_t count() const { return count_; }
   template <typename Number = std::uint32_t>
   Number field(std::uint64_t entry, std::size_t byte) const {
-    return bigEndian<Number>(payload_, at_ + static_cast<std::size_t>(entry) * entrySize_ + byte);
+    if (entry < first_ || entry - first_ >= held_) {
+      hold(entry);
+    }
+    return bigEndian<Number>(piece_, static_cast<std::size_t>(entry - first_) * entrySize_ + byte);
+  }
+  /// Whether the first fields of all entries rise, or stay.
+  bool isInOrder() const {
+    std::uint32_t last = 0;
+    for (std::uint64_t i = 0; i < count_; ++i) {
+      const std::uint32_t next = field(i, 0);
+      if (next < last) {
+        return false;
+      }
+      last = next;
+    }
+    return true;
+  }
+  /// The first fields; for tables out of order, which no recorder writes. Throws
+  /// MediaError::malformed when sorting them would take more memory than they are worth.
+  std::vector<std::uint32_t> firstFields(FourCC type) const {
+    constexpr std::uint64_t mostSorted = std::uint64_t{1} << 22U;
+    if (count_ > mostSorted) {
+      throw MediaError::malformed(type.description() + " box is implausibly large");
+    }
+    std::vector<std::uint32_t> fields;
+    fields.reserve(static_cast<std::size_t>(count_));
+    for (std::uint64_t i = 0; i < count_; ++i) fields.push_back(field(i, 0));
+    return fields;
   }
 
  private:
-  Bytes payload_;
-  std::size_t at_ = 8;
+  void hold(std::uint64_t entry) const {
+    constexpr std::uint64_t pieceSize = std::uint64_t{64} << 10U;
+    first_ = entry;
+    held_ = std::min(count_ - entry, pieceSize / entrySize_);
+    const auto size = static_cast<std::size_t>(held_) * entrySize_;
+    piece_ = reader_->data(at_ + entry * entrySize_, size);
+    piece_.resize(size);  // a file that was cut meanwhile
+  }
+
+  const BoxReader* reader_ = nullptr;
+  std::uint64_t at_ = 0;
   std::size_t entrySize_ = 1;
   std::uint64_t count_ = 0;
+  mutable std::vector<std::uint8_t> piece_;
+  mutable std::uint64_t first_ = 0;
+  mutable std::uint64_t held_ = 0;
 };
 
 // Walks (count, value) entries; `left` samples of the current entry are still to come.
@@ -70,37 +113,39 @@ class RunCursor {
 // Tells sync samples by number (§8.6.2). Without the table every sample is one.
 class SyncCursor {
  public:
-  explicit SyncCursor(const std::optional<Table>& table) : all_(!table) {
-    if (table) {
-      numbers_.reserve(static_cast<std::size_t>(table->count()));
-      for (std::uint64_t i = 0; i < table->count(); ++i) numbers_.push_back(table->field(i, 0));
-      if (!std::is_sorted(numbers_.begin(), numbers_.end())) {
-        std::sort(numbers_.begin(), numbers_.end());
-      }
+  explicit SyncCursor(const std::optional<Table>& table)
+      : table_(table ? &*table : nullptr), count_(table ? table->count() : 0) {
+    if (table && !table->isInOrder()) {
+      sorted_ = table->firstFields("stss");
+      std::sort(sorted_.begin(), sorted_.end());
     }
   }
 
   /// Whether sample `index` (from 0) is one; indexes come in rising order.
   bool isSync(std::uint64_t index) {
-    while (next_ < numbers_.size() && numbers_[next_] < index + 1) ++next_;
-    return all_ || (next_ < numbers_.size() && numbers_[next_] == index + 1);
+    while (next_ < count_ && number(next_) < index + 1) ++next_;
+    return table_ == nullptr || (next_ < count_ && number(next_) == index + 1);
   }
   /// Samples from `index` on that share its answer.
   std::uint64_t sameFor(std::uint64_t index) {
-    if (all_) {
+    if (table_ == nullptr) {
       return std::numeric_limits<std::uint64_t>::max();
     }
     if (isSync(index)) {
       return 1;
     }
-    return next_ < numbers_.size() ? numbers_[next_] - (index + 1)
-                                   : std::numeric_limits<std::uint64_t>::max();
+    return next_ < count_ ? number(next_) - (index + 1) : std::numeric_limits<std::uint64_t>::max();
   }
 
  private:
-  bool all_;
-  std::vector<std::uint32_t> numbers_;
-  std::size_t next_ = 0;
+  std::uint32_t number(std::uint64_t entry) const {
+    return sorted_.empty() ? table_->field(entry, 0) : sorted_[static_cast<std::size_t>(entry)];
+  }
+
+  const Table* table_;
+  std::uint64_t count_;
+  std::vector<std::uint32_t> sorted_;
+  std::uint64_t next_ = 0;
 };
 
 // Samples per chunk by chunk number (§8.7.4): the last entry in the table's order whose first chunk
@@ -108,26 +153,35 @@ class SyncCursor {
 class ChunkSizes {
  public:
   explicit ChunkSizes(const Table& table) : table_(table) {
-    order_.resize(static_cast<std::size_t>(table.count()));
-    std::iota(order_.begin(), order_.end(), std::uint32_t{0});
-    std::stable_sort(order_.begin(), order_.end(), [&](std::uint32_t a, std::uint32_t b) {
-      return table_.field(a, 0) < table_.field(b, 0);
-    });
+    if (!table.isInOrder()) {
+      firsts_ = table.firstFields("stsc");
+      order_.resize(firsts_.size());
+      std::iota(order_.begin(), order_.end(), std::uint32_t{0});
+      std::stable_sort(order_.begin(), order_.end(),
+                       [&](std::uint32_t a, std::uint32_t b) { return firsts_[a] < firsts_[b]; });
+    }
   }
 
   /// Chunk numbers count from 1 and come in rising order.
   std::uint32_t samplesIn(std::uint64_t chunk) {
-    for (; next_ < order_.size() && table_.field(order_[next_], 0) <= chunk; ++next_) {
-      current_ = current_ ? std::max(*current_, order_[next_]) : order_[next_];
+    for (; next_ < table_.count() && firstOfNext() <= chunk; ++next_) {
+      const std::uint64_t entry = order_.empty() ? next_ : order_[static_cast<std::size_t>(next_)];
+      current_ = current_ ? std::max(*current_, entry) : entry;
     }
     return current_ ? table_.field(*current_, 4) : 1;
   }
 
  private:
+  std::uint32_t firstOfNext() const {
+    return order_.empty() ? table_.field(next_, 0)
+                          : firsts_[order_[static_cast<std::size_t>(next_)]];
+  }
+
   const Table& table_;
+  std::vector<std::uint32_t> firsts_;
   std::vector<std::uint32_t> order_;
-  std::size_t next_ = 0;
-  std::optional<std::uint32_t> current_;
+  std::uint64_t next_ = 0;
+  std::optional<std::uint64_t> current_;
 };
 
 // §8.7.3.2
@@ -168,53 +222,70 @@ struct Tables {
 };
 
 void readSampleDescription(const Box& stsd, const BoxReader& reader, Track& track) {
-  const std::vector<Box> entries = reader.children(stsd, 8);
-  if (!entries.empty()) {
-    track.codec = entries.front().type;
-    track.sampleEntry = reader.detached(entries.front());
+  // Far more than parameter sets of any camera take.
+  constexpr std::uint64_t longestEntry = std::uint64_t{4} << 20U;
+  BoxReader::requirePlausible(stsd);
+  if (stsd.payloadSize() < 8) {
+    return;
   }
+  reader.visit(stsd.payloadOffset() + 8, stsd.end(), [&](const Box& entry) {
+    track.codec = entry.type;
+    track.sampleEntry =
+        entry.size <= longestEntry ? reader.detached(entry) : std::vector<std::uint8_t>{};
+    return false;
+  });
 }
 
-SizeTable readSizes(Bytes payload) {
+SizeTable readSizes(const Box& box, const BoxReader& reader) {
+  const auto head = reader.payload(box, 12);
   SizeTable sizes;
-  sizes.commonSize = bigEndianOrZero<std::uint32_t>(payload, 4);
-  const auto claimed = bigEndianOrZero<std::uint32_t>(payload, 8);
+  sizes.commonSize = bigEndianOrZero<std::uint32_t>(head, 4);
   if (sizes.commonSize == 0) {
-    sizes.sizes = Table(std::move(payload), 12, 4);
+    sizes.sizes = Table(box, reader, 12, 4);
     sizes.count = sizes.sizes.count();
   } else {
-    sizes.count = claimed;
+    sizes.count = bigEndianOrZero<std::uint32_t>(head, 8);
   }
   return sizes;
 }
 
 Tables readTables(const Box& stbl, const BoxReader& reader, Track& track) {
   Tables tables;
-  for (const Box& box : reader.children(stbl)) {
-    Bytes payload = reader.payload(box);
+  reader.visitChildren(stbl, [&](const Box& box) {
+    BoxReader::requirePlausible(box);
     if (box.type == "stsd") {
       readSampleDescription(box, reader, track);
     } else if (box.type == "stts") {
-      tables.durations = Table(std::move(payload), 8, 8);
+      tables.durations = Table(box, reader, 8, 8);
     } else if (box.type == "ctts") {
-      tables.compositionOffsets = Table(std::move(payload), 8, 8);
+      tables.compositionOffsets = Table(box, reader, 8, 8);
     } else if (box.type == "stss") {
-      tables.syncSamples = Table(std::move(payload), 8, 4);
+      tables.syncSamples = Table(box, reader, 8, 4);
     } else if (box.type == "stsc") {
-      tables.samplesPerChunk = Table(std::move(payload), 8, 12);
+      tables.samplesPerChunk = Table(box, reader, 8, 12);
     } else if (box.type == "stsz") {
-      tables.sizes = readSizes(std::move(payload));
+      tables.sizes = readSizes(box, reader);
     } else if (box.type == "stco" || box.type == "co64") {
       tables.wideOffsets = box.type == "co64";
-      tables.chunkOffsets = Table(std::move(payload), 8, tables.wideOffsets ? 8 : 4);
+      tables.chunkOffsets = Table(box, reader, 8, tables.wideOffsets ? 8 : 4);
     }
-  }
+    return true;
+  });
   return tables;
+}
+
+void requirePlausible(const SampleList& samples) {
+  if (samples.runs().size() > mostSampleRuns) {
+    throw MediaError::malformed("its index is implausibly large");
+  }
 }
 
 // Lays the tables side by side and appends stretches in which none of them changes.
 SampleList expand(const Tables& tables) {
   SampleList samples;
+  const std::uint64_t runs =
+      tables.sizes.commonSize == 0 ? tables.sizes.count : tables.chunkOffsets.count();
+  samples.reserveRuns(static_cast<std::size_t>(std::min<std::uint64_t>(runs, mostSampleRuns)));
   RunCursor durations(tables.durations);
   RunCursor offsets(tables.compositionOffsets);
   SyncCursor sync(tables.syncSamples);
@@ -238,6 +309,7 @@ SampleList expand(const Tables& tables) {
       sample.compositionOffset = offsets.atEnd() ? 0 : static_cast<std::int32_t>(offsets.value());
       sample.isSync = sync.isSync(index);
       samples.append(sample, count);
+      requirePlausible(samples);
 
       if (!durations.atEnd()) durations.advance(count);
       if (!offsets.atEnd()) offsets.advance(count);

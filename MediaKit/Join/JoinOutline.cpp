@@ -3,8 +3,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <optional>
+#include <set>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Join/EssentialConfig.h"
@@ -15,19 +19,6 @@ namespace tallowmark::ClipJoin {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// A track and what decides whether another one continues it.
-struct Candidate {
-  const Track* track = nullptr;
-  Bytes config;
-  /// It already continues a track of the first part.
-  bool taken = false;
-
-  bool continues(const Candidate& other) const {
-    return !taken && track->kind == other.track->kind && track->handler == other.track->handler &&
-           track->timescale == other.track->timescale && config == other.config;
-  }
-};
 
 // A timecode's entry ends with the name of the reel, which may count on from file to file
 // (QuickTime File Format, Timecode Sample Description).
@@ -41,51 +32,60 @@ Bytes continuityConfig(const Track& track) {
   return config;
 }
 
-std::vector<Candidate> candidatesOf(const Movie& movie) {
-  std::vector<Candidate> candidates;
-  for (const Track& track : movie.tracks) {
-    candidates.push_back({&track, continuityConfig(track)});
+/// What a track and one that continues it share.
+using Likeness = std::tuple<Track::Kind, std::uint32_t, std::uint32_t, Bytes>;
+
+Likeness likenessOf(const Track& track) {
+  return {track.kind, track.handler.value, track.timescale, continuityConfig(track)};
+}
+
+/// The tracks of a part that continue none of the first part yet, alike ones together, the first of
+/// them last.
+using FreeTracks = std::map<Likeness, std::vector<const Track*>>;
+
+FreeTracks freeTracksOf(const Movie& movie) {
+  FreeTracks tracks;
+  for (auto track = movie.tracks.rbegin(); track != movie.tracks.rend(); ++track) {
+    tracks[likenessOf(*track)].push_back(&*track);
   }
-  return candidates;
+  return tracks;
 }
 
 /// The tracks of all parts that continue `first`, which stay free for others when one is missing.
 /// A track continues one track only: two alike in each part stay two, and nothing is doubled.
-std::optional<Strand> strandFrom(const Candidate& first,
-                                 std::vector<std::vector<Candidate>>& laterParts) {
-  Strand strand{{first.track}, {}, 0};
-  std::vector<Candidate*> matches;
-  for (std::vector<Candidate>& part : laterParts) {
-    const auto match = std::find_if(part.begin(), part.end(), [&](const Candidate& candidate) {
-      return candidate.continues(first);
-    });
-    if (match == part.end()) {
+std::optional<Strand> strandFrom(const Track& first, std::vector<FreeTracks>& laterParts) {
+  const Likeness likeness = likenessOf(first);
+  Strand strand{{&first}, {}, 0};
+  std::vector<std::vector<const Track*>*> matches;
+  for (FreeTracks& part : laterParts) {
+    const auto alike = part.find(likeness);
+    if (alike == part.end() || alike->second.empty()) {
       return std::nullopt;
     }
-    matches.push_back(&*match);
-    strand.pieces.push_back(match->track);
+    matches.push_back(&alike->second);
+    strand.pieces.push_back(alike->second.back());
   }
-  for (Candidate* match : matches) match->taken = true;
+  for (auto* match : matches) match->pop_back();
   return strand;
 }
 
 std::vector<Strand> chooseStrands(std::span<const Part> parts, Outline& outline) {
-  std::vector<std::vector<Candidate>> laterParts;
-  for (const Part& part : parts.subspan(1)) laterParts.push_back(candidatesOf(part.movie));
+  std::vector<FreeTracks> laterParts;
+  for (const Part& part : parts.subspan(1)) laterParts.push_back(freeTracksOf(part.movie));
 
   std::vector<Strand> strands;
-  const auto hasKind = [&](Track::Kind kind) {
-    return std::any_of(strands.begin(), strands.end(),
-                       [&](const Strand& strand) { return strand.first().kind == kind; });
-  };
-  for (const Candidate& candidate : candidatesOf(parts.front().movie)) {
-    const bool extra = candidate.track->kind == Track::Kind::other;
-    if (!extra && hasKind(candidate.track->kind)) {
+  std::set<Track::Kind> chosen;
+  for (const Track& track : parts.front().movie.tracks) {
+    const bool extra = track.kind == Track::Kind::other;
+    if (!extra && chosen.contains(track.kind)) {
       continue;
     }
-    auto strand = strandFrom(candidate, laterParts);
+    auto strand = strandFrom(track, laterParts);
     if (extra) ++(strand ? outline.kept : outline.dropped);
-    if (strand) strands.push_back(std::move(*strand));
+    if (strand) {
+      chosen.insert(track.kind);
+      strands.push_back(std::move(*strand));
+    }
   }
   return strands;
 }

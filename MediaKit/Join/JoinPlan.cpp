@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Join/JoinPlan.h"
 
+#include <algorithm>
+
 #include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Join/JoinOutline.h"
 #include "MediaKit/Join/SeamTiming.h"
@@ -42,6 +44,7 @@ Plan plan(std::span<const Part> parts) {
     carried.push_back(track.trackID);
     joined.movie.tracks.push_back(std::move(track));
   }
+  std::sort(carried.begin(), carried.end());
   for (Track& track : joined.movie.tracks) keepReferencesTo(carried, track);
   return joined;
 }

@@ -24,7 +24,7 @@ void writeReferencesOfOneKind(View box, std::span<const std::uint32_t> carried, 
   std::vector<std::uint32_t> tracks;
   for (std::size_t at = headerSize; at + 4 <= box.size(); at += 4) {
     const auto track = bigEndian<std::uint32_t>(box, at);
-    if (std::find(carried.begin(), carried.end(), track) != carried.end()) {
+    if (std::binary_search(carried.begin(), carried.end(), track)) {
       tracks.push_back(track);
     }
   }

@@ -74,6 +74,15 @@ std::vector<Segment> only(MarkerSet markers, const std::vector<Segment>& segment
   return found;
 }
 
+// As many as a header can hold in good faith: survivors may lie in one another, and all that are
+// taken are written out.
+std::vector<Segment> nearestToScan(std::vector<Segment> tables) {
+  constexpr std::size_t mostSegments = 64;
+  const std::size_t excess = tables.size() - std::min(tables.size(), mostSegments);
+  tables.erase(tables.begin(), tables.begin() + static_cast<std::ptrdiff_t>(excess));
+  return tables;
+}
+
 bool isRestartInterval(std::uint8_t code) {
   return code == JPEGMarker::restartInterval;
 }
@@ -169,7 +178,7 @@ class HeaderSearch {
     const std::array<std::pair<const std::vector<Segment>*, Origin>, 2> own{
         {{&survivors_.linked, Origin::linked}, {&survivors_.all, Origin::loose}}};
     for (const auto& [segments, origin] : own) {
-      auto tables = only(markers, *segments);
+      std::vector<Segment> tables = nearestToScan(only(markers, *segments));
       if (covers(tableIDs(tables, kind), needed)) {
         return std::pair(std::move(tables), origin);
       }

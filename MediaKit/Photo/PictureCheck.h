@@ -37,7 +37,7 @@ struct PictureCheck {
   /// Units before the first restart marker, when there is one that the header does not announce.
   std::optional<std::size_t> unitsToRestart;
   /// Mean brightness of the last block that each decoded unit of the first scan has in its first
-  /// component, in quantized steps.
+  /// component, in quantized steps; of the first 2^17 units, which is more than are compared.
   std::vector<std::int16_t> brightness;
   /// The largest mean, either way, of any block that the first scan has of each component of the
   /// frame, in quantized steps.

@@ -170,8 +170,7 @@ ScanOutcome decodeDC(ByteView data, std::size_t start, const FrameLayout& frame,
       }
     }
     if (!refines) {
-      const int brightness = mean[scan.components.front().index];
-      evidence.brightness.push_back(static_cast<std::int16_t>(brightness));
+      evidence.addBrightness(mean[scan.components.front().index]);
     }
     return true;
   };

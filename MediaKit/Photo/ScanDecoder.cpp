@@ -109,7 +109,7 @@ ScanOutcome decodeSequential(ByteView data, std::size_t start, const FrameLayout
       now = std::clamp(now + *difference, -32768, 32767);
       largest[block.component] = std::max(largest[block.component], std::abs(now));
     }
-    evidence.brightness.push_back(static_cast<std::int16_t>(mean[blocks.front().component]));
+    evidence.addBrightness(mean[blocks.front().component]);
     return true;
   };
   EntropyReader reader(data, start);

@@ -57,8 +57,16 @@ struct ScanOutcome {
 
 /// What decoding shows of the picture itself.
 struct PictureEvidence {
+  /// Of the first units: as many as are ever compared. A picture can have sixty million.
   std::vector<std::int16_t> brightness;
   std::vector<int> largestMean;
+
+  void addBrightness(int mean) {
+    constexpr std::size_t most = std::size_t{1} << 17U;
+    if (brightness.size() < most) {
+      brightness.push_back(static_cast<std::int16_t>(mean));
+    }
+  }
 };
 
 /// Coefficients of a progressive picture that are known not to be zero, one bit each: refining

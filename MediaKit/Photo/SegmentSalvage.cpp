@@ -32,16 +32,19 @@ bool isWanted(std::uint8_t marker) {
          marker == JPEGMarker::huffmanTables || marker == JPEGMarker::restartInterval;
 }
 
+// There are four identifiers of quantization tables and eight of Huffman tables. Without that bound
+// a file of segments, each of which goes on through all behind it, would be read once for each.
 bool tablesAddUp(ByteView segment, bool (*tableFits)(ByteView rest, std::size_t& length)) {
+  constexpr int mostTables = 8;
   std::size_t at = 4;
-  while (at < segment.size()) {
+  for (int table = 0; at < segment.size() && table < mostTables; ++table) {
     std::size_t length = 0;
     if (!tableFits(segment.subspan(at), length) || length > segment.size() - at) {
       return false;
     }
     at += length;
   }
-  return segment.size() > 4;
+  return segment.size() > 4 && at >= segment.size();
 }
 
 bool quantizationFits(ByteView rest, std::size_t& length) {

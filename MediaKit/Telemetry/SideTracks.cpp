@@ -12,6 +12,8 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::uint64_t samplesOfHabit = 500;
+// Cameras have up to six. Each costs a look at its samples, and a comparison with every stretch.
+constexpr std::size_t mostTracks = 16;
 constexpr std::size_t fewSizes = 8;
 // Side tracks store some kilobytes between two pictures.
 constexpr std::uint64_t longestStretch = std::uint64_t{1} << 20U;
@@ -111,6 +113,9 @@ std::vector<SideTrackHabit> SideTrackHabit::learn(const Movie& reference,
                                                   const ByteSource& source) {
   std::vector<SideTrackHabit> habits;
   for (const Track& track : reference.tracks) {
+    if (habits.size() == mostTracks) {
+      break;
+    }
     const bool isRebuilt = track.codec == "gpmd" || track.codec == "tmcd";
     if (track.kind == Track::Kind::other && !isRebuilt && track.samples.largestSize() > 0) {
       habits.push_back(habitOf(track, source));

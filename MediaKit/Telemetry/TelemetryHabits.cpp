@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Telemetry/TelemetrySearch.h"
 
 namespace tallowmark {
@@ -26,19 +27,53 @@ std::size_t treesIn(const Sample& sample, TelemetrySearch& search) {
   return at == range.upper ? trees.size() : 0;
 }
 
+/// Adds up the time of the pictures that are stored ahead of one position after another.
+class PicturesAhead {
+ public:
+  explicit PicturesAhead(const Track& video)
+      : runs_(video.samples.runs()), run_(runs_.begin()), timescale_(video.timescale) {}
+
+  /// Seconds; never less than before.
+  double secondsAt(std::uint64_t offset) {
+    while (run_ != runs_.end()) {
+      const SampleRun run = *run_;
+      const std::uint64_t ahead = std::max(counted_, countStartingBefore(offset, run));
+      ticks_ = saturatingAdd(ticks_, saturatingMultiply(ahead - counted_, run.first.duration));
+      counted_ = ahead;
+      if (ahead < run.count) {
+        break;
+      }
+      ++run_;
+      counted_ = 0;
+    }
+    return static_cast<double>(ticks_) / timescale_;
+  }
+
+ private:
+  static std::uint64_t countStartingBefore(std::uint64_t offset, const SampleRun& run) {
+    if (run.first.offset >= offset) {
+      return 0;
+    }
+    const std::uint64_t size = run.first.size;
+    return size == 0 ? run.count : std::min(run.count, (offset - run.first.offset - 1) / size + 1);
+  }
+
+  SampleRuns runs_;
+  SampleRuns::Iterator run_;
+  std::uint32_t timescale_;
+  std::uint64_t counted_ = 0;
+  std::uint64_t ticks_ = 0;
+};
+
 // How far each sample is stored behind the picture of its time: the middle one counts.
 void learnPlaces(const Track& telemetry, const Track& video, TelemetryHabits& habits) {
   std::vector<double> lags;
-  auto picture = video.samples.begin();
-  std::uint64_t pictures = 0;
+  PicturesAhead pictures(video);
   std::uint64_t time = 0;
   double last = 0;
   for (const Sample& sample :
        telemetry.samples.slice(0, std::min(telemetry.samples.size(), samplesToTry))) {
-    for (; picture != video.samples.end() && (*picture).offset < sample.offset; ++picture) {
-      pictures += (*picture).duration;
-    }
-    const double place = static_cast<double>(pictures) / video.timescale;
+    const double place = pictures.secondsAt(sample.offset);
     habits.longestStep = std::max(habits.longestStep, place - last);
     last = place;
     lags.push_back(place - static_cast<double>(time) / telemetry.timescale);

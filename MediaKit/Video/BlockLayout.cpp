@@ -258,11 +258,15 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
   }
   BlockLayout layout;
   layout.habits = std::move(*habits);
-  for (std::size_t i = 0; i < reference.tracks.size(); ++i) {
+  // Field recorders have up to eight; each costs a look at thousands of samples.
+  constexpr std::size_t mostTracks = 16;
+  std::size_t looked = 0;
+  for (std::size_t i = 0; i < reference.tracks.size() && looked < mostTracks; ++i) {
     const Track& track = reference.tracks[i];
     if (track.kind != Track::Kind::audio) {
       continue;
     }
+    ++looked;
     const auto other = SoundHabits::learn(track, source);
     if (&track == audio ||
         (other && track.timescale == audio->timescale && looksAlike(*other, layout.habits))) {

@@ -17,7 +17,7 @@ constexpr double enough = 14;
 
 // A position costs a few bits of walking where nothing is, a few hundred where sound is; only data
 // made for it costs more.
-constexpr std::uint64_t bitsPerByte = 64;
+constexpr std::uint64_t bitsPerByte = 256;
 constexpr std::uint64_t bitsAtLeast = std::uint64_t{1} << 24U;
 
 bool contains(const std::vector<std::uint64_t>& distances, std::uint64_t distance) {
@@ -29,7 +29,8 @@ bool contains(const std::vector<std::uint64_t>& distances, std::uint64_t distanc
 BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
       walk_(layout.habits.config, layout.habits.rules),
-      window_(source, source.size(), blockReadAhead) {
+      window_(source, source.size(), blockReadAhead),
+      bitsAllowed_(bitsAtLeast) {
   for (unsigned byte = 0; byte < starts_.size(); ++byte) {
     starts_.at(byte) = walk_.mayStartWith(static_cast<std::uint8_t>(byte));
   }
@@ -95,7 +96,8 @@ BlockChain BlockSearch::withBestStart(BlockChain chain) {
   const std::uint64_t end = chain.from + chain.sizes.front();
   double best = evidenceAt(chain.from, end);
   const double rest = chain.bits - best;
-  for (std::uint64_t at = nextStart(chain.from + 1, end); at < end; at = nextStart(at + 1, end)) {
+  for (std::uint64_t at = nextStart(chain.from + 1, end); at < end && bitsLooked_ < bitsAllowed_;
+       at = nextStart(at + 1, end)) {
     if (const double bits = evidenceAt(at, end); bits >= best) {
       best = bits;
       chain.from = at;
@@ -117,9 +119,9 @@ double BlockSearch::evidenceAt(std::uint64_t at, std::uint64_t end) {
 
 std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end) {
   std::vector<BlockChain> found;
-  const std::uint64_t budget = bitsLooked_ + std::max(bitsAtLeast, stretch.length() * bitsPerByte);
+  bitsAllowed_ += stretch.length() * bitsPerByte;
   std::uint64_t searchedFrom = stretch.lower;
-  for (std::uint64_t at = stretch.lower; at < stretch.upper && bitsLooked_ < budget;) {
+  for (std::uint64_t at = stretch.lower; at < stretch.upper && bitsLooked_ < bitsAllowed_;) {
     at = nextStart(at, stretch.upper);
     if (at == stretch.upper) {
       break;

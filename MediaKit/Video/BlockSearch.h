@@ -36,8 +36,8 @@ class BlockSearch {
   /// Both must outlive it.
   BlockSearch(const ByteSource& source, const BlockLayout& layout);
 
-  /// The chains in `stretch` that are believed, in order. Takes time linear in the stretch; one
-  /// made to be slow is given up part of the way. Throws DeviceError.
+  /// The chains in `stretch` that are believed, in order. Takes time linear in all stretches so
+  /// far; one made to be slow is given up part of the way. Throws DeviceError.
   std::vector<BlockChain> in(const ByteRange& stretch, StretchEnd end);
 
  private:
@@ -53,6 +53,7 @@ class BlockSearch {
   MediaWindow window_;
   std::array<bool, 256> starts_{};
   std::uint64_t bitsLooked_ = 0;
+  std::uint64_t bitsAllowed_;
 };
 
 }  // namespace tallowmark

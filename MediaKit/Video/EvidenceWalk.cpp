@@ -132,7 +132,7 @@ std::optional<FoundFrame> Walker::frameDue(std::uint64_t at) {
   }
   // A header that the reference happens to lack: the chain must go on through it.
   double bits = frame->bits + evidence_.successionBits(last_->slice, frame->slice);
-  if (const auto next = finder_.frameAt(frame->end(), Trust::learntOnly)) {
+  if (const auto next = finder_.maybeFrameAt(frame->end())) {
     bits += std::min(next->bits, mostFromFollower);
   } else {
     bits += std::max(0.0, evidence_.followerBits(finder_.bytesAt(frame->end(), 4)));
@@ -156,7 +156,7 @@ bool Walker::breaksOff(const FoundFrame& frame) {
 // What stands behind a frame: another one that continues it, or what the reference has there. A
 // frame further on proves nothing by being there; that its distance and its counters fit does.
 double Walker::follower(const FoundFrame& frame) {
-  if (const auto next = finder_.frameAt(frame.end(), Trust::learntOnly)) {
+  if (const auto next = finder_.maybeFrameAt(frame.end())) {
     const double succession = evidence_.successionBits(frame.slice, next->slice);
     if (succession < 0 && evidence_.countsReliably()) {
       return -mostFromFollower;  // another stream's frames, or no frames at all
@@ -244,7 +244,7 @@ bool Walker::isForeign(const FoundFrame& candidate) {
 
 // The frame that stands behind `frame`, directly or across a gap as the reference has them.
 std::optional<FoundFrame> Walker::successor(const FoundFrame& frame) {
-  if (const auto next = finder_.frameAt(frame.end(), Trust::learntOnly)) {
+  if (const auto next = finder_.maybeFrameAt(frame.end())) {
     return next;
   }
   const FoundFrame* next =
@@ -321,6 +321,9 @@ std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
     if (candidate.isLearnt && scoreByItself(candidate, from) >= certain &&
         !finder_.isContradicted(candidate, openingOfFrame) && !isForeign(candidate)) {
       return candidate;
+    }
+    if (finder_.isOverworked()) {
+      continue;
     }
     const double bits = score(candidate, from);
     if (bits >= enoughWhenFound && isExpected({candidate, bits}, from) &&
@@ -409,13 +412,14 @@ void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
 void Walker::takeRemainder(std::uint64_t from) {
   std::uint64_t end = end_;
   auto neighbours = SoundLayout::Neighbours::unknown;
-  for (const Box& box : BoxReader(source_).children(0, end_)) {
+  BoxReader(source_).visit(0, end_, [&](const Box& box) {
     if (box.type == "mdat" && box.payloadOffset() <= from && from <= box.end()) {
       end = box.end();
       neighbours =
           box.truncated ? SoundLayout::Neighbours::unknown : SoundLayout::Neighbours::countOn;
     }
-  }
+    return true;
+  });
   if (findings_.video.empty()) {
     findings_.unused += end_ - from;
     return;

@@ -19,6 +19,10 @@ constexpr std::size_t probeAhead = std::size_t{4} << 10U;
 /// No camera puts more units ahead of a picture; the limit keeps hostile files linear.
 constexpr unsigned mostLeadingUnits = 40;
 constexpr unsigned mostUnits = 2000;
+constexpr unsigned fewUnits = 64;
+// A unit has some hundred bytes, and is looked at two or three times.
+constexpr std::uint64_t bytesForAUnit = 4;
+constexpr std::uint64_t unitsAtLeast = std::uint64_t{1} << 20U;
 
 // H.264 table 7-1, H.265 table 7-1: filler data.
 int fillerType(NALFormat::Codec codec) {
@@ -55,7 +59,8 @@ FrameFinder::FrameFinder(const ByteSource& source, std::uint64_t end,
       scan_(source, end, firstScan),
       probe_(source, end, probeAhead),
       zeroFirst_(evidence.format().lengthSize == 4),
-      forbidden_(source, end) {
+      forbidden_(source, end),
+      unitsAllowed_(unitsAtLeast) {
   if (evidence.format().wrapsSlices) {
     openOnWrappers();
     return;
@@ -243,12 +248,34 @@ bool FrameFinder::takeUnit(Assembly& assembly, const UnitHead& head) {
   return taken;
 }
 
+void FrameFinder::forgetBefore(std::uint64_t offset) {
+  forbidden_.forgetBefore(offset);
+  if (offset > goneThrough_) {
+    unitsAllowed_ += (offset - goneThrough_) / bytesForAUnit;
+    goneThrough_ = offset;
+  }
+}
+
 std::optional<FoundFrame> FrameFinder::frameAt(std::uint64_t offset, Trust trust) {
   Assembly assembly;
   assembly.trust = trust;
+  return assemble(assembly, offset, mostUnits);
+}
+
+std::optional<FoundFrame> FrameFinder::maybeFrameAt(std::uint64_t offset) {
+  Assembly assembly;
+  const unsigned limit = isOverworked() ? fewUnits : mostUnits;
+  auto frame = assemble(assembly, offset, limit);
+  // What is cut short here is no frame of that size.
+  return limit == fewUnits && assembly.units == fewUnits ? std::nullopt : frame;
+}
+
+std::optional<FoundFrame> FrameFinder::assemble(Assembly& assembly, std::uint64_t offset,
+                                                unsigned most) {
   assembly.frame.offset = offset;
   const std::uint64_t limit = std::min(end_, offset + maxFrameSize_);
-  while (assembly.units < mostUnits) {
+  while (assembly.units < most) {
+    ++unitsSeen_;
     const auto head = readUnitHead(probe_, assembly.frame.end(), limit, evidence_.format());
     if (!head || !takeUnit(assembly, *head)) {
       break;
@@ -326,7 +353,7 @@ std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t 
     std::size_t next = 0;
     while (const auto hit = filter(bytes, next, limit)) {
       if (fitsItsKind(bytes.subspan(*hit))) {
-        if (auto frame = frameAt(at + *hit, Trust::learntOnly)) {
+        if (auto frame = maybeFrameAt(at + *hit)) {
           return frame;
         }
       }

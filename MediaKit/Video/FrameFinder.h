@@ -52,17 +52,25 @@ class FrameFinder {
   /// The frame that starts at `offset`, or nothing. Throws DeviceError.
   std::optional<FoundFrame> frameAt(std::uint64_t offset, Trust trust);
 
+  /// As frameAt, for a position at which a learnt frame only may start: what is made to be slow is
+  /// given up. Throws DeviceError.
+  std::optional<FoundFrame> maybeFrameAt(std::uint64_t offset);
+
   /// The first position from `from` on and before `to` at which a learnt frame starts. Throws
   /// DeviceError.
   std::optional<FoundFrame> search(std::uint64_t from, std::uint64_t to);
+
+  /// More units were looked at than a clip has in the bytes gone through: these are made to be
+  /// slow, with thousands of units that each lead through the same thousands of others.
+  bool isOverworked() const { return unitsSeen_ > unitsAllowed_; }
 
   /// Whether bytes that cannot stand inside a unit stand inside one of the frame's, looking at its
   /// first `most` bytes. Throws DeviceError.
   bool isContradicted(const FoundFrame& frame,
                       std::uint64_t most = std::numeric_limits<std::uint64_t>::max());
 
-  /// Frees what is remembered of the bytes before `offset`.
-  void forgetBefore(std::uint64_t offset) { forbidden_.forgetBefore(offset); }
+  /// Frees what is remembered of the bytes before `offset`, which are gone through.
+  void forgetBefore(std::uint64_t offset);
 
   /// Bytes at a position, as they stand. Valid until the next call of anything here.
   std::span<const std::uint8_t> bytesAt(std::uint64_t offset, std::size_t count) {
@@ -72,6 +80,7 @@ class FrameFinder {
  private:
   struct Assembly;
 
+  std::optional<FoundFrame> assemble(Assembly& assembly, std::uint64_t offset, unsigned most);
   bool takeUnit(Assembly& assembly, const UnitHead& head);
   bool takeSlice(Assembly& assembly, const UnitHead& head, const UnitHabit* habit,
                  const NALFormat::Unit& described);
@@ -102,6 +111,9 @@ class FrameFinder {
   // Frames of 16 MiB and more are not searched for: any byte could be the first of their length.
   bool zeroFirst_;
   ForbiddenStretches forbidden_;
+  std::uint64_t goneThrough_ = 0;
+  std::uint64_t unitsSeen_ = 0;
+  std::uint64_t unitsAllowed_;
 };
 
 }  // namespace tallowmark

@@ -3,11 +3,15 @@
 
 #include <algorithm>
 #include <string_view>
-#include <vector>
+
+#include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Video/UnitHead.h"
 
 namespace tallowmark {
 
 namespace {
+
+constexpr std::size_t sampleReadAhead = std::size_t{4} << 10U;
 
 // H.264 table 7-1: 13 (SPS extension) and 22 upward are not written by cameras.
 std::optional<NALFormat::Unit> describeH264(std::uint16_t header, std::uint8_t afterHeader) {
@@ -79,15 +83,22 @@ std::optional<NALFormat> NALFormat::of(std::span<const std::uint8_t> sampleEntry
 
 void NALFormat::learnHeaders(const SampleList& samples, const ByteSource& source,
                              std::size_t limit) {
+  // Only heads are read: a sample can claim gigabytes.
+  MediaWindow window(source, source.size(), sampleReadAhead);
   std::set<std::uint16_t> seen;
   std::size_t looked = 0;
   for (auto sample = samples.begin(); sample != samples.end() && looked < limit;
        ++sample, ++looked) {
     const Sample s = *sample;
-    const std::vector<std::uint8_t> bytes = source.read(s.offset, s.size);
-    for (std::size_t at = 0; const auto found = unit(bytes, at, bytes.size(), false);) {
-      seen.insert(found->header);
-      at += found->length;
+    const std::uint64_t end = std::min(saturatingAdd(s.offset, s.size), source.size());
+    for (std::uint64_t at = s.offset; at < end;) {
+      const auto head = readUnitHead(window, at, end, *this);
+      if (!head || at + lengthSize + headerSize() >= end ||
+          !describe(head->header, head->afterHeader())) {
+        break;
+      }
+      seen.insert(head->header);
+      at += head->length;
     }
   }
   knownHeaders = seen.empty() ? std::nullopt : std::optional(std::move(seen));

@@ -25,6 +25,8 @@ namespace tallowmark::VideoRepair {
 namespace {
 
 constexpr std::size_t samplesForHeaders = 600;
+// Cameras have one or two; each costs a look at thousands of samples.
+constexpr std::size_t mostOtherTracks = 4;
 
 /// A good clip of the camera and what it teaches.
 struct Teacher {
@@ -51,10 +53,12 @@ std::size_t frameSizeLimit(std::uint32_t largestSample) {
 void learnStreams(Teacher& teacher, const ByteSource& reference) {
   teacher.format.learnHeaders(teacher.video->samples, reference, samplesForHeaders);
   teacher.evidence = StreamEvidence::learn(*teacher.video, reference, teacher.format);
+  std::size_t others = 0;
   for (const Track& track : teacher.movie.tracks) {
-    if (&track == teacher.video || track.kind != Track::Kind::video) {
+    if (&track == teacher.video || track.kind != Track::Kind::video || others == mostOtherTracks) {
       continue;
     }
+    ++others;
     const auto format = NALFormat::of(track.sampleEntry, track.codec);
     if (format && format->codec == teacher.format.codec &&
         format->lengthSize == teacher.format.lengthSize) {
@@ -113,8 +117,11 @@ std::uint64_t mediaStart(const BoxReader& reader) {
   if (!layout->mdats.empty()) {
     return layout->mdats.front().payloadOffset();
   }
-  const std::vector<Box> top = reader.children(0, reader.size());
-  const std::uint64_t end = top.empty() ? 0 : top.back().end();
+  std::uint64_t end = 0;
+  reader.visit(0, reader.size(), [&](const Box& box) {
+    end = box.end();
+    return true;
+  });
   if (end + 8 >= reader.size()) {
     throw MediaError::malformed("no media data (mdat) was found");
   }

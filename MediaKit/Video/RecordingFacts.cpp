@@ -80,8 +80,8 @@ std::uint64_t bytesBeforeChildren(const Bytes& meta) {
              : 4;
 }
 
-// Numbers (from 1) of the keys that belong to the recording (keys box: count, then size, namespace
-// and name of each).
+// Numbers (from 1) of the keys that belong to the recording, in rising order (keys box: count, then
+// size, namespace and name of each).
 std::vector<std::uint32_t> recordingKeyNumbers(const Bytes& keys) {
   std::vector<std::uint32_t> numbers;
   const auto count = bigEndianOrZero<std::uint32_t>(keys, 12);
@@ -114,7 +114,7 @@ Bytes metadataWithoutRecording(const Bytes& meta) {
   }
   const auto isRecordings = [&](const Box& item, const BoxReader&) {
     return belongsToRecording(item.type) ||
-           std::find(numbers.begin(), numbers.end(), item.type.value) != numbers.end();
+           std::binary_search(numbers.begin(), numbers.end(), item.type.value);
   };
   // The items' types are key numbers, which no box scan takes for box types: they are walked here.
   BoxWriter writer;

@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::uint64_t samplesToLearnFrom = 3000;
 constexpr std::uint64_t bytesToCheckForEmulation = std::uint64_t{48} << 20U;
+constexpr std::size_t mostHabits = 128;
 constexpr std::size_t mostFollowers = 6;
 constexpr std::size_t mostCommonGaps = 24;
 
@@ -33,7 +34,10 @@ std::uint32_t circularDistance(std::uint32_t a, std::uint32_t b, unsigned bits) 
 class EvidenceLearner {
  public:
   EvidenceLearner(const ByteSource& source, const NALFormat& format, const Track& track)
-      : source_(source), format_(format), window_(source, source.size(), std::size_t{4} << 10U) {
+      : source_(source),
+        format_(format),
+        window_(source, source.size(), std::size_t{4} << 10U),
+        units_(source, source.size(), std::size_t{64} << 10U) {
     evidence_.format_ = format;
     evidence_.sets_ = ParameterSets::of(track.sampleEntry, format.codec);
     evidence_.fewestSlices_ = std::numeric_limits<unsigned>::max();
@@ -56,9 +60,10 @@ class EvidenceLearner {
   void learnSlice(const UnitHead& head, UnitHabit& habit, bool first);
   void learnRoles(const Shape& shape);
   void learnSurroundings(const Sample& sample, std::optional<std::uint64_t> nextFrame);
+  bool holdsForbidden(std::uint64_t from, std::uint64_t to);
   void learnEmulation(const Shape& shape);
   void assumeOtherSlices();
-  UnitHabit& habitFor(std::uint16_t header);
+  UnitHabit* habitFor(std::uint16_t header);
   int typeOf(std::uint16_t header) const {
     return format_.codec == NALFormat::Codec::h264 ? header & 31 : (header >> 9) & 63;
   }
@@ -66,6 +71,7 @@ class EvidenceLearner {
   const ByteSource& source_;
   const NALFormat& format_;
   MediaWindow window_;
+  MediaWindow units_;
   StreamEvidence evidence_;
   std::uint64_t framed_ = 0;
   std::uint64_t looked_ = 0;
@@ -81,12 +87,16 @@ class EvidenceLearner {
   std::map<std::uint64_t, std::uint64_t> gaps_;
 };
 
-UnitHabit& EvidenceLearner::habitFor(std::uint16_t header) {
+// Null for one kind more than any camera writes: each unit is looked up among all of them.
+UnitHabit* EvidenceLearner::habitFor(std::uint16_t header) {
   for (UnitHabit& habit : evidence_.habits_) {
-    if (habit.header == header) return habit;
+    if (habit.header == header) return &habit;
+  }
+  if (evidence_.habits_.size() == mostHabits) {
+    return nullptr;
   }
   evidence_.habits_.push_back({.header = header});
-  return evidence_.habits_.back();
+  return &evidence_.habits_.back();
 }
 
 // The units of a sample, if their lengths lead exactly to its end and it holds a picture.
@@ -147,7 +157,11 @@ void EvidenceLearner::learnRoles(const Shape& shape) {
                        std::min<std::size_t>(head.length - format_.lengthSize, 4096));
       evidence_.sets_.add(set, format_.codec);
     }
-    UnitHabit& habit = habitFor(head.header);
+    UnitHabit* const known = habitFor(head.header);
+    if (known == nullptr) {
+      continue;
+    }
+    UnitHabit& habit = *known;
     const auto bodySize = static_cast<std::uint32_t>(head.length - format_.lengthSize);
     habit.smallest = std::min(habit.smallest, bodySize);
     habit.largest = std::max(habit.largest, bodySize);
@@ -168,15 +182,34 @@ void EvidenceLearner::learnRoles(const Shape& shape) {
   }
 }
 
+// Piece by piece: a unit can claim gigabytes.
+bool EvidenceLearner::holdsForbidden(std::uint64_t from, std::uint64_t to) {
+  constexpr std::size_t stretch = 3;
+  while (from + stretch <= to) {
+    const auto held = units_.at(from, stretch);
+    if (held.size() < stretch) {
+      break;
+    }
+    const auto piece =
+        held.first(static_cast<std::size_t>(std::min<std::uint64_t>(held.size(), to - from)));
+    if (findForbiddenStretch(piece)) {
+      return true;
+    }
+    from += piece.size() - (stretch - 1);
+  }
+  return false;
+}
+
 void EvidenceLearner::learnEmulation(const Shape& shape) {
   for (const UnitHead& head : shape.units) {
     if (evidence_.breaksEmulationRule_ || emulationChecked_ > bytesToCheckForEmulation) {
       return;
     }
-    const std::vector<std::uint8_t> unit =
-        source_.read(head.at + format_.lengthSize, head.length - format_.lengthSize);
-    emulationChecked_ += unit.size();
-    evidence_.breaksEmulationRule_ = findForbiddenStretch(unit).has_value();
+    const std::uint64_t from = head.at + format_.lengthSize;
+    const std::uint64_t length =
+        std::min(head.length - format_.lengthSize, bytesToCheckForEmulation);
+    emulationChecked_ += length;
+    evidence_.breaksEmulationRule_ = holdsForbidden(from, from + length);
   }
 }
 
