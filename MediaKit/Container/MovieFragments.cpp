@@ -118,6 +118,8 @@ struct DataPlace {
   // Bytes that samples without fields of their own may still claim: no more than the file has, for
   // a few bytes could claim them over and over.
   std::uint64_t unclaimed = 0;
+  // Of samples, so far.
+  std::size_t runs = 0;
 
   std::uint64_t claim(std::uint64_t count, std::uint32_t size) {
     const std::uint64_t granted = size == 0 ? 0 : std::min(count, unclaimed / size);
@@ -157,6 +159,9 @@ void readRun(Fields fields, const Defaults& defaults, DataPlace& place, TrackEnd
     sample.compositionOffset = static_cast<std::int32_t>(fields.nextIf(hasComposition, 0));
     // Samples without fields of their own are alike, but for the first one's flags.
     const std::uint64_t alike = entrySize > 0 || i == 0 ? 1 : count - i;
+    if (++place.runs > mostSampleRuns) {
+      throw MediaError::malformed("its index is implausibly large");
+    }
     end.append(sample, alike);
     place.next = saturatingAdd(place.next, saturatingMultiply(sample.size, alike));
     i += alike;
@@ -201,12 +206,6 @@ void readTrackFragment(const Box& traf, const BoxReader& reader, std::uint64_t m
   });
 }
 
-void requirePlausible(const Movie& movie) {
-  std::size_t runs = 0;
-  for (const Track& track : movie.tracks) runs += track.samples.runs().size();
-  if (runs > mostSampleRuns) throw MediaError::malformed("its index is implausibly large");
-}
-
 }  // namespace
 
 void append(const Box& moov, const BoxReader& reader, Movie& movie) {
@@ -224,7 +223,6 @@ void append(const Box& moov, const BoxReader& reader, Movie& movie) {
       if (traf.type == "traf") readTrackFragment(traf, reader, moof.offset, place, ends);
       return true;
     });
-    requirePlausible(movie);
     return true;
   });
   for (auto& [trackID, end] : ends) end.flush();
