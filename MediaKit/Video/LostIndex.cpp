@@ -17,9 +17,11 @@ namespace {
 
 // The index of an hour takes some ten megabytes.
 constexpr std::uint64_t searched = std::uint64_t{16} << 20U;
+// One that stands in front was made with room to spare, or for a short clip.
+constexpr std::uint64_t searchedInFront = std::uint64_t{4} << 20U;
 
-std::vector<std::uint8_t> piece(const ByteSource& clip, std::uint64_t from) {
-  return clip.read(from, static_cast<std::size_t>(std::min(searched, clip.size() - from)));
+std::vector<std::uint8_t> piece(const ByteSource& clip, std::uint64_t from, std::uint64_t most) {
+  return clip.read(from, static_cast<std::size_t>(std::min(most, clip.size() - from)));
 }
 
 // Whether the sample is made of units whose lengths add up to its own.
@@ -63,10 +65,10 @@ bool opensAnIndex(std::span<const std::uint8_t> bytes, std::size_t name) {
          bigEndian<std::uint32_t>(bytes, name + nextName) == FourCC("mvhd").value;
 }
 
-std::optional<Movie> findWithin(std::uint64_t from, const ByteSource& clip) {
+std::optional<Movie> findWithin(std::uint64_t from, std::uint64_t most, const ByteSource& clip) {
   constexpr std::string_view name = "moov";
   constexpr int mostTried = 16;
-  const std::vector<std::uint8_t> bytes = piece(clip, from);
+  const std::vector<std::uint8_t> bytes = piece(clip, from, most);
   const BoxReader reader(clip);
   std::size_t place = 0;
   for (int tried = 0; tried < mostTried; ++place) {
@@ -144,15 +146,15 @@ int countOfOneKind(std::span<const std::uint8_t> bytes, NALFormat::Codec codec) 
 
 std::optional<Movie> find(const ByteSource& clip) {
   const std::uint64_t tail = clip.size() - std::min(clip.size(), searched);
-  auto found = findWithin(tail, clip);
-  return found || tail == 0 ? found : findWithin(0, clip);
+  auto found = findWithin(tail, searched, clip);
+  return found || tail == 0 ? found : findWithin(0, searchedInFront, clip);
 }
 
 bool holdsPictures(const ByteSource& clip) {
   // In as much noise as is searched a unit follows upon a unit once in ten times, and of each kind
   // there is one.
   constexpr int enoughFollowing = 6;
-  const std::vector<std::uint8_t> bytes = piece(clip, 0);
+  const std::vector<std::uint8_t> bytes = piece(clip, 0, searched);
   const int enoughOfOneKind = 6 + static_cast<int>(18 * bytes.size() / searched);
   const auto isSeen = [&](NALFormat::Codec codec) {
     return countFollowing(bytes, codec, enoughFollowing) >= enoughFollowing ||
