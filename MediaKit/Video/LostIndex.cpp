@@ -20,10 +20,6 @@ constexpr std::uint64_t searched = std::uint64_t{16} << 20U;
 // One that stands in front was made with room to spare, or for a short clip.
 constexpr std::uint64_t searchedInFront = std::uint64_t{4} << 20U;
 
-std::vector<std::uint8_t> piece(const ByteSource& clip, std::uint64_t from, std::uint64_t most) {
-  return clip.read(from, static_cast<std::size_t>(std::min(most, clip.size() - from)));
-}
-
 // Whether the sample is made of units whose lengths add up to its own.
 bool isMadeOfUnits(const Sample& sample, int lengthSize, const ByteSource& clip) {
   constexpr int mostUnits = 256;
@@ -58,33 +54,43 @@ bool describes(const Movie& movie, const ByteSource& clip) {
   return right * 2 >= count;
 }
 
-// An index opens with the movie's header (§8.2.2).
-bool opensAnIndex(std::span<const std::uint8_t> bytes, std::size_t name) {
-  constexpr std::size_t nextName = 8;
-  return name >= 4 && bytes.size() - name >= nextName + 4 &&
-         bigEndian<std::uint32_t>(bytes, name + nextName) == FourCC("mvhd").value;
+// The box of an index whose name stands at `name`. It opens with the movie's header (ISO/IEC
+// 14496-12 §8.2.2).
+std::optional<Box> indexAt(std::uint64_t name, const BoxReader& reader) {
+  const auto box = name >= 4 ? reader.box(name - 4) : std::nullopt;
+  const auto header = box && !box->truncated ? reader.box(box->payloadOffset()) : std::nullopt;
+  return header && header->type == "mvhd" ? box : std::nullopt;
 }
 
-std::optional<Movie> findWithin(std::uint64_t from, std::uint64_t most, const ByteSource& clip) {
+std::optional<Movie> movieOf(const Box& index, const ByteSource& clip) {
+  try {
+    Movie movie = MovieParser::parseMoov(index, BoxReader(clip), {});
+    return describes(movie, clip) ? std::optional(std::move(movie)) : std::nullopt;
+  } catch (const MediaError&) {
+    return std::nullopt;
+  }
+}
+
+// In pieces that stay in the processor's cache.
+std::optional<Movie> findWithin(std::uint64_t from, std::uint64_t to, const ByteSource& clip) {
   constexpr std::string_view name = "moov";
   constexpr int mostTried = 16;
-  const std::vector<std::uint8_t> bytes = piece(clip, from, most);
   const BoxReader reader(clip);
-  std::size_t place = 0;
-  for (int tried = 0; tried < mostTried; ++place) {
-    const void* hit =
-        ::memmem(bytes.data() + place, bytes.size() - place, name.data(), name.size());
-    if (hit == nullptr) return std::nullopt;
-    place = static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - bytes.data());
-    if (!opensAnIndex(bytes, place)) continue;
-    ++tried;
-    const auto box = reader.box(from + place - 4);
-    if (!box || box->truncated) continue;
-    try {
-      Movie movie = MovieParser::parseMoov(*box, reader, {});
-      if (describes(movie, clip)) return movie;
-    } catch (const MediaError&) {
-      continue;
+  std::vector<std::uint8_t> buffer(std::size_t{1} << 18U);
+  int tried = 0;
+  for (std::uint64_t at = from; at + name.size() <= to; at += buffer.size() - name.size() + 1) {
+    const std::size_t got = clip.readInto(at, buffer);
+    std::span<const std::uint8_t> left = std::span(buffer).first(got);
+    for (;;) {
+      const void* hit = ::memmem(left.data(), left.size(), name.data(), name.size());
+      if (hit == nullptr) break;
+      const auto place =
+          static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - buffer.data());
+      if (const auto index = indexAt(at + place, reader)) {
+        if (auto movie = movieOf(*index, clip)) return movie;
+        if (++tried == mostTried) return std::nullopt;
+      }
+      left = std::span<const std::uint8_t>(buffer).first(got).subspan(place + 1);
     }
   }
   return std::nullopt;
@@ -146,15 +152,15 @@ int countOfOneKind(std::span<const std::uint8_t> bytes, NALFormat::Codec codec) 
 
 std::optional<Movie> find(const ByteSource& clip) {
   const std::uint64_t tail = clip.size() - std::min(clip.size(), searched);
-  auto found = findWithin(tail, searched, clip);
-  return found || tail == 0 ? found : findWithin(0, searchedInFront, clip);
+  auto found = findWithin(tail, clip.size(), clip);
+  return found || tail == 0 ? found : findWithin(0, std::min(tail, searchedInFront), clip);
 }
 
 bool holdsPictures(const ByteSource& clip) {
   // In as much noise as is searched a unit follows upon a unit once in ten times, and of each kind
   // there is one.
   constexpr int enoughFollowing = 6;
-  const std::vector<std::uint8_t> bytes = piece(clip, 0, searched);
+  const std::vector<std::uint8_t> bytes = clip.read(0, static_cast<std::size_t>(searched));
   const int enoughOfOneKind = 6 + static_cast<int>(18 * bytes.size() / searched);
   const auto isSeen = [&](NALFormat::Codec codec) {
     return countFollowing(bytes, codec, enoughFollowing) >= enoughFollowing ||
