@@ -9,8 +9,9 @@
 
 namespace tallowmark {
 
-/// A day of pictures and sound has six million runs. A file of more is made to take memory.
-inline constexpr std::size_t mostSampleRuns = std::size_t{8} << 20U;
+/// Thirty hours at sixty pictures a second, sound between them, have thirteen million runs. A file
+/// of many more is made to take memory.
+inline constexpr std::size_t mostSampleRuns = std::size_t{32} << 20U;
 
 /// Reads a track's sample table (ISO/IEC 14496-12 §8.5 to §8.7) into its codec, sample entry and
 /// samples. Tables that claim more than they hold end where their bytes do; time grows with table
