@@ -40,8 +40,10 @@ std::string findProgram(const std::string& name) {
   const char* path = std::getenv("PATH");
   std::istringstream folders(path == nullptr ? "/usr/bin:/bin" : path);
   for (std::string folder; std::getline(folders, folder, ':');) {
-    const std::string program = folder + "/" + name;
-    if (folder.starts_with('/') && isProgram(program)) {
+    if (!folder.starts_with('/')) continue;
+    std::string program = folder;
+    program.append("/").append(name);
+    if (isProgram(program)) {
       return program;
     }
   }

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "MediaKit/Photo/JPEGRepair.h"
+#include "MediaKit/Photo/StrayMarkers.h"
 
 namespace {
 
@@ -32,6 +33,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(check.unitsDecoded <= check.unitsExpected);
   const Diagnosis diagnosis = diagnose(bytes);
   require(diagnosis == Diagnosis::damagedHeader || !needsReference(bytes));
-  require(!hasEnd(bytes) || diagnosis != Diagnosis::truncated);
+  const auto header = parseHeader(bytes);
+  const bool isBroken = header && !findStrayMarkers(bytes, *header).empty();
+  require(!hasEnd(bytes) || isBroken || diagnosis != Diagnosis::truncated);
   return 0;
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "DeviceKit/MemorySource.h"
+#include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Telemetry/KeyLengthValue.h"
 #include "MediaKit/Telemetry/SideTracks.h"
 #include "MediaKit/Telemetry/TelemetryHabits.h"
@@ -65,9 +66,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     told += bytes;
   }
   require(told <= gap.length());
-  if (const auto place = TimecodePlace::learn(movie, source)) {
-    const auto found = place->find(source, gap, {}, 1);
-    require(!found || (*found >= gap.lower && *found + 4 <= gap.upper));
+  try {
+    if (const auto place = TimecodePlace::learn(movie, source)) {
+      const auto found = place->find(source, gap, {}, 1);
+      require(!found || (*found >= gap.lower && *found + 4 <= gap.upper));
+    }
+  } catch (const MediaError&) {
+    // The media is no movie.
   }
   return 0;
 }

@@ -22,8 +22,8 @@ namespace fs = std::filesystem;
 constexpr unsigned planningCeiling = 300;
 constexpr unsigned searchCeiling = 64;
 
-std::string chapter(std::size_t number) {
-  std::string digits = std::to_string(number % 100);
+std::string chapter(std::size_t index) {
+  std::string digits = std::to_string(index % 100);
   return "GX" + std::string(2 - digits.size(), '0') + digits + "0001.MP4";
 }
 
@@ -50,7 +50,8 @@ void findDronesFiles(const fs::path& file) {
 void sliceSamples(const fs::path& file) {
   SampleList samples;
   const auto count = static_cast<std::uint32_t>(fs::file_size(file));
-  for (std::uint32_t i = 0; i < count; ++i) samples.append({.offset = i * 1000U, .size = i % 900});
+  for (std::uint32_t i = 0; i < count; ++i)
+    samples.append({.offset = std::uint64_t{i} * 1000, .size = i % 900});
   SampleList rest;
   for (std::uint32_t i = 0; i < count; i += 8) rest.append(samples.slice(i, i + 7));
 }

@@ -45,9 +45,8 @@ using FreeTracks = std::map<Likeness, std::vector<const Track*>>;
 
 FreeTracks freeTracksOf(const Movie& movie) {
   FreeTracks tracks;
-  for (auto track = movie.tracks.rbegin(); track != movie.tracks.rend(); ++track) {
-    tracks[likenessOf(*track)].push_back(&*track);
-  }
+  for (const Track& track : movie.tracks) tracks[likenessOf(track)].push_back(&track);
+  for (auto& [likeness, alike] : tracks) std::reverse(alike.begin(), alike.end());
   return tracks;
 }
 

@@ -32,7 +32,7 @@ struct TimecodePlace {
   static constexpr std::uint64_t valueSize = 4;
 
   /// Nothing when the movie has no timecode track of one sample between its pictures. Throws
-  /// DeviceError.
+  /// MediaError when `source` is no movie, DeviceError.
   static std::optional<TimecodePlace> learn(const Movie& reference, const ByteSource& source);
 
   /// The position of the value in `gap`, ahead of which `picturesBefore` pictures stand and nothing
