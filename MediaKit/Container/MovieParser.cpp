@@ -189,6 +189,14 @@ FileLayout layout(const BoxReader& reader) {
   return found;
 }
 
+std::optional<FileLayout> layoutIfAny(const BoxReader& reader) {
+  try {
+    return layout(reader);
+  } catch (const MediaError&) {
+    return std::nullopt;
+  }
+}
+
 std::optional<Box> find(std::span<const FourCC> path, const Box& box, const BoxReader& reader) {
   std::optional<Box> current = box;
   for (const FourCC type : path) {

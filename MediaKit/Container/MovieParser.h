@@ -18,6 +18,9 @@ namespace tallowmark::MovieParser {
 /// not start as a movie does.
 FileLayout layout(const BoxReader& reader);
 
+/// The same; nothing where layout throws notAMovie, as for a file whose head is overwritten.
+std::optional<FileLayout> layoutIfAny(const BoxReader& reader);
+
 /// Descends from `box` along child types; the box itself for an empty path.
 std::optional<Box> find(std::span<const FourCC> path, const Box& box, const BoxReader& reader);
 

@@ -34,7 +34,7 @@ bool isMadeOfUnits(const Sample& sample, int lengthSize, const ByteSource& clip)
     if (length == 0 || unit > end - at) return false;
     at += unit;
   }
-  return at == end;
+  return sample.size > 0 && at == end;
 }
 
 // Looks at pictures spread over the clip. Some may be overwritten.

@@ -98,19 +98,10 @@ Teacher learn(const ByteSource& reference, Depth depth) {
   return teacher;
 }
 
-// Nothing when the head of the file is overwritten.
-std::optional<FileLayout> layoutOf(const BoxReader& reader) {
-  try {
-    return MovieParser::layout(reader);
-  } catch (const MediaError&) {
-    return std::nullopt;
-  }
-}
-
 // Where the media data starts: the first media-data box, or where one should stand whose header was
 // never written.
 std::uint64_t mediaStart(const BoxReader& reader) {
-  const auto layout = layoutOf(reader);
+  const auto layout = MovieParser::layoutIfAny(reader);
   if (!layout) {
     return 0;
   }
@@ -305,7 +296,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
                  const StopToken& stop, Depth depth) {
   const Teacher teacher = learn(reference, depth);
   const BoxReader reader(source);
-  const auto layout = layoutOf(reader);
+  const auto layout = MovieParser::layoutIfAny(reader);
   const bool hasMediaBox = !layout || !layout->mdats.empty();
   EvidencedFindings found = walkMedia(source, mediaStart(reader), teacher, progress, stop);
   found.video = found.video.endingBy(source.size());

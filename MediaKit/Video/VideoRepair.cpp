@@ -49,12 +49,7 @@ std::uint64_t UnusedBytes::total() const {
 
 Diagnosis diagnose(const ByteSource& source) {
   const BoxReader reader(source);
-  std::optional<FileLayout> layout;
-  try {
-    layout = MovieParser::layout(reader);
-  } catch (const MediaError&) {
-    layout.reset();
-  }
+  const auto layout = MovieParser::layoutIfAny(reader);
   if (layout && layout->moov) {
     return diagnose(MovieParser::parseMoov(*layout->moov, reader, {}), source.size());
   }

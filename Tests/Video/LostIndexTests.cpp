@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "DeviceKit/FileSource.h"
+#include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/VideoRepair.h"
 #include "Tests/Support/Boxes.h"
@@ -41,6 +43,15 @@ Bytes indexOf(const Bytes& file) {
   return reader.whole(*MovieParser::layout(reader).moov);
 }
 
+Bytes withEmptySamples(Bytes index) {
+  const std::string_view name = "stsz";
+  const auto table = std::search(index.begin(), index.end(), name.begin(), name.end());
+  const auto count =
+      bigEndian<std::uint32_t>(index, static_cast<std::size_t>(table - index.begin()) + 12);
+  std::fill_n(table + 16, 4 * count, std::uint8_t{0});
+  return index;
+}
+
 std::uint64_t framesFromKeyBehind(const Bytes& file, std::uint64_t place) {
   const MemorySource source(file);
   const SampleList frames = MovieParser::parse(BoxReader(source)).videoTrack()->samples;
@@ -67,6 +78,8 @@ TEST(LostIndex, isFoundWhereItDescribesTheClip) {
         {"behind a size that is wrong", withLongMedia(clip), true},
         {"of another recording", withLongMedia(joined({withoutIndex(clip), indexOf(other)})),
          false},
+        {"of pictures without bytes",
+         withLongMedia(joined({withoutIndex(clip), withEmptySamples(indexOf(clip))})), false},
         {"gone with the head", withHead(withoutIndex(clip), zeros(8000)), false},
     };
     for (const auto& row : rows) {

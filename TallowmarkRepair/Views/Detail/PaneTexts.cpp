@@ -37,6 +37,11 @@ QString stretch(double seconds) {
   return text.replace(QLatin1Char(' '), QChar::Nbsp);
 }
 
+// Not made anew, and not found where players look for it.
+bool isByItsOwnIndex(const ClipBackground& background) {
+  return background.details && !background.details->rebuilt && !background.details->secondsRecorded;
+}
+
 void addLostEnd(std::vector<QString>& losses, double secondsLost) {
   if (secondsLost >= 0.5) {
     losses.push_back(
@@ -84,6 +89,9 @@ std::vector<QString> clipLosses(const Clip& clip, const Clip::Summary& summary,
   const auto* details = background.details ? &*background.details : nullptr;
   if (details != nullptr && details->secondsRecorded) {
     addLostEnd(losses, *details->secondsRecorded - summary.seconds);
+  }
+  if (isByItsOwnIndex(background)) {
+    losses.push_back(tr("Pictures that were overwritten can't come back."));
   }
   if (summary.audio == AudioOutcome::notRecoverable) {
     losses.push_back(
@@ -135,6 +143,11 @@ QString whatWasDoneToClip(const Clip::Summary& summary, const ClipBackground& ba
                     "learned from %1 how this camera records.")
                      .arg(PaneTexts::nameInSentence(*details->reference))
                : tr("Repair found the pictures in the recording and made a new index for them.");
+  }
+  if (isByItsOwnIndex(background)) {
+    return tr(
+        "Repair found the clip's own index behind the damage and kept everything that it "
+        "describes.");
   }
   return tr("Repair kept everything up to where the recording breaks off: %1.")
       .arg(stretch(summary.seconds));
@@ -217,7 +230,7 @@ struct ClipText {
   PaneText operator()(const Clip::Truncated& state) const {
     if (clip.kind() == Kind::video && state.missingSamples == 0) {
       return {Tone::attention,
-              tr("Cut short"),
+              tr("Won't open"),
               tr("This clip won't open because a part of the file is damaged that programs need "
                  "first."),
               tr("Its index is still there: Repair keeps everything that it finds by it."),
