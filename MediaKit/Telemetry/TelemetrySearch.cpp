@@ -2,8 +2,8 @@
 #include "MediaKit/Telemetry/TelemetrySearch.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
+#include <string_view>
 
 #include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Telemetry/KeyLengthValue.h"
@@ -13,7 +13,7 @@ namespace tallowmark {
 namespace {
 
 constexpr std::size_t pieceSize = std::size_t{256} << 10U;
-constexpr std::array<std::uint8_t, 4> opening{'D', 'E', 'V', 'C'};
+constexpr std::string_view opening = "DEVC";
 
 /// The positions of a stretch at which a tree may begin, in order.
 class Openings {
@@ -33,10 +33,10 @@ class Openings {
           return std::nullopt;
         }
       }
-      const auto found = std::search(piece_.begin() + static_cast<std::ptrdiff_t>(from - start_),
-                                     piece_.end(), opening.begin(), opening.end());
-      if (found != piece_.end()) {
-        return start_ + static_cast<std::uint64_t>(found - piece_.begin());
+      const std::string_view text(reinterpret_cast<const char*>(piece_.data()), piece_.size());
+      if (const auto found = text.find(opening, static_cast<std::size_t>(from - start_));
+          found != std::string_view::npos) {
+        return start_ + found;
       }
       from = start_ + piece_.size() - (opening.size() - 1);
     }

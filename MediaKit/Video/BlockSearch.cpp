@@ -8,7 +8,7 @@ namespace tallowmark {
 
 namespace {
 
-constexpr std::size_t blockReadAhead = std::size_t{256} << 10U;
+constexpr MediaWindow::ReadAhead blockReadAhead{std::size_t{16} << 10U, std::size_t{256} << 10U};
 
 // Bits of evidence. Where a block ends is one of a thousand places.
 constexpr double whereDue = 4;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 
+#include "DeviceKit/CachedSource.h"
 #include "MediaKit/Container/Box.h"
 #include "MediaKit/Video/CandidateStream.h"
 #include "MediaKit/Video/FrameFinder.h"
@@ -48,16 +49,20 @@ class Walker {
     FoundFrame frame;
     double score = 0;
   };
+  enum class SoundEdge { start, end };
 
   std::optional<FoundFrame> frameDue(std::uint64_t at);
   std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
   std::optional<FoundFrame> findNext(std::uint64_t from);
   double scoreByItself(const FoundFrame& frame, std::uint64_t searchedFrom);
+  double edgeBits(const FoundFrame& frame, SoundEdge edge);
+  bool isEnough(double bits, const FoundFrame& frame, double enough);
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
   bool breaksOff(const FoundFrame& frame);
   bool isForeign(const FoundFrame& candidate);
   bool followsDelimiter(std::uint64_t at);
   std::optional<FoundFrame> successor(const FoundFrame& frame);
+  bool mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom);
   bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
   bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);
   double follower(const FoundFrame& frame);
@@ -182,15 +187,31 @@ double Walker::scoreByItself(const FoundFrame& frame, std::uint64_t searchedFrom
     const double succession = evidence_.successionBits(last_->slice, frame.slice);
     bits += gap + (gap > 0 ? succession : std::max(0.0, succession));
   }
-  if (lessons_.sound != nullptr) {
-    bits += lessons_.sound->isEdge(source_, frame.offset, true) ? soundEdge : 0;
-    bits += lessons_.sound->isEdge(source_, frame.end(), false) ? soundEdge : 0;
-  }
   return bits;
 }
 
+double Walker::edgeBits(const FoundFrame& frame, SoundEdge edge) {
+  const bool isBefore = edge == SoundEdge::start;
+  const std::uint64_t at = isBefore ? frame.offset : frame.end();
+  return lessons_.sound != nullptr && lessons_.sound->isEdge(source_, at, isBefore) ? soundEdge : 0;
+}
+
+// Whether `bits` and the edges of sound around the frame are enough. Edges are looked for only
+// where they settle it: in sound that reads as frames they cost more than all else.
+bool Walker::isEnough(double bits, const FoundFrame& frame, double enough) {
+  for (const SoundEdge edge : {SoundEdge::start, SoundEdge::end}) {
+    const double possible = edge == SoundEdge::start ? 2 * soundEdge : soundEdge;
+    if (bits >= enough || bits + possible < enough) {
+      break;
+    }
+    bits += edgeBits(frame, edge);
+  }
+  return bits >= enough;
+}
+
 double Walker::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
-  return scoreByItself(frame, searchedFrom) + follower(frame);
+  return scoreByItself(frame, searchedFrom) + edgeBits(frame, SoundEdge::start) +
+         edgeBits(frame, SoundEdge::end) + follower(frame);
 }
 
 // Of two frames that claim the same bytes the stronger is meant: looks inside the span of the one
@@ -252,17 +273,22 @@ std::optional<FoundFrame> Walker::successor(const FoundFrame& frame) {
   return next != nullptr ? std::optional(*next) : std::nullopt;
 }
 
-// Frames of kinds that the reference lacks are believed across a gap as the camera leaves them,
-// when known ones go on behind them: beyond a gap that something destroyed, another camera's frames
-// could stand.
+// Frames of kinds that the reference lacks are believed across a gap as the camera leaves them:
+// beyond a gap that something destroyed, another camera's frames could stand.
+bool Walker::mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom) {
+  return candidate.isLearnt || evidence_.isShort() ||
+         evidence_.gapBits(candidate.offset - searchedFrom) > 0;
+}
+
+// They are, when known ones go on behind them.
 bool Walker::isExpected(const Judged& candidate, std::uint64_t searchedFrom) {
   if (candidate.frame.isLearnt || evidence_.isShort()) {
     return true;
   }
-  const double gap = evidence_.gapBits(candidate.frame.offset - searchedFrom);
-  if (gap == 0 || hasBetterRival(candidate, searchedFrom)) {
+  if (hasBetterRival(candidate, searchedFrom)) {
     return false;
   }
+  const double gap = evidence_.gapBits(candidate.frame.offset - searchedFrom);
   FoundFrame at = candidate.frame;
   for (int hops = 0; hops < mostUnknownInARow; ++hops) {
     const auto next = successor(at);
@@ -316,19 +342,23 @@ std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
       at = *behind;
       continue;
     }
+    if (!mayBeExpected(candidate, from)) {
+      continue;
+    }
     // What is this likely needs no look at all its content, nor at what follows: both cost a read
     // of the whole frame. Sound that reads as a frame gives itself away near its start.
-    if (candidate.isLearnt && scoreByItself(candidate, from) >= certain &&
+    const double itself = scoreByItself(candidate, from);
+    if (candidate.isLearnt && isEnough(itself, candidate, certain) &&
         !finder_.isContradicted(candidate, openingOfFrame) && !isForeign(candidate)) {
       return candidate;
     }
-    if (finder_.isOverworked()) {
+    if (finder_.isOverworked() ||
+        !isEnough(itself + follower(candidate), candidate, enoughWhenFound)) {
       continue;
     }
-    const double bits = score(candidate, from);
-    if (bits >= enoughWhenFound && isExpected({candidate, bits}, from) &&
-        !finder_.isContradicted(candidate) && !isForeign(candidate)) {
-      return strongest({candidate, bits}, from);
+    const Judged judged{candidate, score(candidate, from)};
+    if (isExpected(judged, from) && !finder_.isContradicted(candidate) && !isForeign(candidate)) {
+      return strongest(judged, from);
     }
   }
   return std::nullopt;
@@ -468,7 +498,9 @@ EvidencedFindings Walker::run() {
 EvidencedFindings walkByEvidence(const ByteSource& source, std::uint64_t from,
                                  const WalkLessons& lessons, const Progress& progress,
                                  const StopToken& stop) {
-  return Walker(source, from, lessons, progress, stop).run();
+  // Searching, judging and taking what stands between frames go over the same bytes in turn.
+  const CachedSource cached(source);
+  return Walker(cached, from, lessons, progress, stop).run();
 }
 
 }  // namespace tallowmark::VideoRepair

@@ -8,7 +8,7 @@
 namespace tallowmark {
 
 namespace {
-constexpr std::size_t stretchReadAhead = std::size_t{32} << 10U;
+constexpr MediaWindow::ReadAhead stretchReadAhead{std::size_t{4} << 10U, std::size_t{256} << 10U};
 constexpr std::uint64_t neighbourhood = 64;
 }  // namespace
 

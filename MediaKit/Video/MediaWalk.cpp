@@ -67,7 +67,7 @@ Findings walk(const ByteSource& source, std::uint64_t from, const NALFormat& for
               std::size_t maxFrameSize, const Progress& progress, const StopToken& stop) {
   const std::size_t span = std::max(maxFrameSize * 4, smallestSpan);
   const std::uint64_t end = source.size();
-  MediaWindow window(source, end, span);
+  MediaWindow window(source, end, {span, span});
   Findings findings;
   for (std::uint64_t at = from; at < end;) {
     stop.check();

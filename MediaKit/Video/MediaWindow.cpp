@@ -13,11 +13,12 @@ std::span<const std::uint8_t> MediaWindow::at(std::uint64_t offset, std::size_t 
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(count, end_ - offset));
   const bool inside = offset >= start_ && offset <= start_ + held_;
   const std::size_t skipped = inside ? static_cast<std::size_t>(offset - start_) : held_;
-  if (held_ - skipped >= wanted && inside) {
+  if (holds(offset, wanted)) {
     return std::span<const std::uint8_t>(buffer_).subspan(skipped, held_ - skipped);
   }
-  const auto size = static_cast<std::size_t>(
-      std::min<std::uint64_t>(std::max(wanted, readAhead_), end_ - offset));
+  next_ = inside ? std::min(next_ * 2, readAhead_.most) : readAhead_.first;
+  const auto size =
+      static_cast<std::size_t>(std::min<std::uint64_t>(std::max(wanted, next_), end_ - offset));
   if (buffer_.size() < size) {
     std::vector<std::uint8_t> larger(size);
     std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(skipped),

@@ -11,15 +11,26 @@
 namespace tallowmark {
 
 /// A stretch of a source held in memory, moved along as it is asked for. One buffer, reused; the
-/// source must outlive it. Reads no more ahead than its owner wants, so that hopping from unit to
-/// unit leaves the bytes between unread.
+/// source must outlive it. Reads little at a new place and more the longer it goes on from there,
+/// so that hopping from unit to unit leaves the bytes between unread.
 class MediaWindow {
  public:
-  /// `readAhead` is how much one read takes at least; nothing behind `end` is read.
-  MediaWindow(const ByteSource& source, std::uint64_t end, std::size_t readAhead)
-      : source_(source), end_(end), readAhead_(readAhead) {}
+  /// How much one read takes when no more is asked for.
+  struct ReadAhead {
+    std::size_t first;
+    std::size_t most;
+  };
+
+  /// Nothing behind `end` is read.
+  MediaWindow(const ByteSource& source, std::uint64_t end, ReadAhead readAhead)
+      : source_(source), end_(end), readAhead_(readAhead), next_(readAhead.first) {}
 
   std::uint64_t end() const { return end_; }
+
+  /// at() would give these bytes without reading, and without moving what it gave before.
+  bool holds(std::uint64_t offset, std::size_t count) const {
+    return offset >= start_ && offset - start_ <= held_ && held_ - (offset - start_) >= count;
+  }
 
   /// The bytes from `offset` on: at least `count` of them unless the source ends first, and as many
   /// more as are at hand. Valid until the next call. Throws DeviceError.
@@ -28,7 +39,8 @@ class MediaWindow {
  private:
   const ByteSource& source_;
   std::uint64_t end_;
-  std::size_t readAhead_;
+  ReadAhead readAhead_;
+  std::size_t next_;
   std::uint64_t start_ = 0;
   std::size_t held_ = 0;
   std::vector<std::uint8_t> buffer_;

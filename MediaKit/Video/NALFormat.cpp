@@ -11,7 +11,7 @@ namespace tallowmark {
 
 namespace {
 
-constexpr std::size_t sampleReadAhead = std::size_t{4} << 10U;
+constexpr MediaWindow::ReadAhead sampleReadAhead{512, std::size_t{4} << 10U};
 
 // H.264 table 7-1: 13 (SPS extension) and 22 upward are not written by cameras.
 std::optional<NALFormat::Unit> describeH264(std::uint16_t header, std::uint8_t afterHeader) {

@@ -16,7 +16,7 @@ namespace tallowmark {
 namespace {
 
 // Enough for the units ahead of a first slice in most streams.
-constexpr std::size_t headReadAhead = 512;
+constexpr MediaWindow::ReadAhead headReadAhead{512, 512};
 // Parameter sets are far smaller.
 constexpr std::uint64_t largestSet = 4096;
 // The most pictures that a decoder can hold back (H.264 A.3.1, H.265 A.4.2).

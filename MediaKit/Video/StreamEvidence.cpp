@@ -36,8 +36,8 @@ class EvidenceLearner {
   EvidenceLearner(const ByteSource& source, const NALFormat& format, const Track& track)
       : source_(source),
         format_(format),
-        window_(source, source.size(), std::size_t{4} << 10U),
-        units_(source, source.size(), std::size_t{64} << 10U) {
+        window_(source, source.size(), {512, std::size_t{4} << 10U}),
+        units_(source, source.size(), {std::size_t{4} << 10U, std::size_t{256} << 10U}) {
     evidence_.format_ = format;
     evidence_.sets_ = ParameterSets::of(track.sampleEntry, format.codec);
     evidence_.fewestSlices_ = std::numeric_limits<unsigned>::max();
@@ -327,7 +327,7 @@ bool wrapsSlices(const Track& track, const ByteSource& source, NALFormat format)
   }
   constexpr int prefixUnit = 14;
   const Sample first = track.samples.front();
-  MediaWindow window(source, source.size(), std::size_t{4} << 10U);
+  MediaWindow window(source, source.size(), {512, std::size_t{4} << 10U});
   const auto plain = readUnitHead(window, first.offset, first.offset + first.size, format);
   format.wrapsSlices = true;
   const auto opened = readUnitHead(window, first.offset, first.offset + first.size, format);

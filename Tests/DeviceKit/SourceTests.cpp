@@ -2,11 +2,14 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <numeric>
+#include <random>
 #include <thread>
 
+#include "DeviceKit/CachedSource.h"
 #include "DeviceKit/DeviceError.h"
 #include "DeviceKit/FailingSource.h"
 #include "DeviceKit/FileSink.h"
@@ -63,6 +66,56 @@ TEST(Sources, aFileThatShrankGivesAShortReadWithoutTrailingZeros) {
   EXPECT_EQ(file.size(), 100U);
   EXPECT_EQ(file.read(10, 50), Bytes({10, 11, 12, 13, 14, 15, 16, 17, 18, 19,
                                       20, 21, 22, 23, 24, 25, 26, 27, 28, 29}));
+}
+
+/// Counts how often its bytes are read.
+class CountedSource final : public ByteSource {
+ public:
+  explicit CountedSource(const ByteSource& source) : source_(source) {}
+  std::uint64_t size() const override { return source_.size(); }
+  std::string descriptionForReport() const override { return "counted"; }
+  std::size_t readInto(std::uint64_t offset, std::span<std::uint8_t> into) const override {
+    ++reads;
+    return source_.readInto(offset, into);
+  }
+  mutable std::size_t reads = 0;
+
+ private:
+  const ByteSource& source_;
+};
+
+TEST(Sources, aCachedOneGivesTheSameBytesWithFewReads) {
+  std::mt19937 random(7);
+  Bytes bytes((1U << 20U) + 333);
+  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(random()); });
+  const MemorySource memory(bytes);
+  const CountedSource counted(memory);
+  const CachedSource cached(counted);
+  for (int i = 0; i < 3000; ++i) {
+    const std::uint64_t offset = random() % (bytes.size() + 100);
+    const std::size_t count = random() % (i % 10 == 0 ? 40'000 : 3000);
+    ASSERT_EQ(cached.read(offset, count), memory.read(offset, count)) << offset << ", " << count;
+  }
+  counted.reads = 0;
+  for (std::uint64_t at = 0; at < bytes.size(); at += 100) {
+    ASSERT_EQ(cached.read(at, 140), memory.read(at, 140)) << at;
+  }
+  EXPECT_LE(counted.reads, bytes.size() / 30'000 + 10);
+}
+
+TEST(Sources, aCachedOneIsAsShortAndAsBrokenAsItsFile) {
+  const TemporaryFolder folder;
+  const FileSource file(writeFile(folder / "clip", Bytes(10'000, 1)).string());
+  const CachedSource cached(file);
+  std::filesystem::resize_file(folder / "clip", 5000);
+  EXPECT_EQ(cached.read(4000, 2000).size(), 1000U);
+  EXPECT_TRUE(cached.read(6000, 100).empty());
+
+  const FailingSource worn(counting(20'000), {{8000, 8001}});
+  const CachedSource cachedWorn(worn);
+  EXPECT_THROW(cachedWorn.read(7900, 200), DeviceError);
+  EXPECT_THROW(cachedWorn.read(7900, 200), DeviceError);  // not remembered as bytes
+  EXPECT_EQ(cachedWorn.read(100, 50), worn.read(100, 50));
 }
 
 TEST(Sources, whatIsNoFileIsRefusedWithASentence) {
