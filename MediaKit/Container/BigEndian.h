@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 namespace tallowmark {
@@ -15,6 +17,13 @@ constexpr Number bigEndian(std::span<const std::uint8_t> bytes, std::size_t at) 
     value = static_cast<Number>((static_cast<std::uint64_t>(value) << 8U) | bytes[at + i]);
   }
   return value;
+}
+
+/// The eight bytes at `bytes`, most significant first, in one load.
+inline std::uint64_t bigEndianWord(const std::uint8_t* bytes) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof(word));
+  return std::endian::native == std::endian::big ? word : __builtin_bswap64(word);
 }
 
 /// As bigEndian, but 0 when the bytes are not all there.

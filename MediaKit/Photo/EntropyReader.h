@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Photo/JPEGMarkers.h"
 #include "MediaKit/Photo/MarkerSearch.h"
 
@@ -86,14 +87,6 @@ class EntropyReader {
     constexpr std::uint64_t low = 0x0101010101010101U;
     const std::uint64_t inverse = ~word;
     return ((inverse - low) & ~inverse & (low << 7U)) != 0;
-  }
-
-  static std::uint64_t bigEndianWord(const std::uint8_t* bytes) {
-    std::uint64_t word = 0;
-    for (unsigned i = 0; i < 8; ++i) {
-      word = word << 8U | bytes[i];
-    }
-    return word;
   }
 
   void refillByBytes() {

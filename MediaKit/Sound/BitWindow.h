@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <span>
 
+#include "MediaKit/Container/BigEndian.h"
+
 namespace tallowmark {
 
 /// The bits of a byte string, most significant first, seen 32 at a time. Past the end they are
@@ -21,7 +23,8 @@ class BitWindow {
   /// The next 32 bits, which stay.
   std::uint32_t peek() const {
     const std::size_t byte = position_ / 8;
-    const std::uint64_t word = byte + 8 <= bytes_.size() ? wholeWord(byte) : lastBytes(byte);
+    const std::uint64_t word =
+        byte + 8 <= bytes_.size() ? bigEndianWord(bytes_.data() + byte) : lastBytes(byte);
     return static_cast<std::uint32_t>((word << (position_ % 8)) >> 32U);
   }
   void skip(std::size_t count) { position_ += count; }
@@ -34,14 +37,6 @@ class BitWindow {
   bool flag() { return take(1) != 0; }
 
  private:
-  std::uint64_t wholeWord(std::size_t byte) const {
-    const std::uint8_t* data = bytes_.data() + byte;
-    std::uint64_t word = 0;
-    for (unsigned i = 0; i < 8; ++i) {
-      word = (word << 8U) | data[i];
-    }
-    return word;
-  }
   std::uint64_t lastBytes(std::size_t byte) const {
     std::uint64_t word = 0;
     for (unsigned i = 0; i < 8; ++i) {
