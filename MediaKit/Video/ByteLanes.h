@@ -22,17 +22,26 @@ inline Mask equal(const std::uint8_t* bytes, std::uint8_t value) {
   return reinterpret_cast<Mask>(load(bytes) == value);
 }
 
-inline Mask below(const std::uint8_t* bytes, std::uint8_t value) {
-  return reinterpret_cast<Mask>(load(bytes) < value);
+inline Mask atMost(const std::uint8_t* bytes, std::uint8_t value) {
+  return reinterpret_cast<Mask>(load(bytes) <= value);
 }
 
-template <typename Values>
-Mask anyOf(const std::uint8_t* bytes, const Values& values) {
-  Mask hit{};
-  for (const std::uint8_t value : values) {
-    hit |= equal(bytes, value);
-  }
-  return hit;
+/// Where not all three bytes of a lane are 0.
+inline Mask notAllZero(const std::uint8_t* a, const std::uint8_t* b, const std::uint8_t* c) {
+  return reinterpret_cast<Mask>((load(a) | load(b) | load(c)) != 0);
+}
+
+/// Bytes from `first` to `last`, in a form that one comparison answers for sixteen.
+struct Range {
+  Range() = default;
+  Range(std::uint8_t first, std::uint8_t last)
+      : from(Mask{} + first), width(Mask{} + static_cast<std::uint8_t>(last - first)) {}
+  Mask from{};
+  Mask width{};
+};
+
+inline Mask within(const std::uint8_t* bytes, const Range& range) {
+  return reinterpret_cast<Mask>(load(bytes) - range.from <= range.width);
 }
 
 inline Mask all() {

@@ -11,7 +11,7 @@ std::optional<std::size_t> findForbiddenStretch(std::span<const std::uint8_t> by
   // Sixteen positions at a time: two zeros, then a byte below 3.
   for (; at + ByteLanes::width + 2 <= bytes.size(); at += ByteLanes::width) {
     const auto hit = ByteLanes::equal(data + at, 0) & ByteLanes::equal(data + at + 1, 0) &
-                     ByteLanes::below(data + at + 2, 3);
+                     ByteLanes::atMost(data + at + 2, 2);
     if (ByteLanes::any(hit)) {
       break;
     }

@@ -2,20 +2,14 @@
 #include "MediaKit/Video/FrameFinder.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-
-#include "MediaKit/Video/BitReader.h"
-#include "MediaKit/Video/ByteLanes.h"
 
 namespace tallowmark {
 
 namespace {
 
-/// A search starts with little and reads more at a time the longer it takes.
-constexpr std::size_t firstScan = std::size_t{32} << 10U;
-constexpr std::size_t longestScan = std::size_t{4} << 20U;
-constexpr std::size_t probeAhead = std::size_t{4} << 10U;
+constexpr MediaWindow::ReadAhead scanAhead{std::size_t{4} << 10U, std::size_t{1} << 20U};
+constexpr MediaWindow::ReadAhead probeAhead{512, std::size_t{4} << 10U};
 /// No camera puts more units ahead of a picture; the limit keeps hostile files linear.
 constexpr unsigned mostLeadingUnits = 40;
 constexpr unsigned mostUnits = 2000;
@@ -27,11 +21,6 @@ constexpr std::uint64_t unitsAtLeast = std::uint64_t{1} << 20U;
 // H.264 table 7-1, H.265 table 7-1: filler data.
 int fillerType(NALFormat::Codec codec) {
   return codec == NALFormat::Codec::h264 ? 12 : 38;
-}
-
-// A camera's small units stay small: sizes tell them from sound that reads as one.
-std::uint64_t mostBytesOf(const UnitHabit& habit) {
-  return std::uint64_t{habit.largest} * 4 + 1024;
 }
 
 double log2Of(double value) {
@@ -56,60 +45,11 @@ FrameFinder::FrameFinder(const ByteSource& source, std::uint64_t end,
       end_(end),
       evidence_(evidence),
       maxFrameSize_(maxFrameSize),
-      scan_(source, end, firstScan),
+      scan_(source, end, scanAhead),
       probe_(source, end, probeAhead),
-      zeroFirst_(evidence.format().lengthSize == 4),
+      openings_(evidence, maxFrameSize),
       forbidden_(source, end),
-      unitsAllowed_(unitsAtLeast) {
-  if (evidence.format().wrapsSlices) {
-    openOnWrappers();
-    return;
-  }
-  for (const UnitHabit& habit : evidence.habits()) {
-    if (habit.starts) {
-      learnOpening(habit);
-    }
-  }
-}
-
-// Units of type 14 of any priority.
-void FrameFinder::openOnWrappers() {
-  for (const std::uint8_t first : std::array<std::uint8_t, 4>{0x0E, 0x2E, 0x4E, 0x6E}) {
-    startBytes_.push_back(first);
-    largestStartByte_ = std::max(largestStartByte_, first);
-    opens_[first].fill(true);
-    mostBody_[first] = maxFrameSize_;
-  }
-}
-
-// The two bytes behind the length prefix that a frame of this build opens with: an HEVC header, or
-// an H.264 header and what its slices' types allow in the byte behind.
-void FrameFinder::learnOpening(const UnitHabit& habit) {
-  const bool h264 = evidence_.format().codec == NALFormat::Codec::h264;
-  const auto first = static_cast<std::uint8_t>(h264 ? habit.header : habit.header >> 8U);
-  if (std::find(startBytes_.begin(), startBytes_.end(), first) == startBytes_.end()) {
-    startBytes_.push_back(first);
-    largestStartByte_ = std::max(largestStartByte_, first);
-  }
-  const auto lower = static_cast<std::uint8_t>(habit.header & 0xFFU);
-  if (!h264 && std::find(secondBytes_.begin(), secondBytes_.end(), lower) == secondBytes_.end()) {
-    secondBytes_.push_back(lower);
-  }
-  const std::uint64_t most =
-      habit.isSlice ? maxFrameSize_ : std::min(maxFrameSize_, mostBytesOf(habit));
-  mostBody_[first] = std::max(mostBody_[first], most);
-  for (unsigned second = 0; second < 256; ++second) {
-    const auto byte = static_cast<std::uint8_t>(second);
-    bool possible = h264 || byte == (habit.header & 0xFFU);
-    if (h264 && habit.isSlice && !habit.firstSlices.empty()) {
-      BitReader bits(std::span(&byte, 1));
-      const bool atFirstBlock = bits.ue() == 0;
-      constexpr std::uint32_t lastSliceType = 9;
-      possible = atFirstBlock && (bits.ue() <= lastSliceType || !bits.ok());
-    }
-    opens_[first][byte] = opens_[first][byte] || possible;
-  }
-}
+      unitsAllowed_(unitsAtLeast) {}
 
 // A parameter set in the stream that describes other pictures than the reference's belongs to
 // another track, or to another camera.
@@ -188,12 +128,12 @@ bool FrameFinder::takeOther(Assembly& assembly, const UnitHead& head, const Unit
   }
   const std::uint64_t body = head.length - evidence_.format().lengthSize;
   if (learnt) {
-    if (body > mostBytesOf(*habit)) {
+    if (body > habit->mostBytes()) {
       return false;
     }
     const bool usualSize = body >= habit->smallest && body <= habit->largest;
     const double sizes = usualSize ? habit->largest - habit->smallest + 1.0
-                                   : static_cast<double>(mostBytesOf(*habit));
+                                   : static_cast<double>(habit->mostBytes());
     assembly.frame.bits += 8.0 * static_cast<double>(evidence_.format().lengthSize) -
                            log2Of(sizes) + 8.0 * static_cast<double>(head.headerSize) -
                            log2Of(static_cast<double>(evidence_.habits().size()));
@@ -276,7 +216,9 @@ std::optional<FoundFrame> FrameFinder::assemble(Assembly& assembly, std::uint64_
   const std::uint64_t limit = std::min(end_, offset + maxFrameSize_);
   while (assembly.units < most) {
     ++unitsSeen_;
-    const auto head = readUnitHead(probe_, assembly.frame.end(), limit, evidence_.format());
+    const std::uint64_t at = assembly.frame.end();
+    MediaWindow& window = scan_.holds(at, mostBytesOfHead) ? scan_ : probe_;
+    const auto head = readUnitHead(window, at, limit, evidence_.format());
     if (!head || !takeUnit(assembly, *head)) {
       break;
     }
@@ -290,76 +232,21 @@ std::optional<FoundFrame> FrameFinder::assemble(Assembly& assembly, std::uint64_
   return assembly.frame;
 }
 
-// Whether sixteen positions from `data` on hold one whose bytes could open a frame.
-bool FrameFinder::mayOpenFrame(const std::uint8_t* data) const {
-  const std::size_t prefix = evidence_.format().lengthSize;
-  ByteLanes::Mask open = ByteLanes::all();
-  if (zeroFirst_) {
-    open = ByteLanes::equal(data, 0);
-    if (!ByteLanes::any(open)) {
-      return false;
-    }
-  }
-  open &= startBytes_.size() <= 8
-              ? ByteLanes::anyOf(data + prefix, startBytes_)
-              : ByteLanes::below(data + prefix, static_cast<std::uint8_t>(largestStartByte_ + 1));
-  if (!secondBytes_.empty() && ByteLanes::any(open)) {
-    open &= ByteLanes::anyOf(data + prefix + 1, secondBytes_);
-  }
-  return ByteLanes::any(open);
-}
-
-// The next position at which the length prefix and the header could be a frame's.
-std::optional<std::size_t> FrameFinder::filter(std::span<const std::uint8_t> bytes,
-                                               std::size_t from, std::size_t to) const {
-  const std::size_t prefix = evidence_.format().lengthSize;
-  const std::uint8_t* data = bytes.data();
-  for (std::size_t at = from; at + prefix + 1 < to;) {
-    const bool wide = at + prefix + 1 + ByteLanes::width <= to;
-    if (wide && !mayOpenFrame(data + at)) {
-      at += ByteLanes::width;
-      continue;
-    }
-    const std::size_t stop = wide ? at + ByteLanes::width : to - prefix - 1;
-    for (; at < stop && at + prefix + 1 < to; ++at) {
-      if ((!zeroFirst_ || data[at] == 0) && opens_[data[at + prefix]][data[at + prefix + 1]]) {
-        return at;
-      }
-    }
-  }
-  return std::nullopt;
-}
-
-// Whether the length prefix says a size that units with that header have: most bytes that look like
-// a header are refused here, without reading them again.
-bool FrameFinder::fitsItsKind(std::span<const std::uint8_t> bytes) const {
-  const std::size_t prefix = evidence_.format().lengthSize;
-  std::uint64_t body = 0;
-  for (std::size_t i = 0; i < prefix; ++i) body = (body << 8U) | bytes[i];
-  return body >= 2 && body <= mostBody_[bytes[prefix]];
-}
-
 std::optional<FoundFrame> FrameFinder::search(std::uint64_t from, std::uint64_t to) {
-  const std::size_t prefix = evidence_.format().lengthSize;
-  std::size_t wanted = firstScan;
-  for (std::uint64_t at = from; at < to && !startBytes_.empty();) {
-    const auto bytes = scan_.at(at, std::max(wanted, prefix + 2));
-    wanted = std::min(wanted * 2, longestScan);
-    if (bytes.size() < prefix + 2) {
+  const std::size_t least = openings_.length();
+  for (std::uint64_t at = from; at < to && !openings_.empty();) {
+    auto bytes = scan_.at(at, least);
+    if (bytes.size() < least) {
       return std::nullopt;
     }
-    const auto limit =
-        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), to - at + prefix + 1));
-    std::size_t next = 0;
-    while (const auto hit = filter(bytes, next, limit)) {
-      if (fitsItsKind(bytes.subspan(*hit))) {
-        if (auto frame = maybeFrameAt(at + *hit)) {
-          return frame;
-        }
+    bytes = bytes.first(
+        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), to - at + least - 1)));
+    for (auto hit = openings_.find(bytes, 0); hit; hit = openings_.find(bytes, *hit + 1)) {
+      if (auto frame = maybeFrameAt(at + *hit)) {
+        return frame;
       }
-      next = *hit + 1;
     }
-    at += limit - prefix - 1;
+    at += bytes.size() - least + 1;
   }
   return std::nullopt;
 }

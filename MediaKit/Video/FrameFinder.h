@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <limits>
 #include <optional>
 #include <span>
-#include <vector>
 
 #include "MediaKit/Video/ForbiddenStretches.h"
+#include "MediaKit/Video/FrameOpenings.h"
 #include "MediaKit/Video/MediaWindow.h"
 #include "MediaKit/Video/StreamEvidence.h"
 #include "MediaKit/Video/UnitHead.h"
@@ -88,13 +87,7 @@ class FrameFinder {
                  bool standardAllows, bool startsAccessUnit);
   bool belongsToNext(const Assembly& assembly, const UnitHead& head, const UnitHabit* habit,
                      const NALFormat::Unit& described);
-  void learnOpening(const UnitHabit& habit);
-  void openOnWrappers();
-  bool mayOpenFrame(const std::uint8_t* data) const;
   bool fitsStream(const UnitHead& head);
-  std::optional<std::size_t> filter(std::span<const std::uint8_t> bytes, std::size_t from,
-                                    std::size_t to) const;
-  bool fitsItsKind(std::span<const std::uint8_t> bytes) const;
 
   const ByteSource& source_;
   std::uint64_t end_;
@@ -102,14 +95,7 @@ class FrameFinder {
   std::uint64_t maxFrameSize_;
   MediaWindow scan_;
   MediaWindow probe_;
-  std::vector<std::uint8_t> startBytes_;
-  std::vector<std::uint8_t> secondBytes_;
-  std::uint8_t largestStartByte_ = 0;
-  std::array<std::array<bool, 256>, 256> opens_{};
-  // By the first byte of the header: the most bytes that such a unit has.
-  std::array<std::uint64_t, 256> mostBody_{};
-  // Frames of 16 MiB and more are not searched for: any byte could be the first of their length.
-  bool zeroFirst_;
+  FrameOpenings openings_;
   ForbiddenStretches forbidden_;
   std::uint64_t goneThrough_ = 0;
   std::uint64_t unitsSeen_ = 0;

@@ -208,10 +208,15 @@ bool SoundLayout::isEdge(const ByteSource& source, std::uint64_t at, bool soundI
       !(soundIsBefore ? soundPrecedesFrames_ : soundFollowsFrames_)) {
     return false;
   }
-  const auto before = source.read(at - block, block);
-  const auto behind = source.read(at, block);
-  return before.size() == block && behind.size() == block &&
-         texture_.isSound(before) == soundIsBefore && texture_.isSound(behind) != soundIsBefore;
+  const auto bytes = source.read(at - block, 2 * block);
+  if (bytes.size() != 2 * block) {
+    return false;
+  }
+  const auto before = std::span(bytes).first(block);
+  const auto behind = std::span(bytes).last(block);
+  // Within sound, the side that should not sound settles it.
+  return !texture_.isSound(soundIsBefore ? behind : before) &&
+         texture_.isSound(soundIsBefore ? before : behind);
 }
 
 // In a damaged gap sound is believed as far as it sounds like sound, on the sides where the

@@ -34,6 +34,9 @@ struct UnitHabit {
   /// (slice type, picture parameter set) of slices that begin a picture, and of the others.
   std::set<std::pair<std::uint32_t, std::uint32_t>> firstSlices;
   std::set<std::pair<std::uint32_t, std::uint32_t>> laterSlices;
+
+  /// A camera's small units stay small: sizes tell them from sound that reads as one.
+  std::uint64_t mostBytes() const { return std::uint64_t{largest} * 4 + 1024; }
 };
 
 /// Everything a good clip teaches about its camera's pictures beyond the set of headers: enough to

@@ -8,8 +8,6 @@ namespace {
 constexpr int prefixUnit = 14;
 // Header and extension of the prefix unit (H.264 §7.3.1).
 constexpr std::size_t prefixUnitBytes = 4;
-// Messages of an encoder about itself stand between.
-constexpr std::size_t farthestSlice = 4096;
 
 bool isSliceHeader(std::uint8_t header) {
   const int type = header & 31;
@@ -22,7 +20,8 @@ void unwrapSlice(MediaWindow& window, UnitHead& head, std::size_t prefix) {
   if (head.type() != prefixUnit) {
     return;
   }
-  const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(head.length, farthestSlice));
+  // Messages of an encoder about itself stand between.
+  const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(head.length, mostBytesOfHead));
   const auto unit = window.at(head.at, size);
   const auto bytes = unit.first(std::min(unit.size(), size));
   for (std::size_t at = prefix + prefixUnitBytes; at + 5 < bytes.size(); ++at) {

@@ -32,6 +32,9 @@ struct UnitHead {
   int type() const { return headerSize == 1 ? header & 31 : (header >> 9) & 63; }
 };
 
+/// No more bytes than these are looked at from a unit's start on.
+inline constexpr std::size_t mostBytesOfHead = std::size_t{4} << 10U;
+
 /// The slice inside a unit that wraps it (NALFormat::wrapsSlices): the head as if the slice stood
 /// there itself. Units that wrap nothing stay as they are.
 void unwrapSlice(MediaWindow& window, UnitHead& head, std::size_t prefix);
