@@ -58,15 +58,32 @@ bool FileSink::leaveHole(std::uint64_t length) {
   return true;
 }
 
+// How many bytes from `offset` on have storage in the source; 0 in a hole. Kept, since some file
+// systems go through every page of a file to find its next hole.
+std::uint64_t FileSink::storedAt(const ByteSource& source, int descriptor, std::uint64_t offset) {
+  if (&source != storedIn_ || offset < stored_.first || offset >= stored_.second) {
+    const Stretch stretch = stretchAt(descriptor, offset, source.size() - offset);
+    if (stretch.hole) {
+      return 0;
+    }
+    storedIn_ = &source;
+    stored_ = {offset, offset + stretch.length};
+  }
+  return stored_.second - offset;
+}
+
 std::uint64_t FileSink::copyPiece(const ByteSource& source, std::uint64_t offset,
                                   std::uint64_t count) {
   if (const auto from = source.descriptor(); from && kernelCopies_) {
     // A hole in the source becomes one here: as fast, and as small, as it was.
-    const Stretch stretch = stretchAt(*from, offset, count);
-    if (stretch.hole && leaveHole(stretch.length)) {
-      return stretch.length;
+    const std::uint64_t stored = storedAt(source, *from, offset);
+    if (stored == 0) {
+      const std::uint64_t hole = stretchAt(*from, offset, count).length;
+      if (leaveHole(hole)) {
+        return hole;
+      }
     }
-    count = stretch.length;
+    count = stored == 0 ? count : std::min(count, stored);
     const auto moved = kernelCopy(*from, offset, fd_, size_, static_cast<std::size_t>(count));
     if (moved && *moved > 0) {
       size_ += *moved;

@@ -5,6 +5,8 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "DeviceKit/ByteSource.h"
 #include "DeviceKit/StopToken.h"
@@ -48,12 +50,16 @@ class FileSink {
 
  private:
   bool leaveHole(std::uint64_t length);
+  std::uint64_t storedAt(const ByteSource& source, int descriptor, std::uint64_t offset);
   std::uint64_t copyPiece(const ByteSource& source, std::uint64_t offset, std::uint64_t count);
 
   int fd_ = -1;
   std::uint64_t size_ = 0;
   std::string name_;
   bool kernelCopies_ = true;
+  // A stretch with storage, from its start to behind its end, and whose it is; never looked into.
+  const ByteSource* storedIn_ = nullptr;
+  std::pair<std::uint64_t, std::uint64_t> stored_;
   std::vector<std::uint8_t> buffer_;
 };
 
