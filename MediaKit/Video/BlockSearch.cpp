@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "MediaKit/Container/BigEndian.h"
+
 namespace tallowmark {
 
 namespace {
@@ -19,6 +21,22 @@ constexpr double enough = 14;
 // made for it costs more.
 constexpr std::uint64_t bitsPerByte = 256;
 constexpr std::uint64_t bitsAtLeast = std::uint64_t{1} << 24U;
+
+// Zeros read as empty channels, one after the other, and a block has eight elements at most: this
+// many bytes of nothing else begin no block (ISO/IEC 14496-3 §4.4.2.1).
+constexpr std::size_t tooManyZeros = 32;
+
+// How many zeros `bytes` begin with.
+std::size_t zerosAtStart(std::span<const std::uint8_t> bytes) {
+  std::size_t count = 0;
+  while (count + 8 <= bytes.size() && bigEndianWord(bytes.data() + count) == 0) {
+    count += 8;
+  }
+  while (count < bytes.size() && bytes[count] == 0) {
+    ++count;
+  }
+  return count;
+}
 
 bool contains(const std::vector<std::uint64_t>& distances, std::uint64_t distance) {
   return std::find(distances.begin(), distances.end(), distance) != distances.end();
@@ -39,12 +57,20 @@ BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
 // The first position from `at` on whose byte a block may start with; `end` when there is none.
 std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end) {
   while (at < end) {
-    const auto bytes = window_.at(at, 1);
-    const auto limit = static_cast<std::ptrdiff_t>(std::min<std::uint64_t>(bytes.size(), end - at));
-    const auto found = std::find_if(bytes.begin(), bytes.begin() + limit,
-                                    [&](std::uint8_t byte) { return starts_[byte]; });
+    const auto held = window_.at(at, tooManyZeros);
+    const auto bytes =
+        held.first(static_cast<std::size_t>(std::min<std::uint64_t>(held.size(), end - at)));
+    if (bytes.empty()) {
+      break;
+    }
+    if (const std::size_t zeros = zerosAtStart(bytes); zeros >= tooManyZeros) {
+      at += zeros - (tooManyZeros - 1);
+      continue;
+    }
+    const auto found =
+        std::find_if(bytes.begin(), bytes.end(), [&](std::uint8_t byte) { return starts_[byte]; });
     at += static_cast<std::uint64_t>(found - bytes.begin());
-    if (limit == 0 || found != bytes.begin() + limit) {
+    if (found != bytes.end()) {
       break;
     }
   }
