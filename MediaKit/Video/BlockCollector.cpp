@@ -98,11 +98,12 @@ std::uint64_t BlockCollector::blocksAtStart(const std::vector<BlockChain>& chain
 }
 
 std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEnd end,
-                                                 std::span<const ByteRange> others) {
+                                                 std::span<const ByteRange> others,
+                                                 const TornPictures& torn) {
   std::vector<BlockChain> chains;
   for (const ByteRange& piece : rest(gap, others)) {
     const StretchEnd pieceEnd = piece.upper == gap.upper ? end : StretchEnd::unknown;
-    for (BlockChain& chain : search_.in(piece, pieceEnd)) {
+    for (BlockChain& chain : search_.in(piece, pieceEnd, torn)) {
       chains.push_back(std::move(chain));
     }
   }
@@ -111,8 +112,9 @@ std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEn
 
 BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t frame,
                                            bool framesCountOn, StretchEnd end,
-                                           std::span<const ByteRange> others) {
-  const std::vector<BlockChain> chains = chainsIn(gap, end, others);
+                                           std::span<const ByteRange> others,
+                                           const TornPictures& torn) {
+  const std::vector<BlockChain> chains = chainsIn(gap, end, others, torn);
   const std::uint64_t before = found_.tracks.front().size();
   std::uint64_t bytes = 0;
   std::uint64_t blocks = 0;

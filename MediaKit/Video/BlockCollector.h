@@ -50,15 +50,15 @@ class BlockCollector {
   };
   /// Takes the sound of a gap that picture number `frame` follows. `framesCountOn`: nothing is
   /// missing between the pictures around it. `others`: what in it is known to be no sound, in
-  /// order. Throws DeviceError.
+  /// order; `torn`: pictures in it that are not whole. Throws DeviceError.
   Taken take(const ByteRange& gap, std::uint64_t frame, bool framesCountOn, StretchEnd end,
-             std::span<const ByteRange> others = {});
+             std::span<const ByteRange> others, const TornPictures& torn);
 
   FoundBlocks result() { return std::move(found_); }
 
  private:
   std::vector<BlockChain> chainsIn(const ByteRange& gap, StretchEnd end,
-                                   std::span<const ByteRange> others);
+                                   std::span<const ByteRange> others, const TornPictures& torn);
   bool spans(const std::vector<BlockChain>& chains, const ByteRange& gap) const;
   bool isUsual(std::uint64_t blocks, std::uint64_t others) const;
   bool append(const std::vector<BlockChain>& chains, bool isWhole);
