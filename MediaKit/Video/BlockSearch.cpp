@@ -21,11 +21,20 @@ constexpr double beyondQuestion = 24;
 constexpr std::uint64_t bitsPerByte = 256;
 constexpr std::uint64_t bitsAtLeast = std::uint64_t{1} << 24U;
 
-bool contains(const std::vector<std::uint64_t>& distances, std::uint64_t distance) {
-  return std::find(distances.begin(), distances.end(), distance) != distances.end();
+}  // namespace
+
+bool TornPictures::oneEndsAhead(std::uint64_t at,
+                                const std::vector<std::uint64_t>& distances) const {
+  return std::any_of(distances.begin(), distances.end(), [&](std::uint64_t distance) {
+    return distance <= at && ends.contains(at - distance);
+  });
 }
 
-}  // namespace
+bool TornPictures::oneStartsBehind(std::uint64_t at,
+                                   const std::vector<std::uint64_t>& distances) const {
+  return std::any_of(distances.begin(), distances.end(),
+                     [&](std::uint64_t distance) { return starts.contains(at + distance); });
+}
 
 BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
@@ -74,17 +83,14 @@ BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
 
 bool BlockSearch::isDue(const BlockChain& chain, std::uint64_t searchedFrom,
                         const TornPictures& torn) const {
-  return contains(layout_.dueBehind, chain.from - searchedFrom) ||
-         std::any_of(layout_.dueBehind.begin(), layout_.dueBehind.end(), [&](auto distance) {
-           return torn.ends.contains(chain.from - std::min(distance, chain.from));
-         });
+  return layout_.isDueBehind(chain.from - searchedFrom) ||
+         torn.oneEndsAhead(chain.from, layout_.dueBehind);
 }
 
 bool BlockSearch::endsAtPicture(const BlockChain& chain, const ByteRange& stretch, StretchEnd end,
                                 const TornPictures& torn) const {
-  return (end == StretchEnd::known && contains(layout_.edgeAhead, stretch.upper - chain.to)) ||
-         std::any_of(layout_.edgeAhead.begin(), layout_.edgeAhead.end(),
-                     [&](auto distance) { return torn.starts.contains(chain.to + distance); });
+  return (end == StretchEnd::known && layout_.isEdgeAhead(stretch.upper - chain.to)) ||
+         torn.oneStartsBehind(chain.to, layout_.edgeAhead);
 }
 
 // What a chain and its place prove. Every position passed could have held a false start; of those

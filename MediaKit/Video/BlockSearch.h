@@ -36,6 +36,10 @@ enum class StretchEnd {
 struct TornPictures {
   std::set<std::uint64_t> starts;
   std::set<std::uint64_t> ends;
+
+  /// Whether one ends that far ahead of `at`, or starts that far behind it.
+  bool oneEndsAhead(std::uint64_t at, const std::vector<std::uint64_t>& distances) const;
+  bool oneStartsBehind(std::uint64_t at, const std::vector<std::uint64_t>& distances) const;
 };
 
 /// Finds AAC blocks in stretches of a damaged file. One block proves little, for other data walks
