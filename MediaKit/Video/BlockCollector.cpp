@@ -125,8 +125,8 @@ BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t f
     addTo(all, chain);
     taken.sound.push_back({chain.from, chain.to});
   }
-  const std::uint64_t rest = gap.length() - lengthOf(taken.sound);
-  taken.isUsual = framesCountOn && (spans(chains, gap) || isUsual(all.blocks.size(), rest));
+  const std::uint64_t beside = gap.length() - lengthOf(taken.sound);
+  taken.isUsual = framesCountOn && (spans(chains, gap) || isUsual(all.blocks.size(), beside));
   std::uint64_t atStart = 0;
   if (taken.isUsual) {
     atStart = append(all);

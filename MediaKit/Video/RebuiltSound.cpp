@@ -202,6 +202,37 @@ std::uint64_t bytesOf(const SampleList& samples) {
   return bytes;
 }
 
+// Makes the tracks. Silence is kept when one of them points to it.
+void layTracks(const EvidencedFindings& found, const Movie& reference, const BlockLayout& layout,
+               const BlockPacer& pacer, RebuiltSound& sound) {
+  std::uint64_t mediaEnd = endOf(found.video);
+  if (!found.side.telemetry.empty()) {
+    mediaEnd = std::max(mediaEnd, found.side.telemetry.back().range.upper);
+  }
+  for (const SampleList& blocks : found.blocks.tracks) {
+    mediaEnd = std::max(mediaEnd, endOf(blocks));
+  }
+  sound.silence = silentBlock(layout.habits.usualPattern);
+  const Sample silent{.offset = mediaEnd,
+                      .size = static_cast<std::uint32_t>(sound.silence.size()),
+                      .duration = layout.habits.ticks,
+                      .isSync = true};
+  for (std::size_t i = 0; i < layout.tracks.size(); ++i) {
+    const SampleList& blocks = found.blocks.tracks[i];
+    // A track of which not one block could be told is none.
+    if (sizelessOf(blocks) < blocks.size()) {
+      Track track = reference.tracks[layout.tracks[i]];
+      track.samples = withSilence(paced(blocks, pacer, silent), silent);
+      sound.tracks.push_back(std::move(track));
+    }
+  }
+  const bool isSilent = std::any_of(sound.tracks.begin(), sound.tracks.end(),
+                                    [&](const Track& t) { return endOf(t.samples) > mediaEnd; });
+  if (!isSilent) {
+    sound.silence.clear();
+  }
+}
+
 }  // namespace
 
 RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
@@ -232,37 +263,12 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   BlockPacer pacer(found, layout, frame, block, rates);
   pacer.pace();
 
-  std::uint64_t mediaEnd = endOf(found.video);
-  if (!found.side.telemetry.empty()) {
-    mediaEnd = std::max(mediaEnd, found.side.telemetry.back().range.upper);
-  }
-  for (const SampleList& blocks : found.blocks.tracks) {
-    mediaEnd = std::max(mediaEnd, endOf(blocks));
-  }
   sound.lost = sound.filled + static_cast<std::uint64_t>(std::llround(pacer.lost() / block));
   for (const Filling& filling : pacer.fillings()) {
     sound.filled += filling.blocks;
   }
   sound.lost = std::max(sound.lost, sound.filled);
-  sound.silence = silentBlock(layout.habits.usualPattern);
-  const Sample silent{.offset = mediaEnd,
-                      .size = static_cast<std::uint32_t>(sound.silence.size()),
-                      .duration = layout.habits.ticks,
-                      .isSync = true};
-  for (std::size_t i = 0; i < layout.tracks.size(); ++i) {
-    const SampleList& blocks = found.blocks.tracks[i];
-    // A track of which not one block could be told is none.
-    if (sizelessOf(blocks) < blocks.size()) {
-      Track track = reference.tracks[layout.tracks[i]];
-      track.samples = withSilence(paced(blocks, pacer, silent), silent);
-      sound.tracks.push_back(std::move(track));
-    }
-  }
-  const bool isSilent = std::any_of(sound.tracks.begin(), sound.tracks.end(),
-                                    [&](const Track& t) { return endOf(t.samples) > mediaEnd; });
-  if (!isSilent) {
-    sound.silence.clear();
-  }
+  layTracks(found, reference, layout, pacer, sound);
   std::vector<Hold> holds;
   for (const auto& [number, seconds] : pacer.holds()) {
     holds.push_back({number, ticks(seconds, videoTimescale)});
