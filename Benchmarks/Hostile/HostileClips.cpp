@@ -86,7 +86,7 @@ void searchSound(const fs::path& file) {
   const FileSource source(file.string());
   BlockSearch search(source, layout.value());
   for (std::uint64_t at = 0; at + stretch <= source.size(); at += stretch) {
-    (void)search.in({at, at + stretch}, StretchEnd::known);
+    (void)search.in({at, at + stretch}, StretchEnd::known, {});
   }
 }
 

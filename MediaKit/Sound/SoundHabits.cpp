@@ -13,6 +13,7 @@ namespace tallowmark {
 namespace {
 
 constexpr std::uint64_t mostSamples = 2000;
+constexpr std::size_t longestRepeated = 16;
 
 // How surprising it is that other data has only what the reference has, of so many values.
 double habitBits(std::uint64_t known, unsigned values) {
@@ -37,6 +38,7 @@ class Learner {
   BlockWalk walk_;
   SoundHabits habits_;
   std::map<ElementPattern, std::uint64_t> patterns_;
+  std::map<std::vector<std::uint8_t>, std::uint64_t> shortBlocks_;
   std::uint64_t looked_ = 0;
   std::uint64_t walked_ = 0;
 };
@@ -49,6 +51,9 @@ void Learner::look(const std::vector<std::uint8_t>& sample) {
   }
   ++walked_;
   ++patterns_[block->pattern];
+  if (sample.size() <= longestRepeated) {
+    ++shortBlocks_[sample];
+  }
   habits_.smallest = std::min(habits_.smallest, block->size);
   habits_.largest = std::max(habits_.largest, block->size);
   habits_.traits.add(block->traits);
@@ -70,6 +75,12 @@ std::optional<SoundHabits> Learner::result() {
       habits_.usualPattern = pattern;
     }
   }
+  constexpr std::uint64_t oftenEnough = 2;
+  for (const auto& [bytes, count] : shortBlocks_) {
+    if (count >= oftenEnough) {
+      habits_.repeated.push_back(bytes);
+    }
+  }
   // An encoder with a reservoir of bits may spend 6144 of them a channel (§4.5.3.1).
   constexpr std::uint32_t largestPerChannel = 768;
   constexpr std::uint32_t largestAnywhere = 8192;
@@ -81,11 +92,12 @@ std::optional<SoundHabits> Learner::result() {
 
 }  // namespace
 
-double SoundHabits::evidence(const RawBlock& block) const {
+double SoundHabits::evidence(const RawBlock& block, std::span<const std::uint8_t> bytes) const {
   // Random bytes walk as a block of a known pattern at about one position in 2^18.
   constexpr double walks = 17;
   constexpr double strange = 5;
-  // A block of silence is so short that counters and flags of other data can read as one.
+  // A block of silence is so short that counters and flags of other data can read as one, though
+  // not as the very one that this encoder writes.
   constexpr double perByte = 2;
   constexpr int gainSlack = 16;
   const BlockTraits& own = block.traits;
@@ -99,7 +111,10 @@ double SoundHabits::evidence(const RawBlock& block) const {
                   own.highestGain > traits.highestGain + gainSlack
               ? strange
               : 0;
-  return std::min(bits, perByte * block.size);
+  const bool isRepeated = std::any_of(repeated.begin(), repeated.end(), [&](const auto& known) {
+    return std::equal(known.begin(), known.end(), bytes.begin(), bytes.end());
+  });
+  return isRepeated ? bits : std::min(bits, perByte * block.size);
 }
 
 std::optional<SoundHabits> SoundHabits::learn(const Track& track, const ByteSource& source) {

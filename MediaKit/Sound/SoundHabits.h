@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
+#include <vector>
 
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
@@ -23,10 +25,12 @@ struct SoundHabits {
   std::uint32_t ticks = 1024;
   /// The pattern most blocks have.
   ElementPattern usualPattern = 0;
+  /// Short blocks that come again and again, as encoders write stillness; in order.
+  std::vector<std::vector<std::uint8_t>> repeated;
 
-  /// How much it proves, in bits, that what walks as `block` walks as one: other data does so by
-  /// chance, and seldom keeps to this camera's ways.
-  double evidence(const RawBlock& block) const;
+  /// How much it proves, in bits, that `bytes`, which walk as `block`, walk as one: other data does
+  /// so by chance, and seldom keeps to this camera's ways.
+  double evidence(const RawBlock& block, std::span<const std::uint8_t> bytes) const;
 
   /// Walks up to some thousand samples of `track`. Nothing when it is no AAC-LC, or when samples do
   /// not end where their syntax does. Throws DeviceError.

@@ -10,21 +10,15 @@ namespace tallowmark {
 
 namespace {
 
-struct Block {
-  std::uint64_t offset = 0;
-  std::uint32_t size = 0;
-};
+using Anchor = TrackOrder::Anchor;
 
-std::vector<Block> blocksOf(const std::vector<BlockChain>& chains) {
-  std::vector<Block> blocks;
-  for (const BlockChain& chain : chains) {
-    std::uint64_t at = chain.from;
-    for (const std::uint32_t size : chain.sizes) {
-      blocks.push_back({at, size});
-      at += size;
-    }
+void addTo(BlockRow& row, const BlockChain& chain) {
+  std::uint64_t at = chain.from;
+  for (const std::uint32_t size : chain.sizes) {
+    row.blocks.push_back({at, size});
+    at += size;
   }
-  return blocks;
+  row.to = chain.to;
 }
 
 std::uint64_t lengthOf(std::span<const ByteRange> stretches) {
@@ -33,26 +27,19 @@ std::uint64_t lengthOf(std::span<const ByteRange> stretches) {
   return length;
 }
 
-std::uint64_t unexplained(const ByteRange& gap, std::span<const ByteRange> sound,
-                          std::span<const ByteRange> others) {
-  return gap.length() - lengthOf(sound) - lengthOf(others);
-}
-
 }  // namespace
 
 BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
+      order_(layout.order),
       search_(source, layout),
-      found_{std::vector<SampleList>(layout.tracks.size()), {}, 0} {}
+      found_{std::vector<SampleList>(layout.tracks.size()), {}, 0, 0} {}
 
 // Whether one chain of blocks leads from the picture before to the one behind, as the reference's
 // do: a camera that pauses its pictures goes on with sound.
 bool BlockCollector::spans(const std::vector<BlockChain>& chains, const ByteRange& gap) const {
-  const auto isUsual = [](const std::vector<std::uint64_t>& distances, std::uint64_t distance) {
-    return std::find(distances.begin(), distances.end(), distance) != distances.end();
-  };
-  return chains.size() == 1 && isUsual(layout_.dueBehind, chains.front().from - gap.lower) &&
-         isUsual(layout_.edgeAhead, gap.upper - chains.front().to);
+  return chains.size() == 1 && layout_.isDueBehind(chains.front().from - gap.lower) &&
+         layout_.isEdgeAhead(gap.upper - chains.front().to);
 }
 
 // No more of anything than the reference has, with room for a clip that is not quite like it.
@@ -63,46 +50,62 @@ bool BlockCollector::isUsual(std::uint64_t blocks, std::uint64_t others) const {
   return others == 0 ? layout_.fewestOthers == 0 : others <= layout_.mostOthers * 2;
 }
 
-// Gives the blocks of a gap to their tracks; says whether it could.
-bool BlockCollector::append(const std::vector<BlockChain>& chains, bool isWhole) {
-  const std::vector<Block> blocks = blocksOf(chains);
-  const std::size_t tracks = found_.tracks.size();
-  const bool takesTurns = layout_.tracksTakeTurnsByGap || layout_.tracksTakeTurnsByBlock;
-  if (tracks > 1 && (!isWhole || !takesTurns || blocks.size() % tracks != 0)) {
-    return false;
+// The chains of a damaged gap as rows, and which pictures these lie against.
+std::vector<BlockRow> BlockCollector::rowsOf(const std::vector<BlockChain>& chains,
+                                             const ByteRange& gap, StretchEnd end,
+                                             const TornPictures& torn) const {
+  std::vector<BlockRow> rows;
+  bool isOpen = false;
+  for (const BlockChain& chain : chains) {
+    const bool fromPicture = layout_.isDueBehind(chain.from - gap.lower) ||
+                             torn.oneEndsAhead(chain.from, layout_.dueBehind);
+    if (fromPicture || !isOpen || !layout_.isDueBehind(chain.from - rows.back().to)) {
+      rows.push_back({{}, fromPicture ? Anchor::start : Anchor::neither, 0});
+    }
+    addTo(rows.back(), chain);
+    const bool toPicture =
+        (end == StretchEnd::known && layout_.isEdgeAhead(gap.upper - chain.to)) ||
+        torn.oneStartsBehind(chain.to, layout_.edgeAhead);
+    if (toPicture) {
+      rows.back().anchor = rows.back().anchor == Anchor::start ? Anchor::both : Anchor::end;
+    }
+    isOpen = !toPicture;
   }
-  const std::size_t share = blocks.size() / tracks;
-  for (std::size_t i = 0; i < blocks.size(); ++i) {
-    const std::size_t track = layout_.tracksTakeTurnsByGap ? i / share : i % tracks;
-    found_.tracks[track].append({.offset = blocks[i].offset,
-                                 .size = blocks[i].size,
-                                 .duration = layout_.habits.ticks,
-                                 .isSync = true});
-  }
-  return true;
+  return rows;
 }
 
-// How many blocks follow the gap's start, and one another, as the reference's do.
-std::uint64_t BlockCollector::blocksAtStart(const std::vector<BlockChain>& chains,
-                                            std::uint64_t start) const {
-  std::uint64_t blocks = 0;
-  for (const BlockChain& chain : chains) {
-    if (std::find(layout_.dueBehind.begin(), layout_.dueBehind.end(), chain.from - start) ==
-        layout_.dueBehind.end()) {
-      break;
+// Gives the blocks of a row to their tracks; says how many of a track it takes the time of. Where
+// one track's lack beside another's, silence will stand: behind those that lie against the picture
+// before, else ahead.
+std::uint64_t BlockCollector::append(const BlockRow& row) {
+  const auto told = order_.tell(row.blocks.size(), row.anchor);
+  std::vector<std::vector<Sample>> shares(found_.tracks.size());
+  for (std::size_t i = 0; i < told.size(); ++i) {
+    const auto& [offset, size] = row.blocks[i];
+    (told[i] ? found_.bytes : found_.unplaced) += size;
+    if (told[i]) {
+      shares[*told[i]].push_back(
+          {.offset = offset, .size = size, .duration = layout_.habits.ticks, .isSync = true});
     }
-    blocks += chain.sizes.size();
-    start = chain.to;
   }
-  return blocks;
+  std::size_t most = 0;
+  for (const auto& share : shares) most = std::max(most, share.size());
+  for (std::size_t track = 0; track < shares.size(); ++track) {
+    std::vector<Sample>& share = shares[track];
+    share.insert(row.anchor == Anchor::end ? share.begin() : share.end(), most - share.size(),
+                 {.offset = row.to, .size = 0, .duration = layout_.habits.ticks, .isSync = true});
+    for (const Sample& block : share) found_.tracks[track].append(block);
+  }
+  return most;
 }
 
 std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEnd end,
-                                                 std::span<const ByteRange> others) {
+                                                 std::span<const ByteRange> others,
+                                                 const TornPictures& torn) {
   std::vector<BlockChain> chains;
   for (const ByteRange& piece : rest(gap, others)) {
     const StretchEnd pieceEnd = piece.upper == gap.upper ? end : StretchEnd::unknown;
-    for (BlockChain& chain : search_.in(piece, pieceEnd)) {
+    for (BlockChain& chain : search_.in(piece, pieceEnd, torn)) {
       chains.push_back(std::move(chain));
     }
   }
@@ -111,28 +114,36 @@ std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEn
 
 BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t frame,
                                            bool framesCountOn, StretchEnd end,
-                                           std::span<const ByteRange> others) {
-  const std::vector<BlockChain> chains = chainsIn(gap, end, others);
+                                           std::span<const ByteRange> others,
+                                           const TornPictures& torn) {
+  const std::vector<BlockChain> chains = chainsIn(gap, end, others, torn);
   const std::uint64_t before = found_.tracks.front().size();
-  std::uint64_t bytes = 0;
-  std::uint64_t blocks = 0;
+  const std::uint64_t placedBefore = found_.bytes;
+  BlockRow all{{}, Anchor::both, 0};
+  Taken taken;
   for (const BlockChain& chain : chains) {
-    bytes += chain.to - chain.from;
-    blocks += chain.sizes.size();
+    addTo(all, chain);
+    taken.sound.push_back({chain.from, chain.to});
   }
-  Taken taken{{}, framesCountOn && (spans(chains, gap) || isUsual(blocks, gap.length() - bytes))};
-  if (append(chains, taken.isUsual)) {
-    for (const BlockChain& chain : chains) taken.sound.push_back({chain.from, chain.to});
-    found_.bytes += bytes;
+  const std::uint64_t beside = gap.length() - lengthOf(taken.sound);
+  taken.isUsual = framesCountOn && (spans(chains, gap) || isUsual(all.blocks.size(), beside));
+  std::uint64_t atStart = 0;
+  if (taken.isUsual) {
+    atStart = append(all);
+    order_.learnCount(all.blocks.size());
+    taken.isUsual = atStart > 0 || all.blocks.empty();
   } else {
-    taken.isUsual = false;
+    for (const BlockRow& row : rowsOf(chains, gap, end, torn)) {
+      const std::uint64_t blocks = append(row);
+      const bool isFirst = layout_.isDueBehind(row.blocks.front().offset - gap.lower);
+      atStart += isFirst ? blocks : 0;
+    }
   }
   const std::uint64_t behind = found_.tracks.front().size();
   if (behind > before || !taken.isUsual) {
-    const std::uint64_t atStart =
-        behind > before ? blocksAtStart(chains, gap.lower) / found_.tracks.size() : 0;
-    found_.gaps.push_back({frame, behind, before + atStart, !taken.isUsual,
-                           taken.isUsual ? 0 : unexplained(gap, taken.sound, others)});
+    const std::uint64_t lost = gap.length() - lengthOf(others) - (found_.bytes - placedBefore);
+    found_.gaps.push_back(
+        {frame, behind, before + atStart, !taken.isUsual, taken.isUsual ? 0 : lost});
   }
   return taken;
 }

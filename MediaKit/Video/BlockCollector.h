@@ -25,17 +25,31 @@ struct SoundGap {
 
 /// AAC sound found in a damaged file.
 struct FoundBlocks {
-  /// One list for each of the layout's tracks, of equal length.
+  /// One list for each of the layout's tracks, of equal length. Blocks without a size stand where a
+  /// track lost one that another track has.
   std::vector<SampleList> tracks;
   std::vector<SoundGap> gaps;
   std::uint64_t bytes = 0;
+  /// Bytes of blocks whose track cannot be told.
+  std::uint64_t unplaced = 0;
 
   bool empty() const { return tracks.empty() || tracks.front().empty(); }
 };
 
+/// Blocks of sound that follow one another with no picture in between.
+struct BlockRow {
+  struct Block {
+    std::uint64_t offset = 0;
+    std::uint32_t size = 0;
+  };
+  std::vector<Block> blocks;
+  TrackOrder::Anchor anchor = TrackOrder::Anchor::neither;
+  std::uint64_t to = 0;
+};
+
 /// Gathers the AAC blocks of a walk, gap by gap in file order. Several tracks that look alike are
-/// told apart by their place in a gap; where something is lost in one, its sound is left, for one
-/// track must not speak in another.
+/// told apart by their place in a gap; what could be of several is left, for one track must not
+/// speak in another.
 class BlockCollector {
  public:
   /// Both must outlive it.
@@ -43,28 +57,31 @@ class BlockCollector {
 
   /// What a gap gave.
   struct Taken {
-    /// The blocks' stretches, in order.
+    /// The blocks' stretches, in order, also those of blocks whose track cannot be told.
     std::vector<ByteRange> sound;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
   };
   /// Takes the sound of a gap that picture number `frame` follows. `framesCountOn`: nothing is
   /// missing between the pictures around it. `others`: what in it is known to be no sound, in
-  /// order. Throws DeviceError.
+  /// order; `torn`: pictures in it that are not whole. Throws DeviceError.
   Taken take(const ByteRange& gap, std::uint64_t frame, bool framesCountOn, StretchEnd end,
-             std::span<const ByteRange> others = {});
+             std::span<const ByteRange> others, const TornPictures& torn);
 
   FoundBlocks result() { return std::move(found_); }
 
  private:
   std::vector<BlockChain> chainsIn(const ByteRange& gap, StretchEnd end,
-                                   std::span<const ByteRange> others);
+                                   std::span<const ByteRange> others, const TornPictures& torn);
   bool spans(const std::vector<BlockChain>& chains, const ByteRange& gap) const;
   bool isUsual(std::uint64_t blocks, std::uint64_t others) const;
-  bool append(const std::vector<BlockChain>& chains, bool isWhole);
-  std::uint64_t blocksAtStart(const std::vector<BlockChain>& chains, std::uint64_t start) const;
+  std::vector<BlockRow> rowsOf(const std::vector<BlockChain>& chains, const ByteRange& gap,
+                               StretchEnd end, const TornPictures& torn) const;
+  std::uint64_t append(const BlockRow& row);
 
   const BlockLayout& layout_;
+  /// The reference's, and what whole gaps showed of this clip's.
+  TrackOrder order_;
   BlockSearch search_;
   FoundBlocks found_;
 };

@@ -48,7 +48,7 @@ class Learner {
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
   void learnGap(const Gap& gap);
-  void learnTurns(const Gap& gap);
+  void learnOrder(const Gap& gap);
 
   const Movie& movie_;
   BlockLayout& layout_;
@@ -63,21 +63,13 @@ std::optional<std::size_t> Learner::placeOf(const Track* track) const {
   return std::nullopt;
 }
 
-void Learner::learnTurns(const Gap& gap) {
-  const std::size_t tracks = layout_.tracks.size();
-  std::vector<std::size_t> order;
+void Learner::learnOrder(const Gap& gap) {
+  TrackOrder::Order order;
   for (const Gap::Piece& piece : gap.pieces) {
     order.insert(order.end(), piece.track ? static_cast<std::size_t>(piece.blocks) : 0,
-                 piece.track.value_or(0));
+                 static_cast<std::uint8_t>(piece.track.value_or(0)));
   }
-  const std::size_t share = order.size() / tracks;
-  const bool isShared = share * tracks == order.size();
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    layout_.tracksTakeTurnsByGap =
-        layout_.tracksTakeTurnsByGap && isShared && order[i] == i / share;
-    layout_.tracksTakeTurnsByBlock =
-        layout_.tracksTakeTurnsByBlock && isShared && order[i] == i % tracks;
-  }
+  layout_.order.learn(order);
 }
 
 void Learner::learnGap(const Gap& gap) {
@@ -95,7 +87,7 @@ void Learner::learnGap(const Gap& gap) {
   layout_.fewestOthers = std::min(layout_.fewestOthers, others);
   layout_.hasGapsWithoutSound = layout_.hasGapsWithoutSound || blocks == 0;
   if (layout_.tracks.size() > 1) {
-    learnTurns(gap);
+    learnOrder(gap);
   }
 }
 
@@ -248,6 +240,14 @@ bool SoundMark::matches(std::span<const std::uint8_t> ahead) const {
   return true;
 }
 
+bool BlockLayout::isDueBehind(std::uint64_t distance) const {
+  return std::find(dueBehind.begin(), dueBehind.end(), distance) != dueBehind.end();
+}
+
+bool BlockLayout::isEdgeAhead(std::uint64_t distance) const {
+  return std::find(edgeAhead.begin(), edgeAhead.end(), distance) != edgeAhead.end();
+}
+
 std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const ByteSource& source) {
   const Track* video = reference.videoTrack();
   const Track* audio = reference.audioTrack();
@@ -273,6 +273,7 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
       layout.tracks.push_back(i);
     }
   }
+  layout.order = TrackOrder(layout.tracks.size());
   const std::vector<Extent> extents = extentsOf(reference);
   Learner learner(reference, layout);
   learner.learn(extents, mdats.front().payloadOffset());

@@ -11,6 +11,7 @@
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Sound/SoundHabits.h"
 #include "MediaKit/Video/Interleaving.h"
+#include "MediaKit/Video/TrackOrder.h"
 
 namespace tallowmark {
 
@@ -34,10 +35,8 @@ struct BlockLayout {
   /// Numbers, in the movie's list, of the sound tracks whose blocks look alike; the first is the
   /// movie's first sound track.
   std::vector<std::size_t> tracks;
-  /// How blocks of these tracks are told apart by their place in a gap: as many of one track as of
-  /// the next, all of one track first, or one of each in turn.
-  bool tracksTakeTurnsByGap = true;
-  bool tracksTakeTurnsByBlock = true;
+  /// Tells blocks of these tracks apart by their place in a gap.
+  TrackOrder order;
   /// Usual distances in bytes from the end of a picture or of sound to the sound that comes next,
   /// and from sound to the picture that comes next.
   std::vector<std::uint64_t> dueBehind;
@@ -54,6 +53,10 @@ struct BlockLayout {
   /// swings from one such gap to the next.
   SoundLead lead;
   double leadStep = 0;
+
+  /// Whether a distance is one of `dueBehind`, or of `edgeAhead`.
+  bool isDueBehind(std::uint64_t distance) const;
+  bool isEdgeAhead(std::uint64_t distance) const;
 
   /// Nothing when the movie's first sound track is not AAC or not beside video. Throws DeviceError.
   static std::optional<BlockLayout> learn(const Movie& reference, const ByteSource& source);

@@ -16,6 +16,7 @@ constexpr MediaWindow::ReadAhead blockReadAhead{std::size_t{16} << 10U, std::siz
 constexpr double whereDue = 4;
 constexpr double endsAtEdge = 10;
 constexpr double enough = 14;
+constexpr double beyondQuestion = 24;
 
 // A position costs a few bits of walking where nothing is, a few hundred where sound is; only data
 // made for it costs more.
@@ -38,14 +39,24 @@ std::size_t zerosAtStart(std::span<const std::uint8_t> bytes) {
   return count;
 }
 
-bool contains(const std::vector<std::uint64_t>& distances, std::uint64_t distance) {
-  return std::find(distances.begin(), distances.end(), distance) != distances.end();
+}  // namespace
+
+bool TornPictures::oneEndsAhead(std::uint64_t at,
+                                const std::vector<std::uint64_t>& distances) const {
+  return std::any_of(distances.begin(), distances.end(), [&](std::uint64_t distance) {
+    return distance <= at && ends.contains(at - distance);
+  });
 }
 
-}  // namespace
+bool TornPictures::oneStartsBehind(std::uint64_t at,
+                                   const std::vector<std::uint64_t>& distances) const {
+  return std::any_of(distances.begin(), distances.end(),
+                     [&](std::uint64_t distance) { return starts.contains(at + distance); });
+}
 
 BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
+      habits_(layout.habits),
       walk_(layout.habits.config, layout.habits.rules),
       window_(source, source.size(), blockReadAhead),
       bitsAllowed_(bitsAtLeast) {
@@ -78,7 +89,7 @@ std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end) {
 }
 
 BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
-  BlockChain chain{at, {}, at, 0};
+  BlockChain chain{at, {}, at, 0, {}};
   while (chain.to < end) {
     const auto bytes = window_.at(chain.to, walk_.rules().largestSize);
     const auto held =
@@ -90,29 +101,42 @@ BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
     }
     chain.sizes.push_back(look.block->size);
     chain.to += look.block->size;
-    chain.bits += layout_.habits.evidence(*look.block);
+    chain.bits += habits_.evidence(*look.block, bytes.first(look.block->size));
+    chain.traits.add(look.block->traits);
   }
   return chain;
 }
 
-bool BlockSearch::isBelieved(const BlockChain& chain, std::uint64_t searchedFrom,
-                             const ByteRange& stretch, StretchEnd end) {
-  if (chain.sizes.empty()) {
-    return false;
-  }
-  const std::uint64_t passed = chain.from - searchedFrom;
+bool BlockSearch::isDue(const BlockChain& chain, std::uint64_t searchedFrom,
+                        const TornPictures& torn) const {
+  return layout_.isDueBehind(chain.from - searchedFrom) ||
+         torn.oneEndsAhead(chain.from, layout_.dueBehind);
+}
+
+bool BlockSearch::endsAtPicture(const BlockChain& chain, const ByteRange& stretch, StretchEnd end,
+                                const TornPictures& torn) const {
+  return (end == StretchEnd::known && layout_.isEdgeAhead(stretch.upper - chain.to)) ||
+         torn.oneStartsBehind(chain.to, layout_.edgeAhead);
+}
+
+// What a chain and its place prove. Every position passed could have held a false start; of those
+// that lead exactly to a picture, only such as are not too far from it.
+double BlockSearch::evidenceOf(const BlockChain& chain, std::uint64_t searchedFrom,
+                               const ByteRange& stretch, StretchEnd end, const TornPictures& torn) {
   double bits = chain.bits;
-  bits +=
-      contains(layout_.dueBehind, passed) ? whereDue : -std::log2(static_cast<double>(passed) + 1);
-  if (end == StretchEnd::known && contains(layout_.edgeAhead, stretch.upper - chain.to)) {
+  std::uint64_t rivals = chain.from - searchedFrom;
+  if (endsAtPicture(chain, stretch, end, torn)) {
     bits += endsAtEdge;
+    rivals = std::min<std::uint64_t>(rivals,
+                                     std::uint64_t{walk_.rules().largestSize} * chain.sizes.size());
   }
+  bits += isDue(chain, searchedFrom, torn) ? whereDue : -std::log2(static_cast<double>(rivals) + 1);
   const std::size_t length = layout_.mark.bytes.size();
   if (bits < enough && layout_.mark.bits > 0 && chain.from >= stretch.lower + length) {
     const auto ahead = window_.at(chain.from - length, length);
     bits += ahead.size() >= length && layout_.mark.matches(ahead) ? layout_.mark.bits : 0;
   }
-  return bits >= enough;
+  return bits;
 }
 
 // Codewords find their step again soon after a false start: garbage ahead of a block can walk into
@@ -134,16 +158,45 @@ BlockChain BlockSearch::withBestStart(BlockChain chain) {
   return chain;
 }
 
+// A false start that leads into a chain may have run over its first blocks: takes back those that
+// end exactly where the chain begins.
+BlockChain BlockSearch::withBlocksAhead(BlockChain chain, std::uint64_t searchedFrom) {
+  const std::uint64_t reach = walk_.rules().largestSize;
+  while (chain.from > searchedFrom && bitsLooked_ < bitsAllowed_) {
+    const std::uint64_t first = std::max(searchedFrom, chain.from - std::min(chain.from, reach));
+    BlockChain ahead{first, {}, chain.from, 0, {}};
+    for (std::uint64_t at = nextStart(first, chain.from); at < chain.from;
+         at = nextStart(at + 1, chain.from)) {
+      if (const double bits = evidenceAt(at, chain.from); bits > 0 && bits >= ahead.bits) {
+        ahead.bits = bits;
+        ahead.from = at;
+        ahead.sizes = {static_cast<std::uint32_t>(chain.from - at)};
+      }
+    }
+    const auto rivals = static_cast<double>(ahead.from - first);
+    if (ahead.bits + endsAtEdge - std::log2(rivals + 1) < enough) {
+      break;
+    }
+    chain.sizes.insert(chain.sizes.begin(), ahead.sizes.front());
+    chain.bits += ahead.bits;
+    chain.from = ahead.from;
+  }
+  return chain;
+}
+
 // What a block from `at` to `end` proves; nothing when there is none.
 double BlockSearch::evidenceAt(std::uint64_t at, std::uint64_t end) {
   const auto bytes = window_.at(at, static_cast<std::size_t>(end - at));
   const auto held = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), end - at));
   const BlockWalk::Look look = walk_.look(bytes.first(held));
   bitsLooked_ += look.bits;
-  return look.block && look.block->size == end - at ? layout_.habits.evidence(*look.block) : 0;
+  return look.block && look.block->size == end - at
+             ? habits_.evidence(*look.block, bytes.first(held))
+             : 0;
 }
 
-std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end) {
+std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end,
+                                        const TornPictures& torn) {
   std::vector<BlockChain> found;
   bitsAllowed_ += stretch.length() * bitsPerByte;
   std::uint64_t searchedFrom = stretch.lower;
@@ -153,16 +206,20 @@ std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end
       break;
     }
     BlockChain chain = chainAt(at, stretch.upper);
-    if (isBelieved(chain, searchedFrom, stretch, end)) {
-      if (!contains(layout_.dueBehind, chain.from - searchedFrom)) {
-        chain = withBestStart(std::move(chain));
-      }
-      at = chain.to;
-      searchedFrom = at;
-      found.push_back(std::move(chain));
-    } else {
+    const double bits =
+        chain.sizes.empty() ? 0 : evidenceOf(chain, searchedFrom, stretch, end, torn);
+    if (bits < enough) {
       ++at;
+      continue;
     }
+    if (!isDue(chain, searchedFrom, torn)) {
+      chain = withBlocksAhead(withBestStart(std::move(chain)), searchedFrom);
+    } else if (bits >= beyondQuestion && endsAtPicture(chain, stretch, end, {})) {
+      habits_.traits.add(chain.traits);
+    }
+    at = chain.to;
+    searchedFrom = at;
+    found.push_back(std::move(chain));
   }
   return found;
 }

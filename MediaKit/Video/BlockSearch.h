@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
 #include <vector>
 
 #include "MediaKit/Container/MovieWriter.h"
@@ -18,8 +19,9 @@ struct BlockChain {
   std::vector<std::uint32_t> sizes;
   /// Position behind the last one.
   std::uint64_t to = 0;
-  /// How much the blocks by themselves prove.
+  /// How much the blocks by themselves prove, and what they make use of.
   double bits = 0;
+  BlockTraits traits;
 };
 
 /// What stands behind a stretch.
@@ -27,6 +29,17 @@ enum class StretchEnd {
   /// A picture or a box: a chain that ends where the reference's do ends where it should.
   known,
   unknown
+};
+
+/// Pictures in a stretch that are torn, but whose heads tell where they stood: sound may end where
+/// one starts and start where one ends.
+struct TornPictures {
+  std::set<std::uint64_t> starts;
+  std::set<std::uint64_t> ends;
+
+  /// Whether one ends that far ahead of `at`, or starts that far behind it.
+  bool oneEndsAhead(std::uint64_t at, const std::vector<std::uint64_t>& distances) const;
+  bool oneStartsBehind(std::uint64_t at, const std::vector<std::uint64_t>& distances) const;
 };
 
 /// Finds AAC blocks in stretches of a damaged file. One block proves little, for other data walks
@@ -38,17 +51,23 @@ class BlockSearch {
 
   /// The chains in `stretch` that are believed, in order. Takes time linear in all stretches so
   /// far; one made to be slow is given up part of the way. Throws DeviceError.
-  std::vector<BlockChain> in(const ByteRange& stretch, StretchEnd end);
+  std::vector<BlockChain> in(const ByteRange& stretch, StretchEnd end, const TornPictures& torn);
 
  private:
   std::uint64_t nextStart(std::uint64_t at, std::uint64_t end);
   BlockChain chainAt(std::uint64_t at, std::uint64_t end);
   double evidenceAt(std::uint64_t at, std::uint64_t end);
   BlockChain withBestStart(BlockChain chain);
-  bool isBelieved(const BlockChain& chain, std::uint64_t searchedFrom, const ByteRange& stretch,
-                  StretchEnd end);
+  BlockChain withBlocksAhead(BlockChain chain, std::uint64_t searchedFrom);
+  bool isDue(const BlockChain& chain, std::uint64_t searchedFrom, const TornPictures& torn) const;
+  bool endsAtPicture(const BlockChain& chain, const ByteRange& stretch, StretchEnd end,
+                     const TornPictures& torn) const;
+  double evidenceOf(const BlockChain& chain, std::uint64_t searchedFrom, const ByteRange& stretch,
+                    StretchEnd end, const TornPictures& torn);
 
   const BlockLayout& layout_;
+  /// The reference's, and what blocks beyond doubt showed of this clip's.
+  SoundHabits habits_;
   BlockWalk walk_;
   MediaWindow window_;
   std::array<bool, 256> starts_{};

@@ -35,6 +35,7 @@ constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
 constexpr int mostLooks = 100;
+constexpr std::size_t mostTorn = 10'000;
 constexpr int mostUnknownInARow = 8;
 
 class Walker {
@@ -53,6 +54,7 @@ class Walker {
 
   std::optional<FoundFrame> frameDue(std::uint64_t at);
   std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
+  void rememberTorn(const FoundFrame& candidate);
   std::optional<FoundFrame> findNext(std::uint64_t from);
   double scoreByItself(const FoundFrame& frame, std::uint64_t searchedFrom);
   double edgeBits(const FoundFrame& frame, SoundEdge edge);
@@ -88,6 +90,8 @@ class Walker {
   EvidencedFindings findings_;
   std::optional<FoundFrame> last_;
   std::optional<BlockCollector> collector_;
+  /// What the last search passed whose heads can be read, though it is not believed as a whole.
+  TornPictures torn_;
   SideCollector side_;
   std::uint64_t links_ = 0;
   std::uint64_t brokenLinks_ = 0;
@@ -324,7 +328,15 @@ bool Walker::hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom)
   return false;
 }
 
+void Walker::rememberTorn(const FoundFrame& candidate) {
+  if (candidate.isLearnt && candidate.bits >= enoughWhereDue && torn_.starts.size() < mostTorn) {
+    torn_.starts.insert(candidate.offset);
+    torn_.ends.insert(candidate.end());
+  }
+}
+
 std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
+  torn_ = {};
   for (std::uint64_t at = from; at < end_;) {
     stop_.check();
     candidates_.forgetBefore(at);
@@ -342,6 +354,7 @@ std::optional<FoundFrame> Walker::findNext(std::uint64_t from) {
       at = *behind;
       continue;
     }
+    rememberTorn(candidate);
     if (!mayBeExpected(candidate, from)) {
       continue;
     }
@@ -396,7 +409,7 @@ bool Walker::takeBetween(const ByteRange& gap, SoundLayout::Neighbours neighbour
   const std::vector<ByteRange> trees = side_.telemetryIn(gap);
   SoundLayout::Division sound;
   if (collector_) {
-    auto taken = collector_->take(gap, frame, countOn, end, trees);
+    auto taken = collector_->take(gap, frame, countOn, end, trees, torn_);
     sound = {std::move(taken.sound), taken.isUsual};
   } else if (lessons_.sound != nullptr) {
     sound = takePCM(gap, neighbours);

@@ -316,15 +316,16 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   std::uint64_t soundGivenUp = 0;
   RebuiltSound sound;
   if (teacher.blocks) {
-    const std::uint64_t bytes = found.blocks.bytes;
+    const FoundBlocks& blocks = found.blocks;
     sound = rebuildSound(found, movie, *teacher.blocks);
-    soundGivenUp = sound.tracks.empty() ? bytes : 0;
+    soundGivenUp = blocks.unplaced + (sound.tracks.empty() ? blocks.bytes : 0);
   } else if (audio && teacher.sound) {
     const std::uint64_t before = found.audio.size();
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
     soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
   }
-  const auto pace = soundGivenUp == 0 ? soundPace(found, teacher) : std::nullopt;
+  const bool hasSound = !sound.tracks.empty() || !found.audio.empty();
+  const auto pace = hasSound ? soundPace(found, teacher) : std::nullopt;
   SampleList allPictures = found.video;
   const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);

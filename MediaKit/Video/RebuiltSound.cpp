@@ -148,7 +148,22 @@ void BlockPacer::pace() {
   }
 }
 
-SampleList withSilence(const SampleList& blocks, const BlockPacer& pacer, const Sample& silent) {
+// The blocks with silence for those that have no size.
+SampleList withSilence(const SampleList& blocks, const Sample& silent) {
+  SampleList filled;
+  for (const SampleRun& run : blocks.runs()) {
+    if (run.first.size > 0) {
+      filled.append(blocks.slice(run.start, run.start + run.count));
+      continue;
+    }
+    for (std::uint64_t i = 0; i < run.count; ++i) {
+      filled.append(silent);
+    }
+  }
+  return filled;
+}
+
+SampleList paced(const SampleList& blocks, const BlockPacer& pacer, const Sample& silent) {
   SampleList filled;
   std::uint64_t done = std::min(pacer.dropped(), blocks.size());
   for (const Filling& filling : pacer.fillings()) {
@@ -163,10 +178,18 @@ SampleList withSilence(const SampleList& blocks, const BlockPacer& pacer, const 
   return filled;
 }
 
+std::uint64_t sizelessOf(const SampleList& blocks) {
+  std::uint64_t count = 0;
+  for (const SampleRun& run : blocks.runs()) {
+    count += run.first.size == 0 ? run.count : 0;
+  }
+  return count;
+}
+
 std::uint64_t endOf(const SampleList& samples) {
   std::uint64_t end = 0;
   for (const SampleRun& run : samples.runs()) {
-    end = std::max(end, run.end());
+    end = std::max(end, run.first.size > 0 ? run.end() : 0);
   }
   return end;
 }
@@ -177,6 +200,37 @@ std::uint64_t bytesOf(const SampleList& samples) {
     bytes += run.end() - run.first.offset;
   }
   return bytes;
+}
+
+// Makes the tracks. Silence is kept when one of them points to it.
+void layTracks(const EvidencedFindings& found, const Movie& reference, const BlockLayout& layout,
+               const BlockPacer& pacer, RebuiltSound& sound) {
+  std::uint64_t mediaEnd = endOf(found.video);
+  if (!found.side.telemetry.empty()) {
+    mediaEnd = std::max(mediaEnd, found.side.telemetry.back().range.upper);
+  }
+  for (const SampleList& blocks : found.blocks.tracks) {
+    mediaEnd = std::max(mediaEnd, endOf(blocks));
+  }
+  sound.silence = silentBlock(layout.habits.usualPattern);
+  const Sample silent{.offset = mediaEnd,
+                      .size = static_cast<std::uint32_t>(sound.silence.size()),
+                      .duration = layout.habits.ticks,
+                      .isSync = true};
+  for (std::size_t i = 0; i < layout.tracks.size(); ++i) {
+    const SampleList& blocks = found.blocks.tracks[i];
+    // A track of which not one block could be told is none.
+    if (sizelessOf(blocks) < blocks.size()) {
+      Track track = reference.tracks[layout.tracks[i]];
+      track.samples = withSilence(paced(blocks, pacer, silent), silent);
+      sound.tracks.push_back(std::move(track));
+    }
+  }
+  const bool isSilent = std::any_of(sound.tracks.begin(), sound.tracks.end(),
+                                    [&](const Track& t) { return endOf(t.samples) > mediaEnd; });
+  if (!isSilent) {
+    sound.silence.clear();
+  }
 }
 
 }  // namespace
@@ -191,45 +245,30 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   }
   const double frame = static_cast<double>(found.video.typicalDuration()) / videoTimescale;
   const double block = static_cast<double>(layout.habits.ticks) / audioTimescale;
-  const SampleList& first = found.blocks.tracks.front();
+  const SampleList& fullest = *std::min_element(
+      found.blocks.tracks.begin(), found.blocks.tracks.end(),
+      [](const SampleList& a, const SampleList& b) { return sizelessOf(a) < sizelessOf(b); });
+  sound.filled = sizelessOf(fullest);
+  sound.found = fullest.size() - sound.filled;
   const double pictures = static_cast<double>(found.video.size()) * frame;
-  const double soundFound = static_cast<double>(first.size()) * block;
+  const double soundFound = static_cast<double>(sound.found) * block;
   // A few blocks in a clip full of gaps are another stream's, which now and then walks as ours.
   constexpr double leastShare = 0.1;
   if (soundFound < pictures * leastShare ||
       (found.losses.empty() && !ratesAgree(pictures, soundFound))) {
-    return sound;
+    return {};
   }
   const Rates rates{static_cast<double>(bytesOf(found.video)) / std::max(pictures, frame),
                     static_cast<double>(found.blocks.bytes) / soundFound};
   BlockPacer pacer(found, layout, frame, block, rates);
   pacer.pace();
 
-  std::uint64_t mediaEnd = endOf(found.video);
-  if (!found.side.telemetry.empty()) {
-    mediaEnd = std::max(mediaEnd, found.side.telemetry.back().range.upper);
-  }
-  for (const SampleList& blocks : found.blocks.tracks) {
-    mediaEnd = std::max(mediaEnd, endOf(blocks));
-  }
-  sound.found = first.size();
+  sound.lost = sound.filled + static_cast<std::uint64_t>(std::llround(pacer.lost() / block));
   for (const Filling& filling : pacer.fillings()) {
     sound.filled += filling.blocks;
   }
-  sound.lost =
-      std::max(sound.filled, static_cast<std::uint64_t>(std::llround(pacer.lost() / block)));
-  if (sound.filled > 0) {
-    sound.silence = silentBlock(layout.habits.usualPattern);
-  }
-  const Sample silent{.offset = mediaEnd,
-                      .size = static_cast<std::uint32_t>(sound.silence.size()),
-                      .duration = layout.habits.ticks,
-                      .isSync = true};
-  for (std::size_t i = 0; i < layout.tracks.size(); ++i) {
-    Track track = reference.tracks[layout.tracks[i]];
-    track.samples = withSilence(found.blocks.tracks[i], pacer, silent);
-    sound.tracks.push_back(std::move(track));
-  }
+  sound.lost = std::max(sound.lost, sound.filled);
+  layTracks(found, reference, layout, pacer, sound);
   std::vector<Hold> holds;
   for (const auto& [number, seconds] : pacer.holds()) {
     holds.push_back({number, ticks(seconds, videoTimescale)});
