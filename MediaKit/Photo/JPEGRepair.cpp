@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Photo/JPEGRepair.h"
 
+#include <algorithm>
+
 #include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Photo/FrameLayout.h"
 #include "MediaKit/Photo/HeaderRebuild.h"
 #include "MediaKit/Photo/JPEGMarkers.h"
+#include "MediaKit/Photo/SegmentSalvage.h"
 #include "MediaKit/Photo/StrayMarkers.h"
 
 namespace tallowmark::JPEGRepair {
@@ -51,12 +55,44 @@ bool isWhole(ByteView data, const OwnData& own) {
          (verdict == PictureCheck::Verdict::notDecoded && own.ended);
 }
 
+bool namesComponentsOf(const Segment& frame, const Segment& sos) {
+  const std::size_t count = sos.bytes.size() < 10 ? 0 : sos.bytes[4];
+  if (sos.bytes.size() != 8 + 2 * count) {
+    return false;
+  }
+  for (std::size_t k = 0; k < count; ++k) {
+    bool found = false;
+    for (std::size_t at = 10; at < frame.bytes.size(); at += 3) {
+      found = found || frame.bytes[at] == sos.bytes[5 + 2 * k];
+    }
+    if (!found) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Where it is not so, decoders give up before they see any of the picture.
+bool headerAddsUp(const Header& header) {
+  const auto frame = header.frame();
+  const auto tablesAddUp = [&header](MarkerSet markers) {
+    const auto tables = header.all(markers);
+    return std::all_of(tables.begin(), tables.end(), [](const Segment& segment) {
+      return segment.bytes.size() == 4 || isWellFormed(segment);  // one without tables harms nobody
+    });
+  };
+  return frame && addsUp(*frame) && namesComponentsOf(*frame, header.sos) &&
+         tablesAddUp(isQuantizationMarker) && tablesAddUp(isHuffmanMarker);
+}
+
 std::optional<Header> usableHeader(ByteView data) {
   auto header = parseHeader(data);
-  if (header && !header->isComplete() && !tablesComeLater(data, *header)) {
-    header.reset();
+  if (!header || (!header->isComplete() && !tablesComeLater(data, *header))) {
+    return std::nullopt;
   }
-  return header;
+  // A picture that has its end would pass for healthy by its structure alone.
+  const bool passes = headerAddsUp(*header) || !walkPicture(data, firstScan(*header)).ended;
+  return passes || !findMainScan(data) ? std::move(header) : std::nullopt;
 }
 
 Result resultOf(Result::Fix fix, const Header& header) {
