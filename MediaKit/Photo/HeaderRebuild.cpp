@@ -274,7 +274,7 @@ struct HeadlessPhoto {
   bool ended = false;
 
   static std::optional<HeadlessPhoto> of(ByteView data) {
-    const auto main = findMainScan(data);
+    const auto main = findOwnMainScan(data);
     if (!main) {
       return std::nullopt;
     }
@@ -336,7 +336,7 @@ Repaired rebuildHeader(ByteView data, std::optional<ByteView> reference) {
                      .width = size.width,
                      .height = size.height,
                      .borrowed = chosen->candidate.borrowed(),
-                     .incomplete = !photo->ended || chosen->check.verdict == Verdict::endsEarly};
+                     .incomplete = !photo->ended || chosen->check.lacksParts()};
   const ByteView picture = photo->data.subspan(photo->scan.scanStart);
   repaired.bytes = photo->ended ? assembled(chosen->candidate, photo->scan, picture)
                                 : assembled(chosen->candidate, photo->scan, closeEnd(picture));

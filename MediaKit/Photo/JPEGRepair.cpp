@@ -104,17 +104,12 @@ Result resultOf(Result::Fix fix, const Header& header) {
           .incomplete = fix == Result::Fix::closedEnd};
 }
 
-bool lacksParts(ByteView data) {
-  const auto verdict = checkPicture(data).verdict;
-  return verdict == PictureCheck::Verdict::endsEarly || verdict == PictureCheck::Verdict::corrupt;
-}
-
 // What is no part of the picture goes: decoders give up where it holds markers, or half a table.
 Repaired closed(ByteView data, const Header& header, const OwnData& own) {
   Result result = resultOf(Result::Fix::closedEnd, header);
   if (own.ended && !own.strays.empty()) {
     auto mended = withoutStrayMarkers(data, header, own);
-    result.incomplete = lacksParts(mended);
+    result.incomplete = checkPicture(mended).lacksParts();
     return {std::move(mended), std::move(result), false, std::nullopt};
   }
   const ByteView picture = own.ended ? data : data.first(own.end);

@@ -45,7 +45,7 @@ class DataWalk {
         continue;
       }
       const std::size_t next = behindSegments(at);
-      if (next == data_.size() || startsAnotherFile(next)) {
+      if (next == data_.size() || startsAnotherFile(data_, next)) {
         own.end = next == data_.size() ? at : next;
         break;
       }
@@ -73,10 +73,6 @@ class DataWalk {
     return data_.size() - at >= 2 && data_[at] == 0xFF && data_[at + 1] == code;
   }
 
-  bool startsAnotherFile(std::size_t at) const {
-    return isMarker(at, JPEGMarker::startOfImage) && data_.size() - at > 2 && data_[at + 2] == 0xFF;
-  }
-
   // Noise holds EOIs, too. It is one of those when the file's only picture ends later.
   bool goesOnBehind(std::size_t end) {
     if (end + 2 >= lastEnd_) {
@@ -99,7 +95,7 @@ class DataWalk {
         return isMarker(next, JPEGMarker::endOfImage) ? next : data_.size();
       }
       const std::uint8_t code = data_[next + 1];
-      if (code == JPEGMarker::endOfImage || startsAnotherFile(next)) {
+      if (code == JPEGMarker::endOfImage || startsAnotherFile(data_, next)) {
         return next;
       }
       if (code == 0xFF || code == JPEGMarker::temporary) {

@@ -104,6 +104,17 @@ TEST(ForeignData, goesAndTheRowsInFrontOfItStay) {
   }
 }
 
+TEST(ForeignData, isNotTakenForThePhotoThatLostItsHeader) {
+  const Bytes photo = makePhoto({.width = 400, .height = 300});
+  const auto half = photo.begin() + static_cast<std::ptrdiff_t>(photo.size() / 2);
+  const Bytes headless = wiped(Bytes(photo.begin(), half), scanOf(photo), 7);
+  const Bytes damaged = joined({headless, makePhoto({.width = 640, .height = 480})});
+  const Repaired repaired = repair(damaged, makePhoto({.width = 400, .height = 300, .variant = 1}));
+  EXPECT_EQ(repaired.result.width, 400);
+  EXPECT_TRUE(repaired.result.incomplete);
+  EXPECT_GE(equalTopShare(readCoefficients(repaired.bytes), readCoefficients(photo)), 0.35);
+}
+
 TEST(Noise, costsNoMoreThanItCovers) {
   for (const unsigned interval : {5U, 50U}) {
     const Bytes photo = makePhoto({.width = 800, .height = 600, .restartInterval = interval});
