@@ -39,7 +39,9 @@ class DataWalk {
   OwnData run() {
     OwnData own{.strays = {}, .end = data_.size(), .ended = false};
     std::size_t at = first_.scanStart;
-    while ((at = findScanInterruption(data_, at)) < data_.size()) {
+    const std::size_t most = data_.size() - first_.scanStart;
+    while ((at = findScanInterruption(data_, at)) < data_.size() &&
+           !isRubble(own.strays.size(), most)) {
       if (data_[at + 1] == 0xFF) {  // fill byte
         ++at;
         continue;

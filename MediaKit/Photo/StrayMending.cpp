@@ -99,7 +99,7 @@ class Mending {
     return stray - patch.last > far || (inTurn && between.size() > doubtful);
   }
 
-  std::vector<std::size_t> restartsBetween(std::size_t stray, std::size_t next) const {
+  std::vector<std::size_t> restartsBetween(std::size_t stray, std::size_t next) {
     std::vector<std::size_t> found;
     for (auto at = restartBehind(stray + 2, next); at; at = restartBehind(*at + 2, next)) {
       found.push_back(*at);
@@ -175,14 +175,18 @@ class Mending {
     return std::nullopt;
   }
 
-  // Before any other marker.
-  std::optional<std::size_t> restartBehind(std::size_t from, std::size_t limit) const {
-    for (std::size_t at = from; at + 1 < limit; ++at) {
-      if (mended_[at] == 0xFF && mended_[at + 1] != 0 && mended_[at + 1] != 0xFF) {
-        return isRestartAt(mended_, at) ? std::optional(at) : std::nullopt;
-      }
+  // Before any other marker. Many patches may share one next marker: what was searched for it is
+  // not searched again, for markers only become fewer.
+  std::optional<std::size_t> restartBehind(std::size_t from, std::size_t limit) {
+    const bool known = from >= searchedFrom_ && from <= searchedTo_;
+    std::size_t at = known ? searchedTo_ : from;
+    searchedFrom_ = known ? searchedFrom_ : from;
+    while (at + 1 < limit &&
+           (mended_[at] != 0xFF || mended_[at + 1] == 0 || mended_[at + 1] == 0xFF)) {
+      ++at;
     }
-    return std::nullopt;
+    searchedTo_ = at;
+    return at + 1 < limit && isRestartAt(mended_, at) ? std::optional(at) : std::nullopt;
   }
 
   bool decodesFurtherWith(std::size_t turn, std::size_t at) {
@@ -243,6 +247,8 @@ class Mending {
   std::vector<std::uint8_t> mended_;
   std::vector<Patch> patches_;
   std::size_t interval_ = 0;
+  std::size_t searchedFrom_ = 0;
+  std::size_t searchedTo_ = 0;
 };
 
 }  // namespace

@@ -248,6 +248,10 @@ TEST(Diagnosis, tellsHealthyCutHeadlessAndNoJPEGApart) {
       {"cut in the header", cut(photo.size() - 200), Diagnosis::notJPEG},
       {"progressive", makePhoto({.progressive = true}), Diagnosis::healthy},
       {"arithmetic", makePhoto({.arithmetic = true}), Diagnosis::healthy},
+      {"lossless",
+       joined({soi, grayFrame(16, 16, 0, 0xC3), huffmanTable(0), segment(0xDA, {1, 1, 0, 1, 0, 0}),
+               Bytes(99, 0x55), eoi}),
+       Diagnosis::healthy},
       {"three scans", makePhoto({.optimizedTables = true, .separateScans = true}),
        Diagnosis::healthy},
   };
