@@ -87,10 +87,12 @@ class DataWalk {
   }
 
   // Where the segments that start at `at` lead: to the data of a further scan, an EOI or another
-  // file; past the end of the data (its size); nowhere (`at`).
+  // file; past the end of the data (its size); nowhere (`at`). Tables that add up are no chance,
+  // even where they lead nowhere: later scans need them.
   std::size_t behindSegments(std::size_t at) const {
     constexpr int mostSteps = 64;
     std::size_t next = at;
+    std::size_t behindTables = at;
     for (int step = 0; step < mostSteps && next < data_.size() && data_[next] == 0xFF; ++step) {
       const std::size_t left = data_.size() - next;
       if (left < 4) {
@@ -106,18 +108,24 @@ class DataWalk {
       }
       const std::size_t length = 2 + std::size_t{bigEndian<std::uint16_t>(data_, next + 2)};
       if (length > left) {
-        return isCutSegment(code) ? data_.size() : at;
+        return isCutSegment(code) ? data_.size() : behindTables;
       }
       const Segment segment{code, next, data_.subspan(next, length)};
       if (!belongs(segment)) {
-        return at;
+        break;
       }
       next += length;
+      behindTables = !isOnlyScan_ && isTable(code) ? next : behindTables;
       if (code == JPEGMarker::startOfScan) {
         return next;
       }
     }
-    return at;
+    return behindTables;
+  }
+
+  static bool isTable(std::uint8_t code) {
+    return code == JPEGMarker::quantizationTables || code == JPEGMarker::huffmanTables ||
+           code == JPEGMarker::restartInterval;
   }
 
   // The rest of a file that ends as it should is no half segment.
@@ -127,16 +135,12 @@ class DataWalk {
   }
 
   bool belongs(const Segment& segment) const {
-    switch (segment.marker) {
-      case JPEGMarker::startOfScan:
-        return !isOnlyScan_ && isScan(segment);
-      case JPEGMarker::quantizationTables:
-      case JPEGMarker::huffmanTables:
-      case JPEGMarker::restartInterval:
-        return isWellFormed(segment);
-      default:
-        return JPEGMarker::isMiscellaneous(segment.marker) && segment.bytes.size() >= 4;
+    if (segment.marker == JPEGMarker::startOfScan) {
+      return !isOnlyScan_ && isScan(segment);
     }
+    return isTable(segment.marker)
+               ? isWellFormed(segment)
+               : JPEGMarker::isMiscellaneous(segment.marker) && segment.bytes.size() >= 4;
   }
 
   bool isScan(const Segment& segment) const {
