@@ -77,13 +77,26 @@ std::size_t FrameLayout::blocksDown(const Component& component) const {
   return dividedUp(dividedUp(height * component.vertical, mostVertical()), blockSide);
 }
 
+bool addsUp(const Segment& frame) {
+  const ByteView bytes = frame.bytes;
+  if (!JPEGMarker::isFrame(frame.marker) || bytes.size() < 13 ||
+      bytes.size() != 10 + 3 * std::size_t{bytes[9]} || !precisionFits(frame.marker, bytes[4]) ||
+      bigEndian<std::uint16_t>(bytes, 7) == 0) {
+    return false;
+  }
+  for (std::size_t at = 11; at < bytes.size(); at += 3) {
+    const unsigned horizontal = bytes[at] >> 4U;
+    const unsigned vertical = bytes[at] & 0x0FU;
+    if (horizontal < 1 || horizontal > 4 || vertical < 1 || vertical > 4) {
+      return false;
+    }
+  }
+  return true;
+}
+
 std::optional<FrameLayout> frameLayout(const Segment& frame) {
   const ByteView bytes = frame.bytes;
-  if (!JPEGMarker::isFrame(frame.marker) || bytes.size() < 10) {
-    return std::nullopt;
-  }
-  const std::size_t count = bytes[9];
-  if (count < 1 || count > 4 || bytes.size() != 10 + 3 * count) {
+  if (!addsUp(frame) || bytes[9] > 4) {
     return std::nullopt;
   }
   FrameLayout layout{.marker = frame.marker,
@@ -91,10 +104,7 @@ std::optional<FrameLayout> frameLayout(const Segment& frame) {
                      .width = bigEndian<std::uint16_t>(bytes, 7),
                      .height = bigEndian<std::uint16_t>(bytes, 5),
                      .components = {}};
-  if (!precisionFits(layout.marker, layout.precision) || layout.width == 0) {
-    return std::nullopt;
-  }
-  for (std::size_t k = 0; k < count; ++k) {
+  for (std::size_t k = 0; k < bytes[9]; ++k) {
     const ByteView entry = bytes.subspan(10 + 3 * k, 3);
     const FrameLayout::Component component{.id = entry[0],
                                            .horizontal = std::size_t{entry[1]} >> 4U,
@@ -102,8 +112,7 @@ std::optional<FrameLayout> frameLayout(const Segment& frame) {
                                            .quantization = entry[2]};
     const bool known = std::any_of(layout.components.begin(), layout.components.end(),
                                    [&](const auto& other) { return other.id == component.id; });
-    if (known || component.horizontal < 1 || component.horizontal > 4 || component.vertical < 1 ||
-        component.vertical > 4 || component.quantization > 3) {
+    if (known || component.quantization > 3) {
       return std::nullopt;
     }
     layout.components.push_back(component);

@@ -52,6 +52,9 @@ struct ScanLayout {
   unsigned approximationLow = 0;
 };
 
+/// Whether a frame header is one that decoders take: its length, precision and sampling.
+bool addsUp(const Segment& frame);
+
 /// Nothing when a number cannot stand where it stands.
 std::optional<FrameLayout> frameLayout(const Segment& frame);
 

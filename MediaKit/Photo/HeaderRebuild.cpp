@@ -9,6 +9,7 @@
 #include "MediaKit/Photo/FrameLayout.h"
 #include "MediaKit/Photo/JPEGMarkers.h"
 #include "MediaKit/Photo/SegmentSalvage.h"
+#include "MediaKit/Photo/StrayMarkers.h"
 
 namespace tallowmark::JPEGRepair {
 namespace {
@@ -265,6 +266,33 @@ class HeaderSearch {
   bool hasRestartMarkers_;
 };
 
+/// A photo whose picture data was found without its header, stray markers mended.
+struct HeadlessPhoto {
+  std::vector<std::uint8_t> mended;
+  ByteView data;
+  ScanStart scan;
+  bool ended = false;
+
+  static std::optional<HeadlessPhoto> of(ByteView data) {
+    const auto main = findOwnMainScan(data);
+    if (!main) {
+      return std::nullopt;
+    }
+    HeadlessPhoto photo{.mended = {}, .data = data, .scan = firstScanOfPicture(data, *main)};
+    const OwnData own = findOwnData(data, std::nullopt, photo.scan);
+    photo.ended = own.ended;
+    if (!own.strays.empty()) {
+      photo.mended = withStuffedBytes(data, own.strays);
+      photo.data = photo.mended;
+      photo.scan.sos.bytes = photo.data.subspan(photo.scan.sos.offset, photo.scan.sos.bytes.size());
+    }
+    if (!own.ended) {
+      photo.data = photo.data.first(own.end);
+    }
+    return photo;
+  }
+};
+
 std::vector<std::uint8_t> assembled(const Candidate& candidate, const ScanStart& scan,
                                     ByteView picture) {
   std::vector<std::uint8_t> bytes{0xFF, JPEGMarker::startOfImage};
@@ -288,41 +316,38 @@ std::vector<std::uint8_t> assembled(const Candidate& candidate, const ScanStart&
 }  // namespace
 
 Repaired rebuildHeader(ByteView data, std::optional<ByteView> reference) {
-  const auto main = findMainScan(data);
-  if (!main) {
+  const auto photo = HeadlessPhoto::of(data);
+  if (!photo) {
     throw MediaError::unsupported("No image data was found in this photo.");
   }
-  const ScanStart scan = firstScanOfPicture(data, *main);
   auto lender = reference ? parseHeader(*reference) : std::nullopt;
   if (lender && !lender->isComplete()) {
     lender.reset();
   }
-  const HeaderSearch search(data, scan, lender ? &*lender : nullptr);
-  auto chosen = search.choose();
+  auto chosen = HeaderSearch(photo->data, photo->scan, lender ? &*lender : nullptr).choose();
   if (!chosen) {
     throw MediaError::unsupported(
         "This photo's header is damaged. Add a good photo taken on the same camera with the same "
         "settings, and Repair will rebuild it.");
   }
-  const bool ended = hasEnd(data.subspan(scan.scanStart)) || walkPicture(data, scan).ended;
   const Dimensions size = frameDimensions(chosen->candidate.frame).value_or(Dimensions{});
   Repaired repaired;
   repaired.result = {.fix = Result::Fix::rebuiltHeader,
                      .width = size.width,
                      .height = size.height,
                      .borrowed = chosen->candidate.borrowed(),
-                     .incomplete = !ended || chosen->check.verdict == Verdict::endsEarly};
-  const ByteView picture = data.subspan(scan.scanStart);
-  repaired.bytes = ended ? assembled(chosen->candidate, scan, picture)
-                         : assembled(chosen->candidate, scan, closeEnd(picture));
-  repaired.endClosed = !ended;
+                     .incomplete = !photo->ended || chosen->check.lacksParts()};
+  const ByteView picture = photo->data.subspan(photo->scan.scanStart);
+  repaired.bytes = photo->ended ? assembled(chosen->candidate, photo->scan, picture)
+                                : assembled(chosen->candidate, photo->scan, closeEnd(picture));
+  repaired.endClosed = !photo->ended;
   repaired.check = std::move(chosen->check);
   return repaired;
 }
 
 bool headerSurvives(ByteView data) {
-  const auto main = findMainScan(data);
-  return main && HeaderSearch(data, firstScanOfPicture(data, *main), nullptr).choose().has_value();
+  const auto photo = HeadlessPhoto::of(data);
+  return photo && HeaderSearch(photo->data, photo->scan, nullptr).choose().has_value();
 }
 
 }  // namespace tallowmark::JPEGRepair

@@ -6,6 +6,8 @@
 /// Marker codes of ISO/IEC 10918-1, table B.1: the byte that follows 0xFF.
 namespace tallowmark::JPEGMarker {
 
+/// Means nothing to decoders and may stand anywhere.
+inline constexpr std::uint8_t temporary = 0x01;
 inline constexpr std::uint8_t baselineFrame = 0xC0;
 inline constexpr std::uint8_t extendedFrame = 0xC1;
 inline constexpr std::uint8_t progressiveFrame = 0xC2;

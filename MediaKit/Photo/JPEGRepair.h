@@ -15,7 +15,7 @@ namespace tallowmark::JPEGRepair {
 enum class Diagnosis {
   /// The header is whole and the picture's data ends as it should.
   healthy,
-  /// The header is whole, the data ends early or breaks off at a marker that no decoder knows.
+  /// The header is whole, the data ends early or breaks off at what is no part of the picture.
   truncated,
   /// There is picture data behind something that is no header.
   damagedHeader,

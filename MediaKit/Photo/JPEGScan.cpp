@@ -120,6 +120,28 @@ std::optional<ScanStart> findMainScan(ByteView data) {
   return bestLength >= shortestRun ? best : std::nullopt;
 }
 
+std::optional<ScanStart> findOwnMainScan(ByteView data) {
+  // Thumbnails whose end is lost are small against what follows them.
+  constexpr std::size_t smallShare = 16;
+  const auto longest = findMainScan(data);
+  const std::size_t least =
+      longest ? std::max(shortestRun, entropyLength(data, longest->scanStart) / smallShare) : 0;
+  RunEnds runEnds(data);
+  for (auto scan = nextScan(data, 0); scan && longest; scan = nextScan(data, scan->scanStart)) {
+    const std::size_t start = scan->scanStart;
+    const std::size_t end = start < data.size() ? runEnds.of(start) : start;
+    if (end - start >= least && startsAnotherFile(data, end)) {
+      return findMainScan(data.first(end));
+    }
+  }
+  return longest;
+}
+
+bool startsAnotherFile(ByteView data, std::size_t at) {
+  return data.size() - at > 2 && data[at] == 0xFF && data[at + 1] == JPEGMarker::startOfImage &&
+         data[at + 2] == 0xFF;
+}
+
 std::size_t lengthWithoutTrailingZeros(ByteView data) {
   std::size_t length = data.size();
   while (length > 0 && data[length - 1] == 0) {

@@ -23,6 +23,13 @@ std::size_t entropyLength(ByteView data, std::size_t start);
 /// that run is shorter than 64 bytes.
 std::optional<ScanStart> findMainScan(ByteView data);
 
+/// The same for the photo that the file began as: where another file starts in the midst of picture
+/// data, nothing of that is looked at.
+std::optional<ScanStart> findOwnMainScan(ByteView data);
+
+/// Whether another JPEG's first bytes stand at `at`.
+bool startsAnotherFile(ByteView data, std::size_t at);
+
 /// Whether the file ends with EOI, zeros behind it aside: cameras and card readers leave them.
 bool hasEnd(ByteView data);
 

@@ -111,9 +111,10 @@ std::optional<Dimensions> Header::dimensions() const {
 
 bool Header::isComplete() const {
   const auto header = frame();
+  const bool isLossless = header && (header->marker & 0x03U) == 0x03U;  // nothing is quantized
   return header &&
-         covers(tableIDs(all(isQuantizationMarker), TableKind::quantization),
-                neededQuantIDs(*header)) &&
+         (isLossless || covers(tableIDs(all(isQuantizationMarker), TableKind::quantization),
+                               neededQuantIDs(*header))) &&
          covers(tableIDs(all(isHuffmanMarker), TableKind::huffman),
                 decodedHuffmanIDs(*header, sos));
 }

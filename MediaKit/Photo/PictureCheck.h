@@ -30,6 +30,8 @@ struct PictureCheck {
   };
 
   Verdict verdict = Verdict::notDecoded;
+  /// Some of the picture is not there, or not what it was.
+  bool lacksParts() const { return verdict == Verdict::endsEarly || verdict == Verdict::corrupt; }
   /// Units (MCUs) of the first scan: decoded without a fault, in the whole picture, in a row.
   std::size_t unitsDecoded = 0;
   std::size_t unitsExpected = 0;

@@ -39,10 +39,8 @@ std::optional<Found> cutOut(ByteView raw, const Candidate& candidate) {
       return found;
     }
   }
-  using Verdict = JPEGRepair::PictureCheck::Verdict;
-  const Verdict verdict = JPEGRepair::checkPicture(range).verdict;
   found.jpeg.assign(range.begin(), range.end());
-  found.incomplete = verdict == Verdict::endsEarly || verdict == Verdict::corrupt;
+  found.incomplete = JPEGRepair::checkPicture(range).lacksParts();
   return found;
 }
 

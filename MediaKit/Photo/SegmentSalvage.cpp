@@ -52,13 +52,25 @@ bool quantizationFits(ByteView rest, std::size_t& length) {
   return (rest[0] >> 4U) <= 1 && (rest[0] & 0x0FU) <= 3;
 }
 
+// No code may be all ones (clause C), and no difference has more than 16 bits (table H.2).
 bool huffmanFits(ByteView rest, std::size_t& length) {
   if (rest.size() < 17 || (rest[0] >> 4U) > 1 || (rest[0] & 0x0FU) > 3) {
     return false;
   }
   const ByteView counts = rest.subspan(1, 16);
   length = std::accumulate(counts.begin(), counts.end(), std::size_t{17});
-  return canBeHuffmanCode(counts);
+  std::uint32_t patterns = 1;
+  for (const std::uint8_t count : counts) {
+    patterns *= 2;
+    if (count >= patterns) {
+      return false;
+    }
+    patterns -= count;
+  }
+  const ByteView symbols = rest.subspan(17, std::min(length, rest.size()) - 17);
+  const bool isDC = (rest[0] >> 4U) == 0;
+  return canBeHuffmanCode(counts) && (!isDC || std::all_of(symbols.begin(), symbols.end(),
+                                                           [](auto size) { return size <= 16; }));
 }
 
 /// Positions before a scan from which segment after segment leads to it.

@@ -77,7 +77,67 @@ TEST(StrayMarkers, becomeWhatTheyWere) {
     rubble[at] = 0xFF;
     rubble[at + 1] = 0xF7;
   }
-  EXPECT_EQ(diagnose(rubble), Diagnosis::healthy) << "too many to be markers";
+  EXPECT_EQ(diagnose(rubble), Diagnosis::truncated);
+  EXPECT_LT(repair(rubble, std::nullopt).bytes.size(), scanOf(rubble) + 60) << "nothing to follow";
+}
+
+TEST(ForeignData, goesAndTheRowsInFrontOfItStay) {
+  const Bytes other = makePhoto({.width = 400, .height = 300, .variant = 9});
+  const Bytes tails[] = {other, joined({other, {7}}), Bytes(other.begin(), other.end() - 500),
+                         wiped(Bytes(9000), 8999, 4), markerNoise(9000, 3)};
+  for (const bool progressive : {false, true}) {
+    for (const unsigned interval : {0U, 5U}) {
+      const Bytes photo = makePhoto(
+          {.width = 400, .height = 300, .progressive = progressive, .restartInterval = interval});
+      const auto half = photo.begin() + static_cast<std::ptrdiff_t>(photo.size() / 2);
+      for (const Bytes& tail : tails) {
+        SCOPED_TRACE(std::to_string(&tail - tails) + " " + std::to_string(interval));
+        const Bytes damaged = joined({Bytes(photo.begin(), half), tail});
+        EXPECT_EQ(diagnose(damaged), Diagnosis::truncated);
+        const Repaired repaired = repair(damaged, std::nullopt);
+        EXPECT_EQ(repaired.result, (Result{Fix::closedEnd, 400, 300, {}, true}));
+        const Coefficients found = readCoefficients(repaired.bytes);
+        ASSERT_FALSE(found.planes.empty()) << "does not open";
+        EXPECT_GE(equalTopShare(found, readCoefficients(photo)), progressive ? 0 : 0.35);
+      }
+    }
+  }
+}
+
+TEST(ForeignData, isNotTakenForThePhotoThatLostItsHeader) {
+  const Bytes photo = makePhoto({.width = 400, .height = 300});
+  const auto half = photo.begin() + static_cast<std::ptrdiff_t>(photo.size() / 2);
+  const Bytes headless = wiped(Bytes(photo.begin(), half), scanOf(photo), 7);
+  const Bytes damaged = joined({headless, makePhoto({.width = 640, .height = 480})});
+  const Repaired repaired = repair(damaged, makePhoto({.width = 400, .height = 300, .variant = 1}));
+  EXPECT_EQ(repaired.result.width, 400);
+  EXPECT_TRUE(repaired.result.incomplete);
+  EXPECT_GE(equalTopShare(readCoefficients(repaired.bytes), readCoefficients(photo)), 0.35);
+}
+
+TEST(Noise, costsNoMoreThanItCovers) {
+  for (const unsigned interval : {5U, 50U}) {
+    const Bytes photo = makePhoto({.width = 800, .height = 600, .restartInterval = interval});
+    const auto half = static_cast<std::ptrdiff_t>(photo.size() / 2);
+    const Coefficients whole = readCoefficients(photo);
+    for (const unsigned seed : {1U, 2U, 3U}) {
+      SCOPED_TRACE(std::to_string(interval) + " " + std::to_string(seed));
+      const Bytes noise = wiped(Bytes(4096), 4096, seed);
+      Bytes damaged = photo;
+      std::copy(noise.begin(), noise.end(), damaged.begin() + half);
+      const Repaired repaired = repair(damaged, std::nullopt);
+      EXPECT_EQ(repaired.result, (Result{Fix::closedEnd, 800, 600, {}, true}));
+      const Coefficients found = readCoefficients(repaired.bytes);
+      ASSERT_EQ(found.planes.size(), whole.planes.size());
+      EXPECT_GE(equalTopShare(found, whole), 0.45);
+      for (std::size_t k = 0; k < found.planes.size(); ++k) {
+        const auto& a = found.planes[k].values;
+        const auto& b = whole.planes[k].values;
+        const auto bottom = static_cast<std::ptrdiff_t>(a.size() * 3 / 5);
+        EXPECT_TRUE(std::equal(a.begin() + bottom, a.end(), b.begin() + bottom, b.end())) << k;
+      }
+    }
+  }
 }
 
 TEST(ClosedEnd, dropsZerosAndHalfAMarker) {

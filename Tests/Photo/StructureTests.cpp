@@ -212,12 +212,24 @@ TEST(Diagnosis, tellsHealthyCutHeadlessAndNoJPEGApart) {
   };
   const Bytes notes = segment(0xE1, joined({{1, 2}, sibling, {0}}));
   const Bytes withNotes = joined({soi, notes, Bytes(photo.begin() + 2, photo.end())});
+  const auto with = [&](std::uint8_t marker, std::size_t at, std::uint8_t value) {
+    Bytes changed = photo;
+    const Header header = parseHeader(photo).value();
+    for (const Segment& part : header.segments) {
+      if (part.marker == marker) changed[part.offset + at] = value;
+    }
+    return changed;
+  };
   struct Row {
     const char* label;
     Bytes bytes;
     Diagnosis expected;
   };
   const std::vector<Row> rows{
+      {"no such precision", with(0xC0, 4, 9), Diagnosis::damagedHeader},
+      {"no such sampling", with(0xC0, 11, 0x52), Diagnosis::damagedHeader},
+      {"no such component", with(0xC0, 10, 0x52), Diagnosis::damagedHeader},
+      {"no Huffman code", with(0xC4, 5, 2), Diagnosis::damagedHeader},
       {"healthy", photo, Diagnosis::healthy},
       {"zeros behind", joined({photo, zeros(4096)}), Diagnosis::healthy},
       {"maker's data behind", joined({photo, Bytes(28, 0x11)}), Diagnosis::healthy},
@@ -236,6 +248,10 @@ TEST(Diagnosis, tellsHealthyCutHeadlessAndNoJPEGApart) {
       {"cut in the header", cut(photo.size() - 200), Diagnosis::notJPEG},
       {"progressive", makePhoto({.progressive = true}), Diagnosis::healthy},
       {"arithmetic", makePhoto({.arithmetic = true}), Diagnosis::healthy},
+      {"lossless",
+       joined({soi, grayFrame(16, 16, 0, 0xC3), huffmanTable(0), segment(0xDA, {1, 1, 0, 1, 0, 0}),
+               Bytes(99, 0x55), eoi}),
+       Diagnosis::healthy},
       {"three scans", makePhoto({.optimizedTables = true, .separateScans = true}),
        Diagnosis::healthy},
   };
