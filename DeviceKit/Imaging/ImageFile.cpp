@@ -39,6 +39,16 @@ bool isThere(const fs::path& path) {
   return ::lstat(path.c_str(), &status) == 0;
 }
 
+// As open, made again when a signal interrupts it.
+int openPatiently(const fs::path& path, int flags) {
+  constexpr mode_t readAndWrite = 0666;
+  int descriptor = -1;
+  do {
+    descriptor = ::open(path.c_str(), flags, readAndWrite);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
 bool isZeros(std::span<const std::uint8_t> bytes) {
   return bytes.front() == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
 }
@@ -94,7 +104,7 @@ ImageFile::ImageFile(fs::path file, std::uint64_t size)
 // The map comes first: an image without one would be nobody's.
 void ImageFile::start() {
   writeMap();
-  image_.reset(::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  image_.reset(openPatiently(path_, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC));
   if (!image_ && errno == EEXIST) {
     throw ImageError::inUse(file_);
   }
@@ -114,7 +124,7 @@ void ImageFile::start() {
 
 void ImageFile::resume(const fs::path& existing) {
   path_ = existing;
-  image_.reset(::open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  image_.reset(openPatiently(path_, O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!image_) {
     throw DeviceError::writeFailed(path_.string(), errno);
   }

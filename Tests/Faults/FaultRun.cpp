@@ -99,9 +99,11 @@ std::string FaultRuns::complaint(const Fault& fault) const {
 }
 
 std::string FaultRuns::complaintAboutFiles(const fs::path& results, bool mayLeaveHidden) const {
-  for (const auto& [name, bytes] : filesIn(results)) {
+  const auto files = filesIn(results);
+  for (const auto& [name, bytes] : files) {
     const auto known = expected_.find(name);
-    if (isUnfinishedImage(name)) continue;
+    // An image beside its map says itself what of it could not be read.
+    if (isUnfinishedImage(name) || files.contains(name + ".map")) continue;
     if (known == expected_.end()) {
       if (!mayLeaveHidden || !name.starts_with(".")) return "left " + name;
     } else if (known->second != bytes) {
