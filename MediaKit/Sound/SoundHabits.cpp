@@ -2,6 +2,7 @@
 #include "MediaKit/Sound/SoundHabits.h"
 
 #include <algorithm>
+#include <array>
 #include <bitset>
 #include <cmath>
 #include <limits>
@@ -14,6 +15,7 @@ namespace {
 
 constexpr std::uint64_t mostSamples = 2000;
 constexpr std::size_t longestRepeated = 16;
+constexpr int gainSlack = 16;
 
 // How surprising it is that other data has only what the reference has, of so many values.
 double habitBits(std::uint64_t known, unsigned values) {
@@ -35,9 +37,12 @@ class Learner {
   std::optional<SoundHabits> result();
 
  private:
+  std::uint8_t firstElementsSeen(std::uint64_t times) const;
+
   BlockWalk walk_;
   SoundHabits habits_;
   std::map<ElementPattern, std::uint64_t> patterns_;
+  std::array<std::uint64_t, 8> firstElements_{};
   std::map<std::vector<std::uint8_t>, std::uint64_t> shortBlocks_;
   std::uint64_t looked_ = 0;
   std::uint64_t walked_ = 0;
@@ -58,8 +63,16 @@ void Learner::look(const std::vector<std::uint8_t>& sample) {
   habits_.largest = std::max(habits_.largest, block->size);
   habits_.traits.add(block->traits);
   habits_.rules.paddingIsZero = habits_.rules.paddingIsZero && block->isPaddedWithZeros;
-  habits_.rules.firstElements = static_cast<std::uint8_t>(
-      habits_.rules.firstElements | (1U << static_cast<unsigned>(block->firstElement)));
+  ++firstElements_.at(static_cast<std::size_t>(block->firstElement));
+}
+
+// Bit n: elements of kind n began more than `times` blocks.
+std::uint8_t Learner::firstElementsSeen(std::uint64_t times) const {
+  unsigned seen = 0;
+  for (unsigned kind = 0; kind < firstElements_.size(); ++kind) {
+    seen |= firstElements_.at(kind) > times ? 1U << kind : 0U;
+  }
+  return static_cast<std::uint8_t>(seen);
 }
 
 std::optional<SoundHabits> Learner::result() {
@@ -67,6 +80,8 @@ std::optional<SoundHabits> Learner::result() {
   if (walked_ == 0 || walked_ + 2 + looked_ / 100 < looked_) {
     return std::nullopt;
   }
+  habits_.rules.firstElements = firstElementsSeen(0);
+  habits_.usualFirstElements = firstElementsSeen(walked_ / 50);
   std::uint64_t most = 0;
   for (const auto& [pattern, count] : patterns_) {
     habits_.rules.patterns.push_back(pattern);
@@ -99,7 +114,6 @@ double SoundHabits::evidence(const RawBlock& block, std::span<const std::uint8_t
   // A block of silence is so short that counters and flags of other data can read as one, though
   // not as the very one that this encoder writes.
   constexpr double perByte = 2;
-  constexpr int gainSlack = 16;
   const BlockTraits& own = block.traits;
   double bits = walks + (own.longBands != 0 ? habitBits(traits.longBands, 50)
                                             : habitBits(traits.shortBands, 15));
@@ -115,6 +129,29 @@ double SoundHabits::evidence(const RawBlock& block, std::span<const std::uint8_t
     return std::equal(known.begin(), known.end(), bytes.begin(), bytes.end());
   });
   return isRepeated ? bits : std::min(bits, perByte * block.size);
+}
+
+bool SoundHabits::mayBeginAs(std::uint32_t first) const {
+  const auto kind = static_cast<BlockElement>(first >> 29U);
+  if (kind != BlockElement::singleChannel && kind != BlockElement::lowFrequency &&
+      kind != BlockElement::channelPair) {
+    return true;
+  }
+  // Behind kind and tag: a pair's flag for a common window, else a gain; then the window.
+  const bool isPair = kind == BlockElement::channelPair;
+  const bool isCommon = isPair && ((first >> 24U) & 1U) != 0;
+  const std::uint32_t atGain = first << (isPair ? 8U : 7U);
+  const int gain = static_cast<int>(atGain >> 24U);
+  if (!isCommon &&
+      (gain + gainSlack < traits.lowestGain || gain > traits.highestGain + gainSlack)) {
+    return false;
+  }
+  const std::uint32_t window = isCommon ? atGain : atGain << 8U;
+  const bool isReserved = window >> 31U != 0;
+  constexpr std::uint32_t eightShort = 2;
+  const bool isShort = ((window >> 29U) & 3U) == eightShort;
+  const std::uint32_t bands = isShort ? (window >> 24U) & 15U : (window >> 22U) & 63U;
+  return !isReserved && (((isShort ? traits.shortBands : traits.longBands) >> bands) & 1U) != 0;
 }
 
 std::optional<SoundHabits> SoundHabits::learn(const Track& track, const ByteSource& source) {

@@ -17,6 +17,9 @@ constexpr double whereDue = 4;
 constexpr double endsAtEdge = 10;
 constexpr double enough = 14;
 constexpr double beyondQuestion = 24;
+/// Further than this from a picture, and from sound that was found, a block proves little by
+/// itself.
+constexpr std::uint64_t nearby = std::uint64_t{64} << 10U;
 
 // A position costs a few bits of walking where nothing is, a few hundred where sound is; only data
 // made for it costs more.
@@ -37,6 +40,12 @@ std::size_t zerosAtStart(std::span<const std::uint8_t> bytes) {
     ++count;
   }
   return count;
+}
+
+/// What of a stretch is far from both of its ends.
+ByteRange farFrom(std::uint64_t lower, std::uint64_t upper) {
+  const bool hasMiddle = upper - lower > 2 * nearby;
+  return hasMiddle ? ByteRange{lower + nearby, upper - nearby} : ByteRange{};
 }
 
 }  // namespace
@@ -62,26 +71,39 @@ BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
       bitsAllowed_(bitsAtLeast) {
   for (unsigned byte = 0; byte < starts_.size(); ++byte) {
     starts_.at(byte) = walk_.mayStartWith(static_cast<std::uint8_t>(byte));
+    usualStarts_.at(byte) =
+        starts_.at(byte) && ((habits_.usualFirstElements >> (byte >> 5U)) & 1U) != 0;
   }
 }
 
-// The first position from `at` on whose byte a block may start with; `end` when there is none.
-std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end) {
+// The first position from `at` on at which a block may start; `end` when there is none. Within
+// `far` only such as begin like this camera's are worth a walk.
+std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end, const ByteRange& far) {
   while (at < end) {
+    const bool isFar = at >= far.lower && at < far.upper;
+    const std::uint64_t to = isFar ? far.upper : at < far.lower ? std::min(end, far.lower) : end;
     const auto held = window_.at(at, tooManyZeros);
     const auto bytes =
-        held.first(static_cast<std::size_t>(std::min<std::uint64_t>(held.size(), end - at)));
-    if (bytes.empty()) {
+        held.first(static_cast<std::size_t>(std::min<std::uint64_t>(held.size(), to - at)));
+    if (held.empty()) {
       break;
     }
-    if (const std::size_t zeros = zerosAtStart(bytes); zeros >= tooManyZeros) {
-      at += zeros - (tooManyZeros - 1);
+    const auto& starts = isFar ? usualStarts_ : starts_;
+    const auto start =
+        std::find_if(bytes.begin(), bytes.end(), [&](std::uint8_t byte) { return starts[byte]; });
+    const auto passed = static_cast<std::size_t>(start - bytes.begin());
+    at += passed;
+    if (start == bytes.end()) {
       continue;
     }
-    const auto found =
-        std::find_if(bytes.begin(), bytes.end(), [&](std::uint8_t byte) { return starts_[byte]; });
-    at += static_cast<std::uint64_t>(found - bytes.begin());
-    if (found != bytes.end()) {
+    const auto rest = held.subspan(passed);
+    const std::size_t zeros = *start == 0 ? zerosAtStart(rest) : 0;
+    if (zeros >= tooManyZeros) {
+      at += zeros - (tooManyZeros - 1);
+    } else if (isFar && rest.size() >= 4 &&
+               !habits_.mayBeginAs(bigEndian<std::uint32_t>(rest, 0))) {
+      ++at;
+    } else {
       break;
     }
   }
@@ -146,8 +168,8 @@ BlockChain BlockSearch::withBestStart(BlockChain chain) {
   const std::uint64_t end = chain.from + chain.sizes.front();
   double best = evidenceAt(chain.from, end);
   const double rest = chain.bits - best;
-  for (std::uint64_t at = nextStart(chain.from + 1, end); at < end && bitsLooked_ < bitsAllowed_;
-       at = nextStart(at + 1, end)) {
+  for (std::uint64_t at = nextStart(chain.from + 1, end, {});
+       at < end && bitsLooked_ < bitsAllowed_; at = nextStart(at + 1, end, {})) {
     if (const double bits = evidenceAt(at, end); bits >= best) {
       best = bits;
       chain.from = at;
@@ -165,8 +187,8 @@ BlockChain BlockSearch::withBlocksAhead(BlockChain chain, std::uint64_t searched
   while (chain.from > searchedFrom && bitsLooked_ < bitsAllowed_) {
     const std::uint64_t first = std::max(searchedFrom, chain.from - std::min(chain.from, reach));
     BlockChain ahead{first, {}, chain.from, 0, {}};
-    for (std::uint64_t at = nextStart(first, chain.from); at < chain.from;
-         at = nextStart(at + 1, chain.from)) {
+    for (std::uint64_t at = nextStart(first, chain.from, {}); at < chain.from;
+         at = nextStart(at + 1, chain.from, {})) {
       if (const double bits = evidenceAt(at, chain.from); bits > 0 && bits >= ahead.bits) {
         ahead.bits = bits;
         ahead.from = at;
@@ -201,7 +223,7 @@ std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end
   bitsAllowed_ += stretch.length() * bitsPerByte;
   std::uint64_t searchedFrom = stretch.lower;
   for (std::uint64_t at = stretch.lower; at < stretch.upper && bitsLooked_ < bitsAllowed_;) {
-    at = nextStart(at, stretch.upper);
+    at = nextStart(at, stretch.upper, farFrom(searchedFrom, stretch.upper));
     if (at == stretch.upper) {
       break;
     }

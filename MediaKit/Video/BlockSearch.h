@@ -54,7 +54,7 @@ class BlockSearch {
   std::vector<BlockChain> in(const ByteRange& stretch, StretchEnd end, const TornPictures& torn);
 
  private:
-  std::uint64_t nextStart(std::uint64_t at, std::uint64_t end);
+  std::uint64_t nextStart(std::uint64_t at, std::uint64_t end, const ByteRange& far);
   BlockChain chainAt(std::uint64_t at, std::uint64_t end);
   double evidenceAt(std::uint64_t at, std::uint64_t end);
   BlockChain withBestStart(BlockChain chain);
@@ -71,6 +71,7 @@ class BlockSearch {
   BlockWalk walk_;
   MediaWindow window_;
   std::array<bool, 256> starts_{};
+  std::array<bool, 256> usualStarts_{};
   std::uint64_t bitsLooked_ = 0;
   std::uint64_t bitsAllowed_;
 };
