@@ -41,8 +41,8 @@ double SoundTexture::smallestStep(std::span<const std::uint8_t> block) const {
   for (std::size_t byte = 0; byte < std::min(size, steps); ++byte) {
     std::uint64_t sum = 0;
     for (std::size_t i = byte; i < row; i += size) sum += columns[i];
-    const auto count = static_cast<double>((steps - byte + size - 1) / size);
-    smallest = std::min(smallest, static_cast<double>(sum) / count);
+    const std::size_t count = (steps - byte + size - 1) / size;
+    smallest = std::min(smallest, static_cast<double>(sum) / static_cast<double>(count));
   }
   return smallest;
 }

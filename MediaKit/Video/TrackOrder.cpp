@@ -89,10 +89,11 @@ std::vector<TrackOrder::Order> TrackOrder::possible(std::size_t blocks, Anchor a
 }
 
 std::vector<std::optional<std::size_t>> TrackOrder::tell(std::size_t blocks, Anchor anchor) const {
-  if (tracks_ < 2) {
-    return std::vector<std::optional<std::size_t>>(blocks, 0);
-  }
   std::vector<std::optional<std::size_t>> told(blocks);
+  if (tracks_ < 2) {
+    std::fill(told.begin(), told.end(), 0);
+    return told;
+  }
   const std::vector<Order> orders =
       anchor == Anchor::neither ? std::vector<Order>{} : possible(blocks, anchor);
   std::set<std::uint8_t> doubtful = doubtful_;
