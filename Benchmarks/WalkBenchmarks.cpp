@@ -67,8 +67,8 @@ const Layout* orNull(const std::optional<Layout>& layout) {
 /// A stretch between two clips.
 class Between final : public ByteSource {
  public:
-  Between(const ByteSource& clip, const MemorySource& stretch)
-      : clip_(clip), stretch_(stretch), behind_(clip.size() + stretch.size()) {}
+  Between(const ByteSource& clip, const MemorySource& middle)
+      : clip_(clip), middle_(middle), behind_(clip.size() + middle.size()) {}
 
   std::uint64_t size() const override { return behind_ + clip_.size(); }
   std::string descriptionForReport() const override { return "a stretch between clips"; }
@@ -80,7 +80,7 @@ class Between final : public ByteSource {
       const auto rest = into.subspan(done);
       const bool inside = at >= clip_.size() && at < behind_;
       const std::uint64_t start = at < clip_.size() ? 0 : inside ? clip_.size() : behind_;
-      const ByteSource& from = inside ? static_cast<const ByteSource&>(stretch_) : clip_;
+      const ByteSource& from = inside ? static_cast<const ByteSource&>(middle_) : clip_;
       done += from.readInto(at - start, rest);
     }
     return done;
@@ -88,7 +88,7 @@ class Between final : public ByteSource {
 
  private:
   const ByteSource& clip_;
-  const MemorySource& stretch_;
+  const MemorySource& middle_;
   std::uint64_t behind_;
 };
 

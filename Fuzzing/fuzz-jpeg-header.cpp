@@ -33,8 +33,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(check.unitsDecoded <= check.unitsExpected);
   const Diagnosis diagnosis = diagnose(bytes);
   require(diagnosis == Diagnosis::damagedHeader || !needsReference(bytes));
-  const auto header = parseHeader(bytes);
-  const bool isBroken = header && !findStrayMarkers(bytes, *header).empty();
-  require(!hasEnd(bytes) || isBroken || diagnosis != Diagnosis::truncated);
+  if (const auto header = parseHeader(bytes)) {
+    const OwnData own =
+        findOwnData(bytes, header->frame(), {.sos = header->sos, .scanStart = header->scanStart});
+    require(own.end <= size);
+    for (const std::size_t stray : own.strays) require(stray + 1 < size);
+    // What has its end is cut short only where other data stands in it.
+    const bool isBroken = !own.strays.empty() || !own.ended;
+    require(!hasEnd(bytes) || isBroken || diagnosis != Diagnosis::truncated);
+  }
   return 0;
 }
