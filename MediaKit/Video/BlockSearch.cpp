@@ -187,8 +187,8 @@ BlockChain BlockSearch::withBlocksAhead(BlockChain chain, std::uint64_t searched
   while (chain.from > searchedFrom && bitsLooked_ < bitsAllowed_) {
     const std::uint64_t first = std::max(searchedFrom, chain.from - std::min(chain.from, reach));
     BlockChain ahead{first, {}, chain.from, 0, {}};
-    for (std::uint64_t at = nextStart(first, chain.from, {}); at < chain.from;
-         at = nextStart(at + 1, chain.from, {})) {
+    for (std::uint64_t at = nextStart(first, chain.from, {});
+         at < chain.from && bitsLooked_ < bitsAllowed_; at = nextStart(at + 1, chain.from, {})) {
       if (const double bits = evidenceAt(at, chain.from); bits > 0 && bits >= ahead.bits) {
         ahead.bits = bits;
         ahead.from = at;
