@@ -5,7 +5,9 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
+#include <ctime>
 #include <iostream>
+#include <utility>
 
 #include "ModelTests.h"
 
@@ -64,6 +66,13 @@ void fillCard(const fs::path& card, const std::vector<fs::path>& kinds) {
   }
 }
 
+// Processor time of the thread that calls, which does not count what else the machine does.
+std::int64_t ownMilliseconds() {
+  timespec time{};
+  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return time.tv_sec * 1000 + time.tv_nsec / 1'000'000;
+}
+
 TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
   const fs::path card = folder / "card";
   fillCard(card, {good, goodPhoto, good, goodPhoto, cut, good, goodPhoto, good, noIndex, raw});
@@ -77,13 +86,14 @@ TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
   int steps = 0;
   QObject::connect(model.get(), &RepairModel::changed,
                    [&] { steps += model->step() + static_cast<int>(model->stepStatus().size()); });
-  QElapsedTimer sinceTick;
-  qint64 longest = 0;
+  std::int64_t longest = 0;
+  std::int64_t lastTick = ownMilliseconds();
   QTimer ticks;
-  QObject::connect(&ticks, &QTimer::timeout,
-                   [&] { longest = std::max(longest, sinceTick.restart()); });
+  QObject::connect(&ticks, &QTimer::timeout, [&] {
+    const std::int64_t now = ownMilliseconds();
+    longest = std::max(longest, now - std::exchange(lastTick, now));
+  });
   ticks.start(1);
-  sinceTick.start();
   QElapsedTimer whole;
   whole.start();
   QEventLoop loop;
@@ -95,7 +105,7 @@ TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
   loop.exec();
   rusage usage{};
   ::getrusage(RUSAGE_SELF, &usage);
-  std::cout << "main thread blocked for at most " << longest << " ms, " << whole.elapsed()
+  std::cout << "main thread at work for at most " << longest << " ms, " << whole.elapsed()
             << " ms in all, peak memory " << usage.ru_maxrss / 1024 << " MB\n";
 
   EXPECT_EQ(model->clips().size(), 500U);
@@ -104,8 +114,8 @@ TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
   EXPECT_EQ(ends["preview"], 150);
   EXPECT_EQ(ends["healthy"], isRoot ? 350 : 349);
   EXPECT_EQ(ends["failed"], isRoot ? 0 : 1);
-  // 14 to 30 ms where nothing else runs and nothing is instrumented; work that strays onto this
-  // thread takes the second that the whole takes.
+  // Some 6 ms where nothing is instrumented; work that strays onto this thread takes most of the
+  // second that the whole takes.
   EXPECT_LT(longest, 300);
   EXPECT_LT(usage.ru_maxrss / 1024, 400);
 }

