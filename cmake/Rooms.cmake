@@ -15,7 +15,7 @@ endif()
 add_library(tallowmark_warnings INTERFACE)
 target_compile_options(tallowmark_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-  -Wold-style-cast -Woverloaded-virtual -Werror
+  -Wold-style-cast -Woverloaded-virtual -Wzero-as-null-pointer-constant -Werror
   # Designated initialisers leave fields at their defaults on purpose.
   -Wno-missing-field-initializers)
 
@@ -37,6 +37,13 @@ if(TALLOWMARK_SANITIZE)
   add_compile_options(-fsanitize=${TALLOWMARK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${TALLOWMARK_SANITIZE})
 endif()
+
+# For a folder in which sanitized tests spend little time and the compiler much.
+macro(tallowmark_compile_quickly)
+  if(TALLOWMARK_SANITIZE)
+    add_compile_options(-O0)
+  endif()
+endmacro()
 
 # tallowmark_room(NAME FOLDER SOURCES … ROOMS … LIBRARIES …)
 # FOLDER is relative to the source tree (MediaKit/Container); ROOMS are published on, LIBRARIES stay

@@ -154,7 +154,7 @@ void* allocate(std::size_t size) {
 extern "C" {
 
 // How the C library calls what calls main.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
+// NOLINTNEXTLINE(readability-identifier-naming)
 int __libc_start_main(Main main, int count, char** arguments, void (*init)(), void (*fini)(),
                       void (*loaderFini)(), void* stackEnd) {
   programsMain = main;
