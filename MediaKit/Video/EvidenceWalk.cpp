@@ -67,6 +67,7 @@ class Walker {
   bool mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom);
   bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
   bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);
+  std::optional<FoundFrame> firstBehind(const FoundFrame& frame, std::uint64_t reach);
   double follower(const FoundFrame& frame);
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
@@ -93,6 +94,8 @@ class Walker {
   /// What the last search passed whose heads can be read, though it is not believed as a whole.
   TornPictures torn_;
   SideCollector side_;
+  /// Bytes that were searched behind candidates, over which the search itself may go once more.
+  std::uint64_t lookedBehind_ = 0;
   std::uint64_t links_ = 0;
   std::uint64_t brokenLinks_ = 0;
 };
@@ -162,6 +165,21 @@ bool Walker::breaksOff(const FoundFrame& frame) {
   return breaks && brokenLinks_ <= 4 + links_ / 8;
 }
 
+// The first candidate within `reach` bytes behind a frame that none stands right behind. Looks
+// there without reading what the frame holds, as long as looks do not make up for most of the
+// reading: a stretch full of candidates is gone through once, in order.
+std::optional<FoundFrame> Walker::firstBehind(const FoundFrame& frame, std::uint64_t reach) {
+  const std::uint64_t from = frame.end() + 1;
+  const std::uint64_t to = frame.end() + reach;
+  if (lookedBehind_ + reach > lookAhead + (frame.offset - start_) / 2) {
+    const FoundFrame* next = candidates_.next(from, to);
+    return next != nullptr ? std::optional(*next) : std::nullopt;
+  }
+  auto next = finder_.search(from, to);
+  lookedBehind_ += (next ? next->offset : to) - frame.end();
+  return next;
+}
+
 // What stands behind a frame: another one that continues it, or what the reference has there. A
 // frame further on proves nothing by being there; that its distance and its counters fit does.
 double Walker::follower(const FoundFrame& frame) {
@@ -174,7 +192,7 @@ double Walker::follower(const FoundFrame& frame) {
   }
   double bits = evidence_.followerBits(finder_.bytesAt(frame.end(), 4));
   const std::uint64_t reach = std::min(lookAhead, evidence_.largestGap() + 1);
-  if (const FoundFrame* next = candidates_.next(frame.end() + 1, frame.end() + reach)) {
+  if (const auto next = firstBehind(frame, reach)) {
     const double gap = evidence_.gapBits(next->offset - frame.end());
     bits += gap > 0 ? gap + evidence_.successionBits(frame.slice, next->slice) : 0;
   }
@@ -272,9 +290,7 @@ std::optional<FoundFrame> Walker::successor(const FoundFrame& frame) {
   if (const auto next = finder_.maybeFrameAt(frame.end())) {
     return next;
   }
-  const FoundFrame* next =
-      candidates_.next(frame.end() + 1, frame.end() + evidence_.largestGap() * 2 + 1);
-  return next != nullptr ? std::optional(*next) : std::nullopt;
+  return firstBehind(frame, evidence_.largestGap() * 2 + 1);
 }
 
 // Frames of kinds that the reference lacks are believed across a gap as the camera leaves them:
