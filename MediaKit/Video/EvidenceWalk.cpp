@@ -169,6 +169,7 @@ bool Walker::breaksOff(const FoundFrame& frame) {
 // there without reading what the frame holds, as long as looks do not make up for most of the
 // reading: a stretch full of candidates is gone through once, in order.
 std::optional<FoundFrame> Walker::firstBehind(const FoundFrame& frame, std::uint64_t reach) {
+  reach = std::min(reach, end_);
   const std::uint64_t from = frame.end() + 1;
   const std::uint64_t to = frame.end() + reach;
   if (lookedBehind_ + reach > lookAhead + (frame.offset - start_) / 2) {
