@@ -87,13 +87,17 @@ TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
   QObject::connect(model.get(), &RepairModel::changed,
                    [&] { steps += model->step() + static_cast<int>(model->stepStatus().size()); });
   std::int64_t longest = 0;
+  std::int64_t longestByClock = 0;
   std::int64_t lastTick = ownMilliseconds();
+  QElapsedTimer sinceTick;
   QTimer ticks;
   QObject::connect(&ticks, &QTimer::timeout, [&] {
     const std::int64_t now = ownMilliseconds();
     longest = std::max(longest, now - std::exchange(lastTick, now));
+    longestByClock = std::max<std::int64_t>(longestByClock, sinceTick.restart());
   });
   ticks.start(1);
+  sinceTick.start();
   QElapsedTimer whole;
   whole.start();
   QEventLoop loop;
@@ -103,10 +107,12 @@ TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
   QObject::connect(model.get(), &RepairModel::changed, &loop, quitWhenIdle, Qt::QueuedConnection);
   model->add({card, card / "level0", card / "." / "GX010001_0.MOV"});
   loop.exec();
+  const std::int64_t elapsed = whole.elapsed();
   rusage usage{};
   ::getrusage(RUSAGE_SELF, &usage);
-  std::cout << "main thread at work for at most " << longest << " ms, " << whole.elapsed()
-            << " ms in all, peak memory " << usage.ru_maxrss / 1024 << " MB\n";
+  std::cout << "main thread at work for at most " << longest << " ms, blocked for "
+            << longestByClock << " ms, " << elapsed << " ms in all, peak memory "
+            << usage.ru_maxrss / 1024 << " MB\n";
 
   EXPECT_EQ(model->clips().size(), 500U);
   std::map<std::string, int> ends;
@@ -114,9 +120,10 @@ TEST_F(AddingTests, stayResponsiveWhileAWholeCardIsDropped) {
   EXPECT_EQ(ends["preview"], 150);
   EXPECT_EQ(ends["healthy"], isRoot ? 350 : 349);
   EXPECT_EQ(ends["failed"], isRoot ? 0 : 1);
-  // Some 6 ms where nothing is instrumented; work that strays onto this thread takes most of the
-  // second that the whole takes.
+  // Some 6 ms where nothing is instrumented, and much more where work strays onto this thread.
   EXPECT_LT(longest, 300);
+  // Nor does it wait for others' work: a machine that is slow is so for the whole.
+  EXPECT_LT(longestByClock, std::max<std::int64_t>(300, elapsed / 2));
   EXPECT_LT(usage.ru_maxrss / 1024, 400);
 }
 
