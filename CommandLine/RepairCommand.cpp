@@ -70,7 +70,7 @@ class Repairer {
     const Item& damaged = plan_.items[item];
     const DamagedFile file{damaged.path, *damaged.kind, reference, nullptr, depth_};
     SavedCopy saved =
-        saveRepairedCopy(file, folder_, images_, progress, stop, openFile, picturesDecode);
+        saveRepairedCopy(file, folder_, images_, progress, stop, openFile, decodePictures);
     outcome.output = std::move(saved.path);
     outcome.facts = std::move(saved.facts);
   }

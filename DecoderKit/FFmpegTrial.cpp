@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <string_view>
+#include <utility>
 
 #include "DeviceKit/ChildProcess.h"
 
@@ -15,13 +16,31 @@ namespace {
 constexpr ToolLimits limits{std::chrono::seconds(20), std::size_t{1} << 20U,
                             Confinement{std::uint64_t{2} << 30U, 0}};
 
-// 16 × 16 pixels of 4:2:0.
-constexpr std::size_t cornerBytes = 384;
-
 // The corner that is decoded last. A decoder of HEVC that loses its way says nothing and leaves the
-// rest of its buffer as it was: all zeros, a colour that no camera can record.
-bool isUntouched(std::string_view corner) {
-  return std::all_of(corner.begin(), corner.end(), [](char byte) { return byte == 0; });
+// rest of its buffer as it was: all zeros, a colour that no camera can record. Their sum is zero.
+constexpr std::string_view corner = "crop=16:16:iw-16:ih-16,format=yuv420p";
+constexpr std::string_view cornerStream = "1";
+constexpr std::string_view sumOfZeros = "0x00000000";
+
+// One line of the sums: the stream's number, three times, the size and the sum, between commas.
+bool isUntouchedCorner(std::string_view line) {
+  const std::size_t sumAt = line.find("0x");
+  return line.substr(0, line.find(',')) == cornerStream && sumAt != std::string_view::npos &&
+         line.substr(sumAt, sumOfZeros.size()) == sumOfZeros;
+}
+
+// Whether there is a picture and every one is painted to its last corner.
+bool areAllPainted(std::string_view sums) {
+  bool any = false;
+  while (!sums.empty()) {
+    const std::string_view line = sums.substr(0, sums.find('\n'));
+    sums.remove_prefix(std::min(sums.size(), line.size() + 1));
+    if (isUntouchedCorner(line)) {
+      return false;
+    }
+    any = any || !line.starts_with('#');
+  }
+  return any;
 }
 
 bool hasFFmpeg() {
@@ -47,31 +66,30 @@ std::vector<std::string> trialCommand(const std::filesystem::path& clip) {
           "mov",
           "-i",
           "file:" + clip.string(),
+          "-filter_complex",
+          "[0:v:0]split[whole][all];[all]" + std::string(corner) + "[corner]",
           "-map",
-          "0:v:0",
-          "-vf",
-          "crop=16:16:iw-16:ih-16,format=yuv420p",
+          "[whole]",
+          "-map",
+          "[corner]",
           "-f",
-          "rawvideo",
+          "framecrc",
           "pipe:1"};
 }
 
 }  // namespace
 
-std::optional<bool> picturesDecode(const std::filesystem::path& clip, const StopToken& stop) {
+std::optional<DecodedPictures> decodePictures(const std::filesystem::path& clip,
+                                              const StopToken& stop) {
   if (!hasFFmpeg()) {
     return std::nullopt;
   }
-  const ToolRun run = runTool(trialCommand(clip), limits, stop);
+  ToolRun run = runTool(trialCommand(clip), limits, stop);
   if (run.end != ToolRun::End::well && run.end != ToolRun::End::badly) {
     return std::nullopt;
   }
-  const std::string_view corners = run.output;
-  bool whole = run.end == ToolRun::End::well && !corners.empty();
-  for (std::size_t at = 0; at < corners.size(); at += cornerBytes) {
-    whole = whole && !isUntouched(corners.substr(at, cornerBytes));
-  }
-  return whole;
+  const bool whole = run.end == ToolRun::End::well && areAllPainted(run.output);
+  return DecodedPictures{whole, std::move(run.output)};
 }
 
 }  // namespace tallowmark

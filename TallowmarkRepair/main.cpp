@@ -31,7 +31,7 @@ tallowmark::Surroundings surroundings(const tallowmark::StartupValues& startup) 
                         double seconds, const tallowmark::StopToken& stop) {
     return exporter.makePreview(clip, preview, seconds, stop);
   };
-  found.trial = tallowmark::picturesDecode;
+  found.decoder = tallowmark::decodePictures;
   found.select = startup.select;
   return found;
 }

@@ -67,7 +67,7 @@ bool makeClipPreview(const PreviewFiles& files, const std::function<void(FileSin
 RepairPreview previewClip(const DamagedFile& clip, const PreviewFiles& files,
                           const ClipPreviewer& previewer, const Progress& progress,
                           const StopToken& stop, const FileOpener& open,
-                          const PictureTrial& trial) {
+                          const PictureDecoder& decoder) {
   const OpenedFile source = open(clip.path);
   const OpenedFile teacher = clip.reference ? open(*clip.reference) : OpenedFile{};
   const auto walking = [&](double fraction) {
@@ -79,7 +79,7 @@ RepairPreview previewClip(const DamagedFile& clip, const PreviewFiles& files,
   learnt->identity = source.identity;
   learnt->plan = VideoRepair::plan(*source.bytes, teacher.bytes.get(), walking, stop);
   requireDecodable(learnt->plan, *source.bytes, teacher.bytes.get(), files.full.parent_path(),
-                   trial, stop);
+                   decoder, stop);
   requireUnchanged(source, clip.path);
   const auto start = [&](FileSink& sink) {
     VideoRepair::write(VideoRepair::clipStart(learnt->plan.movie, previewSeconds), *source.bytes,
@@ -126,9 +126,9 @@ std::vector<PartFacts> factsOf(const std::vector<ClipJoin::Part>& parts) {
 RepairPreview previewRepair(const DamagedFile& file, const PreviewFiles& files,
                             const ImageService& images, const ClipPreviewer& previewer,
                             const Progress& progress, const StopToken& stop, const FileOpener& open,
-                            const PictureTrial& trial) {
+                            const PictureDecoder& decoder) {
   if (file.kind == Kind::video) {
-    return previewClip(file, files, previewer, progress, stop, open, trial);
+    return previewClip(file, files, previewer, progress, stop, open, decoder);
   }
   MadePicture made = repairPicture(file, images, stop, open);
   stop.check();

@@ -44,7 +44,7 @@ struct RepairPreview {
 RepairPreview previewRepair(const DamagedFile& file, const PreviewFiles& files,
                             const ImageService& images, const ClipPreviewer& previewer,
                             const Progress& progress, const StopToken& stop,
-                            const FileOpener& open = openFile, const PictureTrial& trial = {});
+                            const FileOpener& open = openFile, const PictureDecoder& decoder = {});
 
 /// One part of a recording as a list shows it.
 struct PartFacts {

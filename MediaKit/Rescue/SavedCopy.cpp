@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 struct ClipPlanning {
   const ByteSource* teacher = nullptr;
   fs::path folder;
-  const PictureTrial& trial;
+  const PictureDecoder& decoder;
 };
 
 VideoRepair::Result writeClip(const DamagedFile& clip, const OpenedFile& source,
@@ -30,13 +30,13 @@ VideoRepair::Result writeClip(const DamagedFile& clip, const OpenedFile& source,
   }
   const VideoRepair::Plan plan =
       VideoRepair::plan(*source.bytes, with.teacher, progress, stop, clip.depth);
-  requireDecodable(plan, *source.bytes, with.teacher, with.folder, with.trial, stop);
+  requireDecodable(plan, *source.bytes, with.teacher, with.folder, with.decoder, stop);
   VideoRepair::write(plan, *source.bytes, copy, VideoRepair::writingProgress(plan, progress), stop);
   return plan.result;
 }
 
 SavedCopy saveClip(const DamagedFile& clip, const fs::path& folder, const Progress& progress,
-                   const StopToken& stop, const FileOpener& open, const PictureTrial& trial) {
+                   const StopToken& stop, const FileOpener& open, const PictureDecoder& decoder) {
   const OpenedFile source = open(clip.path);
   const bool known = clip.learnt && clip.learnt->identity == source.identity;
   const OpenedFile teacher = clip.reference && !known ? open(*clip.reference) : OpenedFile{};
@@ -45,7 +45,7 @@ SavedCopy saveClip(const DamagedFile& clip, const fs::path& folder, const Progre
       {clip.path, SavedAs::repaired, folder, source.identity.modified, source.bytes->size()},
       [&](FileSink& copy) {
         result =
-            writeClip(clip, source, {teacher.bytes.get(), folder, trial}, copy, progress, stop);
+            writeClip(clip, source, {teacher.bytes.get(), folder, decoder}, copy, progress, stop);
         requireUnchanged(source, clip.path);
       },
       stop);
@@ -86,9 +86,9 @@ MadePicture repairPicture(const DamagedFile& photo, const ImageService& images,
 SavedCopy saveRepairedCopy(const DamagedFile& file, const fs::path& folder,
                            const ImageService& images, const Progress& progress,
                            const StopToken& stop, const FileOpener& open,
-                           const PictureTrial& trial) {
+                           const PictureDecoder& decoder) {
   if (file.kind == Kind::video) {
-    return saveClip(file, folder, progress, stop, open, trial);
+    return saveClip(file, folder, progress, stop, open, decoder);
   }
   MadePicture made = repairPicture(file, images, stop, open);
   stop.check();

@@ -15,7 +15,7 @@
 #include "MediaKit/Photo/JPEGRepair.h"
 #include "MediaKit/Rescue/LearntClip.h"
 #include "MediaKit/Rescue/OpenedFile.h"
-#include "MediaKit/Rescue/PictureTrial.h"
+#include "MediaKit/Video/PictureDecoder.h"
 #include "MediaKit/Video/VideoRepair.h"
 
 namespace tallowmark {
@@ -66,10 +66,10 @@ struct SavedCopy {
 /// Repairs a file straight into `folder`, under a name that replaces nothing and with the
 /// original's modification time; there is no partial file when it throws. Throws MediaError,
 /// DeviceError, Stopped; unsupported with a sentence when the folder has not the room or the file
-/// changes meanwhile. Where `trial` can, pictures of rebuilt clips are tried first.
+/// changes meanwhile. Where `decoder` can, pictures of rebuilt clips are tried first.
 SavedCopy saveRepairedCopy(const DamagedFile& file, const std::filesystem::path& folder,
                            const ImageService& images, const Progress& progress,
                            const StopToken& stop, const FileOpener& open = openFile,
-                           const PictureTrial& trial = {});
+                           const PictureDecoder& decoder = {});
 
 }  // namespace tallowmark

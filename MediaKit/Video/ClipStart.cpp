@@ -121,21 +121,6 @@ ClipStart clipStart(const Movie& movie, double seconds) {
   return gather(std::move(start));
 }
 
-ClipStart excerptOf(const Movie& movie, std::uint64_t first, std::uint64_t count) {
-  Movie excerpt = movie;
-  Track video = *movie.videoTrack();
-  video.mediaStart = 0;
-  video.startDelay = 0;
-  video.samples.clear();
-  const SampleList& all = movie.videoTrack()->samples;
-  for (Sample sample : all.slice(first, std::min(all.size(), saturatingAdd(first, count)))) {
-    sample.compositionOffset = 0;
-    video.samples.append(sample);
-  }
-  excerpt.tracks = {std::move(video)};
-  return gather(std::move(excerpt));
-}
-
 std::vector<std::uint64_t> keyPictures(const Movie& movie, std::size_t most) {
   std::vector<std::uint64_t> keys;
   if (movie.videoTrack() != nullptr) {

@@ -22,10 +22,6 @@ struct ClipStart {
 /// However its index lies about time and place, the media is a gigabyte a track at most.
 ClipStart clipStart(const Movie& movie, double seconds);
 
-/// Some pictures of a movie's video from number `first` on, without sound, in the order they are
-/// decoded in.
-ClipStart excerptOf(const Movie& movie, std::uint64_t first, std::uint64_t count);
-
 /// Numbers of up to `most` key pictures of a movie's video, spread evenly over it.
 std::vector<std::uint64_t> keyPictures(const Movie& movie, std::size_t most);
 

@@ -55,7 +55,7 @@ PreviewResult run(const Preview& job, const Surroundings& with, const Progress& 
       result.reference = reference;
       const RepairPreview made =
           previewRepair({job.file, job.kind, reference}, job.files, *with.images, with.previewer,
-                        progress, stop, open, with.trial);
+                        progress, stop, open, with.decoder);
       result.details = detailsOf(made, job.file, reference, open);
       result.state = Clip::Preview{summaryOf(made.facts)};
       result.learnt = made.learnt;
@@ -74,7 +74,7 @@ SaveResult run(const Save& job, const Surroundings& with, const Progress& progre
   try {
     removeAbandonedFiles(job.folder);
     SavedCopy saved = saveRepairedCopy(job.file, job.folder, *with.images, progress, stop,
-                                       stoppable(with.open, stop), with.trial);
+                                       stoppable(with.open, stop), with.decoder);
     return {Clip::Saved{summaryOf(saved.facts)}, std::move(saved.path)};
   } catch (const Stopped&) {
     throw;

@@ -8,8 +8,8 @@
 
 #include "MediaKit/Photo/ImageService.h"
 #include "MediaKit/Rescue/OpenedFile.h"
-#include "MediaKit/Rescue/PictureTrial.h"
 #include "MediaKit/Rescue/Previewing.h"
+#include "MediaKit/Video/PictureDecoder.h"
 #include "TallowmarkRepair/Model/ScratchFolder.h"
 
 namespace tallowmark {
@@ -21,7 +21,7 @@ struct Surroundings {
   /// Without one there are no previews of clips.
   ClipPreviewer previewer;
   /// Without one rebuilt clips are believed untried.
-  PictureTrial trial;
+  PictureDecoder decoder;
   FileOpener open = openFile;
   /// Where the scratch folder is made.
   std::filesystem::path scratchParent = ScratchFolder::defaultParent();

@@ -2,6 +2,8 @@
 #include <csignal>
 #include <thread>
 
+#include "DeviceKit/FileSource.h"
+#include "MediaKit/Container/MovieParser.h"
 #include "Program.h"
 
 namespace tallowmark::testing {
@@ -94,27 +96,69 @@ TEST_F(RepairTests, tryAnotherSortOfReferenceWhereTheFirstFails) {
 
 // The frames are found either way; only their parameter sets are another camera's.
 TEST_F(RepairTests, refuseAReferenceWhosePicturesHaveAnotherSize) {
-  for (const char* codec : {"libx264", "libx265"}) {
-    const ClipRecipe small{
-        .codec = codec, .audio = "", .seconds = 1, .width = 640, .height = 480, .keyInterval = 5};
-    ClipRecipe large = small;
-    large.width = 1280;
-    large.height = 720;
-    for (const auto& [damaged, reference] : {std::pair{small, large}, {large, small}}) {
+  struct Size {
+    int width, height;
+  };
+  const struct {
+    const char* codec;
+    Size one, other;
+    int keyInterval;
+  } rows[] = {{"libx264", {640, 480}, {1280, 720}, 5},
+              {"libx264", {640, 480}, {640, 360}, 250},
+              {"libx265", {320, 240}, {320, 180}, 5},
+              {"libx265", {320, 240}, {640, 360}, 250}};
+  for (const auto& row : rows) {
+    const auto recipe = [&](Size size) {
+      return ClipRecipe{.codec = row.codec,
+                        .audio = "",
+                        .seconds = 1,
+                        .width = size.width,
+                        .height = size.height,
+                        .keyInterval = row.keyInterval};
+    };
+    for (const auto& [damaged, reference] : {std::pair{row.one, row.other}, {row.other, row.one}}) {
+      SCOPED_TRACE(std::string(row.codec) + " of height " + std::to_string(damaged.height));
       const fs::path clip =
-          writeFile(folder / "size.mp4", withoutIndex(contentsOf(makeClip(damaged))));
-      const auto repair = [&](const ClipRecipe& with) {
-        return linesOf(tallowmark(
-                           {"repair", "--json", "--to", out, clip, "--reference", makeClip(with)}))
+          writeFile(folder / "size.mp4", withoutIndex(contentsOf(makeClip(recipe(damaged)))));
+      const auto repair = [&](Size with) {
+        return linesOf(tallowmark({"repair", "--json", "--to", out, clip, "--reference",
+                                   makeClip(recipe(with))}))
             .at(0);
       };
       EXPECT_EQ(
           repair(reference).value("message", ""),
           "No video from this camera was found in the clip. Check that the reference clip was "
-          "recorded on the same camera, at the same resolution and frame rate.")
-          << codec;
+          "recorded on the same camera, at the same resolution and frame rate.");
       EXPECT_TRUE(namesIn(out).empty());
-      EXPECT_EQ(repair(damaged)["state"], "saved") << codec;
+      EXPECT_EQ(repair(damaged)["state"], "saved");
+      fs::remove_all(out);
+    }
+  }
+}
+
+// No key picture decodes any more, and every other one is as it was.
+TEST_F(RepairTests, keepWhatFollowsDamagedKeyPictures) {
+  for (const int keyInterval : {10, 250}) {
+    for (const char* codec : {"libx264", "libx265"}) {
+      const fs::path whole = makeClip({.codec = codec,
+                                       .audio = "",
+                                       .seconds = 1,
+                                       .width = 640,
+                                       .height = 480,
+                                       .keyInterval = keyInterval});
+      Bytes bytes = contentsOf(whole);
+      const FileSource source(whole.string());
+      const Movie movie = MovieParser::parse(BoxReader(source));
+      for (const Sample sample : movie.videoTrack()->samples) {
+        if (!sample.isSync) continue;
+        for (std::uint64_t at = sample.size / 2; at < sample.size - 20; ++at) {
+          bytes[sample.offset + at] = static_cast<std::uint8_t>(at * at >> 3U | 1U);
+        }
+      }
+      const fs::path clip = writeFile(folder / "keys.mp4", withoutIndex(std::move(bytes)));
+      const auto line =
+          linesOf(tallowmark({"repair", "--json", "--to", out, clip, "--reference", whole})).at(0);
+      EXPECT_EQ(line["state"], "saved") << codec << ", a key picture in " << keyInterval;
       fs::remove_all(out);
     }
   }

@@ -5,6 +5,9 @@
 #include <optional>
 
 #include "DecoderKit/FFmpegTrial.h"
+#include "DeviceKit/FileSource.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Video/PictureExcerpt.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Lifeline.h"
 
@@ -38,37 +41,74 @@ class TrialTests : public ::testing::Test {
   Lifeline lifeline;
 };
 
+std::optional<bool> allWhole(const fs::path& clip) {
+  const auto decoded = decodePictures(clip, {});
+  return decoded ? std::optional(decoded->whole) : std::nullopt;
+}
+
 TEST_F(TrialTests, readNothingButTheClip) {
   const fs::path clip = makeClip({});
   fs::copy_file(clip, folder / "http:-i|b.mp4");
-  EXPECT_EQ(picturesDecode(folder / "http:-i|b.mp4", {}), true);
-  EXPECT_EQ(picturesDecode(write("hls.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXTINF:2,\n" +
-                                                clip.string() + "\n#EXT-X-ENDLIST\n"),
-                           {}),
+  EXPECT_EQ(allWhole(folder / "http:-i|b.mp4"), true);
+  EXPECT_EQ(allWhole(write("hls.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXTINF:2,\n" +
+                                          clip.string() + "\n#EXT-X-ENDLIST\n")),
             false);
-  EXPECT_EQ(
-      picturesDecode(write("list.mp4", "ffconcat version 1.0\nfile '" + clip.string() + "'\n"), {}),
-      false);
+  EXPECT_EQ(allWhole(write("list.mp4", "ffconcat version 1.0\nfile '" + clip.string() + "'\n")),
+            false);
 }
 
 TEST_F(TrialTests, tellWhatTheDecoderSaidFromWhatItWasKeptFromSaying) {
+  const std::string head = "printf '#tb 0: 1/25\\n";
+  const std::string picture = "0, 0, 0, 1, 115200, 0x00000000\\n1, 0, 0, 1, 384, 0x";
   const struct {
-    const char* script;
+    std::string script;
     std::optional<bool> decodes;
-  } rows[] = {{"head -c 768 /dev/zero | tr '\\0' x", true},
-              {"head -c 384 /dev/zero | tr '\\0' x; head -c 384 /dev/zero", false},
+  } rows[] = {{head + picture + "000000f1\\n" + picture + "10000000, S=1\\n'", true},
+              {head + picture + "000000f1\\n" + picture + "00000000\\n'", false},
+              {head + picture + "00000000, S=1\\n'", false},
+              {head + "'", false},
               {"exit 0", false},
-              {"head -c 384 /dev/zero | tr '\\0' x; exit 1", false},
+              {head + picture + "000000f1\\n'; exit 1", false},
               {"kill -SEGV $$", false},
               {"echo x >other; exit 0", false},
               {"exec yes", std::nullopt},
               {"yes >&2 & exec yes", std::nullopt}};
   for (const auto& row : rows) {
     replaceFFmpeg(row.script);
-    EXPECT_EQ(picturesDecode("clip.mp4", {}), row.decodes) << row.script;
+    EXPECT_EQ(allWhole("clip.mp4"), row.decodes) << row.script;
     EXPECT_TRUE(lifeline.willBeHeld(false)) << row.script;
   }
   EXPECT_EQ(fs::file_size(folder / "other"), 0U);
+}
+
+// The decoder shows the same whatever follows a picture's data, and another thing where its end is
+// another.
+TEST_F(TrialTests, tellWhereAPictureEnds) {
+  for (const ClipRecipe& recipe :
+       {ClipRecipe{}, ClipRecipe{.bFrames = 2, .slices = 4}, ClipRecipe{.settings = ":no-cabac=1"},
+        ClipRecipe{.codec = "libx265"}, ClipRecipe{.codec = "libx265", .slices = 2}}) {
+    SCOPED_TRACE(recipe.codec + recipe.settings);
+    const FileSource source(makeClip(recipe).string());
+    const Movie movie = MovieParser::parse(BoxReader(source));
+    PictureExcerpt excerpt(*movie.videoTrack());
+    const auto decodedWith = [&](PictureExcerpt::End end) {
+      FileSink sink((folder / "excerpt.mp4").string());
+      excerpt.write(sink, end, {});
+      sink.close();
+      return decodePictures(folder / "excerpt.mp4", {}).value();
+    };
+    for (const std::uint64_t picture : {0U, 1U}) {
+      ASSERT_TRUE(excerpt.add(movie.videoTrack()->samples[picture], source));
+      ASSERT_TRUE(excerpt.hasSliceEnd());
+      EXPECT_FALSE(excerpt.isSurelyDamaged());
+      const DecodedPictures plain = decodedWith(PictureExcerpt::End::asItIs);
+      EXPECT_TRUE(plain.whole);
+      const DecodedPictures longer = decodedWith(PictureExcerpt::End::moreBytes);
+      EXPECT_TRUE(longer.whole);
+      EXPECT_EQ(longer.sums, plain.sums);
+      EXPECT_NE(decodedWith(PictureExcerpt::End::otherBytes).sums, plain.sums);
+    }
+  }
 }
 
 TEST_F(TrialTests, endWithTheItem) {
@@ -78,7 +118,7 @@ TEST_F(TrialTests, endWithTheItem) {
     EXPECT_TRUE(lifeline.willBeHeld(true));
     stop.requestStop();
   });
-  EXPECT_THROW((void)picturesDecode("clip.mp4", stop.token()), Stopped);
+  EXPECT_THROW((void)decodePictures("clip.mp4", stop.token()), Stopped);
   user.join();
   EXPECT_TRUE(lifeline.willBeHeld(false));
 }
