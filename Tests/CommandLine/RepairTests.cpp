@@ -155,7 +155,7 @@ TEST_F(RepairTests, keepWhatFollowsDamagedKeyPictures) {
           bytes[sample.offset + at] = static_cast<std::uint8_t>(at * at >> 3U | 1U);
         }
       }
-      const fs::path clip = writeFile(folder / "keys.mp4", withoutIndex(std::move(bytes)));
+      const fs::path clip = writeFile(folder / "keys.mp4", withoutIndex(bytes));
       const auto line =
           linesOf(tallowmark({"repair", "--json", "--to", out, clip, "--reference", whole})).at(0);
       EXPECT_EQ(line["state"], "saved") << codec << ", a key picture in " << keyInterval;
