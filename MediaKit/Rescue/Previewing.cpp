@@ -43,12 +43,17 @@ class FleetingFile {
   const fs::path& path_;
 };
 
+// Where it cannot be made, writing into it says so.
+void makeRoomFor(const PreviewFiles& files) {
+  std::error_code error;
+  fs::create_directories(files.full.parent_path(), error);
+}
+
 // Whether a preview could be made of what `write` writes. Only what has to do with the original
 // throws: the scratch folder's troubles are not the file's.
 bool makeClipPreview(const PreviewFiles& files, const std::function<void(FileSink&)>& write,
                      const ClipPreviewer& previewer, const StopToken& stop) {
-  std::error_code error;
-  fs::create_directories(files.full.parent_path(), error);
+  makeRoomFor(files);
   const FleetingFile full(files.full);
   try {
     FileSink sink(files.full.string());
@@ -78,6 +83,7 @@ RepairPreview previewClip(const DamagedFile& clip, const PreviewFiles& files,
   auto learnt = std::make_shared<LearntClip>();
   learnt->identity = source.identity;
   learnt->plan = VideoRepair::plan(*source.bytes, teacher.bytes.get(), walking, stop);
+  makeRoomFor(files);
   requireDecodable(learnt->plan, *source.bytes, teacher.bytes.get(), files.full.parent_path(),
                    decoder, stop);
   requireUnchanged(source, clip.path);
@@ -132,8 +138,7 @@ RepairPreview previewRepair(const DamagedFile& file, const PreviewFiles& files,
   }
   MadePicture made = repairPicture(file, images, stop, open);
   stop.check();
-  std::error_code error;
-  fs::create_directories(files.preview.parent_path(), error);
+  makeRoomFor(files);
   const bool viewable = makePhotoPreview(made.jpeg, files.preview, previewPixels, images);
   return {std::move(made.facts), nullptr, viewable};
 }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "DecoderKit/FFmpegTrial.h"
 #include "MediaKit/Container/MediaError.h"
 #include "ModelTests.h"
 
@@ -55,6 +56,21 @@ TEST_F(ReferenceTests, tryAnotherSortWhereTheFirstFails) {
   add({firstInList, good, noIndex});
   EXPECT_EQ(stateOf("GX010003.MOV"), "preview");
   EXPECT_EQ(model->referencesInUse().front().first, good);
+}
+
+TEST_F(ReferenceTests, failTheClipWhosePicturesTheyDoNotFit) {
+  surroundings.decoder = decodePictures;
+  startModel();
+  const fs::path larger = copyOf(makeClip({.width = 640, .height = 480}), "GX010008.MP4");
+  add({larger, noIndex});
+  EXPECT_EQ(stateOf("GX010003.MOV"),
+            "No video from this camera was found in the clip. Check that the reference clip was "
+            "recorded on the same camera, at the same resolution and frame rate.");
+  add({good});
+  EXPECT_EQ(stateOf("GX010001.MOV"), "healthy");
+  model->setReference(good);
+  ASSERT_TRUE(settle());
+  EXPECT_EQ(stateOf("GX010003.MOV"), "preview");
 }
 
 TEST_F(ReferenceTests, refuseWhatCannotServeAndKeepWhatWasThere) {
