@@ -13,7 +13,8 @@ namespace tallowmark {
 
 namespace {
 
-constexpr std::size_t mostBytes = std::size_t{48} << 20U;
+// Up to four times as much is held while pictures are tried.
+constexpr std::size_t mostBytes = std::size_t{24} << 20U;
 // Entropy-coded, 128 bits hardly ever stand for the same blocks as 128 others.
 constexpr std::size_t changedBytes = 16;
 constexpr std::uint8_t strangeByte = 0xA5;

@@ -23,7 +23,7 @@ class PictureExcerpt {
   /// An empty one of pictures that go by this track's parameter sets.
   explicit PictureExcerpt(const Track& video);
 
-  /// Appends a picture, in the order of decoding. False when it does not fit into 48 MB or is not
+  /// Appends a picture, in the order of decoding. False when it does not fit into 24 MB or is not
   /// all there. Throws DeviceError.
   bool add(const Sample& picture, const ByteSource& source);
 

@@ -105,6 +105,7 @@ TEST_F(RepairTests, refuseAReferenceWhosePicturesHaveAnotherSize) {
     int keyInterval;
   } rows[] = {{"libx264", {640, 480}, {1280, 720}, 5},
               {"libx264", {640, 480}, {640, 360}, 250},
+              {"libx265", {640, 480}, {1280, 720}, 5},
               {"libx265", {320, 240}, {320, 180}, 5},
               {"libx265", {320, 240}, {640, 360}, 250}};
   for (const auto& row : rows) {
