@@ -9,7 +9,7 @@
 #include "CommandLine/ProgressBar.h"
 #include "CommandLine/RepairPlan.h"
 #include "CommandLine/Sentences.h"
-#include "DecoderKit/FFmpegTrial.h"
+#include "DecoderKit/FFmpegDecoder.h"
 #include "ImageKit/LibraryImageService.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Rescue/Explain.h"

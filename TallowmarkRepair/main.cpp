@@ -3,7 +3,7 @@
 #include <QIcon>
 #include <QSettings>
 
-#include "DecoderKit/FFmpegTrial.h"
+#include "DecoderKit/FFmpegDecoder.h"
 #include "ImageKit/LibraryImageService.h"
 #include "TallowmarkRepair/Model/StartupValues.h"
 #include "TallowmarkRepair/Preview/PreviewExport.h"

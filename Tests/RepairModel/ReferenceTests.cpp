@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "DecoderKit/FFmpegTrial.h"
+#include "DecoderKit/FFmpegDecoder.h"
 #include "MediaKit/Container/MediaError.h"
 #include "ModelTests.h"
 

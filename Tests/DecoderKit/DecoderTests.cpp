@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <optional>
 
-#include "DecoderKit/FFmpegTrial.h"
+#include "DecoderKit/FFmpegDecoder.h"
 #include "DeviceKit/FileSource.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/PictureExcerpt.h"
@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class TrialTests : public ::testing::Test {
+class DecoderTests : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
@@ -46,7 +46,7 @@ std::optional<bool> allWhole(const fs::path& clip) {
   return decoded ? std::optional(decoded->whole) : std::nullopt;
 }
 
-TEST_F(TrialTests, readNothingButTheClip) {
+TEST_F(DecoderTests, readNothingButTheClip) {
   const fs::path clip = makeClip({});
   fs::copy_file(clip, folder / "http:-i|b.mp4");
   EXPECT_EQ(allWhole(folder / "http:-i|b.mp4"), true);
@@ -57,7 +57,7 @@ TEST_F(TrialTests, readNothingButTheClip) {
             false);
 }
 
-TEST_F(TrialTests, tellWhatTheDecoderSaidFromWhatItWasKeptFromSaying) {
+TEST_F(DecoderTests, tellWhatTheDecoderSaidFromWhatItWasKeptFromSaying) {
   const std::string head = "printf '#tb 0: 1/25\\n";
   const std::string picture = "0, 0, 0, 1, 115200, 0x00000000\\n1, 0, 0, 1, 384, 0x";
   const struct {
@@ -83,7 +83,7 @@ TEST_F(TrialTests, tellWhatTheDecoderSaidFromWhatItWasKeptFromSaying) {
 
 // The decoder shows the same whatever follows a picture's data, and another thing where its end is
 // another.
-TEST_F(TrialTests, tellWhereAPictureEnds) {
+TEST_F(DecoderTests, tellWhereAPictureEnds) {
   for (const ClipRecipe& recipe :
        {ClipRecipe{}, ClipRecipe{.bFrames = 2, .slices = 4}, ClipRecipe{.settings = ":no-cabac=1"},
         ClipRecipe{.codec = "libx265"}, ClipRecipe{.codec = "libx265", .slices = 2}}) {
@@ -111,7 +111,7 @@ TEST_F(TrialTests, tellWhereAPictureEnds) {
   }
 }
 
-TEST_F(TrialTests, endWithTheItem) {
+TEST_F(DecoderTests, endWithTheItem) {
   replaceFFmpeg("sleep 600 & exec sleep 600");
   StopSource stop;
   std::thread user([&] {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "DecoderKit/FFmpegTrial.h"
+#include "DecoderKit/FFmpegDecoder.h"
 
 #include <algorithm>
 #include <chrono>
@@ -50,7 +50,7 @@ bool hasFFmpeg() {
 
 // The demuxer is named and other protocols are closed: what claims to be a list of files opens
 // none. Frames are decoded one by one, so that memory does not grow with the number of cores.
-std::vector<std::string> trialCommand(const std::filesystem::path& clip) {
+std::vector<std::string> decodingCommand(const std::filesystem::path& clip) {
   return {"ffmpeg",
           "-nostdin",
           "-v",
@@ -84,7 +84,7 @@ std::optional<DecodedPictures> decodePictures(const std::filesystem::path& clip,
   if (!hasFFmpeg()) {
     return std::nullopt;
   }
-  ToolRun run = runTool(trialCommand(clip), limits, stop);
+  ToolRun run = runTool(decodingCommand(clip), limits, stop);
   if (run.end != ToolRun::End::well && run.end != ToolRun::End::badly) {
     return std::nullopt;
   }
