@@ -5,6 +5,7 @@
 
 #include "ByteStream.h"
 #include "MediaKit/Video/ParameterSets.h"
+#include "MediaKit/Video/Reordering.h"
 
 namespace {
 
@@ -25,6 +26,21 @@ void checkSets(const ParameterSets& sets) {
   }
 }
 
+// What allows more pictures to be held back has as many sets, and allows them.
+void checkReordering(std::span<const std::uint8_t> entry, NALFormat::Codec codec,
+                     std::size_t pictures) {
+  const auto before = parameterUnits(entry, codec);
+  const auto allowing = allowingReordering(entry, codec, pictures);
+  const auto after = parameterUnits(allowing, codec);
+  require(after.size() == before.size());
+  require(allowingReordering(allowing, codec, pictures) == allowing);
+  for (std::size_t i = 0; i < after.size(); ++i) {
+    const auto unit = std::span(allowing).subspan(after[i].at, after[i].size);
+    const auto limits = readOutputLimits(entry.subspan(before[i].at, before[i].size), codec);
+    require(!limits || readOutputLimits(unit, codec));
+  }
+}
+
 }  // namespace
 
 // The input: a byte that chooses the codec, then a byte stream, which is a sample entry as well.
@@ -35,6 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto codec = (data[0] & 1U) == 0 ? NALFormat::Codec::h264 : NALFormat::Codec::hevc;
   const std::span<const std::uint8_t> input(data + 1, size - 1);
   checkSets(ParameterSets::of(input, codec));
+  checkReordering(input, codec, data[0] >> 4U);
   ParameterSets sets;
   for (const auto unit : unitsOf(input)) {
     sets.add(unit, codec);

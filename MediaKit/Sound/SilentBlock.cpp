@@ -3,27 +3,11 @@
 
 #include <algorithm>
 
+#include "MediaKit/Sound/BitSink.h"
+
 namespace tallowmark {
 
 namespace {
-
-class BitSink {
- public:
-  void put(std::uint32_t value, unsigned count) {
-    for (; count > 0; --count, ++bits_) {
-      if (bits_ % 8 == 0) {
-        bytes_.push_back(0);
-      }
-      const std::uint32_t bit = (value >> (count - 1)) & 1U;
-      bytes_.back() = static_cast<std::uint8_t>(bytes_.back() | (bit << (7 - bits_ % 8)));
-    }
-  }
-  std::vector<std::uint8_t> take() { return std::move(bytes_); }
-
- private:
-  std::vector<std::uint8_t> bytes_;
-  std::size_t bits_ = 0;
-};
 
 constexpr unsigned windowInfoBits = 11;
 constexpr unsigned gainBits = 8;

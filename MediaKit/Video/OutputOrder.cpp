@@ -124,6 +124,30 @@ class Backlog {
   std::vector<std::int64_t> counts_;
 };
 
+// The most pictures held back, as the stream itself shows where nothing is missing: behind a loss
+// the counts may start anew without a word of it, until the next sequence begins.
+std::size_t mostHeldBackIn(std::span<const Picture> pictures,
+                           std::span<const std::uint64_t> losses) {
+  Backlog backlog;
+  std::size_t most = 0;
+  bool lost = false;
+  auto loss = losses.begin();
+  for (std::uint64_t i = 0; i < pictures.size(); ++i) {
+    if (loss != losses.end() && *loss == i) {
+      ++loss;
+      lost = true;
+    }
+    if (pictures[i].startsSequence) {
+      lost = false;
+      backlog.clear();
+    }
+    const std::size_t held = backlog.heldBackFor(pictures[i].count);
+    if (!lost && held <= mostHeldBack) most = std::max(most, held);
+    backlog.add(pictures[i].count);
+  }
+  return most;
+}
+
 // Numbers the sequences: pictures of a later one are shown after all of those before. One begins
 // where the stream says so, and where a picture would be shown earlier than the stream could: the
 // picture that began its sequence was lost.
@@ -217,14 +241,16 @@ std::optional<PictureOrder> outputOrder(const SampleList& video, const ByteSourc
     }
     pictures.push_back(*picture);
   }
-  const std::vector<std::uint32_t> sequences = sequencesOf(pictures, losses, reader.deepestOrder());
+  const std::size_t heldBack = mostHeldBackIn(pictures, losses);
+  const std::vector<std::uint32_t> sequences =
+      sequencesOf(pictures, losses, std::max(reader.deepestOrder(), heldBack));
   std::vector<std::uint32_t> shown(pictures.size());
   std::iota(shown.begin(), shown.end(), 0U);
   std::stable_sort(shown.begin(), shown.end(), [&](std::uint32_t a, std::uint32_t b) {
     return std::pair(sequences[a], pictures[a].count) < std::pair(sequences[b], pictures[b].count);
   });
   PictureOrder order{std::vector<std::uint32_t>(shown.size()),
-                     intervalsOf(pictures, shown, sequences)};
+                     intervalsOf(pictures, shown, sequences), heldBack};
   for (std::uint32_t place = 0; place < shown.size(); ++place) order.places[shown[place]] = place;
   return order;
 }

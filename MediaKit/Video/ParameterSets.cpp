@@ -17,6 +17,13 @@ using ByteSpan = std::span<const std::uint8_t>;
 using NumberedSequence = std::pair<std::uint32_t, SequenceParameters>;
 using NumberedPicture = std::pair<std::uint32_t, PictureParameters>;
 
+/// A sequence parameter set as it was read.
+struct SequenceRead {
+  std::uint32_t id = 0;
+  SequenceParameters parameters;
+  std::optional<OutputLimits> limits;
+};
+
 // H.264 §7.3.2.1.1.1
 void skipScalingList(BitReader& bits, int size) {
   int last = 8;
@@ -72,8 +79,8 @@ void skipDecoderBuffer(BitReader& bits) {
   bits.skip(20);
 }
 
-// H.264 §E.1.1, up to max_num_reorder_frames.
-std::optional<std::uint32_t> readReorderingH264(BitReader& bits) {
+// H.264 §E.1.1
+std::optional<OutputLimits> readLimitsH264(BitReader& bits) {
   constexpr std::uint32_t extendedAspect = 255;
   if (bits.flag() && bits.bits(8) == extendedAspect) bits.skip(32);
   if (bits.flag()) bits.bit();
@@ -96,11 +103,14 @@ std::optional<std::uint32_t> readReorderingH264(BitReader& bits) {
   }
   bits.bit();
   for (int field = 0; field < 4; ++field) bits.ue();
-  const std::uint32_t most = bits.ue();
-  return bits.ok() && most <= 16 ? std::optional(most) : std::nullopt;
+  OutputLimits limits{bits.position(), 0, {}};
+  limits.numbers.push_back(bits.ue());
+  limits.numbers.push_back(bits.ue());
+  limits.endBit = bits.position();
+  return bits.ok() && limits.numbers.front() <= 16 ? std::optional(limits) : std::nullopt;
 }
 
-std::optional<NumberedSequence> readSequenceH264(ByteSpan unit) {
+std::optional<SequenceRead> readSequenceH264(ByteSpan unit) {
   static constexpr std::array<std::uint32_t, 13> highProfiles{100, 110, 122, 244, 44,  83, 86,
                                                               118, 128, 138, 139, 134, 135};
   BitReader bits(unit.subspan(1));
@@ -128,10 +138,11 @@ std::optional<NumberedSequence> readSequenceH264(ByteSpan unit) {
   if (bits.flag()) {
     for (int side = 0; side < 4; ++side) bits.ue();
   }
-  if (bits.flag()) {
-    sps.mostReordered = readReorderingH264(bits);
+  const auto limits = bits.flag() ? readLimitsH264(bits) : std::nullopt;
+  if (limits) {
+    sps.mostReordered = limits->numbers.front();
   }
-  return NumberedSequence(id, sps);
+  return SequenceRead{id, sps, limits};
 }
 
 std::optional<NumberedPicture> readPictureH264(ByteSpan unit) {
@@ -163,7 +174,29 @@ std::uint32_t readProfileTierLevel(BitReader& bits, unsigned subLayersMinusOne) 
   return profile;
 }
 
-std::optional<NumberedSequence> readSequenceHEVC(ByteSpan unit) {
+// H.265 §7.3.2.1, §7.3.2.2: the same in both sets.
+OutputLimits readLimitsHEVC(BitReader& bits, std::uint32_t subLayersMinusOne) {
+  const bool allSubLayers = bits.flag();
+  OutputLimits limits{bits.position(), 0, {}};
+  for (std::uint32_t i = allSubLayers ? 0 : subLayersMinusOne; i <= subLayersMinusOne; ++i) {
+    for (int number = 0; number < 3; ++number) limits.numbers.push_back(bits.ue());
+  }
+  limits.endBit = bits.position();
+  return limits;
+}
+
+// H.265 §7.3.2.1
+std::optional<OutputLimits> readVideoLimitsHEVC(ByteSpan unit) {
+  BitReader bits(unit.subspan(2));
+  bits.skip(12);
+  const std::uint32_t subLayersMinusOne = bits.bits(3);
+  bits.skip(17);
+  readProfileTierLevel(bits, subLayersMinusOne);
+  const OutputLimits limits = readLimitsHEVC(bits, subLayersMinusOne);
+  return bits.ok() ? std::optional(limits) : std::nullopt;
+}
+
+std::optional<SequenceRead> readSequenceHEVC(ByteSpan unit) {
   BitReader bits(unit.subspan(2));
   SequenceParameters sps;
   bits.skip(4);
@@ -183,12 +216,8 @@ std::optional<NumberedSequence> readSequenceHEVC(ByteSpan unit) {
   sps.bitDepth = 8 + bits.ue();
   bits.ue();
   sps.orderBits = bits.ue() + 4;
-  const bool allSubLayers = bits.flag();
-  for (std::uint32_t i = allSubLayers ? 0 : subLayersMinusOne; i <= subLayersMinusOne; ++i) {
-    bits.ue();
-    sps.mostReordered = bits.ue();
-    bits.ue();
-  }
+  const OutputLimits limits = readLimitsHEVC(bits, subLayersMinusOne);
+  sps.mostReordered = *(limits.numbers.end() - 2);
   const std::uint32_t treeBlockBits = bits.ue() + 3 + bits.ue();
   const bool sane = bits.ok() && id < 16 && sps.chromaFormat < 4 && sps.orderBits <= 16 &&
                     treeBlockBits <= 8 && sps.width > 0 && sps.height > 0 && sps.width <= 65535 &&
@@ -200,7 +229,7 @@ std::optional<NumberedSequence> readSequenceHEVC(ByteSpan unit) {
   const std::uint32_t blocks =
       ((sps.width + block - 1) / block) * ((sps.height + block - 1) / block);
   sps.segmentAddressBits = static_cast<unsigned>(std::bit_width(blocks - 1));
-  return NumberedSequence(id, sps);
+  return SequenceRead{id, sps, limits};
 }
 
 std::optional<NumberedPicture> readPictureHEVC(ByteSpan unit) {
@@ -215,47 +244,82 @@ std::optional<NumberedPicture> readPictureHEVC(ByteSpan unit) {
   return sane ? std::optional(NumberedPicture(id, pps)) : std::nullopt;
 }
 
-// Takes `count` units behind 16-bit lengths from `at` on; returns the position behind them.
-std::size_t addUnits(ParameterSets& sets, ByteSpan record, std::size_t at, unsigned count,
-                     NALFormat::Codec codec) {
-  for (; count > 0 && at + 2 <= record.size(); --count) {
-    const std::size_t length = bigEndian<std::uint16_t>(record, at);
+// Finds `count` units behind 16-bit lengths from `at` on; returns the position behind them.
+std::size_t findUnits(std::vector<UnitPlace>& found, ByteSpan entry, std::size_t at,
+                      unsigned count) {
+  for (; count > 0 && at + 2 <= entry.size(); --count) {
+    const std::size_t length = bigEndian<std::uint16_t>(entry, at);
     at += 2;
-    if (length > record.size() - at) {
-      return record.size();
+    if (length > entry.size() - at) {
+      return entry.size();
     }
-    sets.add(record.subspan(at, length), codec);
+    found.push_back({at, length});
     at += length;
   }
   return at;
 }
 
-}  // namespace
-
-std::optional<NumberedSequence> readSequenceParameters(ByteSpan unit, NALFormat::Codec codec) {
+std::optional<SequenceRead> readSequence(ByteSpan unit, NALFormat::Codec codec) {
   if (unit.size() < 4) {
     return std::nullopt;
   }
   return codec == NALFormat::Codec::h264 ? readSequenceH264(unit) : readSequenceHEVC(unit);
 }
 
+int unitType(ByteSpan unit, NALFormat::Codec codec) {
+  return codec == NALFormat::Codec::h264 ? unit[0] & 31 : (unit[0] >> 1) & 63;
+}
+
+}  // namespace
+
+std::optional<NumberedSequence> readSequenceParameters(ByteSpan unit, NALFormat::Codec codec) {
+  const auto read = readSequence(unit, codec);
+  return read ? std::optional(NumberedSequence(read->id, read->parameters)) : std::nullopt;
+}
+
+std::optional<OutputLimits> readOutputLimits(ByteSpan unit, NALFormat::Codec codec) {
+  constexpr int sequenceH264 = 7;
+  constexpr int videoHEVC = 32;
+  constexpr int sequenceHEVC = 33;
+  if (unit.size() < 4) {
+    return std::nullopt;
+  }
+  const int type = unitType(unit, codec);
+  if (codec == NALFormat::Codec::hevc && type == videoHEVC) {
+    return readVideoLimitsHEVC(unit);
+  }
+  const bool isSequence = type == (codec == NALFormat::Codec::h264 ? sequenceH264 : sequenceHEVC);
+  const auto read = isSequence ? readSequence(unit, codec) : std::nullopt;
+  return read ? read->limits : std::nullopt;
+}
+
+std::vector<UnitPlace> parameterUnits(ByteSpan sampleEntry, NALFormat::Codec codec) {
+  std::vector<UnitPlace> found;
+  const auto record = configurationRecord(sampleEntry, codec);
+  if (!record) {
+    return found;
+  }
+  const std::size_t size = sampleEntry.size() - *record;
+  if (codec == NALFormat::Codec::h264 && size > 6) {
+    const std::size_t pictures =
+        findUnits(found, sampleEntry, *record + 6, sampleEntry[*record + 5] & 31U);
+    if (pictures < sampleEntry.size()) {
+      findUnits(found, sampleEntry, pictures + 1, sampleEntry[pictures]);
+    }
+  } else if (codec == NALFormat::Codec::hevc && size > 22) {
+    std::size_t at = *record + 23;
+    for (unsigned arrays = sampleEntry[*record + 22]; arrays > 0 && at + 3 <= sampleEntry.size();
+         --arrays) {
+      at = findUnits(found, sampleEntry, at + 3, bigEndian<std::uint16_t>(sampleEntry, at + 1));
+    }
+  }
+  return found;
+}
+
 ParameterSets ParameterSets::of(ByteSpan sampleEntry, NALFormat::Codec codec) {
   ParameterSets sets;
-  const auto start = configurationRecord(sampleEntry, codec);
-  if (!start) {
-    return sets;
-  }
-  const ByteSpan record = sampleEntry.subspan(*start);
-  if (codec == NALFormat::Codec::h264 && record.size() > 6) {
-    const std::size_t pictures = addUnits(sets, record, 6, record[5] & 31U, codec);
-    if (pictures < record.size()) {
-      addUnits(sets, record, pictures + 1, record[pictures], codec);
-    }
-  } else if (codec == NALFormat::Codec::hevc && record.size() > 22) {
-    std::size_t at = 23;
-    for (unsigned arrays = record[22]; arrays > 0 && at + 3 <= record.size(); --arrays) {
-      at = addUnits(sets, record, at + 3, bigEndian<std::uint16_t>(record, at + 1), codec);
-    }
+  for (const UnitPlace& unit : parameterUnits(sampleEntry, codec)) {
+    sets.add(sampleEntry.subspan(unit.at, unit.size), codec);
   }
   return sets;
 }
@@ -265,7 +329,7 @@ void ParameterSets::add(ByteSpan unit, NALFormat::Codec codec) {
     return;
   }
   const bool h264 = codec == NALFormat::Codec::h264;
-  const int type = h264 ? unit[0] & 31 : (unit[0] >> 1) & 63;
+  const int type = unitType(unit, codec);
   if (type == (h264 ? 7 : 33)) {
     if (const auto sps = readSequenceParameters(unit, codec)) {
       sequences[sps->first] = sps->second;

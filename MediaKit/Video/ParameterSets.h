@@ -73,6 +73,33 @@ struct ParameterSets {
   const SequenceParameters* sequenceOf(std::uint32_t pictureId) const;
 };
 
+/// Where a unit lies among others.
+struct UnitPlace {
+  std::size_t at = 0;
+  std::size_t size = 0;
+};
+
+/// The parameter set units of a sample entry's configuration record, each behind its length in 16
+/// bits; in the order in which they stand there, as places in the entry.
+std::vector<UnitPlace> parameterUnits(std::span<const std::uint8_t> sampleEntry,
+                                      NALFormat::Codec codec);
+
+/// What a parameter set says of the pictures that a decoder keeps, and where: bits of the unit's
+/// payload behind its header, each number an Exp-Golomb code.
+struct OutputLimits {
+  std::size_t firstBit = 0;
+  std::size_t endBit = 0;
+  /// H.264 (§E.1.1): max_num_reorder_frames, max_dec_frame_buffering. HEVC (§7.3.2.1, §7.3.2.2):
+  /// for each sub-layer sps_max_dec_pic_buffering_minus1, sps_max_num_reorder_pics,
+  /// sps_max_latency_increase_plus1, or the video parameter set's.
+  std::vector<std::uint32_t> numbers;
+};
+
+/// Of a sequence parameter set or HEVC's video parameter set; nothing when it does not read as one
+/// or says nothing.
+std::optional<OutputLimits> readOutputLimits(std::span<const std::uint8_t> unit,
+                                             NALFormat::Codec codec);
+
 /// The number and content of a sequence parameter set unit; nothing when it does not read as one.
 std::optional<std::pair<std::uint32_t, SequenceParameters>> readSequenceParameters(
     std::span<const std::uint8_t> unit, NALFormat::Codec codec);

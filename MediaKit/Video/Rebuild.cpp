@@ -16,6 +16,7 @@
 #include "MediaKit/Video/RebuiltSound.h"
 #include "MediaKit/Video/RebuiltTelemetry.h"
 #include "MediaKit/Video/RecordingFacts.h"
+#include "MediaKit/Video/Reordering.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/VideoRepair.h"
 #include "MediaKit/Video/WrittenRange.h"
@@ -247,6 +248,9 @@ bool restoreOrder(Track& video, std::span<const std::uint64_t> losses,
                 order ? decodingDelay(*from.teacher.video) : 0);
   }
   if (order) {
+    // A reference without B-frames tells decoders not to wait for any.
+    video.sampleEntry =
+        allowingReordering(video.sampleEntry, from.teacher.format.codec, order->mostHeldBack);
     showInOrder(video, order->places, smallestOffset(from.teacher.video->samples));
   }
   return order.has_value();

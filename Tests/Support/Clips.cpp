@@ -112,4 +112,15 @@ std::string decodingComplaints(const fs::path& clip) {
                                : "exit " + std::to_string(decoded.exitCode) + ": " + decoded.errors;
 }
 
+std::string decodedPictures(const fs::path& clip) {
+  const auto decoded = run({"ffmpeg", "-v", "error", "-i", clip.string(), "-map", "0:v:0",
+                            "-fps_mode", "passthrough", "-f", "framemd5", "-"});
+  std::string sums;
+  std::istringstream lines(decoded.output);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with("#")) sums += line.substr(line.rfind(',') + 1) + "\n";
+  }
+  return sums;
+}
+
 }  // namespace tallowmark::testing

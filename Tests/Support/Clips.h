@@ -51,4 +51,7 @@ std::filesystem::path makeClip(const ClipRecipe& recipe);
 /// Returns the complaint; empty when there is none.
 std::string decodingComplaints(const std::filesystem::path& clip);
 
+/// The checksums of the file's pictures in the order in which ffmpeg shows them, a line for each.
+std::string decodedPictures(const std::filesystem::path& clip);
+
 }  // namespace tallowmark::testing

@@ -99,6 +99,15 @@ TEST_F(Rebuild, theCopyPlays) {
   }
 }
 
+// Its parameter sets tell a decoder to hold no picture back.
+TEST_F(Rebuild, theCopyShowsItsPicturesInOrderByAReferenceWithoutBFrames) {
+  const auto clip = makeClip({.codec = "libx265", .audio = "", .bFrames = 3});
+  rebuild(testing::withoutIndex(testing::contentsOf(clip)),
+          makeClip({.codec = "libx265", .audio = ""}));
+  EXPECT_EQ(testing::decodingComplaints(copy()), "");
+  EXPECT_EQ(testing::decodedPictures(copy()), testing::decodedPictures(clip));
+}
+
 TEST_F(Rebuild, failuresAreSentences) {
   const Bytes damaged = testing::withoutIndex(testing::contentsOf(clip_));
   const auto otherCodec = makeClip({.codec = "libx265", .container = "mov"});
