@@ -117,6 +117,18 @@ void SampleList::append(const SampleList& more) {
   }
 }
 
+void SampleList::removeLast() {
+  --size_;
+  if (--places_.back().count > 0) {
+    return;
+  }
+  places_.pop_back();
+  traitsOf_.pop_back();
+  if (places_.size() % stride == 0) {
+    starts_.pop_back();
+  }
+}
+
 std::uint64_t SampleList::duration() const {
   std::uint64_t total = 0;
   for (const SampleRun& run : runs()) {

@@ -111,6 +111,8 @@ class SampleList {
   /// run where they continue it.
   void append(const Sample& first, std::uint64_t count = 1);
   void append(const SampleList& more);
+  /// Takes the last sample away; there must be one.
+  void removeLast();
   void clear() { *this = SampleList(); }
   void reserveRuns(std::size_t count);
 

@@ -112,28 +112,40 @@ std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEn
   return chains;
 }
 
-BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t frame,
-                                           bool framesCountOn, StretchEnd end,
-                                           std::span<const ByteRange> others,
+BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCountOn,
+                                             StretchEnd end, std::span<const ByteRange> others,
+                                             const TornPictures& torn) {
+  Content content{gap, end, chainsIn(gap, end, others, torn), lengthOf(others), false};
+  std::uint64_t blocks = 0;
+  std::uint64_t sound = 0;
+  for (const BlockChain& chain : content.chains) {
+    blocks += chain.sizes.size();
+    sound += chain.to - chain.from;
+  }
+  content.isUsual =
+      framesCountOn && (spans(content.chains, gap) || isUsual(blocks, gap.length() - sound));
+  return content;
+}
+
+BlockCollector::Taken BlockCollector::take(const Content& content, std::uint64_t frame,
                                            const TornPictures& torn) {
-  const std::vector<BlockChain> chains = chainsIn(gap, end, others, torn);
+  const ByteRange& gap = content.gap;
   const std::uint64_t before = found_.tracks.front().size();
   const std::uint64_t placedBefore = found_.bytes;
   BlockRow all{{}, Anchor::both, 0};
   Taken taken;
-  for (const BlockChain& chain : chains) {
+  for (const BlockChain& chain : content.chains) {
     addTo(all, chain);
     taken.sound.push_back({chain.from, chain.to});
   }
-  const std::uint64_t beside = gap.length() - lengthOf(taken.sound);
-  taken.isUsual = framesCountOn && (spans(chains, gap) || isUsual(all.blocks.size(), beside));
+  taken.isUsual = content.isUsual;
   std::uint64_t atStart = 0;
   if (taken.isUsual) {
     atStart = append(all);
     order_.learnCount(all.blocks.size());
     taken.isUsual = atStart > 0 || all.blocks.empty();
   } else {
-    for (const BlockRow& row : rowsOf(chains, gap, end, torn)) {
+    for (const BlockRow& row : rowsOf(content.chains, gap, content.end, torn)) {
       const std::uint64_t blocks = append(row);
       const bool isFirst = layout_.isDueBehind(row.blocks.front().offset - gap.lower);
       atStart += isFirst ? blocks : 0;
@@ -141,7 +153,7 @@ BlockCollector::Taken BlockCollector::take(const ByteRange& gap, std::uint64_t f
   }
   const std::uint64_t behind = found_.tracks.front().size();
   if (behind > before || !taken.isUsual) {
-    const std::uint64_t lost = gap.length() - lengthOf(others) - (found_.bytes - placedBefore);
+    const std::uint64_t lost = gap.length() - content.others - (found_.bytes - placedBefore);
     found_.gaps.push_back(
         {frame, behind, before + atStart, !taken.isUsual, taken.isUsual ? 0 : lost});
   }

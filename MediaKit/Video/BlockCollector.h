@@ -55,18 +55,31 @@ class BlockCollector {
   /// Both must outlive it.
   BlockCollector(const ByteSource& source, const BlockLayout& layout);
 
+  /// What stands in a gap.
+  struct Content {
+    ByteRange gap;
+    StretchEnd end = StretchEnd::unknown;
+    std::vector<BlockChain> chains;
+    /// Bytes of what is known to be no sound.
+    std::uint64_t others = 0;
+    /// The gap is one as the reference has them: nothing was lost in it.
+    bool isUsual = false;
+  };
+  /// Looks for the sound of a gap. `framesCountOn`: nothing is missing between the pictures around
+  /// it. `others`: what in it is known to be no sound, in order; `torn`: pictures in it that are
+  /// not whole. Throws DeviceError.
+  Content look(const ByteRange& gap, bool framesCountOn, StretchEnd end,
+               std::span<const ByteRange> others, const TornPictures& torn);
+
   /// What a gap gave.
   struct Taken {
     /// The blocks' stretches, in order, also those of blocks whose track cannot be told.
     std::vector<ByteRange> sound;
-    /// The gap is one as the reference has them: nothing was lost in it.
+    /// As before, and the tracks of its blocks can be told.
     bool isUsual = false;
   };
-  /// Takes the sound of a gap that picture number `frame` follows. `framesCountOn`: nothing is
-  /// missing between the pictures around it. `others`: what in it is known to be no sound, in
-  /// order; `torn`: pictures in it that are not whole. Throws DeviceError.
-  Taken take(const ByteRange& gap, std::uint64_t frame, bool framesCountOn, StretchEnd end,
-             std::span<const ByteRange> others, const TornPictures& torn);
+  /// Takes the sound of a gap that picture number `frame` follows.
+  Taken take(const Content& content, std::uint64_t frame, const TornPictures& torn);
 
   FoundBlocks result() { return std::move(found_); }
 

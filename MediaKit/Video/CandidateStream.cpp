@@ -14,8 +14,12 @@ void CandidateStream::forgetBefore(std::uint64_t offset) {
   while (!found_.empty() && found_.front().offset < offset) {
     found_.pop_front();
   }
-  start_ = std::max(start_, offset);
   frontier_ = std::max(frontier_, offset);
+}
+
+void CandidateStream::goBackTo(std::uint64_t offset) {
+  found_.clear();
+  frontier_ = offset;
 }
 
 const FoundFrame* CandidateStream::next(std::uint64_t from, std::uint64_t to) {

@@ -19,13 +19,15 @@ class CandidateStream {
   /// Valid until the next call. Throws DeviceError.
   const FoundFrame* next(std::uint64_t from, std::uint64_t to);
 
-  /// Forgets candidates before `offset`, which are not asked for again.
+  /// Forgets candidates before `offset`, which are not asked for again unless one goes back.
   void forgetBefore(std::uint64_t offset);
+
+  /// Begins anew at `offset`, before what was forgotten.
+  void goBackTo(std::uint64_t offset);
 
  private:
   FrameFinder& finder_;
   std::deque<FoundFrame> found_;
-  std::uint64_t start_ = 0;
   std::uint64_t frontier_ = 0;
 };
 

@@ -32,6 +32,7 @@ constexpr double mostFromFollower = 30;
 /// Frames lie some 2^17 bytes apart: that one stands right here is worth this much.
 constexpr double usualDistance = 17;
 constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
+constexpr std::uint64_t lookInside = std::uint64_t{64} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
 constexpr int mostLooks = 100;
@@ -51,6 +52,15 @@ class Walker {
     double score = 0;
   };
   enum class SoundEdge { start, end };
+  /// What stands between two pictures.
+  struct Between {
+    ByteRange gap;
+    std::vector<ByteRange> telemetry;
+    std::optional<BlockCollector::Content> blocks;
+    SoundLayout::Division pcm;
+
+    bool isUsual() const { return blocks ? blocks->isUsual : pcm.isUsual; }
+  };
 
   std::optional<FoundFrame> frameDue(std::uint64_t at);
   std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
@@ -72,9 +82,13 @@ class Walker {
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
-  bool takeBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
-  SoundLayout::Division takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
-  void takeGap(std::uint64_t from, const FoundFrame& next);
+  Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
+  bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
+  SoundLayout::Division takenPCM(SoundLayout::Division division);
+  bool connects(const FoundFrame& frame, const FoundFrame& next);
+  bool leadsTo(FoundFrame frame, const FoundFrame& next);
+  std::optional<FoundFrame> swallowedBefore(const FoundFrame& next);
+  FoundFrame takeGap(std::uint64_t from, const FoundFrame& next);
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
 
@@ -96,6 +110,8 @@ class Walker {
   SideCollector side_;
   /// Bytes that were searched behind candidates, over which the search itself may go once more.
   std::uint64_t lookedBehind_ = 0;
+  /// Bytes of frames that were searched for others within.
+  std::uint64_t lookedInside_ = 0;
   std::uint64_t links_ = 0;
   std::uint64_t brokenLinks_ = 0;
 };
@@ -419,29 +435,39 @@ void Walker::take(const FoundFrame& frame) {
   last_ = frame;
 }
 
-// Takes what stands in a gap; whether the gap is one as the reference has them.
-bool Walker::takeBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end) {
-  const std::uint64_t frame = findings_.video.size();
-  const bool countOn = neighbours == SoundLayout::Neighbours::countOn;
-  const std::vector<ByteRange> trees = side_.telemetryIn(gap);
-  SoundLayout::Division sound;
+Walker::Between Walker::lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours,
+                                    StretchEnd end) {
+  Between between{gap, side_.telemetryIn(gap), std::nullopt, {}};
   if (collector_) {
-    auto taken = collector_->take(gap, frame, countOn, end, trees, torn_);
-    sound = {std::move(taken.sound), taken.isUsual};
+    between.blocks = collector_->look(gap, neighbours == SoundLayout::Neighbours::countOn, end,
+                                      between.telemetry, torn_);
   } else if (lessons_.sound != nullptr) {
-    sound = takePCM(gap, neighbours);
+    between.pcm = lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
   }
-  const bool isIntact = countOn && findings_.losses.empty();
-  const auto left = side_.take(gap, sound.sound, trees, frame, isIntact);
+  return between;
+}
+
+// Takes what stands in a gap; whether the gap is one as the reference has them.
+bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
+  const std::uint64_t frame = findings_.video.size();
+  SoundLayout::Division sound;
+  if (between.blocks) {
+    auto taken = collector_->take(*between.blocks, frame, torn_);
+    sound = {std::move(taken.sound), taken.isUsual};
+  } else {
+    sound = takenPCM(std::move(between.pcm));
+  }
+  const bool isIntact = neighbours == SoundLayout::Neighbours::countOn && findings_.losses.empty();
+  const auto left =
+      side_.take(between.gap, sound.sound, std::move(between.telemetry), frame, isIntact);
   findings_.unused += left.unused;
   findings_.sideTracks += sound.isUsual ? left.unused - left.told : 0;
   return sound.isUsual;
 }
 
-SoundLayout::Division Walker::takePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
-  auto division = lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
-  const std::uint32_t size = lessons_.sound->pcm().sampleSize;
+SoundLayout::Division Walker::takenPCM(SoundLayout::Division division) {
   for (ByteRange& range : division.sound) {
+    const std::uint32_t size = lessons_.sound->pcm().sampleSize;
     const std::uint64_t samples = range.length() / size;
     findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
                            samples);
@@ -450,21 +476,81 @@ SoundLayout::Division Walker::takePCM(const ByteRange& gap, SoundLayout::Neighbo
   return division;
 }
 
-void Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
+// Whether `next` follows `frame` as in a clip of which nothing is lost.
+bool Walker::connects(const FoundFrame& frame, const FoundFrame& next) {
+  if (next.offset < frame.end() || evidence_.successionBits(frame.slice, next.slice) < 0) {
+    return false;
+  }
+  return next.offset == frame.end() ||
+         lookBetween({frame.end(), next.offset}, SoundLayout::Neighbours::countOn,
+                     StretchEnd::known)
+             .isUsual();
+}
+
+bool Walker::leadsTo(FoundFrame frame, const FoundFrame& next) {
+  for (int hops = 0; hops < mostLooks && !connects(frame, next); ++hops) {
+    const auto between = successor(frame);
+    if (!between || between->offset >= next.offset || !connects(frame, *between)) {
+      return false;
+    }
+    frame = *between;
+  }
+  return true;
+}
+
+// Other data that was written over a clip may end in the middle of a picture, whose length then
+// leads far into what is left of the clip. The first picture within the last one that leads to
+// `next`, as the last one does not: then that is none. Where losses are all over, only part of it
+// all is gone through once more.
+std::optional<FoundFrame> Walker::swallowedBefore(const FoundFrame& next) {
+  if (!last_ || lookedInside_ > lookInside + (last_->offset - start_) / 8) {
+    return std::nullopt;
+  }
+  const FoundFrame& frame = *last_;
+  lookedInside_ += frame.size;
+  std::uint64_t at = frame.offset + 1;
+  for (int looks = 0; looks < mostLooks; ++looks) {
+    const auto candidate = finder_.search(at, frame.end());
+    if (!candidate) {
+      break;
+    }
+    at = candidate->offset + 1;
+    const bool isPart = candidate->end() == frame.end();
+    if (!isPart && candidate->isLearnt && candidate->bits >= enoughWhereDue &&
+        leadsTo(*candidate, next) && !finder_.isContradicted(*candidate) &&
+        !isForeign(*candidate)) {
+      return candidate;
+    }
+  }
+  return std::nullopt;
+}
+
+// Goes from `from`, where the last frame ends, to the frame that was found behind; returns that
+// one, or the one to go on with instead.
+FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   if (from == next.offset) {
-    return;
+    return next;
   }
   findings_.audioSeen = true;
   const bool continues = !last_ || evidence_.successionBits(last_->slice, next.slice) >= 0;
   // Cameras start media with sound, too: ahead of the first frame a gap like others is whole.
   const bool countsOn = continues && (last_ || collector_);
-  const bool usual =
-      takeBetween({from, next.offset},
-                  countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown,
-                  StretchEnd::known);
-  if (!usual || !continues) {
+  const bool hasSound = collector_ || lessons_.sound != nullptr;
+  auto neighbours = countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown;
+  Between between = lookBetween({from, next.offset}, neighbours, StretchEnd::known);
+  const auto swallowed =
+      continues && (between.isUsual() || !hasSound) ? std::nullopt : swallowedBefore(next);
+  if (swallowed) {
+    findings_.video.removeLast();
+    candidates_.goBackTo(swallowed->offset);
+    neighbours = SoundLayout::Neighbours::unknown;
+    between = lookBetween({last_->offset, swallowed->offset}, neighbours, StretchEnd::known);
+  }
+  const bool usual = takeBetween(std::move(between), neighbours);
+  if (swallowed || !usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
+  return swallowed.value_or(next);
 }
 
 // What lies behind the last frame may still be sound, up to where the media data ends. A box that
@@ -484,7 +570,8 @@ void Walker::takeRemainder(std::uint64_t from) {
     findings_.unused += end_ - from;
     return;
   }
-  takeBetween({from, end}, neighbours, end != end_ ? StretchEnd::known : StretchEnd::unknown);
+  const auto ending = end != end_ ? StretchEnd::known : StretchEnd::unknown;
+  takeBetween(lookBetween({from, end}, neighbours, ending), neighbours);
   findings_.unused += end_ - end;
 }
 
@@ -507,9 +594,9 @@ EvidencedFindings Walker::run() {
     } else if (const auto behind = boxBehind(at)) {
       at = *behind;
     } else if (const auto next = findNext(at)) {
-      takeGap(at, *next);
-      take(*next);
-      at = next->end();
+      const FoundFrame found = takeGap(at, *next);
+      take(found);
+      at = found.end();
     } else {
       takeRemainder(at);
       at = end_;

@@ -199,5 +199,34 @@ TEST(Accuracy, holesCostOnlyWhatTheyTouch) {
   EXPECT_EQ(sum.blocksInvented, 0U);
 }
 
+// A card that another clip of the same camera was written over in places: that one's last picture
+// there tells a length that leads far into what is left of this clip.
+TEST(Accuracy, picturesOfAnotherClipSwallowNothing) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  Comparison sum;
+  for (const ClipRecipe& recipe : recipes()) {
+    ClipRecipe later = recipe;
+    later.variant = 1;
+    const auto clip = makeClip(recipe);
+    const testing::Bytes written = testing::contentsOf(makeClip(later));
+    for (unsigned i = 0; i < 12; ++i) {
+      Victim victim(clip);
+      victim.punch(i, 2, 8000 + 500 * i, Filling::otherFile, written);
+      const Comparison c = rebuildAndCompare(victim, clip);
+      EXPECT_EQ(c.missed, 0U) << labelOf(recipe) << " " << i << " of " << c.frames;
+      sum.frames += c.frames;
+      sum.blocks += c.blocks;
+      sum.blocksExact += c.blocksExact + c.blocksBeforeKeyframe;
+    }
+  }
+  RecordProperty("frames", static_cast<int>(sum.frames));
+  RecordProperty("blocks", static_cast<int>(sum.blocks));
+  RecordProperty("blocksExact", static_cast<int>(sum.blocksExact));
+  // Sound that such a length reaches over is still lost.
+  EXPECT_GE(sum.blocksExact * 1000, sum.blocks * 995) << sum.blocksExact << " of " << sum.blocks;
+}
+
 }  // namespace
 }  // namespace tallowmark
