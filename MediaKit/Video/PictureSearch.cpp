@@ -1,0 +1,364 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/PictureSearch.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <span>
+
+namespace tallowmark::VideoRepair {
+
+namespace {
+
+using Trust = FrameFinder::Trust;
+
+// Bits. A frame where one is due needs to rule out sound and telemetry that happen to read as one;
+// a frame found by searching, also that any of the positions passed was one by chance.
+constexpr double enoughWhereDue = 12;
+constexpr double enoughForUnknownHeader = 18;
+constexpr double structuredData = 5;
+constexpr double soundEdge = 7;
+constexpr double enoughWhenFound = 8;
+constexpr double beyondDoubt = 40;
+constexpr double certain = 28;
+constexpr std::uint64_t openingOfFrame = std::uint64_t{16} << 10U;
+constexpr double mostFromFollower = 30;
+/// Frames lie some 2^17 bytes apart: that one stands right here is worth this much.
+constexpr double usualDistance = 17;
+constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
+constexpr std::uint64_t lookInside = std::uint64_t{64} << 20U;
+constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
+constexpr int mostRivals = 24;
+constexpr int mostLooks = 100;
+constexpr std::size_t mostTorn = 10'000;
+constexpr int mostUnknownInARow = 8;
+
+}  // namespace
+
+PictureSearch::PictureSearch(const ByteSource& source, std::uint64_t from,
+                             const WalkLessons& lessons, SideCollector& side, const StopToken& stop)
+    : source_(source),
+      start_(from),
+      end_(source.size()),
+      lessons_(lessons),
+      evidence_(*lessons.evidence),
+      side_(side),
+      stop_(stop),
+      finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
+      candidates_(finder_) {
+  for (const StreamEvidence& other : lessons.otherTracks) {
+    foreign_.push_back(std::make_unique<FrameFinder>(source, end_, other, lessons.maxFrameSize));
+  }
+}
+
+std::optional<std::uint64_t> PictureSearch::foreignEnd(std::uint64_t at) {
+  for (const auto& finder : foreign_) {
+    if (const auto frame = finder->frameAt(at, Trust::learntOnly);
+        frame && frame->bits >= enoughWhereDue) {
+      return frame->end();
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<FoundFrame> PictureSearch::due(std::uint64_t at) {
+  if (auto frame = finder_.frameAt(at, Trust::learntOnly);
+      frame && frame->bits >= enoughWhereDue && (frame->isLearnt || !foreignEnd(at))) {
+    if (!breaksOff(*frame)) {
+      return frame;
+    }
+  }
+  auto frame = last_ ? finder_.frameAt(at, Trust::anyStandard) : std::nullopt;
+  if (!frame || foreignEnd(at)) {
+    return std::nullopt;
+  }
+  // A header that the reference happens to lack: the chain must go on through it.
+  double bits = frame->bits + evidence_.successionBits(last_->slice, frame->slice);
+  if (const auto next = finder_.maybeFrameAt(frame->end())) {
+    bits += std::min(next->bits, mostFromFollower);
+  } else {
+    bits += std::max(0.0, evidence_.followerBits(finder_.bytesAt(frame->end(), 4)));
+  }
+  return bits >= enoughForUnknownHeader && !finder_.isContradicted(*frame) ? frame : std::nullopt;
+}
+
+// Whether a frame right behind the last one does not count on from it: then one of the two is not
+// of this stream.
+bool PictureSearch::breaksOff(const FoundFrame& frame) {
+  if (!last_ || !evidence_.countsReliably()) {
+    return false;
+  }
+  const bool breaks = evidence_.successionBits(last_->slice, frame.slice) < 0;
+  ++links_;
+  brokenLinks_ += breaks ? 1 : 0;
+  // Where it happens all the time, the clip counts in another way than the reference.
+  return breaks && brokenLinks_ <= 4 + links_ / 8;
+}
+
+// The first candidate within `reach` bytes behind a frame that none stands right behind. Looks
+// there without reading what the frame holds, as long as looks do not make up for most of the
+// reading: a stretch full of candidates is gone through once, in order.
+std::optional<FoundFrame> PictureSearch::firstBehind(const FoundFrame& frame, std::uint64_t reach) {
+  reach = std::min(reach, end_);
+  const std::uint64_t from = frame.end() + 1;
+  const std::uint64_t to = frame.end() + reach;
+  if (lookedBehind_ + reach > lookAhead + (frame.offset - start_) / 2) {
+    const FoundFrame* next = candidates_.next(from, to);
+    return next != nullptr ? std::optional(*next) : std::nullopt;
+  }
+  auto next = finder_.search(from, to);
+  lookedBehind_ += (next ? next->offset : to) - frame.end();
+  return next;
+}
+
+// What stands behind a frame: another one that continues it, or what the reference has there. A
+// frame further on proves nothing by being there; that its distance and its counters fit does.
+double PictureSearch::follower(const FoundFrame& frame) {
+  if (const auto next = finder_.maybeFrameAt(frame.end())) {
+    const double succession = evidence_.successionBits(frame.slice, next->slice);
+    if (succession < 0 && evidence_.countsReliably()) {
+      return -mostFromFollower;  // another stream's frames, or no frames at all
+    }
+    return std::min(next->bits, usualDistance) + succession;
+  }
+  double bits = evidence_.followerBits(finder_.bytesAt(frame.end(), 4));
+  const std::uint64_t reach = std::min(lookAhead, evidence_.largestGap() + 1);
+  if (const auto next = firstBehind(frame, reach)) {
+    const double gap = evidence_.gapBits(next->offset - frame.end());
+    bits += gap > 0 ? gap + evidence_.successionBits(frame.slice, next->slice) : 0;
+  }
+  return bits;
+}
+
+// Evidence from the frame itself and from where it was found.
+double PictureSearch::scoreByItself(const FoundFrame& frame, std::uint64_t searchedFrom) {
+  // Every position passed could have held a false one, and sound or telemetry repeats itself.
+  const std::uint64_t passed = frame.offset - searchedFrom;
+  double bits = frame.bits - std::log2(static_cast<double>(passed) + 64) - structuredData;
+  if (last_) {
+    const double gap = evidence_.gapBits(passed);
+    const double succession = evidence_.successionBits(last_->slice, frame.slice);
+    bits += gap + (gap > 0 ? succession : std::max(0.0, succession));
+  }
+  return bits;
+}
+
+double PictureSearch::edgeBits(const FoundFrame& frame, SoundEdge edge) {
+  const bool isBefore = edge == SoundEdge::start;
+  const std::uint64_t at = isBefore ? frame.offset : frame.end();
+  return lessons_.sound != nullptr && lessons_.sound->isEdge(source_, at, isBefore) ? soundEdge : 0;
+}
+
+// Whether `bits` and the edges of sound around the frame are enough. Edges are looked for only
+// where they settle it: in sound that reads as frames they cost more than all else.
+bool PictureSearch::isEnough(double bits, const FoundFrame& frame, double enough) {
+  for (const SoundEdge edge : {SoundEdge::start, SoundEdge::end}) {
+    const double possible = edge == SoundEdge::start ? 2 * soundEdge : soundEdge;
+    if (bits >= enough || bits + possible < enough) {
+      break;
+    }
+    bits += edgeBits(frame, edge);
+  }
+  return bits >= enough;
+}
+
+double PictureSearch::score(const FoundFrame& frame, std::uint64_t searchedFrom) {
+  return scoreByItself(frame, searchedFrom) + edgeBits(frame, SoundEdge::start) +
+         edgeBits(frame, SoundEdge::end) + follower(frame);
+}
+
+// Of two frames that claim the same bytes the stronger is meant: looks inside the span of the one
+// found first.
+FoundFrame PictureSearch::strongest(const Judged& found, std::uint64_t searchedFrom) {
+  Judged best = found;
+  std::uint64_t at = found.frame.offset + 1;
+  for (int rivals = 0; rivals < mostRivals && best.score < beyondDoubt; ++rivals) {
+    const FoundFrame* next = candidates_.next(at, found.frame.end());
+    if (next == nullptr) {
+      break;
+    }
+    const FoundFrame rival = *next;
+    at = rival.offset + 1;
+    if (const double rivalScore = score(rival, searchedFrom);
+        rivalScore > best.score && !finder_.isContradicted(rival)) {
+      best = {rival, rivalScore};
+    }
+  }
+  return best.frame;
+}
+
+// Whether an access unit delimiter (H.264 §7.3.2.4, H.265 §7.3.2.5) ends right before `at`.
+bool PictureSearch::followsDelimiter(std::uint64_t at) {
+  static constexpr std::array<std::uint8_t, 5> h264{0, 0, 0, 2, 0x09};
+  static constexpr std::array<std::uint8_t, 6> hevc{0, 0, 0, 3, 0x46, 0x01};
+  const bool isH264 = evidence_.format().codec == NALFormat::Codec::h264;
+  const std::span<const std::uint8_t> delimiter =
+      isH264 ? std::span<const std::uint8_t>(h264) : std::span<const std::uint8_t>(hevc);
+  const std::size_t length = delimiter.size() + 1;
+  if (evidence_.format().lengthSize != 4 || at < length) {
+    return false;
+  }
+  const auto before = finder_.bytesAt(at - length, length);
+  return before.size() >= length && std::equal(delimiter.begin(), delimiter.end(), before.begin());
+}
+
+// Whether another track's frame begins a little before the candidate and holds it, as a frame that
+// opens with parameter sets holds its slice.
+bool PictureSearch::isForeign(const FoundFrame& candidate) {
+  if (!evidence_.hasDelimiters() && followsDelimiter(candidate.offset)) {
+    return true;  // another camera's
+  }
+  constexpr std::uint64_t longestOpening = 1024;
+  const std::uint64_t from = candidate.offset - std::min(candidate.offset, longestOpening);
+  return std::any_of(foreign_.begin(), foreign_.end(), [&](const auto& finder) {
+    const auto frame = finder->search(from, candidate.offset);
+    return frame && frame->end() == candidate.end();
+  });
+}
+
+// The frame that stands behind `frame`, directly or across a gap as the reference has them.
+std::optional<FoundFrame> PictureSearch::successor(const FoundFrame& frame) {
+  if (const auto next = finder_.maybeFrameAt(frame.end())) {
+    return next;
+  }
+  return firstBehind(frame, evidence_.largestGap() * 2 + 1);
+}
+
+// Frames of kinds that the reference lacks are believed across a gap as the camera leaves them:
+// beyond a gap that something destroyed, another camera's frames could stand.
+bool PictureSearch::mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom) {
+  return candidate.isLearnt || evidence_.isShort() ||
+         evidence_.gapBits(candidate.offset - searchedFrom) > 0;
+}
+
+// They are, when known ones go on behind them.
+bool PictureSearch::isExpected(const Judged& candidate, std::uint64_t searchedFrom) {
+  if (candidate.frame.isLearnt || evidence_.isShort()) {
+    return true;
+  }
+  if (hasBetterRival(candidate, searchedFrom)) {
+    return false;
+  }
+  const double gap = evidence_.gapBits(candidate.frame.offset - searchedFrom);
+  FoundFrame at = candidate.frame;
+  for (int hops = 0; hops < mostUnknownInARow; ++hops) {
+    const auto next = successor(at);
+    if (!next) {
+      return gap >= usualDistance / 2;
+    }
+    if (evidence_.successionBits(at.slice, next->slice) < 0) {
+      return false;
+    }
+    if (next->isLearnt) {
+      return true;
+    }
+    at = *next;
+  }
+  return false;
+}
+
+// Whether a frame of a known kind within reach is more likely what comes next.
+bool PictureSearch::hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom) {
+  const std::uint64_t reach = searchedFrom + evidence_.largestGap() * 2 + 1;
+  std::uint64_t at = candidate.frame.offset + 1;
+  for (int looks = 0; looks < mostLooks; ++looks) {
+    const FoundFrame* next = candidates_.next(at, reach);
+    if (next == nullptr) {
+      return false;
+    }
+    const FoundFrame rival = *next;
+    at = rival.offset + 1;
+    if (rival.isLearnt && score(rival, searchedFrom) > candidate.score) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void PictureSearch::rememberTorn(const FoundFrame& candidate) {
+  if (candidate.isLearnt && candidate.bits >= enoughWhereDue && torn_.starts.size() < mostTorn) {
+    torn_.starts.insert(candidate.offset);
+    torn_.ends.insert(candidate.end());
+  }
+}
+
+std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
+                                              const std::function<void(std::uint64_t)>& passed) {
+  torn_ = {};
+  for (std::uint64_t at = from; at < end_;) {
+    stop_.check();
+    candidates_.forgetBefore(at);
+    finder_.forgetBefore(at);
+    const std::uint64_t to = end_ - at > searchStep ? at + searchStep : end_;
+    const FoundFrame* next = candidates_.next(at, to);
+    if (next == nullptr) {
+      passed(to);
+      at = to;
+      continue;
+    }
+    const FoundFrame candidate = *next;
+    at = candidate.offset + 1;
+    if (const auto behind = side_.telemetryOver(candidate.offset, from)) {
+      at = *behind;
+      continue;
+    }
+    rememberTorn(candidate);
+    if (!mayBeExpected(candidate, from)) {
+      continue;
+    }
+    // What is this likely needs no look at all its content, nor at what follows: both cost a read
+    // of the whole frame. Sound that reads as a frame gives itself away near its start.
+    const double itself = scoreByItself(candidate, from);
+    if (candidate.isLearnt && isEnough(itself, candidate, certain) &&
+        !finder_.isContradicted(candidate, openingOfFrame) && !isForeign(candidate)) {
+      return candidate;
+    }
+    if (finder_.isOverworked() ||
+        !isEnough(itself + follower(candidate), candidate, enoughWhenFound)) {
+      continue;
+    }
+    const Judged judged{candidate, score(candidate, from)};
+    if (isExpected(judged, from) && !finder_.isContradicted(candidate) && !isForeign(candidate)) {
+      return strongest(judged, from);
+    }
+  }
+  return std::nullopt;
+}
+
+bool PictureSearch::leadsTo(FoundFrame frame, const FoundFrame& next, const Connects& connects) {
+  for (int hops = 0; hops < mostLooks && !connects(frame, next); ++hops) {
+    const auto between = successor(frame);
+    if (!between || between->offset >= next.offset || !connects(frame, *between)) {
+      return false;
+    }
+    frame = *between;
+  }
+  return true;
+}
+
+// Where losses are all over, only part of the clip is gone through once more.
+std::optional<FoundFrame> PictureSearch::swallowedBefore(const FoundFrame& next,
+                                                         const Connects& connects) {
+  if (!last_ || lookedInside_ > lookInside + (last_->offset - start_) / 8) {
+    return std::nullopt;
+  }
+  const FoundFrame& frame = *last_;
+  lookedInside_ += frame.size;
+  std::uint64_t at = frame.offset + 1;
+  for (int looks = 0; looks < mostLooks; ++looks) {
+    const auto candidate = finder_.search(at, frame.end());
+    if (!candidate) {
+      break;
+    }
+    at = candidate->offset + 1;
+    const bool isPart = candidate->end() == frame.end();
+    if (!isPart && candidate->isLearnt && candidate->bits >= enoughWhereDue &&
+        leadsTo(*candidate, next, connects) && !finder_.isContradicted(*candidate) &&
+        !isForeign(*candidate)) {
+      return candidate;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace tallowmark::VideoRepair

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "DeviceKit/StopToken.h"
+#include "MediaKit/Video/BlockSearch.h"
+#include "MediaKit/Video/CandidateStream.h"
+#include "MediaKit/Video/EvidenceWalk.h"
+#include "MediaKit/Video/FrameFinder.h"
+#include "MediaKit/Video/SideCollector.h"
+
+namespace tallowmark::VideoRepair {
+
+/// Tells which pictures of a damaged clip are to be believed: the one that is due behind the last
+/// one, and by searching, where the chain is broken, the one to go on with. The walk says which it
+/// took. Positions only grow but for `goBackTo`. What it looks for costs time linear in the clip.
+class PictureSearch {
+ public:
+  /// From `from` on. All but the token must outlive it. `side` knows telemetry, which is passed
+  /// over.
+  PictureSearch(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
+                SideCollector& side, const StopToken& stop);
+
+  /// The picture at a position where one is due: behind another one, or where media data starts.
+  /// Throws DeviceError.
+  std::optional<FoundFrame> due(std::uint64_t at);
+
+  /// The next picture that is believed. `passed` is told how far the search got. Throws
+  /// DeviceError, Stopped.
+  std::optional<FoundFrame> next(std::uint64_t from,
+                                 const std::function<void(std::uint64_t)>& passed);
+
+  /// The end of another video track's picture at `at`; nothing when there is none.
+  std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
+
+  /// The picture taken last.
+  const std::optional<FoundFrame>& last() const { return last_; }
+  void take(const FoundFrame& frame) { last_ = frame; }
+
+  /// Whether a picture follows another as in a clip of which nothing is lost.
+  using Connects = std::function<bool(const FoundFrame&, const FoundFrame&)>;
+  /// Other data that was written over a clip may end in the middle of a picture, whose length then
+  /// leads far into what is left of the clip. The first picture within the last one that leads to
+  /// `next`, as the last one does not: then that is none. Throws DeviceError.
+  std::optional<FoundFrame> swallowedBefore(const FoundFrame& next, const Connects& connects);
+  /// Searches anew from `offset` on, before what was gone through.
+  void goBackTo(std::uint64_t offset) { candidates_.goBackTo(offset); }
+
+  /// What the last search passed whose heads can be read, though it is not believed as a whole.
+  const TornPictures& torn() const { return torn_; }
+
+ private:
+  struct Judged {
+    FoundFrame frame;
+    double score = 0;
+  };
+  enum class SoundEdge { start, end };
+
+  void rememberTorn(const FoundFrame& candidate);
+  double scoreByItself(const FoundFrame& frame, std::uint64_t searchedFrom);
+  double edgeBits(const FoundFrame& frame, SoundEdge edge);
+  bool isEnough(double bits, const FoundFrame& frame, double enough);
+  double score(const FoundFrame& frame, std::uint64_t searchedFrom);
+  bool breaksOff(const FoundFrame& frame);
+  bool isForeign(const FoundFrame& candidate);
+  bool followsDelimiter(std::uint64_t at);
+  std::optional<FoundFrame> successor(const FoundFrame& frame);
+  bool mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom);
+  bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
+  bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);
+  std::optional<FoundFrame> firstBehind(const FoundFrame& frame, std::uint64_t reach);
+  double follower(const FoundFrame& frame);
+  FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
+  bool leadsTo(FoundFrame frame, const FoundFrame& next, const Connects& connects);
+
+  const ByteSource& source_;
+  const std::uint64_t start_;
+  const std::uint64_t end_;
+  const WalkLessons& lessons_;
+  const StreamEvidence& evidence_;
+  SideCollector& side_;
+  const StopToken& stop_;
+  FrameFinder finder_;
+  CandidateStream candidates_;
+  std::vector<std::unique_ptr<FrameFinder>> foreign_;
+  std::optional<FoundFrame> last_;
+  TornPictures torn_;
+  /// Bytes that were searched behind candidates, over which the search itself may go once more.
+  std::uint64_t lookedBehind_ = 0;
+  /// Bytes of pictures that were searched for others within.
+  std::uint64_t lookedInside_ = 0;
+  std::uint64_t links_ = 0;
+  std::uint64_t brokenLinks_ = 0;
+};
+
+}  // namespace tallowmark::VideoRepair
