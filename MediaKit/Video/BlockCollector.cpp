@@ -115,7 +115,7 @@ std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEn
 BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCountOn,
                                              StretchEnd end, std::span<const ByteRange> others,
                                              const TornPictures& torn) {
-  Content content{gap, end, chainsIn(gap, end, others, torn), lengthOf(others), false};
+  Content content{gap, end, chainsIn(gap, end, others, torn), lengthOf(others)};
   std::uint64_t blocks = 0;
   std::uint64_t sound = 0;
   for (const BlockChain& chain : content.chains) {
@@ -124,6 +124,8 @@ BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCo
   }
   content.isUsual =
       framesCountOn && (spans(content.chains, gap) || isUsual(blocks, gap.length() - sound));
+  content.soundLeadsToEnd =
+      !content.chains.empty() && layout_.isEdgeAhead(gap.upper - content.chains.back().to);
   return content;
 }
 

@@ -64,6 +64,8 @@ class BlockCollector {
     std::uint64_t others = 0;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
+    /// Sound ends where the reference's does ahead of a picture.
+    bool soundLeadsToEnd = false;
   };
   /// Looks for the sound of a gap. `framesCountOn`: nothing is missing between the pictures around
   /// it. `others`: what in it is known to be no sound, in order; `torn`: pictures in it that are

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "DeviceKit/CachedSource.h"
 #include "MediaKit/Container/Box.h"
@@ -35,8 +36,9 @@ class Walker {
   Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
   SoundLayout::Division takenPCM(SoundLayout::Division division);
-  bool connects(const FoundFrame& frame, const FoundFrame& next);
+  PictureSearch::Link linkBetween(const FoundFrame& frame, const FoundFrame& next);
   FoundFrame takeGap(std::uint64_t from, const FoundFrame& next);
+  std::optional<FoundFrame> goOnWithin(const FoundFrame* next);
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
 
@@ -49,6 +51,8 @@ class Walker {
   const StopToken& stop_;
   EvidencedFindings findings_;
   std::optional<BlockCollector> collector_;
+  /// What was looked at last and is as in the reference.
+  std::optional<Between> usual_;
   SideCollector side_;
   PictureSearch search_;
 };
@@ -63,7 +67,9 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
       progress_(progress),
       stop_(stop),
       side_(source, lessons.side),
-      search_(source, from, lessons, side_, stop) {
+      search_(
+          source, from, lessons, side_,
+          [this](const FoundFrame& a, const FoundFrame& b) { return linkBetween(a, b); }, stop) {
   if (lessons.blocks != nullptr) {
     collector_.emplace(source, *lessons.blocks);
   }
@@ -135,15 +141,22 @@ SoundLayout::Division Walker::takenPCM(SoundLayout::Division division) {
   return division;
 }
 
-// Whether `next` follows `frame` as in a clip of which nothing is lost.
-bool Walker::connects(const FoundFrame& frame, const FoundFrame& next) {
+PictureSearch::Link Walker::linkBetween(const FoundFrame& frame, const FoundFrame& next) {
+  using Link = PictureSearch::Link;
   if (next.offset < frame.end() || evidence_.successionBits(frame.slice, next.slice) < 0) {
-    return false;
+    return Link::none;
   }
-  return next.offset == frame.end() ||
-         lookBetween({frame.end(), next.offset}, SoundLayout::Neighbours::countOn,
-                     StretchEnd::known)
-             .isUsual();
+  if (next.offset == frame.end()) {
+    return Link::usual;
+  }
+  Between between =
+      lookBetween({frame.end(), next.offset}, SoundLayout::Neighbours::countOn, StretchEnd::known);
+  if (!between.isUsual()) {
+    return Link::none;
+  }
+  const bool sound = between.blocks && between.blocks->soundLeadsToEnd;
+  usual_ = std::move(between);
+  return sound ? Link::sound : Link::usual;
 }
 
 // Goes from `from`, where the last frame ends, to the frame that was found behind; returns that
@@ -158,24 +171,34 @@ FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   // Cameras start media with sound, too: ahead of the first frame a gap like others is whole.
   const bool countsOn = continues && (last || collector_);
   const bool hasSound = collector_ || lessons_.sound != nullptr;
-  auto neighbours = countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown;
-  Between between = lookBetween({from, next.offset}, neighbours, StretchEnd::known);
-  const auto swallowed =
-      continues && (between.isUsual() || !hasSound)
-          ? std::nullopt
-          : search_.swallowedBefore(
-                next, [this](const FoundFrame& a, const FoundFrame& b) { return connects(a, b); });
-  if (swallowed) {
-    findings_.video.removeLast();
-    search_.goBackTo(swallowed->offset);
-    neighbours = SoundLayout::Neighbours::unknown;
-    between = lookBetween({last->offset, swallowed->offset}, neighbours, StretchEnd::known);
+  const auto neighbours =
+      countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown;
+  Between between = countsOn && usual_ && usual_->gap == ByteRange{from, next.offset}
+                        ? *std::exchange(usual_, std::nullopt)
+                        : lookBetween({from, next.offset}, neighbours, StretchEnd::known);
+  const bool isWhole = continues && (between.isUsual() || !hasSound);
+  if (const auto swallowed = isWhole ? std::nullopt : goOnWithin(&next)) {
+    return *swallowed;
   }
   const bool usual = takeBetween(std::move(between), neighbours);
-  if (swallowed || !usual || !continues) {
+  if (!usual || !continues) {
     findings_.losses.push_back(findings_.video.size());
   }
-  return swallowed.value_or(next);
+  return next;
+}
+
+// Gives the last frame up for one that it swallowed; nothing when there is none.
+std::optional<FoundFrame> Walker::goOnWithin(const FoundFrame* next) {
+  const auto swallowed = search_.swallowedBefore(next);
+  if (swallowed) {
+    const std::uint64_t from = search_.last()->offset;
+    findings_.video.removeLast();
+    findings_.losses.push_back(findings_.video.size());
+    search_.goBackTo(swallowed->offset);
+    constexpr auto unknown = SoundLayout::Neighbours::unknown;
+    takeBetween(lookBetween({from, swallowed->offset}, unknown, StretchEnd::known), unknown);
+  }
+  return swallowed;
 }
 
 // What lies behind the last frame may still be sound, up to where the media data ends. A box that
@@ -222,6 +245,9 @@ EvidencedFindings Walker::run() {
       const FoundFrame found = takeGap(at, *next);
       take(found);
       at = found.end();
+    } else if (const auto swallowed = goOnWithin(nullptr)) {
+      take(*swallowed);
+      at = swallowed->end();
     } else {
       takeRemainder(at);
       at = end_;

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <span>
+#include <utility>
 
 namespace tallowmark::VideoRepair {
 
@@ -18,6 +19,8 @@ constexpr double enoughWhereDue = 12;
 constexpr double enoughForUnknownHeader = 18;
 constexpr double structuredData = 5;
 constexpr double soundEdge = 7;
+// Blocks of compressed sound have some hundred bytes: one ends here by chance once in as many.
+constexpr double endOfSound = 12;
 constexpr double enoughWhenFound = 8;
 constexpr double beyondDoubt = 40;
 constexpr double certain = 28;
@@ -36,13 +39,15 @@ constexpr int mostUnknownInARow = 8;
 }  // namespace
 
 PictureSearch::PictureSearch(const ByteSource& source, std::uint64_t from,
-                             const WalkLessons& lessons, SideCollector& side, const StopToken& stop)
+                             const WalkLessons& lessons, SideCollector& side, LinkBetween link,
+                             const StopToken& stop)
     : source_(source),
       start_(from),
       end_(source.size()),
       lessons_(lessons),
       evidence_(*lessons.evidence),
       side_(side),
+      link_(std::move(link)),
       stop_(stop),
       finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
       candidates_(finder_) {
@@ -275,6 +280,21 @@ bool PictureSearch::hasBetterRival(const Judged& candidate, std::uint64_t search
   return false;
 }
 
+// Whether a candidate needs no look at all of its content, nor for the frame that follows: sound
+// that reads as a frame gives itself away near its start. Compressed sound that leads from the last
+// picture right to this one speaks for it, too, unless its end is not like the others'.
+bool PictureSearch::isCertain(const FoundFrame& candidate, std::uint64_t searchedFrom,
+                              double itself) {
+  const auto isSoundBetween = [&] {
+    return lessons_.blocks != nullptr && itself + endOfSound >= certain && last_ &&
+           last_->end() == searchedFrom &&
+           evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) >= 0 &&
+           link_(*last_, candidate) == Link::sound;
+  };
+  return candidate.isLearnt && (isEnough(itself, candidate, certain) || isSoundBetween()) &&
+         !finder_.isContradicted(candidate, openingOfFrame);
+}
+
 void PictureSearch::rememberTorn(const FoundFrame& candidate) {
   if (candidate.isLearnt && candidate.bits >= enoughWhereDue && torn_.starts.size() < mostTorn) {
     torn_.starts.insert(candidate.offset);
@@ -306,11 +326,8 @@ std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
     if (!mayBeExpected(candidate, from)) {
       continue;
     }
-    // What is this likely needs no look at all its content, nor at what follows: both cost a read
-    // of the whole frame. Sound that reads as a frame gives itself away near its start.
     const double itself = scoreByItself(candidate, from);
-    if (candidate.isLearnt && isEnough(itself, candidate, certain) &&
-        !finder_.isContradicted(candidate, openingOfFrame) && !isForeign(candidate)) {
+    if (isCertain(candidate, from, itself) && !isForeign(candidate)) {
       return candidate;
     }
     if (finder_.isOverworked() ||
@@ -325,35 +342,41 @@ std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
   return std::nullopt;
 }
 
-bool PictureSearch::leadsTo(FoundFrame frame, const FoundFrame& next, const Connects& connects) {
-  for (int hops = 0; hops < mostLooks && !connects(frame, next); ++hops) {
+// Whether pictures within `torn`, from `frame` on, lead to `next`; where none is known, over the
+// end of `torn`.
+bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame& torn, const FoundFrame* next) {
+  for (int hops = 0; hops < mostLooks; ++hops) {
+    if (next != nullptr ? link_(frame, *next) != Link::none
+                        : hops > 0 && frame.end() > torn.end()) {
+      return true;
+    }
     const auto between = successor(frame);
-    if (!between || between->offset >= next.offset || !connects(frame, *between)) {
+    const bool isAhead = between && (next == nullptr || between->offset < next->offset);
+    if (!isAhead || link_(frame, *between) == Link::none) {
       return false;
     }
     frame = *between;
   }
-  return true;
+  return false;
 }
 
 // Where losses are all over, only part of the clip is gone through once more.
-std::optional<FoundFrame> PictureSearch::swallowedBefore(const FoundFrame& next,
-                                                         const Connects& connects) {
+std::optional<FoundFrame> PictureSearch::swallowedBefore(const FoundFrame* next) {
   if (!last_ || lookedInside_ > lookInside + (last_->offset - start_) / 8) {
     return std::nullopt;
   }
-  const FoundFrame& frame = *last_;
-  lookedInside_ += frame.size;
-  std::uint64_t at = frame.offset + 1;
+  const FoundFrame& torn = *last_;
+  lookedInside_ += torn.size;
+  std::uint64_t at = torn.offset + 1;
   for (int looks = 0; looks < mostLooks; ++looks) {
-    const auto candidate = finder_.search(at, frame.end());
+    const auto candidate = finder_.search(at, torn.end());
     if (!candidate) {
       break;
     }
     at = candidate->offset + 1;
-    const bool isPart = candidate->end() == frame.end();
+    const bool isPart = candidate->end() == torn.end();
     if (!isPart && candidate->isLearnt && candidate->bits >= enoughWhereDue &&
-        leadsTo(*candidate, next, connects) && !finder_.isContradicted(*candidate) &&
+        leadsOut(*candidate, torn, next) && !finder_.isContradicted(*candidate) &&
         !isForeign(*candidate)) {
       return candidate;
     }

@@ -22,10 +22,15 @@ namespace tallowmark::VideoRepair {
 /// took. Positions only grow but for `goBackTo`. What it looks for costs time linear in the clip.
 class PictureSearch {
  public:
-  /// From `from` on. All but the token must outlive it. `side` knows telemetry, which is passed
+  /// What stands between a picture and the next: something was lost, it is as in the reference, or
+  /// it is so and compressed sound leads right to the next one.
+  enum class Link { none, usual, sound };
+  using LinkBetween = std::function<Link(const FoundFrame&, const FoundFrame&)>;
+
+  /// From `from` on. All it refers to must outlive it. `side` knows telemetry, which is passed
   /// over.
   PictureSearch(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
-                SideCollector& side, const StopToken& stop);
+                SideCollector& side, LinkBetween link, const StopToken& stop);
 
   /// The picture at a position where one is due: behind another one, or where media data starts.
   /// Throws DeviceError.
@@ -43,12 +48,11 @@ class PictureSearch {
   const std::optional<FoundFrame>& last() const { return last_; }
   void take(const FoundFrame& frame) { last_ = frame; }
 
-  /// Whether a picture follows another as in a clip of which nothing is lost.
-  using Connects = std::function<bool(const FoundFrame&, const FoundFrame&)>;
   /// Other data that was written over a clip may end in the middle of a picture, whose length then
   /// leads far into what is left of the clip. The first picture within the last one that leads to
-  /// `next`, as the last one does not: then that is none. Throws DeviceError.
-  std::optional<FoundFrame> swallowedBefore(const FoundFrame& next, const Connects& connects);
+  /// `next`, as the last one does not: then that is none. Where `next` is null, none was found.
+  /// Throws DeviceError.
+  std::optional<FoundFrame> swallowedBefore(const FoundFrame* next);
   /// Searches anew from `offset` on, before what was gone through.
   void goBackTo(std::uint64_t offset) { candidates_.goBackTo(offset); }
 
@@ -77,7 +81,8 @@ class PictureSearch {
   std::optional<FoundFrame> firstBehind(const FoundFrame& frame, std::uint64_t reach);
   double follower(const FoundFrame& frame);
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
-  bool leadsTo(FoundFrame frame, const FoundFrame& next, const Connects& connects);
+  bool leadsOut(FoundFrame frame, const FoundFrame& torn, const FoundFrame* next);
+  bool isCertain(const FoundFrame& candidate, std::uint64_t searchedFrom, double itself);
 
   const ByteSource& source_;
   const std::uint64_t start_;
@@ -85,6 +90,7 @@ class PictureSearch {
   const WalkLessons& lessons_;
   const StreamEvidence& evidence_;
   SideCollector& side_;
+  const LinkBetween link_;
   const StopToken& stop_;
   FrameFinder finder_;
   CandidateStream candidates_;
