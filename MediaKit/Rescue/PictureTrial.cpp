@@ -2,6 +2,7 @@
 #include "MediaKit/Rescue/PictureTrial.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <optional>
 #include <vector>
@@ -177,6 +178,36 @@ void requireDecodable(const VideoRepair::Plan& plan, const ByteSource& source,
   const Candidates others{*good, dependentPicturesOf(video.samples), source};
   if (!others.ask(trying).speaksForThem()) {
     throw MediaError::noVideo();
+  }
+}
+
+RunningPictureTrial::RunningPictureTrial(const VideoRepair::Plan& plan, const ByteSource& source,
+                                         const ByteSource* reference,
+                                         const std::filesystem::path& folder,
+                                         const PictureDecoder& decoder)
+    : trial_(std::async(std::launch::async,
+                        [=, &plan, &source, &folder, &decoder, stop = end_.token()] {
+                          requireDecodable(plan, source, reference, folder, decoder, stop);
+                        })) {}
+
+RunningPictureTrial::~RunningPictureTrial() {
+  end_.requestStop();
+  if (trial_.valid()) {
+    trial_.wait();
+  }
+}
+
+void RunningPictureTrial::check() {
+  if (trial_.valid() && trial_.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
+    trial_.get();
+  }
+}
+
+void RunningPictureTrial::wait(const StopToken& stop) {
+  while (trial_.valid()) {
+    stop.check();
+    trial_.wait_for(std::chrono::milliseconds(20));
+    check();
   }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <future>
 
 #include "DeviceKit/StopToken.h"
 #include "MediaKit/Video/PictureDecoder.h"
@@ -19,5 +20,28 @@ namespace tallowmark {
 void requireDecodable(const VideoRepair::Plan& plan, const ByteSource& source,
                       const ByteSource* reference, const std::filesystem::path& folder,
                       const PictureDecoder& decoder, const StopToken& stop);
+
+/// The same beside other work, on a thread of its own that ends with it. What it is given must
+/// outlive it.
+class RunningPictureTrial {
+ public:
+  RunningPictureTrial(const VideoRepair::Plan& plan, const ByteSource& source,
+                      const ByteSource* reference, const std::filesystem::path& folder,
+                      const PictureDecoder& decoder);
+  ~RunningPictureTrial();
+  RunningPictureTrial(const RunningPictureTrial&) = delete;
+  RunningPictureTrial& operator=(const RunningPictureTrial&) = delete;
+  RunningPictureTrial(RunningPictureTrial&&) = delete;
+  RunningPictureTrial& operator=(RunningPictureTrial&&) = delete;
+
+  /// Throws what requireDecodable throws, if that has happened by now.
+  void check();
+  /// The same once the trial is over.
+  void wait(const StopToken& stop);
+
+ private:
+  StopSource end_;
+  std::future<void> trial_;
+};
 
 }  // namespace tallowmark

@@ -30,8 +30,17 @@ VideoRepair::Result writeClip(const DamagedFile& clip, const OpenedFile& source,
   }
   const VideoRepair::Plan plan =
       VideoRepair::plan(*source.bytes, with.teacher, progress, stop, clip.depth);
-  requireDecodable(plan, *source.bytes, with.teacher, with.folder, with.decoder, stop);
-  VideoRepair::write(plan, *source.bytes, copy, VideoRepair::writingProgress(plan, progress), stop);
+  // The copy has no name before both are done.
+  RunningPictureTrial trial(plan, *source.bytes, with.teacher, with.folder, with.decoder);
+  const Progress written = VideoRepair::writingProgress(plan, progress);
+  const auto report = [&](double fraction) {
+    trial.check();
+    if (written) {
+      written(fraction);
+    }
+  };
+  VideoRepair::write(plan, *source.bytes, copy, report, stop);
+  trial.wait(stop);
   return plan.result;
 }
 
