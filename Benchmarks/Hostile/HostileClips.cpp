@@ -65,6 +65,23 @@ Bytes headsOfOneChain(std::size_t size) {
   return media;
 }
 
+/// Whole pictures and sound, and ahead of each the beginning of another that claims to reach over
+/// the next ones and holds none of what it claims.
+Bytes picturesInTornOnes() {
+  constexpr std::size_t reach = 4001;
+  const fs::path clip = makeClip({});
+  const Movie movie = parsedClip(clip);
+  Bytes media;
+  for (std::uint64_t number = 1; number < 25; ++number) {
+    for (const Bytes& piece :
+         {unit(reach, pictureHead()), sampleOf(movie, Track::Kind::video, clip, number),
+          sampleOf(movie, Track::Kind::audio, clip, number)}) {
+      media.insert(media.end(), piece.begin(), piece.end());
+    }
+  }
+  return media;
+}
+
 HostileCase mediaCase(const char* name, std::size_t size,
                       const std::function<Bytes(std::size_t)>& media) {
   return {name, size, rebuildCeiling,
@@ -139,6 +156,7 @@ std::vector<HostileCase> hostileClips() {
                   }),
       patternCase("picturesThatFollow", megabyte / 2,
                   [] { return unit(std::size_t{28} * 5000 - 4, pictureHead()); }),
+      patternCase("picturesInTornOnes", megabyte, picturesInTornOnes),
       mediaCase("headsOfOneChain", megabyte / 8, headsOfOneChain),
       patternCase("slicesOfNoPicture", megabyte / 2,
                   [] { return unit(laterSlice.size(), laterSlice); }),

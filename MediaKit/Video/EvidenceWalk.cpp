@@ -13,6 +13,9 @@ namespace tallowmark::VideoRepair {
 
 namespace {
 
+// Each time what is left of the file is searched anew.
+constexpr int mostEndings = 4;
+
 class Walker {
  public:
   Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
@@ -51,6 +54,7 @@ class Walker {
   const StopToken& stop_;
   EvidencedFindings findings_;
   std::optional<BlockCollector> collector_;
+  int endings_ = 0;
   /// What was looked at last and is as in the reference.
   std::optional<Between> usual_;
   SideCollector side_;
@@ -149,6 +153,9 @@ PictureSearch::Link Walker::linkBetween(const FoundFrame& frame, const FoundFram
   if (next.offset == frame.end()) {
     return Link::usual;
   }
+  if (next.offset - frame.end() > evidence_.largestGap() * 2) {
+    return Link::none;
+  }
   Between between =
       lookBetween({frame.end(), next.offset}, SoundLayout::Neighbours::countOn, StretchEnd::known);
   if (!between.isUsual()) {
@@ -245,7 +252,8 @@ EvidencedFindings Walker::run() {
       const FoundFrame found = takeGap(at, *next);
       take(found);
       at = found.end();
-    } else if (const auto swallowed = goOnWithin(nullptr)) {
+    } else if (const auto swallowed = endings_ < mostEndings ? goOnWithin(nullptr) : std::nullopt) {
+      ++endings_;
       take(*swallowed);
       at = swallowed->end();
     } else {

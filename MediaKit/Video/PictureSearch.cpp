@@ -33,6 +33,7 @@ constexpr std::uint64_t lookInside = std::uint64_t{64} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
 constexpr int mostLooks = 100;
+constexpr int mostLinks = 8;
 constexpr std::size_t mostTorn = 10'000;
 constexpr int mostUnknownInARow = 8;
 
@@ -289,7 +290,7 @@ bool PictureSearch::isCertain(const FoundFrame& candidate, std::uint64_t searche
     return lessons_.blocks != nullptr && itself + endOfSound >= certain && last_ &&
            last_->end() == searchedFrom &&
            evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) >= 0 &&
-           link_(*last_, candidate) == Link::sound;
+           linksTried_++ < mostLinks && link_(*last_, candidate) == Link::sound;
   };
   return candidate.isLearnt && (isEnough(itself, candidate, certain) || isSoundBetween()) &&
          !finder_.isContradicted(candidate, openingOfFrame);
@@ -305,6 +306,7 @@ void PictureSearch::rememberTorn(const FoundFrame& candidate) {
 std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
                                               const std::function<void(std::uint64_t)>& passed) {
   torn_ = {};
+  linksTried_ = 0;
   for (std::uint64_t at = from; at < end_;) {
     stop_.check();
     candidates_.forgetBefore(at);
@@ -342,12 +344,19 @@ std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
   return std::nullopt;
 }
 
-// Whether pictures within `torn`, from `frame` on, lead to `next`; where none is known, over the
-// end of `torn`.
-bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame& torn, const FoundFrame* next) {
-  for (int hops = 0; hops < mostLooks; ++hops) {
+// Where losses are all over, only part of the clip is gone through once more.
+bool PictureSearch::mayLookInside(std::uint64_t bytes) {
+  const bool may = lookedInside_ + bytes <= lookInside + (last_->offset - start_) / 8;
+  lookedInside_ += may ? bytes : 0;
+  return may;
+}
+
+// Whether pictures within the last one, from `frame` on, lead to `next`; where none is known, over
+// the last one's end.
+bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame* next) {
+  for (int hops = 0; hops < mostLooks && mayLookInside(evidence_.largestGap()); ++hops) {
     if (next != nullptr ? link_(frame, *next) != Link::none
-                        : hops > 0 && frame.end() > torn.end()) {
+                        : hops > 0 && frame.end() > last_->end()) {
       return true;
     }
     const auto between = successor(frame);
@@ -360,23 +369,20 @@ bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame& torn, const Fou
   return false;
 }
 
-// Where losses are all over, only part of the clip is gone through once more.
 std::optional<FoundFrame> PictureSearch::swallowedBefore(const FoundFrame* next) {
-  if (!last_ || lookedInside_ > lookInside + (last_->offset - start_) / 8) {
+  if (!last_ || !mayLookInside(last_->size)) {
     return std::nullopt;
   }
-  const FoundFrame& torn = *last_;
-  lookedInside_ += torn.size;
-  std::uint64_t at = torn.offset + 1;
+  std::uint64_t at = last_->offset + 1;
   for (int looks = 0; looks < mostLooks; ++looks) {
-    const auto candidate = finder_.search(at, torn.end());
+    const auto candidate = finder_.search(at, last_->end());
     if (!candidate) {
       break;
     }
     at = candidate->offset + 1;
-    const bool isPart = candidate->end() == torn.end();
+    const bool isPart = candidate->end() == last_->end();
     if (!isPart && candidate->isLearnt && candidate->bits >= enoughWhereDue &&
-        leadsOut(*candidate, torn, next) && !finder_.isContradicted(*candidate) &&
+        leadsOut(*candidate, next) && !finder_.isContradicted(*candidate) &&
         !isForeign(*candidate)) {
       return candidate;
     }

@@ -81,7 +81,8 @@ class PictureSearch {
   std::optional<FoundFrame> firstBehind(const FoundFrame& frame, std::uint64_t reach);
   double follower(const FoundFrame& frame);
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
-  bool leadsOut(FoundFrame frame, const FoundFrame& torn, const FoundFrame* next);
+  bool mayLookInside(std::uint64_t bytes);
+  bool leadsOut(FoundFrame frame, const FoundFrame* next);
   bool isCertain(const FoundFrame& candidate, std::uint64_t searchedFrom, double itself);
 
   const ByteSource& source_;
@@ -99,7 +100,9 @@ class PictureSearch {
   TornPictures torn_;
   /// Bytes that were searched behind candidates, over which the search itself may go once more.
   std::uint64_t lookedBehind_ = 0;
-  /// Bytes of pictures that were searched for others within.
+  /// Within one search.
+  int linksTried_ = 0;
+  /// Bytes that were gone through for pictures within others.
   std::uint64_t lookedInside_ = 0;
   std::uint64_t links_ = 0;
   std::uint64_t brokenLinks_ = 0;
