@@ -41,7 +41,8 @@ class Walker {
   SoundLayout::Division takenPCM(SoundLayout::Division division);
   PictureSearch::Link linkBetween(const FoundFrame& frame, const FoundFrame& next);
   FoundFrame takeGap(std::uint64_t from, const FoundFrame& next);
-  std::optional<FoundFrame> goOnWithin(const FoundFrame* next);
+  std::optional<FoundFrame> goOnWithin(std::uint64_t from, const FoundFrame* next);
+  void noteLoss();
   void takeRemainder(std::uint64_t from);
   void report(std::uint64_t at);
 
@@ -184,28 +185,41 @@ FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
                         ? *std::exchange(usual_, std::nullopt)
                         : lookBetween({from, next.offset}, neighbours, StretchEnd::known);
   const bool isWhole = continues && (between.isUsual() || !hasSound);
-  if (const auto swallowed = isWhole ? std::nullopt : goOnWithin(&next)) {
+  if (const auto swallowed = isWhole ? std::nullopt : goOnWithin(from, &next)) {
     return *swallowed;
   }
   const bool usual = takeBetween(std::move(between), neighbours);
   if (!usual || !continues) {
-    findings_.losses.push_back(findings_.video.size());
+    noteLoss();
   }
   return next;
 }
 
-// Gives the last frame up for one that it swallowed; nothing when there is none.
-std::optional<FoundFrame> Walker::goOnWithin(const FoundFrame* next) {
+// Gives the last frame up, which ends at `from`, for one that it swallowed; nothing when there is
+// none.
+std::optional<FoundFrame> Walker::goOnWithin(std::uint64_t from, const FoundFrame* next) {
+  const std::optional<FoundFrame> last = search_.last();
+  if (!last || last->end() != from) {
+    return std::nullopt;
+  }
   const auto swallowed = search_.swallowedBefore(next);
   if (swallowed) {
-    const std::uint64_t from = search_.last()->offset;
     findings_.video.removeLast();
-    findings_.losses.push_back(findings_.video.size());
+    noteLoss();
     search_.goBackTo(swallowed->offset);
     constexpr auto unknown = SoundLayout::Neighbours::unknown;
-    takeBetween(lookBetween({from, swallowed->offset}, unknown, StretchEnd::known), unknown);
+    takeBetween(lookBetween({last->offset, swallowed->offset}, unknown, StretchEnd::known),
+                unknown);
   }
   return swallowed;
+}
+
+// Once for each place: the last frame may have been given up behind one.
+void Walker::noteLoss() {
+  const std::uint64_t place = findings_.video.size();
+  if (findings_.losses.empty() || findings_.losses.back() != place) {
+    findings_.losses.push_back(place);
+  }
 }
 
 // What lies behind the last frame may still be sound, up to where the media data ends. A box that
@@ -252,7 +266,8 @@ EvidencedFindings Walker::run() {
       const FoundFrame found = takeGap(at, *next);
       take(found);
       at = found.end();
-    } else if (const auto swallowed = endings_ < mostEndings ? goOnWithin(nullptr) : std::nullopt) {
+    } else if (const auto swallowed =
+                   endings_ < mostEndings ? goOnWithin(at, nullptr) : std::nullopt) {
       ++endings_;
       take(*swallowed);
       at = swallowed->end();
