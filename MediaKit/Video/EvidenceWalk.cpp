@@ -216,6 +216,7 @@ std::optional<FoundFrame> Walker::goOnWithin(std::uint64_t from, const FoundFram
 
 // Once for each place: the last frame may have been given up behind one.
 void Walker::noteLoss() {
+  search_.noteLoss();
   const std::uint64_t place = findings_.video.size();
   if (findings_.losses.empty() || findings_.losses.back() != place) {
     findings_.losses.push_back(place);

@@ -34,6 +34,7 @@ constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
 constexpr int mostLooks = 100;
 constexpr int mostLinks = 8;
+constexpr std::uint64_t enoughSinceLoss = 50;
 constexpr std::size_t mostTorn = 10'000;
 constexpr int mostUnknownInARow = 8;
 
@@ -237,9 +238,23 @@ bool PictureSearch::mayBeExpected(const FoundFrame& candidate, std::uint64_t sea
          evidence_.gapBits(candidate.offset - searchedFrom) > 0;
 }
 
+// Whether compressed sound leads from the last picture to the candidate, and on to the next, if
+// there is one: the chain is unbroken. Soon behind a loss it may be another camera's.
+bool PictureSearch::isLinkedBySound(const FoundFrame& candidate, std::uint64_t searchedFrom) {
+  const bool mayBe = lessons_.blocks != nullptr && last_ && last_->end() == searchedFrom &&
+                     sinceLoss_ >= enoughSinceLoss && linksTried_++ < mostLinks;
+  if (!mayBe || link_(*last_, candidate) != Link::sound) {
+    return false;
+  }
+  const auto next = successor(candidate);
+  return next ? link_(candidate, *next) == Link::sound
+              : evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) > 0;
+}
+
 // They are, when known ones go on behind them.
 bool PictureSearch::isExpected(const Judged& candidate, std::uint64_t searchedFrom) {
-  if (candidate.frame.isLearnt || evidence_.isShort()) {
+  if (candidate.frame.isLearnt || evidence_.isShort() ||
+      isLinkedBySound(candidate.frame, searchedFrom)) {
     return true;
   }
   if (hasBetterRival(candidate, searchedFrom)) {

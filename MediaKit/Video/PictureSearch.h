@@ -46,7 +46,12 @@ class PictureSearch {
 
   /// The picture taken last.
   const std::optional<FoundFrame>& last() const { return last_; }
-  void take(const FoundFrame& frame) { last_ = frame; }
+  void take(const FoundFrame& frame) {
+    last_ = frame;
+    ++sinceLoss_;
+  }
+  /// Something is missing ahead of the picture taken next.
+  void noteLoss() { sinceLoss_ = 0; }
 
   /// Other data that was written over a clip may end in the middle of a picture, whose length then
   /// leads far into what is left of the clip. The first picture within the last one that leads to
@@ -76,6 +81,7 @@ class PictureSearch {
   bool followsDelimiter(std::uint64_t at);
   std::optional<FoundFrame> successor(const FoundFrame& frame);
   bool mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom);
+  bool isLinkedBySound(const FoundFrame& candidate, std::uint64_t searchedFrom);
   bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
   bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);
   std::optional<FoundFrame> firstBehind(const FoundFrame& frame, std::uint64_t reach);
@@ -97,6 +103,8 @@ class PictureSearch {
   CandidateStream candidates_;
   std::vector<std::unique_ptr<FrameFinder>> foreign_;
   std::optional<FoundFrame> last_;
+  /// Pictures taken since a loss; as if there had been many before the first.
+  std::uint64_t sinceLoss_ = std::uint64_t{1} << 32U;
   TornPictures torn_;
   /// Bytes that were searched behind candidates, over which the search itself may go once more.
   std::uint64_t lookedBehind_ = 0;

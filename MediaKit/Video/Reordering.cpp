@@ -132,11 +132,12 @@ std::vector<std::uint8_t> allowingReordering(std::span<const std::uint8_t> sampl
   if (!isEntry) {
     return entry;
   }
-  const auto units = parameterUnits(sampleEntry, codec);
+  auto units = parameterUnits(sampleEntry, codec);
   // From the last to the first: the places of those ahead stay.
-  for (auto place = units.rbegin(); place != units.rend(); ++place) {
-    if (const auto unit = raised(sampleEntry.subspan(place->at, place->size), codec, pictures)) {
-      replace(entry, *record, *place, *unit);
+  std::reverse(units.begin(), units.end());
+  for (const UnitPlace& place : units) {
+    if (const auto unit = raised(sampleEntry.subspan(place.at, place.size), codec, pictures)) {
+      replace(entry, *record, place, *unit);
     }
   }
   return entry;

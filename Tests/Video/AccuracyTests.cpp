@@ -137,12 +137,16 @@ TEST(Accuracy, aReferenceThatLacksKindsOfFramesStillTeaches) {
     GTEST_SKIP() << "ffmpeg is not installed";
   }
   for (const char* codec : {"libx264", "libx265"}) {
-    const auto clip =
-        makeClip({.codec = codec, .container = "mov", .audio = "pcm_s16le", .bFrames = 2});
-    for (const ClipRecipe& teacher :
-         {ClipRecipe{.codec = codec, .container = "mov", .audio = "pcm_s16le"},
-          ClipRecipe{.codec = codec, .container = "mov", .audio = "pcm_s16le", .seconds = 0.2}}) {
-      expectFrames(rebuildAndCompare(Victim(clip), makeClip(teacher)), codec);
+    for (const char* audio : {"pcm_s16le", "aac"}) {
+      ClipRecipe recipe{.codec = codec, .container = "mov", .audio = audio};
+      recipe.bFrames = 2;
+      const auto clip = makeClip(recipe);
+      recipe.bFrames = 0;
+      for (const double seconds : {2.0, 0.2}) {
+        recipe.seconds = seconds;
+        expectFrames(rebuildAndCompare(Victim(clip), makeClip(recipe)),
+                     std::string(codec) + " " + audio);
+      }
     }
   }
 }
