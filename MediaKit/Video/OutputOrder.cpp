@@ -2,6 +2,7 @@
 #include "MediaKit/Video/OutputOrder.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <map>
 #include <numeric>
@@ -125,11 +126,13 @@ class Backlog {
 };
 
 // The most pictures held back, as the stream itself shows where nothing is missing: behind a loss
-// the counts may start anew without a word of it, until the next sequence begins.
+// the counts may start anew without a word of it, until the next sequence begins. Held back so far
+// several times: a single one may be none of the stream's.
 std::size_t mostHeldBackIn(std::span<const Picture> pictures,
                            std::span<const std::uint64_t> losses) {
+  constexpr std::uint64_t several = 3;
+  std::array<std::uint64_t, mostHeldBack + 1> seen{};
   Backlog backlog;
-  std::size_t most = 0;
   bool lost = false;
   auto loss = losses.begin();
   for (std::uint64_t i = 0; i < pictures.size(); ++i) {
@@ -142,10 +145,12 @@ std::size_t mostHeldBackIn(std::span<const Picture> pictures,
       backlog.clear();
     }
     const std::size_t held = backlog.heldBackFor(pictures[i].count);
-    if (!lost && held <= mostHeldBack) most = std::max(most, held);
+    if (!lost && held < seen.size()) ++seen.at(held);
     backlog.add(pictures[i].count);
   }
-  return most;
+  const auto most = std::find_if(seen.rbegin(), seen.rend() - 1,
+                                 [](std::uint64_t count) { return count >= several; });
+  return static_cast<std::size_t>(seen.rend() - 1 - most);
 }
 
 // Numbers the sequences: pictures of a later one are shown after all of those before. One begins

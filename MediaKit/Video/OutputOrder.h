@@ -33,7 +33,8 @@ struct PictureOrder {
   /// For every place how many pictures' time the order counts have up to the next one: more than
   /// one where the encoder left some out, or where some are missing.
   std::vector<std::uint32_t> intervals;
-  /// The most pictures that are decoded ahead of one and shown after it, where nothing is missing.
+  /// The most pictures that are decoded ahead of one and shown after it, several times and where
+  /// nothing is missing.
   std::size_t mostHeldBack = 0;
 };
 
