@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <optional>
+#include <system_error>
 #include <vector>
 
 #include "DeviceKit/DeviceError.h"
@@ -184,15 +185,21 @@ void requireDecodable(const VideoRepair::Plan& plan, const ByteSource& source,
 RunningPictureTrial::RunningPictureTrial(const VideoRepair::Plan& plan, const ByteSource& source,
                                          const ByteSource* reference,
                                          const std::filesystem::path& folder,
-                                         const PictureDecoder& decoder)
-    : trial_(std::async(std::launch::async,
-                        [=, &plan, &source, &folder, &decoder, stop = end_.token()] {
-                          requireDecodable(plan, source, reference, folder, decoder, stop);
-                        })) {}
+                                         const PictureDecoder& decoder) {
+  const auto trial = [=, &plan, &source, &folder, &decoder, stop = end_.token()] {
+    requireDecodable(plan, source, reference, folder, decoder, stop);
+  };
+  try {
+    trial_ = std::async(std::launch::async, trial);
+  } catch (const std::system_error&) {
+    // No thread is to be had: it runs when it is waited for.
+    trial_ = std::async(std::launch::deferred, trial);
+  }
+}
 
 RunningPictureTrial::~RunningPictureTrial() {
   end_.requestStop();
-  if (trial_.valid()) {
+  if (trial_.valid() && trial_.wait_for(std::chrono::seconds(0)) != std::future_status::deferred) {
     trial_.wait();
   }
 }
@@ -206,8 +213,11 @@ void RunningPictureTrial::check() {
 void RunningPictureTrial::wait(const StopToken& stop) {
   while (trial_.valid()) {
     stop.check();
-    trial_.wait_for(std::chrono::milliseconds(20));
-    check();
+    if (trial_.wait_for(std::chrono::milliseconds(20)) == std::future_status::deferred) {
+      trial_.get();
+    } else {
+      check();
+    }
   }
 }
 

@@ -124,8 +124,10 @@ BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCo
   }
   content.isUsual =
       framesCountOn && (spans(content.chains, gap) || isUsual(blocks, gap.length() - sound));
-  content.soundLeadsToEnd =
-      !content.chains.empty() && layout_.isEdgeAhead(gap.upper - content.chains.back().to);
+  if (!content.chains.empty()) {
+    content.soundLeadsFromStart = layout_.isDueBehind(content.chains.front().from - gap.lower);
+    content.soundLeadsToEnd = layout_.isEdgeAhead(gap.upper - content.chains.back().to);
+  }
   return content;
 }
 

@@ -64,7 +64,9 @@ class BlockCollector {
     std::uint64_t others = 0;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
-    /// Sound ends where the reference's does ahead of a picture.
+    /// Sound begins where the reference's does behind a picture, and ends where it does ahead of
+    /// one.
+    bool soundLeadsFromStart = false;
     bool soundLeadsToEnd = false;
   };
   /// Looks for the sound of a gap. `framesCountOn`: nothing is missing between the pictures around

@@ -39,7 +39,7 @@ class Walker {
   Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
   SoundLayout::Division takenPCM(SoundLayout::Division division);
-  PictureSearch::Link linkBetween(const FoundFrame& frame, const FoundFrame& next);
+  bool follows(const FoundFrame& frame, const FoundFrame& next);
   FoundFrame takeGap(std::uint64_t from, const FoundFrame& next);
   std::optional<FoundFrame> goOnWithin(std::uint64_t from, const FoundFrame* next);
   void noteLoss();
@@ -56,6 +56,7 @@ class Walker {
   EvidencedFindings findings_;
   std::optional<BlockCollector> collector_;
   int endings_ = 0;
+  std::uint64_t reported_ = 0;
   /// What was looked at last and is as in the reference.
   std::optional<Between> usual_;
   SideCollector side_;
@@ -74,7 +75,7 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
       side_(source, lessons.side),
       search_(
           source, from, lessons, side_,
-          [this](const FoundFrame& a, const FoundFrame& b) { return linkBetween(a, b); }, stop) {
+          [this](const FoundFrame& a, const FoundFrame& b) { return follows(a, b); }, stop) {
   if (lessons.blocks != nullptr) {
     collector_.emplace(source, *lessons.blocks);
   }
@@ -146,25 +147,21 @@ SoundLayout::Division Walker::takenPCM(SoundLayout::Division division) {
   return division;
 }
 
-PictureSearch::Link Walker::linkBetween(const FoundFrame& frame, const FoundFrame& next) {
-  using Link = PictureSearch::Link;
-  if (next.offset < frame.end() || evidence_.successionBits(frame.slice, next.slice) < 0) {
-    return Link::none;
+bool Walker::follows(const FoundFrame& frame, const FoundFrame& next) {
+  if (next.offset < frame.end() || evidence_.successionBits(frame.slice, next.slice) < 0 ||
+      next.offset - frame.end() > evidence_.largestGap() * 2) {
+    return false;
   }
   if (next.offset == frame.end()) {
-    return Link::usual;
-  }
-  if (next.offset - frame.end() > evidence_.largestGap() * 2) {
-    return Link::none;
+    return true;
   }
   Between between =
       lookBetween({frame.end(), next.offset}, SoundLayout::Neighbours::countOn, StretchEnd::known);
-  if (!between.isUsual()) {
-    return Link::none;
+  const bool isSound = between.isUsual() && (!between.blocks || between.blocks->soundLeadsToEnd);
+  if (isSound) {
+    usual_ = std::move(between);
   }
-  const bool sound = between.blocks && between.blocks->soundLeadsToEnd;
-  usual_ = std::move(between);
-  return sound ? Link::sound : Link::usual;
+  return isSound;
 }
 
 // Goes from `from`, where the last frame ends, to the frame that was found behind; returns that
@@ -184,7 +181,9 @@ FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   Between between = countsOn && usual_ && usual_->gap == ByteRange{from, next.offset}
                         ? *std::exchange(usual_, std::nullopt)
                         : lookBetween({from, next.offset}, neighbours, StretchEnd::known);
-  const bool isWhole = continues && (between.isUsual() || !hasSound);
+  // Sound that begins where the last frame ends shows that it ends there.
+  const bool isWhole = (continues && (between.isUsual() || !hasSound)) ||
+                       (between.blocks && between.blocks->soundLeadsFromStart);
   if (const auto swallowed = isWhole ? std::nullopt : goOnWithin(from, &next)) {
     return *swallowed;
   }
@@ -246,7 +245,8 @@ void Walker::takeRemainder(std::uint64_t from) {
 }
 
 void Walker::report(std::uint64_t at) {
-  if (progress_ && end_ > start_) {
+  if (progress_ && end_ > start_ && at > reported_) {
+    reported_ = at;
     progress_(static_cast<double>(at - start_) / static_cast<double>(end_ - start_) * 0.5);
   }
 }

@@ -148,9 +148,11 @@ std::size_t mostHeldBackIn(std::span<const Picture> pictures,
     if (!lost && held < seen.size()) ++seen.at(held);
     backlog.add(pictures[i].count);
   }
-  const auto most = std::find_if(seen.rbegin(), seen.rend() - 1,
-                                 [](std::uint64_t count) { return count >= several; });
-  return static_cast<std::size_t>(seen.rend() - 1 - most);
+  std::size_t most = mostHeldBack;
+  for (std::uint64_t count = seen.at(most); most > 0 && count < several; count += seen.at(most)) {
+    --most;
+  }
+  return most;
 }
 
 // Numbers the sequences: pictures of a later one are shown after all of those before. One begins

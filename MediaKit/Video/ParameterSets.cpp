@@ -299,6 +299,10 @@ std::vector<UnitPlace> parameterUnits(ByteSpan sampleEntry, NALFormat::Codec cod
   if (!record) {
     return found;
   }
+  const std::size_t end = *record - 8 + bigEndian<std::uint32_t>(sampleEntry, *record - 8);
+  if (end >= *record && end < sampleEntry.size()) {
+    sampleEntry = sampleEntry.first(end);
+  }
   const std::size_t size = sampleEntry.size() - *record;
   if (codec == NALFormat::Codec::h264 && size > 6) {
     const std::size_t pictures =

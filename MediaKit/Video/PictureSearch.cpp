@@ -41,7 +41,7 @@ constexpr int mostUnknownInARow = 8;
 }  // namespace
 
 PictureSearch::PictureSearch(const ByteSource& source, std::uint64_t from,
-                             const WalkLessons& lessons, SideCollector& side, LinkBetween link,
+                             const WalkLessons& lessons, SideCollector& side, Follows follows,
                              const StopToken& stop)
     : source_(source),
       start_(from),
@@ -49,7 +49,7 @@ PictureSearch::PictureSearch(const ByteSource& source, std::uint64_t from,
       lessons_(lessons),
       evidence_(*lessons.evidence),
       side_(side),
-      link_(std::move(link)),
+      follows_(std::move(follows)),
       stop_(stop),
       finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
       candidates_(finder_) {
@@ -243,12 +243,17 @@ bool PictureSearch::mayBeExpected(const FoundFrame& candidate, std::uint64_t sea
 bool PictureSearch::isLinkedBySound(const FoundFrame& candidate, std::uint64_t searchedFrom) {
   const bool mayBe = lessons_.blocks != nullptr && last_ && last_->end() == searchedFrom &&
                      sinceLoss_ >= enoughSinceLoss && linksTried_++ < mostLinks;
-  if (!mayBe || link_(*last_, candidate) != Link::sound) {
+  if (!mayBe) {
     return false;
   }
   const auto next = successor(candidate);
-  return next ? link_(candidate, *next) == Link::sound
-              : evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) > 0;
+  if (!next) {
+    return evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) > 0 &&
+           follows_(*last_, candidate);
+  }
+  followedBySound_ += next->offset - candidate.end();
+  return followedBySound_ <= lookInside + (candidate.offset - start_) / 2 &&
+         follows_(candidate, *next) && follows_(*last_, candidate);
 }
 
 // They are, when known ones go on behind them.
@@ -305,7 +310,7 @@ bool PictureSearch::isCertain(const FoundFrame& candidate, std::uint64_t searche
     return lessons_.blocks != nullptr && itself + endOfSound >= certain && last_ &&
            last_->end() == searchedFrom &&
            evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) >= 0 &&
-           linksTried_++ < mostLinks && link_(*last_, candidate) == Link::sound;
+           linksTried_++ < mostLinks && follows_(*last_, candidate);
   };
   return candidate.isLearnt && (isEnough(itself, candidate, certain) || isSoundBetween()) &&
          !finder_.isContradicted(candidate, openingOfFrame);
@@ -369,14 +374,17 @@ bool PictureSearch::mayLookInside(std::uint64_t bytes) {
 // Whether pictures within the last one, from `frame` on, lead to `next`; where none is known, over
 // the last one's end.
 bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame* next) {
-  for (int hops = 0; hops < mostLooks && mayLookInside(evidence_.largestGap()); ++hops) {
-    if (next != nullptr ? link_(frame, *next) != Link::none
-                        : hops > 0 && frame.end() > last_->end()) {
+  const std::uint64_t reach = evidence_.largestGap() * 2 + 1;
+  for (int hops = 0; hops < mostLooks && mayLookInside(3 * reach); ++hops) {
+    if (next != nullptr ? follows_(frame, *next) : hops > 0 && frame.end() > last_->end()) {
       return true;
     }
-    const auto between = successor(frame);
+    auto between = finder_.maybeFrameAt(frame.end());
+    if (!between) {
+      between = finder_.search(frame.end() + 1, std::min(frame.end() + reach, end_));
+    }
     const bool isAhead = between && (next == nullptr || between->offset < next->offset);
-    if (!isAhead || link_(frame, *between) == Link::none) {
+    if (!isAhead || !follows_(frame, *between)) {
       return false;
     }
     frame = *between;
@@ -395,11 +403,15 @@ std::optional<FoundFrame> PictureSearch::swallowedBefore(const FoundFrame* next)
       break;
     }
     at = candidate->offset + 1;
+    const auto passed = static_cast<double>(candidate->offset - last_->offset);
     const bool isPart = candidate->end() == last_->end();
-    if (!isPart && candidate->isLearnt && candidate->bits >= enoughWhereDue &&
-        leadsOut(*candidate, next) && !finder_.isContradicted(*candidate) &&
+    const bool mayBe = candidate->isLearnt && !isPart &&
+                       candidate->bits >= enoughWhereDue + std::log2(passed + 64) / 2;
+    if (mayBe && leadsOut(*candidate, next) && !finder_.isContradicted(*candidate) &&
         !isForeign(*candidate)) {
-      return candidate;
+      // All of it will be gone through once more.
+      const std::uint64_t to = next != nullptr ? next->offset : last_->end();
+      return mayLookInside(to - candidate->offset) ? candidate : std::nullopt;
     }
   }
   return std::nullopt;

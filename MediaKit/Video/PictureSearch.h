@@ -22,15 +22,14 @@ namespace tallowmark::VideoRepair {
 /// took. Positions only grow but for `goBackTo`. What it looks for costs time linear in the clip.
 class PictureSearch {
  public:
-  /// What stands between a picture and the next: something was lost, it is as in the reference, or
-  /// it is so and compressed sound leads right to the next one.
-  enum class Link { none, usual, sound };
-  using LinkBetween = std::function<Link(const FoundFrame&, const FoundFrame&)>;
+  /// Whether a picture follows another in an unbroken chain: it stands right behind, or sound as
+  /// the reference has it leads from one to the other.
+  using Follows = std::function<bool(const FoundFrame&, const FoundFrame&)>;
 
   /// From `from` on. All it refers to must outlive it. `side` knows telemetry, which is passed
   /// over.
   PictureSearch(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
-                SideCollector& side, LinkBetween link, const StopToken& stop);
+                SideCollector& side, Follows follows, const StopToken& stop);
 
   /// The picture at a position where one is due: behind another one, or where media data starts.
   /// Throws DeviceError.
@@ -97,7 +96,7 @@ class PictureSearch {
   const WalkLessons& lessons_;
   const StreamEvidence& evidence_;
   SideCollector& side_;
-  const LinkBetween link_;
+  const Follows follows_;
   const StopToken& stop_;
   FrameFinder finder_;
   CandidateStream candidates_;
@@ -110,6 +109,8 @@ class PictureSearch {
   std::uint64_t lookedBehind_ = 0;
   /// Within one search.
   int linksTried_ = 0;
+  /// Bytes between pictures of kinds that the reference lacks.
+  std::uint64_t followedBySound_ = 0;
   /// Bytes that were gone through for pictures within others.
   std::uint64_t lookedInside_ = 0;
   std::uint64_t links_ = 0;

@@ -20,6 +20,9 @@ using View = std::span<const std::uint8_t>;
 
 // H.264 §A.3.1, H.265 §A.4.2
 constexpr std::uint32_t mostKept = 16;
+// Pictures that encoders keep beside those that wait: more would leave the levels they are made
+// for.
+constexpr std::uint32_t besides = 2;
 
 // Parameter sets are far smaller.
 constexpr std::size_t largestSet = 4096;
@@ -43,7 +46,7 @@ std::optional<std::vector<std::uint32_t>> raised(const OutputLimits& limits, NAL
     return std::nullopt;
   }
   const auto wanted = static_cast<std::uint32_t>(pictures);
-  kept = std::max(kept, std::min(kept + wanted - reordered, most));
+  kept = std::max(kept, std::min(wanted + besides, most));
   reordered = wanted;
   if (hevc) {
     numbers.back() = 0;  // no limit of its own for how long a picture waits

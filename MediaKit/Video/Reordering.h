@@ -12,9 +12,9 @@ namespace tallowmark {
 
 /// A sample entry for a stream in which up to `pictures` are decoded before one and shown after it.
 /// Where the entry's parameter sets tell a decoder to hold back fewer, it would show them too early
-/// and out of order: these sets are written anew with that number, and as many pictures more to be
-/// kept. Everything else stays byte for byte; so does an entry that allows as many, says nothing,
-/// or cannot be read.
+/// and out of order: these sets are written anew with that number, and with as many pictures to be
+/// kept as that takes. Everything else stays byte for byte; so does an entry that allows as many,
+/// says nothing, or cannot be read.
 std::vector<std::uint8_t> allowingReordering(std::span<const std::uint8_t> sampleEntry,
                                              NALFormat::Codec codec, std::size_t pictures);
 
