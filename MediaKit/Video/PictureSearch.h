@@ -19,7 +19,7 @@ namespace tallowmark::VideoRepair {
 
 /// Tells which pictures of a damaged clip are to be believed: the one that is due behind the last
 /// one, and by searching, where the chain is broken, the one to go on with. The walk says which it
-/// took. Positions only grow but for `goBackTo`. What it looks for costs time linear in the clip.
+/// took. Positions only grow but for `goBackTo`. Takes time linear in the clip.
 class PictureSearch {
  public:
   /// Whether a picture follows another in an unbroken chain: it stands right behind, or sound as
@@ -107,7 +107,7 @@ class PictureSearch {
   TornPictures torn_;
   /// Bytes that were searched behind candidates, over which the search itself may go once more.
   std::uint64_t lookedBehind_ = 0;
-  /// Within one search.
+  /// How often one search asked whether sound leads to a candidate.
   int linksTried_ = 0;
   /// Bytes between pictures of kinds that the reference lacks.
   std::uint64_t followedBySound_ = 0;

@@ -19,7 +19,7 @@ std::vector<std::uint8_t> entryOf(const std::filesystem::path& clip) {
   return MovieParser::parse(BoxReader(FileSource(clip.string()))).videoTrack()->sampleEntry;
 }
 
-// The parameter sets but for what they say of reordering, as an entry of other length may say more.
+// The parameter sets but for what they say of reordering.
 ParameterSets withoutReordering(ParameterSets sets) {
   for (auto& [id, sequence] : sets.sequences) sequence.mostReordered = 0;
   return sets;
