@@ -41,12 +41,15 @@ class Learner {
     layout_.fewestOthers = std::numeric_limits<std::uint64_t>::max();
   }
 
-  void learn(const std::vector<Extent>& extents, std::uint64_t start);
+  void learnGaps(const std::vector<Extent>& extents, std::uint64_t start);
+  void learnOrders(const std::vector<Extent>& extents, std::uint64_t start);
   void learnLead(const std::vector<Extent>& extents);
   void learnEdges(const std::vector<Extent>& extents, const ByteSource& source);
 
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
+  template <typename Visit>
+  void forEachGap(const std::vector<Extent>& extents, std::uint64_t start, Visit visit) const;
   void learnGap(const Gap& gap);
   void learnOrder(const Gap& gap);
 
@@ -86,12 +89,12 @@ void Learner::learnGap(const Gap& gap) {
   layout_.mostOthers = std::max(layout_.mostOthers, others);
   layout_.fewestOthers = std::min(layout_.fewestOthers, others);
   layout_.hasGapsWithoutSound = layout_.hasGapsWithoutSound || blocks == 0;
-  if (layout_.tracks.size() > 1) {
-    learnOrder(gap);
-  }
 }
 
-void Learner::learn(const std::vector<Extent>& extents, std::uint64_t start) {
+// What stands behind the last picture ends as the recording ended: no habit.
+template <typename Visit>
+void Learner::forEachGap(const std::vector<Extent>& extents, std::uint64_t start,
+                         Visit visit) const {
   Gap gap;
   std::uint64_t at = start;
   for (const Extent& extent : extents) {
@@ -101,7 +104,7 @@ void Learner::learn(const std::vector<Extent>& extents, std::uint64_t start) {
     gap.add({std::nullopt, extent.from - at, 0});
     at = extent.to;
     if (extent.track == movie_.videoTrack()) {
-      learnGap(gap);
+      visit(gap);
       gap.pieces.clear();
     } else if (const auto place = placeOf(extent.track)) {
       gap.add({place, extent.to - extent.from, extent.samples});
@@ -109,8 +112,18 @@ void Learner::learn(const std::vector<Extent>& extents, std::uint64_t start) {
       gap.add({std::nullopt, extent.to - extent.from, 0});
     }
   }
-  // What stands behind the last picture ends as the recording ended: no habit.
+}
+
+void Learner::learnGaps(const std::vector<Extent>& extents, std::uint64_t start) {
+  forEachGap(extents, start, [&](const Gap& gap) { learnGap(gap); });
   layout_.fewestOthers = std::min(layout_.fewestOthers, layout_.mostOthers);
+}
+
+void Learner::learnOrders(const std::vector<Extent>& extents, std::uint64_t start) {
+  layout_.order = TrackOrder(layout_.tracks.size(), layout_.mostBlocks);
+  if (layout_.tracks.size() > 1) {
+    forEachGap(extents, start, [&](const Gap& gap) { learnOrder(gap); });
+  }
 }
 
 // At the first picture behind each stretch of sound.
@@ -273,10 +286,10 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
       layout.tracks.push_back(i);
     }
   }
-  layout.order = TrackOrder(layout.tracks.size());
   const std::vector<Extent> extents = extentsOf(reference);
   Learner learner(reference, layout);
-  learner.learn(extents, mdats.front().payloadOffset());
+  learner.learnGaps(extents, mdats.front().payloadOffset());
+  learner.learnOrders(extents, mdats.front().payloadOffset());
   learner.learnLead(extents);
   learner.learnEdges(extents, source);
   return layout;

@@ -123,8 +123,7 @@ bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
   const std::uint64_t frame = findings_.video.size();
   SoundLayout::Division sound;
   if (between.blocks) {
-    auto taken = collector_->take(*between.blocks, frame, search_.torn());
-    sound = {std::move(taken.sound), taken.isUsual};
+    sound = {collector_->take(*between.blocks, frame, search_.torn()), between.blocks->isUsual};
   } else {
     sound = takenPCM(std::move(between.pcm));
   }

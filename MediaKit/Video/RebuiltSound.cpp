@@ -245,17 +245,20 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   }
   const double frame = static_cast<double>(found.video.typicalDuration()) / videoTimescale;
   const double block = static_cast<double>(layout.habits.ticks) / audioTimescale;
-  const SampleList& fullest = *std::min_element(
+  const auto foundOf = [](const SampleList& blocks) { return blocks.size() - sizelessOf(blocks); };
+  const SampleList& fullest = *std::max_element(
       found.blocks.tracks.begin(), found.blocks.tracks.end(),
-      [](const SampleList& a, const SampleList& b) { return sizelessOf(a) < sizelessOf(b); });
+      [&](const SampleList& a, const SampleList& b) { return foundOf(a) < foundOf(b); });
   sound.filled = sizelessOf(fullest);
-  sound.found = fullest.size() - sound.filled;
+  sound.found = foundOf(fullest);
   const double pictures = static_cast<double>(found.video.size()) * frame;
   const double soundFound = static_cast<double>(sound.found) * block;
+  const bool isComplete =
+      found.losses.empty() && std::none_of(found.blocks.gaps.begin(), found.blocks.gaps.end(),
+                                           [](const SoundGap& gap) { return gap.isLoss; });
   // A few blocks in a clip full of gaps are another stream's, which now and then walks as ours.
   constexpr double leastShare = 0.1;
-  if (soundFound < pictures * leastShare ||
-      (found.losses.empty() && !ratesAgree(pictures, soundFound))) {
+  if (soundFound < pictures * leastShare || (isComplete && !ratesAgree(pictures, soundFound))) {
     return {};
   }
   const Rates rates{static_cast<double>(bytesOf(found.video)) / std::max(pictures, frame),

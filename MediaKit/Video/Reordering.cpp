@@ -25,7 +25,7 @@ constexpr std::uint32_t mostKept = 16;
 constexpr std::uint32_t besides = 2;
 
 // Parameter sets are far smaller.
-constexpr std::size_t largestSet = 4096;
+constexpr std::size_t largestWrittenSet = 4096;
 
 // Exp-Golomb (H.264 §9.1)
 void putUe(BitSink& sink, std::uint32_t value) {
@@ -94,7 +94,8 @@ Bytes withLimits(View unit, std::size_t headerSize, const OutputLimits& limits,
 
 // A parameter set that allows `pictures`; nothing when it does already or says nothing.
 std::optional<Bytes> raised(View unit, NALFormat::Codec codec, std::size_t pictures) {
-  const auto limits = unit.size() <= largestSet ? readOutputLimits(unit, codec) : std::nullopt;
+  const auto limits =
+      unit.size() <= largestWrittenSet ? readOutputLimits(unit, codec) : std::nullopt;
   const auto numbers = limits ? raised(*limits, codec, pictures) : std::nullopt;
   if (!numbers) {
     return std::nullopt;

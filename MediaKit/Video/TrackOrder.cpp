@@ -2,16 +2,25 @@
 #include "MediaKit/Video/TrackOrder.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tallowmark {
 
 namespace {
 
-// Cameras have a handful; chunks of ten seconds have a thousand blocks.
-constexpr std::size_t mostOrders = 64;
+// Cameras have a handful of orders, of a few blocks; chunks of ten seconds have
+// a thousand.
+constexpr std::size_t mostBlocksLearnt = std::size_t{16} << 10U;
 constexpr std::size_t longestOrder = 1024;
+// A second of sound, and what a gap holds.
+constexpr std::size_t mostDelay = 50;
 
 }  // namespace
+
+TrackOrder::TrackOrder(std::size_t tracks, std::size_t mostBlocks)
+    : tracks_(tracks),
+      mostLead_(static_cast<std::uint16_t>(mostDelay + std::min(mostBlocks, longestOrder))),
+      reference_(tracks, 0) {}
 
 // The orders that turn taking makes of so many blocks of each track.
 std::vector<TrackOrder::Order> TrackOrder::ordersOf(std::size_t share) const {
@@ -31,6 +40,35 @@ std::vector<TrackOrder::Order> TrackOrder::ordersOf(std::size_t share) const {
   return orders;
 }
 
+TrackOrder::Lead TrackOrder::behind(Lead lead, const Order& order) const {
+  for (const std::uint8_t track : order) {
+    lead[track] = std::min<std::uint16_t>(lead[track] + 1U, mostLead_);
+    if (const auto least = *std::min_element(lead.begin(), lead.end()); least > 0) {
+      for (std::uint16_t& ahead : lead) ahead = static_cast<std::uint16_t>(ahead - least);
+    }
+  }
+  return lead;
+}
+
+void TrackOrder::learnNext(const Order& order) {
+  Lead lead = reference_;
+  for (const std::uint8_t track : order) {
+    const auto [next, isNew] = next_.try_emplace(lead, track);
+    if (!isNew && next->second != track) {
+      next->second = std::nullopt;
+    }
+    lead = behind(std::move(lead), {track});
+  }
+}
+
+void TrackOrder::learnLesson(const Order& order) {
+  learnNext(order);
+  Lesson& lesson = lessons_[reference_];
+  reference_ = behind(std::move(reference_), order);
+  rhythm_.learn(order.size(), reference_);
+  blocksLearnt_ += ++lesson[order] == 1 ? order.size() : 0;
+}
+
 void TrackOrder::learn(const Order& order) {
   if (order.empty() || tracks_ < 2) {
     return;
@@ -42,16 +80,10 @@ void TrackOrder::learn(const Order& order) {
     takeTurnsByBlock_ = takeTurnsByBlock_ && isShared && order[i] == i % tracks_;
   }
   learnCount(order.size());
-  hasTooMany_ = hasTooMany_ || order.size() > longestOrder || seen_.size() == mostOrders;
-  if (hasTooMany_ || !seen_.insert(order).second) {
-    return;
-  }
-  for (const Order& other : seen_) {
-    for (std::size_t i = 0; other.size() == order.size() && i < order.size(); ++i) {
-      if (order[i] != other[i]) {
-        doubtful_.insert({order[i], other[i]});
-      }
-    }
+  hasTooMany_ =
+      hasTooMany_ || order.size() > longestOrder || blocksLearnt_ + order.size() > mostBlocksLearnt;
+  if (!hasTooMany_) {
+    learnLesson(order);
   }
 }
 
@@ -62,57 +94,93 @@ void TrackOrder::learnCount(std::size_t blocks) {
   }
 }
 
-// Whole orders that such a row may be, or be the start or the end of.
-std::vector<TrackOrder::Order> TrackOrder::possible(std::size_t blocks, Anchor anchor) const {
-  std::vector<Order> orders;
-  const bool takeTurns = takeTurnsByGap_ || takeTurnsByBlock_;
-  if (takeTurns && anchor == Anchor::both) {
-    return blocks % tracks_ == 0 ? ordersOf(blocks / tracks_) : orders;
-  }
-  if (!takeTurns) {
-    std::copy_if(seen_.begin(), seen_.end(), std::back_inserter(orders), [&](const Order& order) {
-      return anchor == Anchor::both ? order.size() == blocks : order.size() >= blocks;
-    });
-    return hasTooMany_ ? std::vector<Order>{} : orders;
-  }
-  const std::size_t least = (blocks + tracks_ - 1) / tracks_;
-  const std::size_t most = std::max(mostShare_, takeTurnsByBlock_ ? least : 0);
-  if (most * tracks_ > longestOrder) {
-    return orders;
-  }
-  for (std::size_t share = std::max(least, std::min(leastShare_, most)); share <= most; ++share) {
-    for (Order& order : ordersOf(share)) {
-      orders.push_back(std::move(order));
-    }
-  }
-  return orders;
+std::set<TrackOrder::Lead> TrackOrder::allLeads() const {
+  std::set<Lead> leads;
+  for (const auto& [lead, lesson] : lessons_) leads.insert(lead);
+  return leads;
 }
 
-std::vector<std::optional<std::size_t>> TrackOrder::tell(std::size_t blocks, Anchor anchor) const {
-  std::vector<std::optional<std::size_t>> told(blocks);
-  if (tracks_ < 2) {
-    std::fill(told.begin(), told.end(), 0);
-    return told;
+// Where tracks take turns, none is ahead behind a whole order.
+std::vector<TrackOrder::Possible> TrackOrder::turns(const Row& row) const {
+  std::vector<Possible> found;
+  const std::size_t least = (row.blocks + tracks_ - 1) / tracks_;
+  std::size_t from = std::max(least, std::min(leastShare_, mostShare_));
+  std::size_t to = std::max(mostShare_, takeTurnsByBlock_ ? least : 0);
+  if (row.anchor == Anchor::both) {
+    from = least;
+    to = row.blocks % tracks_ == 0 ? least : 0;
+  } else if (to * tracks_ > longestOrder) {
+    return found;
   }
-  const std::vector<Order> orders =
-      anchor == Anchor::neither ? std::vector<Order>{} : possible(blocks, anchor);
-  std::set<std::uint8_t> doubtful = doubtful_;
-  for (std::size_t i = 0; i < blocks && !orders.empty(); ++i) {
-    std::set<std::uint8_t> tracks;
-    for (const Order& order : orders) {
-      tracks.insert(order[anchor == Anchor::end ? order.size() - blocks + i : i]);
+  const Lead none(tracks_, 0);
+  for (std::size_t share = from; share <= to; ++share) {
+    for (Order& order : ordersOf(share)) found.push_back({std::move(order), none, none});
+  }
+  return found;
+}
+
+// An order that the reference does not have, where the next block's track is
+// always certain.
+std::optional<TrackOrder::Possible> TrackOrder::byLead(std::size_t blocks, const Lead& lead) const {
+  Possible found{{}, lead, lead};
+  while (found.order.size() < blocks) {
+    const auto next = next_.find(found.behind);
+    if (next == next_.end() || !next->second) {
+      return std::nullopt;
     }
-    if (tracks.size() == 1) {
-      told[i] = *tracks.begin();
-    } else if (anchor == Anchor::both) {
-      doubtful.merge(tracks);
+    found.order.push_back(*next->second);
+    found.behind = behind(std::move(found.behind), {*next->second});
+  }
+  return found;
+}
+
+// Where a recording ends, tracks stop together: what the others were ahead by
+// stands last.
+void TrackOrder::addEndings(std::vector<Possible>& orders, std::size_t blocks) const {
+  const std::size_t known = orders.size();
+  for (std::size_t i = 0; i < known; ++i) {
+    Order order(orders[i].order.begin(),
+                orders[i].order.begin() + static_cast<std::ptrdiff_t>(blocks));
+    const Lead lead = behind(orders[i].ahead, order);
+    const std::size_t most = *std::max_element(lead.begin(), lead.end());
+    for (std::size_t track = 0; track < tracks_ && most < mostLead_; ++track) {
+      const std::size_t last =
+          std::min(blocks, most - lead[track] + (most > lead[track] ? 1U : 0U));
+      Possible ending = orders[i];
+      ending.order = order;
+      std::fill(ending.order.end() - static_cast<std::ptrdiff_t>(last), ending.order.end(),
+                static_cast<std::uint8_t>(track));
+      orders.push_back(std::move(ending));
     }
   }
-  // Of what nothing tore a track has all of its blocks or, lest it should stutter, none.
-  for (auto& track : told) {
-    track = track && doubtful.contains(static_cast<std::uint8_t>(*track)) ? std::nullopt : track;
+}
+
+std::vector<TrackOrder::Possible> TrackOrder::learnt(const Row& row,
+                                                     const std::set<Lead>& leads) const {
+  std::vector<Possible> found;
+  for (const Lead& lead : leads) {
+    const auto lesson = lessons_.find(lead);
+    if (lesson == lessons_.end()) {
+      continue;
+    }
+    for (const auto& [order, gaps] : lesson->second) {
+      if (row.anchor == Anchor::both ? order.size() == row.blocks : order.size() >= row.blocks) {
+        found.push_back({order, lead, behind(lead, order)});
+      }
+    }
   }
-  return told;
+  return found;
+}
+
+std::vector<TrackOrder::Possible> TrackOrder::possible(const Row& row,
+                                                       const std::set<Lead>& leads) const {
+  if (row.anchor == Anchor::neither) {
+    return {};
+  }
+  if (takesTurns()) {
+    return turns(row);
+  }
+  return hasTooMany_ ? std::vector<Possible>{} : learnt(row, leads);
 }
 
 }  // namespace tallowmark

@@ -3,15 +3,22 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <vector>
+
+#include "MediaKit/Video/GapRhythm.h"
 
 namespace tallowmark {
 
-/// How the blocks of sound tracks that look alike follow one another between two pictures, as a
-/// reference's index shows it. Tracks count from 0.
+/// How the blocks of sound tracks that look alike follow one another in a file, as a reference's
+/// index shows it. Tracks count from 0. Where the order between two pictures is not always the
+/// same, it follows from what each track is ahead of the others by then: tracks that begin at
+/// different moments take turns from one gap to the next.
 class TrackOrder {
  public:
   using Order = std::vector<std::uint8_t>;
@@ -19,31 +26,80 @@ class TrackOrder {
   /// What blocks in a row lie against: the picture before them, the one behind, both or neither.
   enum class Anchor { neither, start, end, both };
 
-  explicit TrackOrder(std::size_t tracks = 1) : tracks_(tracks) {}
+  /// By how many blocks each track is ahead of the one that had the fewest.
+  using Lead = std::vector<std::uint16_t>;
 
-  /// Learns the tracks of the blocks between two pictures of the reference.
+  /// Blocks in a row.
+  struct Row {
+    std::size_t blocks = 0;
+    Anchor anchor = Anchor::neither;
+    /// Nothing is missing between the row before, or the start of the file, and this one.
+    bool goesOn = true;
+  };
+  /// A row of blocks given to tracks.
+  struct Told {
+    /// Nothing for a block that could be of several.
+    std::vector<std::optional<std::size_t>> tracks;
+    /// Behind the row; nothing where that cannot be told.
+    std::optional<Lead> lead;
+  };
+
+  /// `mostBlocks`: of any gap between two pictures of the reference.
+  explicit TrackOrder(std::size_t tracks = 1, std::size_t mostBlocks = 1);
+
+  /// Learns the tracks of the blocks between two pictures, in the reference's order.
   void learn(const Order& order);
   /// Learns that a clip whose tracks take turns has so many blocks between two pictures.
   void learnCount(std::size_t blocks);
 
-  /// The tracks of `blocks` blocks in a row; nothing for one that could be of several.
-  std::vector<std::optional<std::size_t>> tell(std::size_t blocks, Anchor anchor) const;
+  /// Tells the tracks of all rows of a clip and gives them to `visit`, in order. Where something is
+  /// missing, what follows may tell what came before.
+  void tell(std::span<const Row> rows, const std::function<void(const Told&)>& visit) const;
 
  private:
-  std::vector<Order> possible(std::size_t blocks, Anchor anchor) const;
+  /// Orders, and how many gaps have each.
+  using Lesson = std::map<Order, std::uint64_t>;
+  /// A whole order of the reference that a row may be, or be the start or the end of.
+  struct Possible {
+    Order order;
+    Lead ahead;
+    Lead behind;
+  };
+  struct Candidates {
+    Row row;
+    std::vector<Possible> orders;
+  };
+
+  Lead behind(Lead lead, const Order& order) const;
+  void learnLesson(const Order& order);
+  void learnNext(const Order& order);
+  bool takesTurns() const { return takeTurnsByGap_ || takeTurnsByBlock_; }
+  std::set<Lead> allLeads() const;
+  std::vector<Possible> possible(const Row& row, const std::set<Lead>& leads) const;
+  std::vector<Possible> turns(const Row& row) const;
+  std::vector<Possible> learnt(const Row& row, const std::set<Lead>& leads) const;
+  std::optional<Possible> byLead(std::size_t blocks, const Lead& lead) const;
+  void addEndings(std::vector<Possible>& orders, std::size_t blocks) const;
   std::vector<Order> ordersOf(std::size_t share) const;
+  class Telling;
 
   std::size_t tracks_;
+  /// A track that is further ahead than this goes on where another has ended.
+  std::uint16_t mostLead_;
   /// As many blocks of one track as of the next: all of one track first, or one of each in turn.
   bool takeTurnsByGap_ = true;
   bool takeTurnsByBlock_ = true;
   std::size_t leastShare_ = std::numeric_limits<std::size_t>::max();
   std::size_t mostShare_ = 0;
-  /// All orders there are, while these are few.
-  std::set<Order> seen_;
+  /// All orders there are behind each lead, while these are few.
+  std::map<Lead, Lesson> lessons_;
+  /// The track of the block that comes next behind each lead; nothing where that changes.
+  std::map<Lead, std::optional<std::uint8_t>> next_;
+  std::size_t blocksLearnt_ = 0;
   bool hasTooMany_ = false;
-  /// Tracks whose places in a gap its number of blocks does not tell.
-  std::set<std::uint8_t> doubtful_;
+  GapRhythm rhythm_;
+  /// Behind what has been learnt.
+  Lead reference_;
 };
 
 }  // namespace tallowmark

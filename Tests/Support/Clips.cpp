@@ -25,6 +25,7 @@ std::string nameOf(const ClipRecipe& r) {
     name << "-a" << r.channels << "x" << r.sampleRate << "-" << std::hash<std::string>()(r.sound);
   }
   if (r.soundTracks > 1) name << "-" << r.soundTracks << "tracks";
+  if (!r.lastTrack.empty()) name << "-last" << std::hash<std::string>()(r.lastTrack);
   if (!r.keep.empty()) name << "-kept" << std::hash<std::string>()(r.keep);
   name << '.' << r.container;
   return name.str();
@@ -56,7 +57,8 @@ std::vector<std::string> ffmpegCommand(const ClipRecipe& r, const fs::path& targ
   for (int i = 0; i < r.soundTracks && r.soundTracks > 1; ++i) {
     if (i == 0) add({"-map", "0"});
     const std::string filter = "-filter:a:" + std::to_string(i);
-    const std::string louder = "volume=" + std::to_string(1 + i) + "dB";
+    const std::string louder =
+        "volume=" + std::to_string(1 + i) + "dB" + (i + 1 == r.soundTracks ? r.lastTrack : "");
     add({"-map", "1", filter.c_str(), louder.c_str()});
   }
   const std::string settings = encoderSettings(r);

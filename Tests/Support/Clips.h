@@ -32,6 +32,8 @@ struct ClipRecipe {
   int channels = 1;
   /// Sound tracks, each the same sound again, a little louder.
   int soundTracks = 1;
+  /// ffmpeg's filter for the last of them, "," ahead: one that starts late or ends early, say.
+  std::string lastTrack;
   /// Tells clips of one recipe apart: another number, other pictures.
   int variant = 0;
 };

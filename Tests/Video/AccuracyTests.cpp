@@ -103,6 +103,40 @@ TEST(Accuracy, generatedClipsComeBackWithThemselvesAndASibling) {
   }
 }
 
+// Their blocks take turns from one gap to the next, and where one ends the other goes on alone.
+TEST(Accuracy, soundTracksThatStartOrEndApartAreToldApart) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (const char* last : {",asetpts=PTS+0.01/TB", ",asetpts=PTS+0.035/TB", ",atrim=end=6"}) {
+    ClipRecipe recipe{.seconds = 8,
+                      .sound = testing::livelySound(2, 48000),
+                      .channels = 2,
+                      .soundTracks = 2,
+                      .lastTrack = last};
+    const auto clip = makeClip(recipe);
+    recipe.variant = 1;
+    for (const auto& reference : {clip, makeClip(recipe)}) {
+      const Comparison whole = rebuildAndCompare(Victim(clip), reference);
+      EXPECT_GE(whole.blocksExact + 3, whole.blocks) << last;
+      EXPECT_EQ(whole.blocksInvented, 0U) << last;
+      EXPECT_LT(std::abs(whole.worstStep), 1.0) << last;
+      Comparison sum;
+      for (unsigned i = 0; i < 24; ++i) {
+        Victim victim(clip);
+        victim.punch(i, 1 + i % 4, 4000 + 2000 * i, i % 2 == 0 ? Filling::noise : Filling::zeros);
+        const Comparison c = rebuildAndCompare(victim, reference);
+        sum.blocks += c.blocks;
+        sum.blocksExact += c.blocksExact + c.blocksBeforeKeyframe;
+        sum.blocksInvented += c.blocksInvented;
+      }
+      EXPECT_GE(sum.blocksExact * 100, sum.blocks * 95)
+          << last << ": " << sum.blocksExact << " of " << sum.blocks;
+      EXPECT_EQ(sum.blocksInvented, 0U) << last;
+    }
+  }
+}
+
 // Pictures that a camera stretched or left out, in the dark or in a hurry, are shown at their time:
 // by their own counts, or by the sound around them.
 TEST(Accuracy, variableRatesStayWithTheSound) {

@@ -16,6 +16,16 @@ TrackOrder::Order orderOf(const std::string& digits) {
   return order;
 }
 
+const TrackOrder::Row torn{1, Anchor::neither, false};
+
+std::string lettersOf(const TrackOrder::Told& told) {
+  std::string letters;
+  for (const auto& track : told.tracks) {
+    letters += track ? static_cast<char>('0' + *track) : '?';
+  }
+  return letters;
+}
+
 // What no place tells is left: one track must not speak in another.
 TEST(TrackOrder, tellsOnlyWhatEveryOrderOfTheReferenceAgreesOn) {
   struct Case {
@@ -44,18 +54,58 @@ TEST(TrackOrder, tellsOnlyWhatEveryOrderOfTheReferenceAgreesOn) {
       {2, {"01"}, Anchor::both, 4, "????"},
       // Two that change places leave the third.
       {3, {"012", "021"}, Anchor::both, 3, "0??"},
-      {2, {"001", "011"}, Anchor::both, 3, "???"},
+      {2, {"001", "1", "011"}, Anchor::both, 3, "???"},
       {2, {"001", "0011"}, Anchor::both, 3, "001"},
   };
   for (const Case& c : cases) {
-    TrackOrder order(c.tracks);
+    TrackOrder order(c.tracks, 8);
     for (const std::string& seen : c.seen) order.learn(orderOf(seen));
     std::string told;
-    for (const auto& track : order.tell(c.blocks, c.anchor)) {
-      told += track ? static_cast<char>('0' + *track) : '?';
-    }
-    EXPECT_EQ(told, c.told) << (c.seen.empty() ? "" : c.seen.back()) << ", " << c.blocks
-                            << " blocks, anchor " << static_cast<int>(c.anchor);
+    const std::vector<TrackOrder::Row> rows{{c.blocks, c.anchor}, torn};
+    order.tell(rows, [&](const auto& row) { told += lettersOf(row); });
+    EXPECT_EQ(told, c.told + (c.tracks == 1 ? "0" : "?"))
+        << (c.seen.empty() ? "" : c.seen.back()) << ", " << c.blocks << " blocks, anchor "
+        << static_cast<int>(c.anchor);
+  }
+}
+
+// Tracks that begin at different moments take turns from one gap to the next, and a track may end
+// before another.
+TEST(TrackOrder, followsFromGapToGap) {
+  using Row = TrackOrder::Row;
+  const auto both = [](std::size_t blocks) { return Row{blocks, Anchor::both}; };
+  const auto behindLoss = [](std::size_t blocks) { return Row{blocks, Anchor::both, false}; };
+  const std::vector<std::string> inTurn{"01", "010", "101", "0101", "010", "10"};
+  const std::vector<std::string> endsEarly{"01", "0101", "01", "010", "0", "00", "0", "00", "0"};
+  struct Case {
+    std::vector<std::string> seen;
+    std::vector<Row> rows;
+    std::string told;
+  };
+  const std::vector<Case> cases{
+      {inTurn, {both(3), both(3), both(2), both(3), both(2), torn}, "010 101 01 010 10 ? "},
+      // Where the recording ends, one track's may be last.
+      {inTurn, {both(3), both(3), both(3)}, "010 101 ??? "},
+      // Of two that begin alike the one is meant that goes on as these do.
+      {inTurn, {behindLoss(3), both(3), both(4), torn}, "010 101 0101 ? "},
+      {inTurn, {both(3), behindLoss(3), both(3), torn}, "010 ??? ??? ? "},
+      {inTurn, {both(3), behindLoss(3), both(3), behindLoss(4), torn}, "010 ??? ??? 0101 ? "},
+      {inTurn, {behindLoss(3), {2, Anchor::start}, torn}, "??? ?? ? "},
+      {inTurn, {both(3), {2, Anchor::start}, both(3), torn}, "010 10 ??? ? "},
+      // A number that the reference lacks, where every block tells the next one's track.
+      {inTurn, {both(2), both(7), both(3), torn}, "01 0101010 101 ? "},
+      {endsEarly, {both(2), both(7), both(4), torn}, "01 ??????? 0101 ? "},
+      {endsEarly,
+       {both(2), both(4), both(1), both(2), both(1), both(2), torn},
+       "01 0101 0 ?? 0 00 ? "},
+      {endsEarly, {both(4), behindLoss(2), both(4), torn}, "0101 01 0101 ? "},
+  };
+  for (const Case& c : cases) {
+    TrackOrder order(2, 4);
+    for (const std::string& seen : c.seen) order.learn(orderOf(seen));
+    std::string told;
+    order.tell(c.rows, [&](const auto& row) { told += lettersOf(row) + " "; });
+    EXPECT_EQ(told, c.told);
   }
 }
 

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "MediaKit/Container/SampleList.h"
+#include "MediaKit/Video/BlockLayout.h"
+#include "MediaKit/Video/TrackOrder.h"
+
+namespace tallowmark {
+
+/// Sound between two pictures, or a stretch that nothing explains.
+struct SoundGap {
+  /// Number of the picture behind it.
+  std::uint64_t frame = 0;
+  /// Blocks of a track up to the gap's end, and up to where in it something is missing.
+  std::uint64_t blocksBehind = 0;
+  std::uint64_t blocksBeforeLoss = 0;
+  bool isLoss = false;
+  /// Bytes of a loss that nothing explains.
+  std::uint64_t unexplained = 0;
+};
+
+/// AAC sound found in a damaged file.
+struct FoundBlocks {
+  /// One list for each of the layout's tracks. Blocks without a size stand where a track lost one
+  /// that another track has.
+  std::vector<SampleList> tracks;
+  std::vector<SoundGap> gaps;
+  std::uint64_t bytes = 0;
+  /// Bytes of blocks whose track cannot be told.
+  std::uint64_t unplaced = 0;
+
+  /// Blocks of the longest track.
+  std::uint64_t longest() const;
+  bool empty() const { return longest() == 0; }
+};
+
+/// The blocks of all tracks as they lie in the file, in rows with no picture in between.
+class GatheredBlocks {
+ public:
+  /// What stands between two pictures.
+  struct Gap {
+    /// Number of the picture behind it.
+    std::uint64_t frame = 0;
+    /// Bytes, but for what is known to be no sound.
+    std::uint64_t unknown = 0;
+    /// Nothing was lost in it.
+    bool isUsual = false;
+    /// Its first row lies against the picture before.
+    bool leadsFromStart = false;
+  };
+
+  /// `ticks`: of a block.
+  explicit GatheredBlocks(std::uint32_t ticks) : ticks_(ticks) {}
+
+  void startRow(TrackOrder::Anchor anchor);
+  void add(std::uint64_t offset, std::uint32_t size);
+  void anchorRow(TrackOrder::Anchor anchor) { rows_.back().anchor = anchor; }
+  /// Ends a gap: all rows since the one before are its.
+  void endGap(const Gap& gap);
+  /// Blocks may be missing between the last row and the next one.
+  void noteLoss() { goesOn_ = false; }
+
+  /// Shares the blocks out among the layout's tracks.
+  FoundBlocks share(const BlockLayout& layout) const;
+
+ private:
+  class Sharing;
+  struct Ended {
+    Gap gap;
+    std::size_t rows = 0;
+  };
+
+  std::uint32_t ticks_;
+  SampleList blocks_;
+  std::vector<TrackOrder::Row> rows_;
+  std::vector<Ended> gaps_;
+  bool goesOn_ = true;
+};
+
+}  // namespace tallowmark

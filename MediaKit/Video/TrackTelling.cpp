@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+#include <utility>
+
+#include "MediaKit/Video/TrackOrder.h"
+
+namespace tallowmark {
+
+/// Goes through a clip's rows.
+class TrackOrder::Telling {
+ public:
+  Telling(const TrackOrder& order, const std::function<void(const Told&)>& visit)
+      : order_(order), visit_(visit), all_(order.allLeads()), leads_{Lead(order.tracks_, 0)} {}
+
+  void take(const Row& row, bool isLast);
+  void finish();
+
+ private:
+  Told told(const Candidates& candidates) const;
+  std::set<std::uint8_t> doubtful(const std::set<Lead>& leads) const;
+  std::vector<Possible> possible(const Row& row, bool isLast) const;
+  void lose();
+  void keepToRhythm(Candidates& candidates);
+
+  const TrackOrder& order_;
+  const std::function<void(const Told&)>& visit_;
+  const std::set<Lead> all_;
+  /// What the tracks may be ahead by.
+  std::set<Lead> leads_;
+  /// Rows since these were not known, nothing missing in between.
+  std::vector<Candidates> stretch_;
+  /// Blocks of the last gaps, nothing missing in between.
+  std::vector<std::size_t> gaps_;
+  bool keepsRhythm_ = true;
+};
+
+// Tracks whose places in a gap its number of blocks does not tell, where it is
+// known what each is ahead by.
+std::set<std::uint8_t> TrackOrder::Telling::doubtful(const std::set<Lead>& leads) const {
+  // A track that ends makes one gap like no other.
+  constexpr std::uint64_t often = 50;
+  std::set<std::uint8_t> doubtful;
+  const auto lesson =
+      leads.size() == 1 ? order_.lessons_.find(*leads.begin()) : order_.lessons_.end();
+  if (lesson == order_.lessons_.end()) {
+    return doubtful;
+  }
+  std::uint64_t all = 0;
+  for (const auto& [order, gaps] : lesson->second) all += gaps;
+  std::map<std::size_t, const Order*> usual;
+  for (const auto& [order, gaps] : lesson->second) {
+    if (gaps * often < all) {
+      continue;
+    }
+    const Order& other = *usual.try_emplace(order.size(), &order).first->second;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      if (order[i] != other[i]) {
+        doubtful.insert({order[i], other[i]});
+      }
+    }
+  }
+  return doubtful;
+}
+
+TrackOrder::Told TrackOrder::Telling::told(const Candidates& candidates) const {
+  const auto& [row, orders] = candidates;
+  Told told{std::vector<std::optional<std::size_t>>(row.blocks), std::nullopt};
+  std::set<Lead> ahead;
+  std::set<Lead> behind;
+  for (const Possible& order : orders) {
+    ahead.insert(order.ahead);
+    behind.insert(order.behind);
+  }
+  std::set<std::uint8_t> doubtful = this->doubtful(ahead);
+  for (std::size_t i = 0; i < row.blocks && !orders.empty(); ++i) {
+    std::set<std::uint8_t> tracks;
+    for (const Possible& possible : orders) {
+      const Order& order = possible.order;
+      tracks.insert(order[row.anchor == Anchor::end ? order.size() - row.blocks + i : i]);
+    }
+    if (tracks.size() == 1) {
+      told.tracks[i] = *tracks.begin();
+    } else if (row.anchor == Anchor::both) {
+      doubtful.merge(tracks);
+    }
+  }
+  // Of what nothing tore a track has all of its blocks or, lest it should
+  // stutter, none.
+  for (auto& track : told.tracks) {
+    track = track && doubtful.contains(static_cast<std::uint8_t>(*track)) ? std::nullopt : track;
+  }
+  if (row.anchor != Anchor::start && behind.size() == 1) {
+    told.lead = *behind.begin();
+  }
+  return told;
+}
+
+// What a row may be is what leads to what the next may be.
+void TrackOrder::Telling::finish() {
+  for (std::size_t i = stretch_.size(); i-- > 1;) {
+    std::set<Lead> leads;
+    for (const Possible& order : stretch_[i].orders) leads.insert(order.ahead);
+    std::erase_if(stretch_[i - 1].orders,
+                  [&](const Possible& order) { return !leads.contains(order.behind); });
+  }
+  for (const Candidates& candidates : stretch_) visit_(told(candidates));
+  stretch_.clear();
+}
+
+void TrackOrder::Telling::lose() {
+  finish();
+  leads_ = all_;
+  gaps_.clear();
+}
+
+// Where more than one is possible, those that the reference's rhythm has; none
+// that would be told by it in a clip of another rhythm.
+void TrackOrder::Telling::keepToRhythm(Candidates& candidates) {
+  if (candidates.row.anchor != Anchor::both) {
+    gaps_.clear();
+    return;
+  }
+  if (gaps_.size() == GapRhythm::longest) {
+    gaps_.erase(gaps_.begin());
+  }
+  gaps_.push_back(candidates.row.blocks);
+  const auto isOff = [&](const Possible& order) {
+    return !order_.rhythm_.has(gaps_, order.behind);
+  };
+  const bool isAnyOn = !std::all_of(candidates.orders.begin(), candidates.orders.end(), isOff);
+  if (leads_.size() == 1) {
+    keepsRhythm_ = keepsRhythm_ && isAnyOn;
+  } else if (keepsRhythm_ && isAnyOn) {
+    std::erase_if(candidates.orders, isOff);
+  }
+}
+
+std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, bool isLast) const {
+  std::vector<Possible> orders = order_.possible(row, leads_);
+  const bool isFromStart = row.anchor == Anchor::both || row.anchor == Anchor::start;
+  const bool isUnseen = isFromStart && orders.empty();
+  if (order_.takesTurns() || order_.hasTooMany_ || (!isLast && !isUnseen)) {
+    return orders;
+  }
+  // A recording ends with a gap like no other.
+  if (!isFromStart) {
+    return {};
+  }
+  std::set<Lead> rest = leads_;
+  for (const Possible& order : orders) rest.erase(order.ahead);
+  for (const Lead& lead : rest) {
+    auto order = order_.byLead(row.blocks, lead);
+    if (!order) {
+      return {};
+    }
+    orders.push_back(std::move(*order));
+  }
+  if (isLast) {
+    order_.addEndings(orders, row.blocks);
+  }
+  return orders;
+}
+
+void TrackOrder::Telling::take(const Row& row, bool isLast) {
+  // Tracks that are not told apart by then never will be.
+  constexpr std::size_t longestStretch = 1024;
+  if (!row.goesOn) {
+    lose();
+  }
+  Candidates candidates{row, possible(row, isLast)};
+  if (!order_.takesTurns()) {
+    keepToRhythm(candidates);
+  }
+  leads_.clear();
+  for (const Possible& order : candidates.orders) leads_.insert(order.behind);
+  const bool isLost = candidates.orders.empty() || row.anchor == Anchor::start;
+  stretch_.push_back(std::move(candidates));
+  if (isLost) {
+    lose();
+  } else if (leads_.size() == 1 || stretch_.size() == longestStretch) {
+    finish();
+  }
+}
+
+void TrackOrder::tell(std::span<const Row> rows,
+                      const std::function<void(const Told&)>& visit) const {
+  if (tracks_ < 2) {
+    for (const Row& row : rows) {
+      visit({std::vector<std::optional<std::size_t>>(row.blocks, 0), Lead{0}});
+    }
+    return;
+  }
+  Telling telling(*this, visit);
+  for (const Row& row : rows) telling.take(row, &row == &rows.back());
+  telling.finish();
+}
+
+}  // namespace tallowmark
