@@ -113,7 +113,8 @@ std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end, const 
 BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
   BlockChain chain{at, {}, at, 0, {}};
   while (chain.to < end) {
-    const auto bytes = window_.at(chain.to, walk_.rules().largestSize);
+    const auto bytes = window_.at(chain.to, static_cast<std::size_t>(std::min<std::uint64_t>(
+                                                walk_.rules().largestSize, end - chain.to)));
     const auto held =
         static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), end - chain.to));
     const BlockWalk::Look look = walk_.look(bytes.first(held));
@@ -221,6 +222,7 @@ std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end
                                         const TornPictures& torn) {
   std::vector<BlockChain> found;
   bitsAllowed_ += stretch.length() * bitsPerByte;
+  window_.readAheadUpTo(stretch.upper);
   std::uint64_t searchedFrom = stretch.lower;
   for (std::uint64_t at = stretch.lower; at < stretch.upper && bitsLooked_ < bitsAllowed_;) {
     at = nextStart(at, stretch.upper, farFrom(searchedFrom, stretch.upper));

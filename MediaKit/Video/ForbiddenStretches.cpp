@@ -29,6 +29,7 @@ void ForbiddenStretches::forgetBefore(std::uint64_t offset) {
 }
 
 void ForbiddenStretches::lookUpTo(std::uint64_t to) {
+  window_.readAheadUpTo(to);
   while (frontier_ + 3 <= to) {
     const auto bytes = window_.at(frontier_, 3);
     if (bytes.size() < 3) {

@@ -17,8 +17,10 @@ std::span<const std::uint8_t> MediaWindow::at(std::uint64_t offset, std::size_t 
     return std::span<const std::uint8_t>(buffer_).subspan(skipped, held_ - skipped);
   }
   next_ = inside ? std::min(next_ * 2, readAhead_.most) : readAhead_.first;
-  const auto size =
-      static_cast<std::size_t>(std::min<std::uint64_t>(std::max(wanted, next_), end_ - offset));
+  const std::uint64_t ahead =
+      offset < aheadEnd_ ? std::min<std::uint64_t>(next_, aheadEnd_ - offset) : 0;
+  const auto size = static_cast<std::size_t>(
+      std::min<std::uint64_t>(std::max<std::uint64_t>(wanted, ahead), end_ - offset));
   if (buffer_.size() < size) {
     std::vector<std::uint8_t> larger(size);
     std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(skipped),

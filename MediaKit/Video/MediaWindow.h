@@ -23,9 +23,12 @@ class MediaWindow {
 
   /// Nothing behind `end` is read.
   MediaWindow(const ByteSource& source, std::uint64_t end, ReadAhead readAhead)
-      : source_(source), end_(end), readAhead_(readAhead), next_(readAhead.first) {}
+      : source_(source), end_(end), readAhead_(readAhead), next_(readAhead.first), aheadEnd_(end) {}
 
   std::uint64_t end() const { return end_; }
+
+  /// From here on nothing is read ahead behind `offset`; what is asked for is.
+  void readAheadUpTo(std::uint64_t offset) { aheadEnd_ = offset; }
 
   /// at() would give these bytes without reading, and without moving what it gave before.
   bool holds(std::uint64_t offset, std::size_t count) const {
@@ -41,6 +44,7 @@ class MediaWindow {
   std::uint64_t end_;
   ReadAhead readAhead_;
   std::size_t next_;
+  std::uint64_t aheadEnd_;
   std::uint64_t start_ = 0;
   std::size_t held_ = 0;
   std::vector<std::uint8_t> buffer_;
