@@ -21,12 +21,15 @@ class BitWindow {
   bool isOver() const { return position_ > bytes_.size() * 8; }
 
   /// The next 32 bits, which stay.
-  std::uint32_t peek() const {
+  std::uint32_t peek() const { return static_cast<std::uint32_t>(peekLong() >> 32U); }
+  /// The next `longBits` bits at the top, which stay; those below mean nothing.
+  std::uint64_t peekLong() const {
     const std::size_t byte = position_ / 8;
     const std::uint64_t word =
         byte + 8 <= bytes_.size() ? bigEndianWord(bytes_.data() + byte) : lastBytes(byte);
-    return static_cast<std::uint32_t>((word << (position_ % 8)) >> 32U);
+    return word << (position_ % 8);
   }
+  static constexpr unsigned longBits = 57;
   void skip(std::size_t count) { position_ += count; }
   /// The next `count` bits, from 1 to 32.
   std::uint32_t take(unsigned count) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <utility>
 
 #include "MediaKit/Sound/BitWindow.h"
@@ -78,7 +79,9 @@ class Walk {
   bool pulses(const Window& window);
   bool noiseShaping(const Window& window);
   bool spectrum();
+  void tuples(const Codebook& book, unsigned count);
   bool escapedTuples(unsigned count);
+  bool escape();
   void data();
   void programConfig();
   void fill();
@@ -345,10 +348,43 @@ bool Walk::spectrum() {
       }
       continue;
     }
-    const Codebook& book = books_.spectrum[section.book];
-    unsigned tuples = section.coefficients / (section.book <= lastBookOfFour ? 4U : 2U);
-    for (; tuples > 0; --tuples) {
-      bits_.skip(book.at(bits_.peek()).length);
+    tuples(books_.spectrum[section.book],
+           section.coefficients / (section.book <= lastBookOfFour ? 4U : 2U));
+  }
+  return true;
+}
+
+// As many codewords as possible from one look at the bits: most of a walk's time is spent here.
+void Walk::tuples(const Codebook& book, unsigned count) {
+  while (count > 0) {
+    std::uint64_t window = bits_.peekLong();
+    unsigned used = 0;
+    for (; count > 0 && used + Codebook::longest <= BitWindow::longBits; --count) {
+      const unsigned length = book.at(static_cast<std::uint32_t>(window >> 32U)).length;
+      window <<= length;
+      used += length;
+    }
+    bits_.skip(used);
+  }
+}
+
+bool Walk::escapedTuples(unsigned count) {
+  const Codebook& book = books_.spectrum[escapeBook];
+  while (count > 0) {
+    std::uint64_t window = bits_.peekLong();
+    unsigned used = 0;
+    std::int8_t escapes = 0;
+    for (; count > 0 && escapes == 0 && used + Codebook::longest <= BitWindow::longBits; --count) {
+      const Codebook::Codeword word = book.at(static_cast<std::uint32_t>(window >> 32U));
+      window <<= word.length;
+      used += word.length;
+      escapes = word.value;
+    }
+    bits_.skip(used);
+    for (; escapes > 0; --escapes) {
+      if (!escape()) {
+        return false;
+      }
     }
   }
   return true;
@@ -356,23 +392,11 @@ bool Walk::spectrum() {
 
 // A value of 16 or more is written as n ones, a zero and n + 4 bits; no value has more than 13
 // (§4.6.3.3).
-bool Walk::escapedTuples(unsigned count) {
-  constexpr unsigned mostOnes = 8;
-  const Codebook& book = books_.spectrum[escapeBook];
-  for (; count > 0; --count) {
-    const Codebook::Codeword word = book.at(bits_.peek());
-    bits_.skip(word.length);
-    for (auto escapes = static_cast<std::uint8_t>(word.value); escapes > 0; --escapes) {
-      unsigned ones = 0;
-      while (bits_.flag()) {
-        if (++ones > mostOnes) {
-          return false;
-        }
-      }
-      bits_.skip(ones + 4);
-    }
-  }
-  return true;
+bool Walk::escape() {
+  constexpr int mostOnes = 8;
+  const int ones = std::countl_one(bits_.peek());
+  bits_.skip(static_cast<std::size_t>(2 * ones + 5));
+  return ones <= mostOnes;
 }
 
 // §4.4.2.3, coupling_channel_element

@@ -26,6 +26,9 @@ class Codebook {
     std::int8_t value = 0;
   };
 
+  /// The most bits of a codeword of a spectrum, with its signs (§4.6.3.3).
+  static constexpr unsigned longest = 20;
+
   /// `counts[i]` codewords have i + 1 bits.
   Codebook(std::span<const std::uint8_t> counts, std::span<const Meaning> meanings);
 
@@ -36,7 +39,7 @@ class Codebook {
   }
 
  private:
-  static constexpr unsigned shortBits = 9;
+  static constexpr unsigned shortBits = 11;
 
   /// The codewords of one length.
   struct Group {
