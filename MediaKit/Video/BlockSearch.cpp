@@ -71,9 +71,18 @@ BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
       bitsAllowed_(bitsAtLeast) {
   for (unsigned byte = 0; byte < starts_.size(); ++byte) {
     starts_.at(byte) = walk_.mayStartWith(static_cast<std::uint8_t>(byte));
-    usualStarts_.at(byte) =
-        starts_.at(byte) && ((habits_.usualFirstElements >> (byte >> 5U)) & 1U) != 0;
   }
+}
+
+const BlockOpenings& BlockSearch::usualOpenings() {
+  if (!usualOpenings_) {
+    ByteValues usual = starts_;
+    for (unsigned byte = 0; byte < usual.size(); ++byte) {
+      usual.at(byte) = usual.at(byte) && ((habits_.usualFirstElements >> (byte >> 5U)) & 1U) != 0;
+    }
+    usualOpenings_.emplace(habits_, usual);
+  }
+  return *usualOpenings_;
 }
 
 // The first position from `at` on at which a block may start; `end` when there is none. Within
@@ -88,24 +97,21 @@ std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end, const 
     if (held.empty()) {
       break;
     }
-    const auto& starts = isFar ? usualStarts_ : starts_;
-    const auto start =
-        std::find_if(bytes.begin(), bytes.end(), [&](std::uint8_t byte) { return starts[byte]; });
-    const auto passed = static_cast<std::size_t>(start - bytes.begin());
+    const auto passed = isFar ? usualOpenings().find(habits_, held, bytes.size())
+                              : static_cast<std::size_t>(
+                                    std::find_if(bytes.begin(), bytes.end(),
+                                                 [&](std::uint8_t byte) { return starts_[byte]; }) -
+                                    bytes.begin());
     at += passed;
-    if (start == bytes.end()) {
+    if (passed == bytes.size()) {
       continue;
     }
     const auto rest = held.subspan(passed);
-    const std::size_t zeros = *start == 0 ? zerosAtStart(rest) : 0;
-    if (zeros >= tooManyZeros) {
-      at += zeros - (tooManyZeros - 1);
-    } else if (isFar && rest.size() >= 4 &&
-               !habits_.mayBeginAs(bigEndian<std::uint32_t>(rest, 0))) {
-      ++at;
-    } else {
+    const std::size_t zeros = rest[0] == 0 ? zerosAtStart(rest) : 0;
+    if (zeros < tooManyZeros) {
       break;
     }
+    at += zeros - (tooManyZeros - 1);
   }
   return std::min(at, end);
 }
@@ -239,7 +245,11 @@ std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end
     if (!isDue(chain, searchedFrom, torn)) {
       chain = withBlocksAhead(withBestStart(std::move(chain)), searchedFrom);
     } else if (bits >= beyondQuestion && endsAtPicture(chain, stretch, end, {})) {
+      const BlockTraits before = habits_.traits;
       habits_.traits.add(chain.traits);
+      if (habits_.traits != before) {
+        usualOpenings_.reset();
+      }
     }
     at = chain.to;
     searchedFrom = at;

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <vector>
 
 #include "MediaKit/Container/MovieWriter.h"
 #include "MediaKit/Sound/BlockWalk.h"
 #include "MediaKit/Video/BlockLayout.h"
+#include "MediaKit/Video/BlockOpenings.h"
 #include "MediaKit/Video/MediaWindow.h"
 
 namespace tallowmark {
@@ -54,6 +55,7 @@ class BlockSearch {
   std::vector<BlockChain> in(const ByteRange& stretch, StretchEnd end, const TornPictures& torn);
 
  private:
+  const BlockOpenings& usualOpenings();
   std::uint64_t nextStart(std::uint64_t at, std::uint64_t end, const ByteRange& far);
   BlockChain chainAt(std::uint64_t at, std::uint64_t end);
   double evidenceAt(std::uint64_t at, std::uint64_t end);
@@ -70,8 +72,9 @@ class BlockSearch {
   SoundHabits habits_;
   BlockWalk walk_;
   MediaWindow window_;
-  std::array<bool, 256> starts_{};
-  std::array<bool, 256> usualStarts_{};
+  ByteValues starts_{};
+  /// What this camera's blocks open with; made anew when more of them is known.
+  std::optional<BlockOpenings> usualOpenings_;
   std::uint64_t bitsLooked_ = 0;
   std::uint64_t bitsAllowed_;
 };

@@ -2,8 +2,6 @@
 #include "MediaKit/Video/FrameOpenings.h"
 
 #include <algorithm>
-#include <bit>
-#include <vector>
 
 #include "MediaKit/Video/BitReader.h"
 
@@ -14,34 +12,6 @@ namespace {
 constexpr std::size_t stride = 4 * ByteLanes::width;
 /// Frames of 16 MiB and more are not searched for: any byte could be the first of their length.
 constexpr std::size_t prefixWithZero = 4;
-
-using Values = std::array<bool, 256>;
-
-struct Ends {
-  std::uint8_t first;
-  std::uint8_t last;
-  ByteLanes::Range range() const { return {first, last}; }
-};
-
-/// At most `most` ranges that hold all of `values`, of which there is one: the smallest gaps are
-/// closed.
-std::vector<Ends> rangesOf(const Values& values, std::size_t most) {
-  std::vector<Ends> ranges;
-  for (std::size_t value = 0; value < values.size(); ++value) {
-    const auto byte = static_cast<std::uint8_t>(value);
-    if (values.at(value)) ranges.push_back({byte, byte});
-  }
-  while (ranges.size() > most) {
-    const auto gap = [&](std::size_t i) { return ranges[i].first - ranges[i - 1].last; };
-    std::size_t closest = 1;
-    for (std::size_t i = 2; i < ranges.size(); ++i) {
-      closest = gap(i) < gap(closest) ? i : closest;
-    }
-    ranges[closest - 1].last = ranges[closest].last;
-    ranges.erase(ranges.begin() + static_cast<std::ptrdiff_t>(closest));
-  }
-  return ranges;
-}
 
 /// Whether the byte behind its header may begin the first slice of a picture (H.264 §7.3.3): at
 /// block 0, of a type that there is.
@@ -115,19 +85,16 @@ void FrameOpenings::learn(const UnitHabit& habit, const StreamEvidence& evidence
 }
 
 void FrameOpenings::gatherRanges() {
-  Values firsts{};
-  Values seconds{};
+  ByteValues firsts{};
+  ByteValues seconds{};
   for (std::size_t first = 0; first < firsts.size(); ++first) {
     for (std::size_t second = 0; second < seconds.size(); ++second) {
       firsts.at(first) = firsts.at(first) || seconds_[first][second];
       seconds.at(second) = seconds.at(second) || seconds_[first][second];
     }
   }
-  const std::vector<Ends> ranges = rangesOf(firsts, headerFirsts_.size());
-  for (std::size_t i = 0; i < headerFirsts_.size(); ++i) {
-    headerFirsts_.at(i) = ranges.at(std::min(i, ranges.size() - 1)).range();
-  }
-  headerSeconds_ = rangesOf(seconds, 1).front().range();
+  headerFirsts_ = ByteSet<4>(firsts);
+  headerSeconds_ = ByteSet<1>(seconds);
   const std::uint64_t most = std::min<std::uint64_t>(mostBodyOfAny_ >> 16U, 0xFF);
   lengthSeconds_ = {0, static_cast<std::uint8_t>(most)};
 }
@@ -152,11 +119,7 @@ ByteLanes::Mask FrameOpenings::mayBeLength(const std::uint8_t* data) const {
 }
 
 ByteLanes::Mask FrameOpenings::mayBeHeader(const std::uint8_t* data) const {
-  ByteLanes::Mask first{};
-  for (const ByteLanes::Range& range : headerFirsts_) {
-    first |= ByteLanes::within(data, range);
-  }
-  return first & ByteLanes::within(data + 1, headerSeconds_);
+  return headerFirsts_.has(data) & headerSeconds_.has(data + 1);
 }
 
 // One question for four steps: what most media gives is no.

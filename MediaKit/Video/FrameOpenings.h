@@ -7,7 +7,7 @@
 #include <optional>
 #include <span>
 
-#include "MediaKit/Video/ByteLanes.h"
+#include "MediaKit/Video/ByteSet.h"
 #include "MediaKit/Video/StreamEvidence.h"
 
 namespace tallowmark {
@@ -46,8 +46,8 @@ class FrameOpenings {
   std::uint64_t mostBodyOfAny_ = 0;
   // What lies within these is worth a look at the tables above.
   ByteLanes::Range lengthSeconds_;
-  std::array<ByteLanes::Range, 4> headerFirsts_;
-  ByteLanes::Range headerSeconds_;
+  ByteSet<4> headerFirsts_;
+  ByteSet<1> headerSeconds_;
 };
 
 }  // namespace tallowmark
