@@ -19,8 +19,9 @@ constexpr double enoughWhereDue = 12;
 constexpr double enoughForUnknownHeader = 18;
 constexpr double structuredData = 5;
 constexpr double soundEdge = 7;
-// Blocks of compressed sound have some hundred bytes: one ends here by chance once in as many.
-constexpr double endOfSound = 12;
+// Blocks of compressed sound have some hundred bytes: one ends here by chance once in as many, and
+// that all of them lead here from the last picture is worth more.
+constexpr double endOfSound = 14;
 constexpr double enoughWhenFound = 8;
 constexpr double beyondDoubt = 40;
 constexpr double certain = 28;
@@ -306,11 +307,14 @@ bool PictureSearch::hasBetterRival(const Judged& candidate, std::uint64_t search
 // picture right to this one speaks for it, too, unless its end is not like the others'.
 bool PictureSearch::isCertain(const FoundFrame& candidate, std::uint64_t searchedFrom,
                               double itself) {
+  const auto endsAsOthers = [&] {
+    return evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) >= 0 ||
+           finder_.maybeFrameAt(candidate.end());
+  };
   const auto isSoundBetween = [&] {
     return lessons_.blocks != nullptr && itself + endOfSound >= certain && last_ &&
-           last_->end() == searchedFrom &&
-           evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) >= 0 &&
-           linksTried_++ < mostLinks && follows_(*last_, candidate);
+           last_->end() == searchedFrom && endsAsOthers() && linksTried_++ < mostLinks &&
+           follows_(*last_, candidate);
   };
   return candidate.isLearnt && (isEnough(itself, candidate, certain) || isSoundBetween()) &&
          !finder_.isContradicted(candidate, openingOfFrame);
