@@ -50,6 +50,12 @@ TrackOrder::Lead TrackOrder::behind(Lead lead, const Order& order) const {
   return lead;
 }
 
+// Not where a track has ended: the others are further ahead than is counted.
+bool TrackOrder::isExact(const Lead& lead) const {
+  return std::all_of(lead.begin(), lead.end(),
+                     [this](std::uint16_t ahead) { return ahead < mostLead_; });
+}
+
 void TrackOrder::learnNext(const Order& order) {
   Lead lead = reference_;
   for (const std::uint8_t track : order) {

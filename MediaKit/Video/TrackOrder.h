@@ -71,6 +71,7 @@ class TrackOrder {
   };
 
   Lead behind(Lead lead, const Order& order) const;
+  bool isExact(const Lead& lead) const;
   void learnLesson(const Order& order);
   void learnNext(const Order& order);
   bool takesTurns() const { return takeTurnsByGap_ || takeTurnsByBlock_; }

@@ -89,7 +89,7 @@ TrackOrder::Told TrackOrder::Telling::told(const Candidates& candidates) const {
   for (auto& track : told.tracks) {
     track = track && doubtful.contains(static_cast<std::uint8_t>(*track)) ? std::nullopt : track;
   }
-  if (row.anchor != Anchor::start && behind.size() == 1) {
+  if (row.anchor != Anchor::start && behind.size() == 1 && order_.isExact(*behind.begin())) {
     told.lead = *behind.begin();
   }
   return told;

@@ -139,6 +139,26 @@ TEST(RebuiltSound, holdsItsTimeWhereOnlySoundIsLost) {
               static_cast<double>(whole.truth().audioTrack()->duration()), 1024);
 }
 
+TEST(RebuiltSound, endsWhereItsTrackDid) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const fs::path clip = makeClip({.seconds = 8,
+                                  .sound = livelySound(2, 48000),
+                                  .channels = 2,
+                                  .soundTracks = 2,
+                                  .lastTrack = ",atrim=end=3"});
+  const Victim whole(clip);
+  const testing::TemporaryFolder folder;
+  const fs::path copy = folder / "copy.mp4";
+  EXPECT_EQ(rebuildTo(copy, whole.bytes(), clip).soundBlocksFilled, 0U);
+  const Movie movie = MovieParser::parse(BoxReader(FileSource(copy.string())));
+  ASSERT_EQ(movie.tracks.size(), whole.truth().tracks.size());
+  for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
+    EXPECT_EQ(movie.tracks[i].samples.size(), whole.truth().tracks[i].samples.size()) << i;
+  }
+}
+
 // Sound that goes together with its pictures is counted, too, though no silence takes its time.
 TEST(RebuiltSound, isCountedWhereItIsLostWithItsPictures) {
   if (!testing::canMakeClips()) {
