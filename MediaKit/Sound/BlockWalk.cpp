@@ -393,9 +393,9 @@ bool Walk::escapedTuples(unsigned count) {
 // A value of 16 or more is written as n ones, a zero and n + 4 bits; no value has more than 13
 // (§4.6.3.3).
 bool Walk::escape() {
-  constexpr int mostOnes = 8;
-  const int ones = std::countl_one(bits_.peek());
-  bits_.skip(static_cast<std::size_t>(2 * ones + 5));
+  constexpr std::size_t mostOnes = 8;
+  const auto ones = static_cast<std::size_t>(std::countl_one(bits_.peek()));
+  bits_.skip(2 * ones + 5);
   return ones <= mostOnes;
 }
 

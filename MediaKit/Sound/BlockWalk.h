@@ -51,7 +51,6 @@ struct BlockTraits {
   std::uint8_t highestGain = 0;
 
   void add(const BlockTraits& more);
-  friend bool operator==(const BlockTraits&, const BlockTraits&) = default;
 };
 
 /// A raw data block: one block of sound over all channels.

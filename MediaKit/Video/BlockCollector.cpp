@@ -28,8 +28,12 @@ std::uint64_t lengthOf(std::span<const ByteRange> stretches) {
 
 }  // namespace
 
-BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout)
-    : layout_(layout), search_(source, layout), gathered_(layout.habits.ticks) {}
+BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout, bool fromStart)
+    : layout_(layout), search_(source, layout), gathered_(layout.habits.ticks) {
+  if (!fromStart) {
+    gathered_.noteLoss();
+  }
+}
 
 FoundBlocks BlockCollector::result() {
   return gathered_.share(layout_);
@@ -117,6 +121,9 @@ std::vector<ByteRange> BlockCollector::take(const Content& content, std::uint64_
   if (!content.isUsual) {
     addRows(content, torn);
   } else if (!content.chains.empty()) {
+    if (!content.isExplained) {
+      gathered_.noteLoss();
+    }
     gathered_.startRow(Anchor::both);
     for (const BlockChain& chain : content.chains) addTo(gathered_, chain);
   }

@@ -16,8 +16,8 @@ namespace tallowmark {
 /// track must not speak in another.
 class BlockCollector {
  public:
-  /// Both must outlive it.
-  BlockCollector(const ByteSource& source, const BlockLayout& layout);
+  /// Both must outlive it. `fromStart`: nothing is missing ahead of the first gap.
+  BlockCollector(const ByteSource& source, const BlockLayout& layout, bool fromStart);
 
   /// What stands in a gap.
   struct Content {

@@ -9,12 +9,12 @@ BlockOpenings::BlockOpenings(const SoundHabits& habits, const ByteValues& firsts
     : firsts_(firsts), first_(firsts) {
   ByteValues seconds{};
   ByteValues thirds{};
-  // Of the fourth byte nothing but the first bit is looked at.
+  // Of the fourth byte nothing but the first two bits is looked at.
   for (std::uint32_t first = 0; first < firsts.size(); ++first) {
-    for (std::uint32_t rest = 0; firsts.at(first) && rest < 1U << 17U; ++rest) {
-      if (habits.mayBeginAs((first << 24U) | (rest << 7U))) {
-        seconds.at(rest >> 9U) = true;
-        thirds.at((rest >> 1U) & 0xFFU) = true;
+    for (std::uint32_t rest = 0; firsts.at(first) && rest < 1U << 18U; ++rest) {
+      if (habits.mayBeginAs((first << 24U) | (rest << 6U))) {
+        seconds.at(rest >> 10U) = true;
+        thirds.at((rest >> 2U) & 0xFFU) = true;
       }
     }
   }

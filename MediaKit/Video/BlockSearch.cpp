@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 #include "MediaKit/Container/BigEndian.h"
 
@@ -83,6 +84,17 @@ const BlockOpenings& BlockSearch::usualOpenings() {
     usualOpenings_.emplace(habits_, usual);
   }
   return *usualOpenings_;
+}
+
+void BlockSearch::learn(const BlockTraits& traits) {
+  const BlockTraits before = habits_.traits;
+  habits_.traits.add(traits);
+  const auto opening = [](const BlockTraits& of) {
+    return std::tuple(of.longBands, of.shortBands, of.lowestGain, of.highestGain);
+  };
+  if (opening(habits_.traits) != opening(before)) {
+    usualOpenings_.reset();
+  }
 }
 
 // The first position from `at` on at which a block may start; `end` when there is none. Within
@@ -245,11 +257,7 @@ std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end
     if (!isDue(chain, searchedFrom, torn)) {
       chain = withBlocksAhead(withBestStart(std::move(chain)), searchedFrom);
     } else if (bits >= beyondQuestion && endsAtPicture(chain, stretch, end, {})) {
-      const BlockTraits before = habits_.traits;
-      habits_.traits.add(chain.traits);
-      if (habits_.traits != before) {
-        usualOpenings_.reset();
-      }
+      learn(chain.traits);
     }
     at = chain.to;
     searchedFrom = at;

@@ -56,6 +56,7 @@ class BlockSearch {
 
  private:
   const BlockOpenings& usualOpenings();
+  void learn(const BlockTraits& traits);
   std::uint64_t nextStart(std::uint64_t at, std::uint64_t end, const ByteRange& far);
   BlockChain chainAt(std::uint64_t at, std::uint64_t end);
   double evidenceAt(std::uint64_t at, std::uint64_t end);

@@ -16,6 +16,16 @@ namespace {
 // Each time what is left of the file is searched anew.
 constexpr int mostEndings = 4;
 
+// Whether media data begins at `from`: nothing ahead of it was lost with its box's header.
+bool opensMedia(const ByteSource& source, std::uint64_t from) {
+  bool opens = false;
+  BoxReader(source).visit(0, source.size(), [&](const Box& box) {
+    opens = box.type == "mdat" && box.payloadOffset() == from;
+    return box.payloadOffset() < from;
+  });
+  return opens;
+}
+
 class Walker {
  public:
   Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
@@ -77,7 +87,7 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
           source, from, lessons, side_,
           [this](const FoundFrame& a, const FoundFrame& b) { return follows(a, b); }, stop) {
   if (lessons.blocks != nullptr) {
-    collector_.emplace(source, *lessons.blocks);
+    collector_.emplace(source, *lessons.blocks, opensMedia(source, from));
   }
 }
 

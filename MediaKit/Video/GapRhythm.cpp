@@ -13,8 +13,8 @@ namespace {
 // dozen of each.
 constexpr std::size_t shortest = 4;
 constexpr std::size_t mostSeen = std::size_t{16} << 10U;
-// Fewer gaps than these may lack what is usual.
-constexpr std::size_t enoughGaps = 40;
+// What fewer gaps lack may be usual all the same.
+constexpr std::size_t enoughGaps = 256;
 
 char16_t letter(std::size_t number) {
   return static_cast<char16_t>(std::min<std::size_t>(number, std::numeric_limits<char16_t>::max()));
@@ -37,8 +37,8 @@ void GapRhythm::learn(std::size_t blocks, const std::vector<std::uint16_t>& lead
   std::u16string word = wordOf(lead);
   for (std::size_t i = 0; i < last_.size() && !hasTooMany_; ++i) {
     word += letter(last_[i]);
-    if (i + 1 >= shortest && std::has_single_bit(i + 1)) {
-      seen_.insert(word);
+    if (i + 1 >= shortest && std::has_single_bit(i + 1) && seen_.insert(word).second) {
+      lastNew_.at(i + 1) = learnt_;
     }
   }
   hasTooMany_ = hasTooMany_ || seen_.size() > mostSeen;
@@ -46,7 +46,9 @@ void GapRhythm::learn(std::size_t blocks, const std::vector<std::uint16_t>& lead
 
 bool GapRhythm::has(std::span<const std::size_t> gaps,
                     const std::vector<std::uint16_t>& lead) const {
-  const std::size_t length = std::bit_floor(gaps.size());
+  // Half of the reference without anything new: it has all there is.
+  std::size_t length = std::bit_floor(gaps.size());
+  while (length >= shortest && learnt_ < 2 * lastNew_.at(length)) length /= 2;
   if (length < shortest || learnt_ < enoughGaps || hasTooMany_) {
     return true;
   }

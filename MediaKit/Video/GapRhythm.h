@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -32,6 +33,8 @@ class GapRhythm {
   std::deque<std::size_t> last_;
   std::unordered_set<std::u16string> seen_;
   std::size_t learnt_ = 0;
+  /// By the number of gaps together: the gap with which the last new ones came.
+  std::array<std::size_t, longest + 1> lastNew_{};
   bool hasTooMany_ = false;
 };
 

@@ -253,9 +253,7 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   sound.found = foundOf(fullest);
   const double pictures = static_cast<double>(found.video.size()) * frame;
   const double soundFound = static_cast<double>(sound.found) * block;
-  const bool isComplete =
-      found.losses.empty() && std::none_of(found.blocks.gaps.begin(), found.blocks.gaps.end(),
-                                           [](const SoundGap& gap) { return gap.isLoss; });
+  const bool isComplete = found.losses.empty() && found.blocks.unplaced == 0;
   // A few blocks in a clip full of gaps are another stream's, which now and then walks as ours.
   constexpr double leastShare = 0.1;
   if (soundFound < pictures * leastShare || (isComplete && !ratesAgree(pictures, soundFound))) {

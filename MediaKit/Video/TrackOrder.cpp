@@ -10,6 +10,7 @@ namespace {
 
 // Cameras have a handful of orders, of a few blocks; chunks of ten seconds have
 // a thousand.
+constexpr std::size_t mostOrdersLearnt = 256;
 constexpr std::size_t mostBlocksLearnt = std::size_t{16} << 10U;
 constexpr std::size_t longestOrder = 1024;
 // A second of sound, and what a gap holds.
@@ -56,6 +57,12 @@ bool TrackOrder::isExact(const Lead& lead) const {
                      [this](std::uint16_t ahead) { return ahead < mostLead_; });
 }
 
+std::size_t TrackOrder::mostOfOneIn(const Order& order) const {
+  std::vector<std::size_t> counts(tracks_);
+  for (const std::uint8_t track : order) ++counts[track];
+  return *std::max_element(counts.begin(), counts.end());
+}
+
 void TrackOrder::learnNext(const Order& order) {
   Lead lead = reference_;
   for (const std::uint8_t track : order) {
@@ -72,7 +79,10 @@ void TrackOrder::learnLesson(const Order& order) {
   Lesson& lesson = lessons_[reference_];
   reference_ = behind(std::move(reference_), order);
   rhythm_.learn(order.size(), reference_);
-  blocksLearnt_ += ++lesson[order] == 1 ? order.size() : 0;
+  if (++lesson[order] == 1) {
+    blocksLearnt_ += order.size();
+    ++ordersLearnt_;
+  }
 }
 
 void TrackOrder::learn(const Order& order) {
@@ -86,8 +96,11 @@ void TrackOrder::learn(const Order& order) {
     takeTurnsByBlock_ = takeTurnsByBlock_ && isShared && order[i] == i % tracks_;
   }
   learnCount(order.size());
-  hasTooMany_ =
-      hasTooMany_ || order.size() > longestOrder || blocksLearnt_ + order.size() > mostBlocksLearnt;
+  mostOfOne_ = std::max(mostOfOne_, mostOfOneIn(order));
+  firstBlocks_ = firstBlocks_ == 0 ? order.size() : firstBlocks_;
+  hasTooMany_ = hasTooMany_ || order.size() > longestOrder ||
+                blocksLearnt_ + order.size() > mostBlocksLearnt ||
+                ordersLearnt_ == mostOrdersLearnt;
   if (!hasTooMany_) {
     learnLesson(order);
   }

@@ -72,6 +72,8 @@ class TrackOrder {
 
   Lead behind(Lead lead, const Order& order) const;
   bool isExact(const Lead& lead) const;
+  std::size_t mostOfOneIn(const Order& order) const;
+  bool isTooMuchOfOne(const Order& order) const { return mostOfOneIn(order) > mostOfOne_ + 1; }
   void learnLesson(const Order& order);
   void learnNext(const Order& order);
   bool takesTurns() const { return takeTurnsByGap_ || takeTurnsByBlock_; }
@@ -97,6 +99,11 @@ class TrackOrder {
   /// The track of the block that comes next behind each lead; nothing where that changes.
   std::map<Lead, std::optional<std::uint8_t>> next_;
   std::size_t blocksLearnt_ = 0;
+  std::size_t ordersLearnt_ = 0;
+  /// Blocks of one track in one gap: gaps are of about one length.
+  std::size_t mostOfOne_ = 0;
+  /// Of the first gap with any.
+  std::size_t firstBlocks_ = 0;
   bool hasTooMany_ = false;
   GapRhythm rhythm_;
   /// Behind what has been learnt.

@@ -29,9 +29,12 @@ class TrackOrder::Telling {
   std::set<Lead> leads_;
   /// Rows since these were not known, nothing missing in between.
   std::vector<Candidates> stretch_;
+  /// Their orders.
+  std::size_t held_ = 0;
   /// Blocks of the last gaps, nothing missing in between.
   std::vector<std::size_t> gaps_;
   bool keepsRhythm_ = true;
+  bool isFirst_ = true;
 };
 
 // Tracks whose places in a gap its number of blocks does not tell, where it is
@@ -105,6 +108,7 @@ void TrackOrder::Telling::finish() {
   }
   for (const Candidates& candidates : stretch_) visit_(told(candidates));
   stretch_.clear();
+  held_ = 0;
 }
 
 void TrackOrder::Telling::lose() {
@@ -137,15 +141,13 @@ void TrackOrder::Telling::keepToRhythm(Candidates& candidates) {
 
 std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, bool isLast) const {
   std::vector<Possible> orders = order_.possible(row, leads_);
-  const bool isFromStart = row.anchor == Anchor::both || row.anchor == Anchor::start;
-  const bool isUnseen = isFromStart && orders.empty();
-  if (order_.takesTurns() || order_.hasTooMany_ || (!isLast && !isUnseen)) {
+  if (order_.takesTurns() || order_.hasTooMany_) {
     return orders;
   }
-  // A recording ends with a gap like no other.
-  if (!isFromStart) {
-    return {};
+  if (row.anchor != Anchor::both && row.anchor != Anchor::start) {
+    return isLast ? std::vector<Possible>{} : orders;
   }
+  // That the reference lacks a number of blocks behind a lead does not mean that there is none.
   std::set<Lead> rest = leads_;
   for (const Possible& order : orders) rest.erase(order.ahead);
   for (const Lead& lead : rest) {
@@ -153,7 +155,9 @@ std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, 
     if (!order) {
       return {};
     }
-    orders.push_back(std::move(*order));
+    if (leads_.size() == 1 || !order_.isTooMuchOfOne(order->order)) {
+      orders.push_back(std::move(*order));
+    }
   }
   if (isLast) {
     order_.addEndings(orders, row.blocks);
@@ -163,8 +167,10 @@ std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, 
 
 void TrackOrder::Telling::take(const Row& row, bool isLast) {
   // Tracks that are not told apart by then never will be.
-  constexpr std::size_t longestStretch = 1024;
-  if (!row.goesOn) {
+  constexpr std::size_t longestStretch = 16 << 10U;
+  const bool isOtherStart = isFirst_ && row.blocks != order_.firstBlocks_ && !order_.takesTurns();
+  isFirst_ = false;
+  if (!row.goesOn || isOtherStart) {
     lose();
   }
   Candidates candidates{row, possible(row, isLast)};
@@ -174,10 +180,11 @@ void TrackOrder::Telling::take(const Row& row, bool isLast) {
   leads_.clear();
   for (const Possible& order : candidates.orders) leads_.insert(order.behind);
   const bool isLost = candidates.orders.empty() || row.anchor == Anchor::start;
+  held_ += candidates.orders.size();
   stretch_.push_back(std::move(candidates));
-  if (isLost) {
+  if (isLost || held_ > longestStretch) {
     lose();
-  } else if (leads_.size() == 1 || stretch_.size() == longestStretch) {
+  } else if (leads_.size() == 1) {
     finish();
   }
 }
