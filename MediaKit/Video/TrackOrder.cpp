@@ -8,8 +8,7 @@ namespace tallowmark {
 
 namespace {
 
-// Cameras have a handful of orders, of a few blocks; chunks of ten seconds have
-// a thousand.
+// Cameras have a handful of orders, of a few blocks; chunks of ten seconds have a thousand.
 constexpr std::size_t mostOrdersLearnt = 256;
 constexpr std::size_t mostBlocksLearnt = std::size_t{16} << 10U;
 constexpr std::size_t longestOrder = 1024;
@@ -138,8 +137,7 @@ std::vector<TrackOrder::Possible> TrackOrder::turns(const Row& row) const {
   return found;
 }
 
-// An order that the reference does not have, where the next block's track is
-// always certain.
+// An order that the reference does not have, where the next block's track is always certain.
 std::optional<TrackOrder::Possible> TrackOrder::byLead(std::size_t blocks, const Lead& lead) const {
   Possible found{{}, lead, lead};
   while (found.order.size() < blocks) {
@@ -153,8 +151,7 @@ std::optional<TrackOrder::Possible> TrackOrder::byLead(std::size_t blocks, const
   return found;
 }
 
-// Where a recording ends, tracks stop together: what the others were ahead by
-// stands last.
+// Where a recording ends, tracks stop together: what the others were ahead by stands last.
 void TrackOrder::addEndings(std::vector<Possible>& orders, std::size_t blocks) const {
   const std::size_t known = orders.size();
   for (std::size_t i = 0; i < known; ++i) {

@@ -37,8 +37,8 @@ class TrackOrder::Telling {
   bool isFirst_ = true;
 };
 
-// Tracks whose places in a gap its number of blocks does not tell, where it is
-// known what each is ahead by.
+// Tracks whose places in a gap its number of blocks does not tell, where it is known what each is
+// ahead by.
 std::set<std::uint8_t> TrackOrder::Telling::doubtful(const std::set<Lead>& leads) const {
   // A track that ends makes one gap like no other.
   constexpr std::uint64_t often = 50;
@@ -87,8 +87,7 @@ TrackOrder::Told TrackOrder::Telling::told(const Candidates& candidates) const {
       doubtful.merge(tracks);
     }
   }
-  // Of what nothing tore a track has all of its blocks or, lest it should
-  // stutter, none.
+  // Of what nothing tore a track has all of its blocks or, lest it should stutter, none.
   for (auto& track : told.tracks) {
     track = track && doubtful.contains(static_cast<std::uint8_t>(*track)) ? std::nullopt : track;
   }
@@ -117,8 +116,8 @@ void TrackOrder::Telling::lose() {
   gaps_.clear();
 }
 
-// Where more than one is possible, those that the reference's rhythm has; none
-// that would be told by it in a clip of another rhythm.
+// Where more than one is possible, those that the reference's rhythm has; all in a clip that was
+// seen to have another.
 void TrackOrder::Telling::keepToRhythm(Candidates& candidates) {
   if (candidates.row.anchor != Anchor::both) {
     gaps_.clear();
