@@ -109,21 +109,20 @@ std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end, const 
     if (held.empty()) {
       break;
     }
+    const std::size_t zeros = held.front() == 0 ? zerosAtStart(held) : 0;
+    if (zeros >= tooManyZeros) {
+      at += zeros - (tooManyZeros - 1);
+      continue;
+    }
     const auto passed = isFar ? usualOpenings().find(habits_, held, bytes.size())
                               : static_cast<std::size_t>(
                                     std::find_if(bytes.begin(), bytes.end(),
                                                  [&](std::uint8_t byte) { return starts_[byte]; }) -
                                     bytes.begin());
-    at += passed;
-    if (passed == bytes.size()) {
-      continue;
-    }
-    const auto rest = held.subspan(passed);
-    const std::size_t zeros = rest[0] == 0 ? zerosAtStart(rest) : 0;
-    if (zeros < tooManyZeros) {
+    if (passed == 0) {
       break;
     }
-    at += zeros - (tooManyZeros - 1);
+    at += passed;
   }
   return std::min(at, end);
 }

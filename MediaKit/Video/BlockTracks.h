@@ -15,7 +15,7 @@ namespace tallowmark {
 struct SoundGap {
   /// Number of the picture behind it.
   std::uint64_t frame = 0;
-  /// Blocks of a track up to the gap's end, and up to where in it something is missing.
+  /// Blocks of the longest track up to the gap's end, and up to where in it something is missing.
   std::uint64_t blocksBehind = 0;
   std::uint64_t blocksBeforeLoss = 0;
   bool isLoss = false;

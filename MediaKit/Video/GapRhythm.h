@@ -25,8 +25,8 @@ class GapRhythm {
   void learn(std::size_t blocks, const std::vector<std::uint16_t>& lead);
 
   /// Whether the reference has gaps of so many blocks one after the other with that lead behind the
-  /// last. True for fewer than `shortest`, and where the reference is too short or follows no
-  /// rhythm.
+  /// last. True for a few gaps, and where the reference is too short to have all that its rhythm
+  /// has.
   bool has(std::span<const std::size_t> gaps, const std::vector<std::uint16_t>& lead) const;
 
  private:

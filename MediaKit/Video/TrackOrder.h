@@ -100,7 +100,7 @@ class TrackOrder {
   std::map<Lead, std::optional<std::uint8_t>> next_;
   std::size_t blocksLearnt_ = 0;
   std::size_t ordersLearnt_ = 0;
-  /// Blocks of one track in one gap: gaps are of about one length.
+  /// The most blocks of one track in one gap.
   std::size_t mostOfOne_ = 0;
   /// Of the first gap with any.
   std::size_t firstBlocks_ = 0;

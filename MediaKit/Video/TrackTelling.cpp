@@ -147,6 +147,11 @@ std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, 
     return isLast ? std::vector<Possible>{} : orders;
   }
   // That the reference lacks a number of blocks behind a lead does not mean that there is none.
+  // A row for each lead costs its length; no camera's are as long.
+  constexpr std::size_t longestOfMany = 1024;
+  if (leads_.size() > 1 && row.blocks > longestOfMany) {
+    return {};
+  }
   std::set<Lead> rest = leads_;
   for (const Possible& order : orders) rest.erase(order.ahead);
   for (const Lead& lead : rest) {
