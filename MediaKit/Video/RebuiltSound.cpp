@@ -29,6 +29,7 @@ class BlockPacer {
   BlockPacer(const EvidencedFindings& found, const BlockLayout& layout, double frame, double block,
              Rates rates)
       : gaps_(found.blocks.gaps),
+        end_{.frame = found.video.size(), .blocksBehind = found.blocks.longest()},
         lead_(layout.lead),
         tolerance_(std::max(layout.leadStep, block / 2)),
         frame_(frame),
@@ -51,17 +52,23 @@ class BlockPacer {
     return static_cast<double>(gap.blocksBehind) * block_ - static_cast<double>(gap.frame) * frame_;
   }
   std::size_t nextWhole(std::size_t gap) const;
+  double unexplained(std::size_t from, std::size_t to) const;
   double lostSound(std::size_t from, std::size_t to, double surplus) const;
   void alignStart();
   void correct(const SoundGap& gap, double surplus);
+  void paceEnd(std::size_t from);
 
   const std::vector<SoundGap>& gaps_;
+  /// Behind the last picture.
+  SoundGap end_;
   const SoundLead& lead_;
   double tolerance_;
   double frame_;
   double block_;
   Rates rates_;
   std::uint64_t key_;
+  /// Seconds that sound gained on the picture in the losses gone through.
+  double gained_ = 0;
   std::uint64_t dropped_ = 0;
   double lost_ = 0;
   std::vector<Filling> fillings_;
@@ -76,13 +83,19 @@ std::size_t BlockPacer::nextWhole(std::size_t gap) const {
   return gap;
 }
 
-// Seconds of sound that the losses numbered [from, to) took, which made sound gain `surplus` on the
-// picture: both together took the bytes that nothing explains.
-double BlockPacer::lostSound(std::size_t from, std::size_t to, double surplus) const {
+// Bytes of the losses numbered [from, to).
+double BlockPacer::unexplained(std::size_t from, std::size_t to) const {
   double bytes = 0;
   for (std::size_t gap = from; gap < to; ++gap) {
     bytes += static_cast<double>(gaps_[gap].unexplained);
   }
+  return bytes;
+}
+
+// Seconds of sound that the losses numbered [from, to) took, which made sound gain `surplus` on the
+// picture: both together took the bytes that nothing explains.
+double BlockPacer::lostSound(std::size_t from, std::size_t to, double surplus) const {
+  const double bytes = unexplained(from, to);
   const double pictures = (bytes + surplus * rates_.sound) / (rates_.picture + rates_.sound);
   return std::max(0.0, std::max(0.0, pictures) - surplus);
 }
@@ -101,10 +114,12 @@ void BlockPacer::alignStart() {
       ++whole;
     }
     if (whole == gaps_.size()) {
+      gained_ = -surplus;
       return;
     }
     const double lead = leadBehind(gaps_[whole]) + surplus;
     surplus = lead - std::clamp(lead, lead_.least, lead_.most);
+    gained_ = surplus - static_cast<double>(key_) * frame_;
   }
   if (surplus > 0) {
     dropped_ = static_cast<std::uint64_t>(std::lround(surplus / block_));
@@ -121,6 +136,17 @@ void BlockPacer::correct(const SoundGap& gap, double surplus) {
   }
 }
 
+// Nothing that is whole follows the losses from `from` on. Both end together, so what sound lacks
+// shows there. Some cameras stop it a little before the picture: only what there are bytes of can
+// be lost.
+void BlockPacer::paceEnd(std::size_t from) {
+  const double lacking = gained_ + std::min(lead_.least, 0.0) - leadBehind(end_);
+  if (lacking > tolerance_) {
+    const double inBytes = unexplained(from, gaps_.size()) / rates_.sound;
+    lost_ += lostSound(from, gaps_.size(), -std::min(lacking, inBytes));
+  }
+}
+
 void BlockPacer::pace() {
   alignStart();
   // Chunks make the lead swing; what a loss adds to that is carried on until it shows.
@@ -133,11 +159,13 @@ void BlockPacer::pace() {
     }
     const std::size_t whole = nextWhole(i);
     if (whole == gaps_.size()) {
+      paceEnd(i);
       return;
     }
     if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
       const double surplus = leadBehind(gaps_[whole]) - before.value_or(lead_.usual);
       lost_ += lostSound(i, whole, surplus);
+      gained_ += surplus;
       carried += surplus;
       if (std::abs(carried) > tolerance_) {
         correct(gaps_[i], carried);

@@ -177,6 +177,34 @@ TEST(RebuiltSound, isCountedWhereItIsLostWithItsPictures) {
   EXPECT_LT(result.soundBlocksFilled, 20U);
 }
 
+// Two tracks half a block apart look alike from either side of a hole: behind it neither can be
+// kept. All that is missing up to the end is told.
+TEST(RebuiltSound, isCountedAsLostWhereItsTracksCannotBeTold) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const fs::path clip = makeClip({.seconds = 8,
+                                  .framesPerSecond = 24,
+                                  .sound = livelySound(2, 48000),
+                                  .channels = 2,
+                                  .soundTracks = 2,
+                                  .lastTrack = ",asetpts=PTS+0.01066/TB"});
+  const Victim whole(clip);
+  testing::Bytes damaged = whole.bytes();
+  const SampleList& frames = whole.truth().videoTrack()->samples;
+  const auto at = static_cast<std::ptrdiff_t>(frames[frames.size() / 4].offset);
+  std::fill_n(damaged.begin() + at, 60000, std::uint8_t{0});
+  const testing::TemporaryFolder folder;
+  const fs::path copy = folder / "copy.mp4";
+  const auto result = rebuildTo(copy, damaged, clip);
+  const auto blocks = static_cast<double>(whole.truth().audioTrack()->samples.size());
+  ASSERT_GT(result.unusedBy.sound, result.unusedBytes / 2);
+  EXPECT_LT(static_cast<double>(result.soundBlocksFound), blocks / 2);
+  EXPECT_NEAR(static_cast<double>(result.soundBlocksFound + result.soundBlocksLost), blocks,
+              blocks / 20);
+  EXPECT_EQ(listenTo(copy).complaints, "");
+}
+
 // Another number of channels is another stream: nothing of it may be taken.
 TEST(RebuiltSound, isNotTakenFromAStreamOfAnotherBuild) {
   if (!testing::canMakeClips()) {
