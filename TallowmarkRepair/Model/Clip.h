@@ -49,6 +49,8 @@ struct Clip {
     AudioOutcome audio = AudioOutcome::none;
     /// Of photos and RAW files.
     std::optional<PhotoFacts> photo;
+    /// One part in a hundred or more of recovered sound is missing.
+    bool isSoundIncomplete = false;
 
     friend bool operator==(const Summary&, const Summary&) = default;
   };

@@ -59,6 +59,13 @@ QString factOf(const Clip::Summary& summary) {
                        : duration(summary.seconds);
 }
 
+// Only what is less than people hope for.
+QString soundOf(const Clip::Summary& summary) {
+  return summary.audio == Clip::Summary::AudioOutcome::notRecoverable ? translated("without sound")
+         : summary.isSoundIncomplete ? translated("some sound lost")
+                                     : QString();
+}
+
 /// The status of a file, by state.
 struct ClipStatus {
   const Clip& clip;
@@ -82,11 +89,11 @@ struct ClipStatus {
                : translated("Repairing…");
   }
   QString operator()(const Clip::Preview& state) const {
-    return withFact(translated(clip.kind() == Kind::raw ? "Rescued" : "Repaired"),
-                    factOf(state.summary));
+    const QString done = translated(clip.kind() == Kind::raw ? "Rescued" : "Repaired");
+    return withFact(withFact(done, factOf(state.summary)), soundOf(state.summary));
   }
   QString operator()(const Clip::Saved& state) const {
-    return withFact(translated("Saved"), factOf(state.summary));
+    return withFact(withFact(translated("Saved"), factOf(state.summary)), soundOf(state.summary));
   }
   QString operator()(const Clip::Failed&) const { return translated("Couldn't repair"); }
   QString operator()(const Clip::Checking&) const { return translated("Checking…"); }

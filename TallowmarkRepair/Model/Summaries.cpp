@@ -18,6 +18,9 @@ Clip::Summary summary(const VideoRepair::Result& result) {
   Clip::Summary clip{whole(result.videoFrames), result.seconds, AudioOutcome::none, {}};
   if (result.audioPackets > 0) {
     clip.audio = AudioOutcome::recovered;
+    constexpr std::uint64_t worthTelling = 100;
+    const std::uint64_t blocks = result.soundBlocksFound + result.soundBlocksLost;
+    clip.isSoundIncomplete = blocks > 0 && result.soundBlocksLost >= blocks / worthTelling + 1;
   } else if (result.audioDropped) {
     clip.audio = AudioOutcome::notRecoverable;
   }

@@ -86,6 +86,10 @@ TEST_F(TextTests, tellOfClipsWhatIsWrongWhatWasDoneAndWhatIsLost) {
   damaged.soundBlocksFilled = 10;
   damaged.unusedBytes = 60'000;
   damaged.unusedBy = {.byTrack = {}, .sideTracks = 10'000, .unknown = 50'000};
+  VideoRepair::Result withoutSound;
+  withoutSound.soundBlocksFound = 25;
+  withoutSound.soundBlocksLost = 75;
+  withoutSound.soundBlocksFilled = 5;
   const ClipInfo info{"HEVC", 3840, 2160, 25, 65, {}};
   const struct {
     const char* label;
@@ -196,6 +200,15 @@ TEST_F(TextTests, tellOfClipsWhatIsWrongWhatWasDoneAndWhatIsLost) {
         "Video: H.264 · 1920×1080 · 30 fps", "Length: 1:05", "Frames: 1950",
         "Sound: Recovered (AAC)", "Not used: 60.0 kB", "Reference: GX02.MP4",
         "Saved copy: /out/a (repaired).mp4", "[openSaved]", "[SHOWINFILEMANAGER]"}},
+      {"rebuilt without much of its sound",
+       clipIn(Clip::Preview{{1950, 65, Audio::recovered, {}, true}}, "a.mp4", true),
+       {.details = rebuiltClip(withoutSound, Audio::recovered)},
+       {"Repaired", "This clip plays again. Look at the preview, then save it.",
+        "Repair found the pictures in the recording and made a new index for them. It learned from "
+        "GX02.MP4 how this camera records.",
+        "! About 75 % of the sound is lost.", "Video: H.264 · 1920×1080 · 30 fps", "Length: 1:05",
+        "Frames: 1950", "Sound: Recovered in part (AAC)", "Reference: GX02.MP4",
+        "[chooseReference]", "[SAVE]"}},
       {"failed",
        clipIn(Clip::Failed{"Couldn't read this file."}),
        {},

@@ -18,6 +18,9 @@ TEST(RowTexts, sayEveryStateOfEveryKind) {
   const char* const raw = "a.NEF";
   const ClipInfo clipFacts{"H.264", 1920, 1080, 25, 245, {}};
   const Clip::Summary clipResult{6'125, 245};
+  using Audio = Clip::Summary::AudioOutcome;
+  const Clip::Summary silent{6'125, 245, Audio::notRecoverable};
+  const Clip::Summary incomplete{6'125, 245, Audio::recovered, {}, true};
   const Clip::Summary photoResult{.photo = Clip::PhotoFacts{4'000, 3'000}};
   const ItemTexts::RowFacts reference{.isReference = true};
   const ItemTexts::RowFacts part{.part = std::pair(2U, 3U)};
@@ -41,6 +44,9 @@ TEST(RowTexts, sayEveryStateOfEveryKind) {
       {video, Clip::Preview{clipResult}, "Repaired · 4:05"},
       {photo, Clip::Preview{photoResult}, "Repaired · 4000×3000"},
       {raw, Clip::Preview{photoResult}, "Rescued · 4000×3000"},
+      {video, Clip::Preview{incomplete}, "Repaired · 4:05 · some sound lost"},
+      {video, Clip::Saved{incomplete}, "Saved · 4:05 · some sound lost"},
+      {video, Clip::Preview{silent}, "Repaired · 4:05 · without sound"},
       {video, Clip::Saved{clipResult}, "Saved · 4:05"},
       {photo, Clip::Saved{photoResult}, "Saved · 4000×3000"},
       {raw, Clip::Saved{photoResult}, "Saved · 4000×3000"},

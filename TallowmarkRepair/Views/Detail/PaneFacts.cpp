@@ -64,7 +64,8 @@ QString soundText(const Clip::Summary& summary, const ClipBackground& background
   }
   const auto* details = background.details ? &*background.details : nullptr;
   const bool isNamed = details != nullptr && details->info && details->info->audioCodec;
-  return isNamed ? tr("Recovered (%1)").arg(text(*details->info->audioCodec)) : tr("Recovered");
+  const QString recovered = summary.isSoundIncomplete ? tr("Recovered in part") : tr("Recovered");
+  return isNamed ? tr("%1 (%2)").arg(recovered, text(*details->info->audioCodec)) : recovered;
 }
 
 void addClipResult(Facts& facts, const Clip::Summary& summary, const ClipBackground& background) {

@@ -55,11 +55,15 @@ void addLostEnd(std::vector<QString>& losses, double secondsLost) {
 }
 
 void addLostSound(std::vector<QString>& losses, const VideoRepair::Result& result) {
+  const std::uint64_t found = result.soundBlocksFound;
   const qulonglong filled = result.soundBlocksFilled;
-  if (filled > 0) {
-    losses.push_back(
-        tr("%1 of %2 pieces of the sound are lost. The copy is silent there.")
-            .arg(QLocale().toString(filled), QLocale().toString(filled + result.soundBlocksFound)));
+  const std::uint64_t lost = result.soundBlocksLost;
+  if (lost > filled) {
+    const qulonglong percent = std::max<std::uint64_t>(100 * lost / (lost + found), 1);
+    losses.push_back(tr("About %1 % of the sound is lost.").arg(percent));
+  } else if (filled > 0) {
+    losses.push_back(tr("%1 of %2 pieces of the sound are lost. The copy is silent there.")
+                         .arg(QLocale().toString(filled), QLocale().toString(filled + found)));
   }
 }
 
