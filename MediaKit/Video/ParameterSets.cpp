@@ -21,7 +21,8 @@ using NumberedPicture = std::pair<std::uint32_t, PictureParameters>;
 struct SequenceRead {
   std::uint32_t id = 0;
   SequenceParameters parameters;
-  std::optional<OutputLimits> limits;
+  std::optional<CodedNumbers> limits;
+  std::optional<CodedNumbers> numbering;
 };
 
 // H.264 §7.3.2.1.1.1
@@ -80,7 +81,7 @@ void skipDecoderBuffer(BitReader& bits) {
 }
 
 // H.264 §E.1.1
-std::optional<OutputLimits> readLimitsH264(BitReader& bits) {
+std::optional<CodedNumbers> readLimitsH264(BitReader& bits) {
   constexpr std::uint32_t extendedAspect = 255;
   if (bits.flag() && bits.bits(8) == extendedAspect) bits.skip(32);
   if (bits.flag()) bits.bit();
@@ -103,7 +104,7 @@ std::optional<OutputLimits> readLimitsH264(BitReader& bits) {
   }
   bits.bit();
   for (int field = 0; field < 4; ++field) bits.ue();
-  OutputLimits limits{bits.position(), 0, {}};
+  CodedNumbers limits{bits.position(), 0, {}};
   limits.numbers.push_back(bits.ue());
   limits.numbers.push_back(bits.ue());
   limits.endBit = bits.position();
@@ -121,9 +122,13 @@ std::optional<SequenceRead> readSequenceH264(ByteSpan unit) {
   if (std::find(highProfiles.begin(), highProfiles.end(), sps.profile) != highProfiles.end()) {
     readHighProfileH264(bits, sps);
   }
+  CodedNumbers numbering{bits.position(), 0, {}};
   sps.frameNumBits = bits.ue() + 4;
   readOrderH264(bits, sps);
-  bits.ue();
+  numbering.numbers = {sps.frameNumBits - 4, sps.orderType};
+  if (sps.orderType == 0) numbering.numbers.push_back(sps.orderBits - 4);
+  numbering.numbers.push_back(bits.ue());
+  numbering.endBit = bits.position();
   bits.bit();
   sps.width = (bits.ue() + 1) * 16;
   const std::uint32_t mapUnits = bits.ue() + 1;
@@ -142,7 +147,28 @@ std::optional<SequenceRead> readSequenceH264(ByteSpan unit) {
   if (limits) {
     sps.mostReordered = limits->numbers.front();
   }
-  return SequenceRead{id, sps, limits};
+  return SequenceRead{id, sps, limits,
+                      sps.orderType == 1 ? std::nullopt : std::optional(numbering)};
+}
+
+std::optional<SliceTailParameters> readSliceTail(BitReader& bits) {
+  SliceTailParameters tail;
+  tail.arithmeticCoding = bits.flag();
+  tail.countsBottomFields = bits.flag();
+  if (bits.ue() > 0) {
+    return std::nullopt;
+  }
+  for (std::uint32_t& references : tail.references) references = bits.ue() + 1;
+  tail.weightsAtBit = bits.position();
+  tail.weighsP = bits.flag();
+  tail.weighsB = bits.bits(2);
+  tail.quantizer = 26 + bits.se();
+  bits.se();
+  bits.se();
+  tail.controlsDeblocking = bits.flag();
+  bits.bit();
+  tail.hasRedundantPictures = bits.flag();
+  return bits.ok() ? std::optional(tail) : std::nullopt;
 }
 
 std::optional<NumberedPicture> readPictureH264(ByteSpan unit) {
@@ -151,6 +177,7 @@ std::optional<NumberedPicture> readPictureH264(ByteSpan unit) {
   PictureParameters pps;
   pps.sequence = bits.ue();
   const bool sane = bits.ok() && id < 256 && pps.sequence < 32;
+  pps.tail = readSliceTail(bits);
   return sane ? std::optional(NumberedPicture(id, pps)) : std::nullopt;
 }
 
@@ -175,9 +202,9 @@ std::uint32_t readProfileTierLevel(BitReader& bits, unsigned subLayersMinusOne) 
 }
 
 // H.265 §7.3.2.1, §7.3.2.2: the same in both sets.
-OutputLimits readLimitsHEVC(BitReader& bits, std::uint32_t subLayersMinusOne) {
+CodedNumbers readLimitsHEVC(BitReader& bits, std::uint32_t subLayersMinusOne) {
   const bool allSubLayers = bits.flag();
-  OutputLimits limits{bits.position(), 0, {}};
+  CodedNumbers limits{bits.position(), 0, {}};
   for (std::uint32_t i = allSubLayers ? 0 : subLayersMinusOne; i <= subLayersMinusOne; ++i) {
     for (int number = 0; number < 3; ++number) limits.numbers.push_back(bits.ue());
   }
@@ -186,13 +213,13 @@ OutputLimits readLimitsHEVC(BitReader& bits, std::uint32_t subLayersMinusOne) {
 }
 
 // H.265 §7.3.2.1
-std::optional<OutputLimits> readVideoLimitsHEVC(ByteSpan unit) {
+std::optional<CodedNumbers> readVideoLimitsHEVC(ByteSpan unit) {
   BitReader bits(unit.subspan(2));
   bits.skip(12);
   const std::uint32_t subLayersMinusOne = bits.bits(3);
   bits.skip(17);
   readProfileTierLevel(bits, subLayersMinusOne);
-  const OutputLimits limits = readLimitsHEVC(bits, subLayersMinusOne);
+  const CodedNumbers limits = readLimitsHEVC(bits, subLayersMinusOne);
   return bits.ok() ? std::optional(limits) : std::nullopt;
 }
 
@@ -216,7 +243,7 @@ std::optional<SequenceRead> readSequenceHEVC(ByteSpan unit) {
   sps.bitDepth = 8 + bits.ue();
   bits.ue();
   sps.orderBits = bits.ue() + 4;
-  const OutputLimits limits = readLimitsHEVC(bits, subLayersMinusOne);
+  const CodedNumbers limits = readLimitsHEVC(bits, subLayersMinusOne);
   sps.mostReordered = *(limits.numbers.end() - 2);
   const std::uint32_t treeBlockBits = bits.ue() + 3 + bits.ue();
   const bool sane = bits.ok() && id < 16 && sps.chromaFormat < 4 && sps.orderBits <= 16 &&
@@ -229,7 +256,7 @@ std::optional<SequenceRead> readSequenceHEVC(ByteSpan unit) {
   const std::uint32_t blocks =
       ((sps.width + block - 1) / block) * ((sps.height + block - 1) / block);
   sps.segmentAddressBits = static_cast<unsigned>(std::bit_width(blocks - 1));
-  return SequenceRead{id, sps, limits};
+  return SequenceRead{id, sps, limits, {}};
 }
 
 std::optional<NumberedPicture> readPictureHEVC(ByteSpan unit) {
@@ -277,7 +304,13 @@ std::optional<NumberedSequence> readSequenceParameters(ByteSpan unit, NALFormat:
   return read ? std::optional(NumberedSequence(read->id, read->parameters)) : std::nullopt;
 }
 
-std::optional<OutputLimits> readOutputLimits(ByteSpan unit, NALFormat::Codec codec) {
+std::optional<CodedNumbers> readNumbering(ByteSpan unit) {
+  const bool isSequence = unit.size() >= 4 && unitType(unit, NALFormat::Codec::h264) == 7;
+  const auto read = isSequence ? readSequenceH264(unit) : std::nullopt;
+  return read ? read->numbering : std::nullopt;
+}
+
+std::optional<CodedNumbers> readOutputLimits(ByteSpan unit, NALFormat::Codec codec) {
   constexpr int sequenceH264 = 7;
   constexpr int videoHEVC = 32;
   constexpr int sequenceHEVC = 33;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -48,9 +49,29 @@ struct SequenceParameters {
   friend bool operator==(const SequenceParameters&, const SequenceParameters&) = default;
 };
 
+/// What an H.264 picture parameter set says of slice headers behind the order count (§7.3.2.2).
+struct SliceTailParameters {
+  /// CABAC: slice data starts on a whole byte.
+  bool arithmeticCoding = false;
+  bool countsBottomFields = false;
+  /// Pictures in lists 0 and 1 where a slice does not say.
+  std::array<std::uint32_t, 2> references{1, 1};
+  /// Weights stand in headers of P slices; and in those of B slices (1), or follow from the
+  /// pictures' distances (2).
+  bool weighsP = false;
+  std::uint32_t weighsB = 0;
+  /// Of the unit's payload: weighted_pred_flag, with weighted_bipred_idc behind it.
+  std::size_t weightsAtBit = 0;
+  std::int32_t quantizer = 26;
+  bool controlsDeblocking = false;
+  bool hasRedundantPictures = false;
+};
+
 /// What a picture parameter set says of slice headers (H.264 §7.3.2.2, H.265 §7.3.2.3).
 struct PictureParameters {
   std::uint32_t sequence = 0;
+  /// H.264 without slice groups.
+  std::optional<SliceTailParameters> tail;
   bool dependentSegments = false;
   bool outputFlag = false;
   unsigned extraHeaderBits = 0;
@@ -84,20 +105,25 @@ struct UnitPlace {
 std::vector<UnitPlace> parameterUnits(std::span<const std::uint8_t> sampleEntry,
                                       NALFormat::Codec codec);
 
-/// What a parameter set says of the pictures that a decoder keeps, and where: bits of the unit's
-/// payload behind its header, each number an Exp-Golomb code.
-struct OutputLimits {
+/// Numbers that follow one another in a parameter set, each an Exp-Golomb code, and where: bits of
+/// the unit's payload behind its header.
+struct CodedNumbers {
   std::size_t firstBit = 0;
   std::size_t endBit = 0;
-  /// H.264 (§E.1.1): max_num_reorder_frames, max_dec_frame_buffering. HEVC (§7.3.2.1, §7.3.2.2):
-  /// for each sub-layer sps_max_dec_pic_buffering_minus1, sps_max_num_reorder_pics,
-  /// sps_max_latency_increase_plus1, or the video parameter set's.
   std::vector<std::uint32_t> numbers;
 };
 
-/// Of a sequence parameter set or HEVC's video parameter set; nothing when it does not read as one
-/// or says nothing.
-std::optional<OutputLimits> readOutputLimits(std::span<const std::uint8_t> unit,
+/// What an H.264 sequence parameter set says of how pictures are numbered and kept (§7.3.2.1.1):
+/// log2_max_frame_num_minus4, pic_order_cnt_type, with type 0 log2_max_pic_order_cnt_lsb_minus4,
+/// and max_num_ref_frames. Nothing when it does not read as one, or with type 1.
+std::optional<CodedNumbers> readNumbering(std::span<const std::uint8_t> unit);
+
+/// What a sequence parameter set or HEVC's video parameter set says of the pictures that a decoder
+/// keeps; nothing when it does not read as one or says nothing. H.264 (§E.1.1):
+/// max_num_reorder_frames, max_dec_frame_buffering. HEVC (§7.3.2.1, §7.3.2.2): for each sub-layer
+/// sps_max_dec_pic_buffering_minus1, sps_max_num_reorder_pics, sps_max_latency_increase_plus1, or
+/// the video parameter set's.
+std::optional<CodedNumbers> readOutputLimits(std::span<const std::uint8_t> unit,
                                              NALFormat::Codec codec);
 
 /// The number and content of a sequence parameter set unit; nothing when it does not read as one.
