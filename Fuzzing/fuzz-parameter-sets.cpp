@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "ByteStream.h"
+#include "MediaKit/Video/ParameterSetWriting.h"
 #include "MediaKit/Video/ParameterSets.h"
 #include "MediaKit/Video/Reordering.h"
 
@@ -55,6 +56,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ParameterSets sets;
   for (const auto unit : unitsOf(input)) {
     sets.add(unit, codec);
+    if (const auto numbering = readNumbering(unit)) {
+      const auto written =
+          withNumbers(unit, NALFormat::Codec::h264, *numbering, numbering->numbers);
+      const auto again = readNumbering(written);
+      require(again && again->numbers == numbering->numbers);
+    }
     if (const auto sps = readSequenceParameters(unit, codec)) {
       require(readSequenceParameters(unit, codec) == sps);
     }

@@ -5,11 +5,25 @@
 
 #include "ByteStream.h"
 #include "MediaKit/Video/PictureOrderCount.h"
+#include "MediaKit/Video/ReferenceWindow.h"
 
 namespace {
 
 void require(bool holds) {
   if (!holds) std::abort();
+}
+
+void checkWhole(std::span<const std::uint8_t> unit, const tallowmark::ParameterSets& sets,
+                tallowmark::ReferenceWindow& window) {
+  const auto header = tallowmark::readWholeSliceHeader(unit, sets);
+  if (!header) {
+    return;
+  }
+  for (std::size_t list = 0; list < header->references.size(); ++list) {
+    require(header->references.at(list) <= 16 && header->modifications.at(list).size() <= 16);
+  }
+  window.take(*header);
+  require(window.contradicting() <= window.asked());
 }
 
 }  // namespace
@@ -23,6 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto codec = (data[0] & 1U) == 0 ? NALFormat::Codec::h264 : NALFormat::Codec::hevc;
   ParameterSets sets;
   PictureOrderCount counter(codec);
+  ReferenceWindow window(data[0] >> 4U, 4 + (data[0] >> 1U & 7U));
   for (const auto unit : unitsOf({data + 1, size - 1})) {
     sets.add(unit, codec);
     const auto slice = readSliceHeader(unit, sets, codec);
@@ -34,6 +49,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(slice->bitsRead <= unit.size() * 8);
     require(!slice->order || *slice->order >> sps->orderBits == 0);
     require(slice->frameNumber >> sps->frameNumBits == 0);
+    if (codec == NALFormat::Codec::h264) {
+      checkWhole(unit, sets, window);
+    }
     const auto header = static_cast<std::uint16_t>(
         codec == NALFormat::Codec::h264 ? unit[0] : unit[0] << 8U | unit[1]);
     counter.next(*slice, header, *sps);

@@ -21,6 +21,9 @@ namespace {
 
 constexpr std::size_t keysToTry = 4;
 constexpr std::size_t dependentPlaces = 8;
+// Enough for pictures to refer to as many as they can.
+constexpr std::size_t runsToTry = 6;
+constexpr std::uint64_t picturesOfRun = 40;
 // In smaller ones nearly anything ends well.
 constexpr std::uint32_t smallestDependent = 768;
 
@@ -128,6 +131,26 @@ std::optional<PictureExcerpt> goodKey(const ByteSource& reference, const Trying&
   return fits ? std::optional(std::move(excerpt)) : std::nullopt;
 }
 
+// Whether some key picture and those behind it all decode. Settings that were worked out from the
+// pictures' headers leave key pictures as they are; others show them wrong.
+bool anyRunDecodes(const Track& video, const Movie& movie, const ByteSource& source,
+                   const Trying& trying) {
+  bool isTried = false;
+  for (const std::uint64_t key : VideoRepair::keyPictures(movie, runsToTry)) {
+    trying.stop.check();
+    PictureExcerpt excerpt(video);
+    const std::uint64_t end = std::min(video.samples.size(), key + picturesOfRun);
+    std::uint64_t next = key;
+    while (next < end && excerpt.add(video.samples[next], source)) ++next;
+    const auto decoded = next > key ? trying.decode(excerpt, End::asItIs) : std::nullopt;
+    if (decoded && decoded->whole) {
+      return true;
+    }
+    isTried = isTried || decoded;
+  }
+  return !isTried;
+}
+
 // Pictures each put behind the same beginning.
 struct Candidates {
   PictureExcerpt beginning;
@@ -166,6 +189,9 @@ void requireDecodable(const VideoRepair::Plan& plan, const ByteSource& source,
   }
   const Trying trying{folder, decoder, stop};
   const Track& video = *plan.movie.videoTrack();
+  if (plan.hasOtherSettings && !anyRunDecodes(video, plan.movie, source, trying)) {
+    throw MediaError::noVideo();
+  }
   const Candidates keyPictures{PictureExcerpt(video), keyPicturesOf(plan.movie, keysToTry), source};
   const Evidence keys = keyPictures.ask(trying);
   if (keys.tried() == 0 || keys.speaksForThem()) {

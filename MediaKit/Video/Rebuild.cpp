@@ -12,6 +12,7 @@
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
+#include "MediaKit/Video/ParameterFitting.h"
 #include "MediaKit/Video/PicturePacing.h"
 #include "MediaKit/Video/RebuiltSound.h"
 #include "MediaKit/Video/RebuiltTelemetry.h"
@@ -41,6 +42,10 @@ struct Teacher {
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
   SideLessons side;
+  /// The video track has the clip's own settings; and in these its pictures are numbered in another
+  /// way than the reference's.
+  bool hasOtherSettings = false;
+  bool isRenumbered = false;
 };
 
 // The largest frame that is looked for: well above the reference's largest, within reason.
@@ -154,6 +159,67 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
   return walkByEvidence(source, from, lessons, progress, stop);
 }
 
+// What the pictures found teach of their stream, as a good clip would.
+std::optional<StreamEvidence> learnFrom(const SampleList& found, const Teacher& teacher,
+                                        const ByteSource& source) {
+  Track own = *teacher.video;
+  own.samples = found;
+  return StreamEvidence::learn(own, source, teacher.format);
+}
+
+// Where the clip's pictures were coded with other settings than the reference's: takes these for
+// the clip's. Says whether pictures are numbered in another way by them, so that more may be found.
+bool adoptSettings(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source,
+                   const StopToken& stop) {
+  auto fitted =
+      sampleEntryFor(found.video, source, *teacher.video, teacher.format, found.losses, stop);
+  if (!fitted) {
+    return false;
+  }
+  for (Track& track : teacher.movie.tracks) {
+    if (&track == teacher.video) track.sampleEntry = std::move(fitted->sampleEntry);
+  }
+  teacher.hasOtherSettings = true;
+  if (!fitted->isRenumbered) {
+    return false;
+  }
+  teacher.isRenumbered = true;
+  if (const auto own = learnFrom(found.video, teacher, source)) {
+    teacher.evidence->adoptSets(*own);
+    teacher.evidence->adoptSlices(*own);
+  }
+  return true;
+}
+
+// Behind losses pictures of kinds that the reference does not have are hard to find, until the clip
+// itself shows that it has them.
+bool adoptKinds(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source) {
+  const auto own = found.losses.empty() ? std::nullopt : learnFrom(found.video, teacher, source);
+  return own && teacher.evidence->adoptSlices(*own);
+}
+
+// Walks a clip, and again as long as a walk teaches what the reference could not.
+EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teacher& teacher,
+                            const Progress& progress, const StopToken& stop) {
+  const auto walk = [&](const Progress& report) {
+    EvidencedFindings found = walkMedia(source, from, teacher, report, stop);
+    found.video = found.video.endingBy(source.size());
+    return found;
+  };
+  EvidencedFindings found = walk(progress);
+  if (!teacher.evidence) {
+    return found;
+  }
+  constexpr int mostWalks = 4;
+  for (int walks = 1; walks < mostWalks; ++walks) {
+    if (!adoptSettings(teacher, found, source, stop) && !adoptKinds(teacher, found, source)) {
+      break;
+    }
+    found = walk({});
+  }
+  return found;
+}
+
 // A movie begins on a key frame; returns how many frames had to go ahead of it.
 std::uint64_t cutToFirstKeyframe(SampleList& video) {
   for (const SampleRun& run : video.runs()) {
@@ -196,7 +262,9 @@ CountsTell learnCounts(const Teacher& teacher, const ByteSource& reference,
   constexpr std::uint64_t enough = 4000;
   Track video = *teacher.video;
   video.samples = video.samples.slice(0, std::min(video.samples.size(), enough));
-  const auto order = outputOrder(video.samples, reference, lessons, {}, stop);
+  const auto order = teacher.isRenumbered
+                         ? std::nullopt
+                         : outputOrder(video.samples, reference, lessons, {}, stop);
   return order ? whatCountsTell(video, order->intervals) : CountsTell::nothing;
 }
 
@@ -298,12 +366,11 @@ void addSideTracks(Movie& movie, const Teacher& teacher, const Movie& described,
 
 Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Progress& progress,
                  const StopToken& stop, Depth depth) {
-  const Teacher teacher = learn(reference, depth);
+  Teacher teacher = learn(reference, depth);
   const BoxReader reader(source);
   const auto layout = MovieParser::layoutIfAny(reader);
   const bool hasMediaBox = !layout || !layout->mdats.empty();
-  EvidencedFindings found = walkMedia(source, mediaStart(reader), teacher, progress, stop);
-  found.video = found.video.endingBy(source.size());
+  EvidencedFindings found = findMedia(source, mediaStart(reader), teacher, progress, stop);
   if (found.video.empty()) {
     throw hasMediaBox ? MediaError::noVideo()
                       : MediaError::malformed("no media data (mdat) was found");
@@ -363,7 +430,11 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   result.soundBlocksLost = sound.lost;
   result.soundBlocksFilled = sound.filled;
   result.orderRestored = orderRestored;
-  return {std::move(movie), result, true, {mediaEnd, std::move(sound.silence)}};
+  return {std::move(movie),
+          result,
+          true,
+          teacher.hasOtherSettings,
+          {mediaEnd, std::move(sound.silence)}};
 }
 
 }  // namespace tallowmark::VideoRepair

@@ -129,8 +129,8 @@ void EvidenceLearner::learnSlice(const UnitHead& head, UnitHabit& habit, bool fi
     if (first) previous_.reset();
     return;
   }
-  (slice->firstInPicture ? habit.firstSlices : habit.laterSlices)
-      .emplace(slice->type, slice->pictureSet);
+  ++(slice->firstInPicture ? habit.firstSlices
+                           : habit.laterSlices)[{slice->type, slice->pictureSet}];
   if (!first) {
     return;
   }
@@ -365,6 +365,41 @@ const UnitHabit* StreamEvidence::habit(std::uint16_t header) const {
     if (habit.header == header) return &habit;
   }
   return nullptr;
+}
+
+void StreamEvidence::adoptSets(const StreamEvidence& own) {
+  sets_ = own.sets_;
+  largestOrderStep_ = std::max(largestOrderStep_, own.largestOrderStep_);
+  countsReliably_ = countsReliably_ && own.countsReliably_;
+}
+
+bool StreamEvidence::adoptSlices(const StreamEvidence& own) {
+  // Pictures of other clips that were taken for this one's are few.
+  constexpr std::uint64_t leastShare = 20;
+  constexpr std::uint64_t several = 4;
+  std::uint64_t pictures = 0;
+  for (const UnitHabit& habit : own.habits_) {
+    for (const auto& [kind, count] : habit.firstSlices) pictures += count;
+  }
+  bool isAnyNew = false;
+  for (UnitHabit& habit : habits_) {
+    const UnitHabit* found = own.habit(habit.header);
+    if (found == nullptr || !found->isSlice || found->isAssumed) {
+      continue;
+    }
+    for (const auto& [kind, count] : found->firstSlices) {
+      if (count < several || count < pictures / leastShare || habit.firstSlices.contains(kind)) {
+        continue;
+      }
+      isAnyNew = true;
+      habit.isAssumed = false;
+      habit.smallest = std::min(habit.smallest, found->smallest);
+      habit.largest = std::max(habit.largest, found->largest);
+      habit.firstSlices[kind] = count;
+      habit.laterSlices.insert(found->laterSlices.begin(), found->laterSlices.end());
+    }
+  }
+  return isAnyNew;
 }
 
 double StreamEvidence::followerBits(std::span<const std::uint8_t> bytes) const {

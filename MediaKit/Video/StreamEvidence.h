@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <span>
@@ -31,9 +32,11 @@ struct UnitHabit {
   /// Bytes without the length prefix.
   std::uint32_t smallest = 0xFFFFFFFFU;
   std::uint32_t largest = 0;
-  /// (slice type, picture parameter set) of slices that begin a picture, and of the others.
-  std::set<std::pair<std::uint32_t, std::uint32_t>> firstSlices;
-  std::set<std::pair<std::uint32_t, std::uint32_t>> laterSlices;
+  /// (slice type, picture parameter set) of slices that begin a picture, and of the others; and how
+  /// many there are of each.
+  using SliceKinds = std::map<std::pair<std::uint32_t, std::uint32_t>, std::uint64_t>;
+  SliceKinds firstSlices;
+  SliceKinds laterSlices;
 
   /// A camera's small units stay small: sizes tell them from sound that reads as one.
   std::uint64_t mostBytes() const { return std::uint64_t{largest} * 4 + 1024; }
@@ -48,6 +51,12 @@ class StreamEvidence {
   /// when its samples are not framed as `format` says. Throws DeviceError.
   static std::optional<StreamEvidence> learn(const Track& track, const ByteSource& source,
                                              const NALFormat& format);
+
+  /// Goes by the parameter sets of the clip's own pictures in place of the reference's.
+  void adoptSets(const StreamEvidence& own);
+  /// Takes over the kinds of slices that many of the clip's own pictures have and the reference has
+  /// not; says whether there are any.
+  bool adoptSlices(const StreamEvidence& own);
 
   const NALFormat& format() const { return format_; }
   const ParameterSets& parameterSets() const { return sets_; }

@@ -105,6 +105,8 @@ struct Plan {
   Result result;
   /// The index was made anew from the media data, which was walked for it.
   bool rebuilt = false;
+  /// The movie's video parameter sets are not the reference's, but changed to fit the pictures.
+  bool hasOtherSettings = false;
   /// A block of silence, for the time of lost ones.
   AddedBytes added;
 };

@@ -137,6 +137,25 @@ TEST_F(RepairTests, refuseAReferenceWhosePicturesHaveAnotherSize) {
   }
 }
 
+// What the pictures' headers tell of other settings is taken over; what they do not tell, such as
+// how many pictures a slice refers to that does not say, shows when pictures are decoded.
+TEST_F(RepairTests, refuseAReferenceWhoseOtherSettingsCannotBeToldFromThePictures) {
+  const auto clip = [](int bFrames, int references) {
+    return makeClip({.audio = "",
+                     .bFrames = bFrames,
+                     .seconds = 3,
+                     .settings = ":weightp=0:weightb=0:ref=" + std::to_string(references)});
+  };
+  const fs::path broken = writeFile(folder / "b.mp4", withoutIndex(contentsOf(clip(2, 3))));
+  const auto repair = [&](const fs::path& reference) {
+    return linesOf(tallowmark({"repair", "--json", "--to", out, broken, "--reference", reference}))
+        .at(0);
+  };
+  EXPECT_EQ(repair(clip(0, 1))["state"], "failed");
+  EXPECT_TRUE(namesIn(out).empty());
+  EXPECT_EQ(repair(clip(0, 3))["state"], "saved");
+}
+
 // No key picture decodes any more, and every other one is as it was.
 TEST_F(RepairTests, keepWhatFollowsDamagedKeyPictures) {
   for (const int keyInterval : {10, 250}) {

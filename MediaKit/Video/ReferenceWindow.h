@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "MediaKit/Video/WholeSliceHeader.h"
+
+namespace tallowmark {
+
+/// The pictures that a decoder of H.264 frames keeps for others to refer to, when it keeps so many
+/// at most (§8.2.4, §8.2.5; short-term ones). Pictures that ask for others than there are show that
+/// the stream was coded for another number.
+class ReferenceWindow {
+ public:
+  ReferenceWindow(std::uint32_t mostFrames, unsigned frameNumBits)
+      : most_(mostFrames), wrap_(std::int64_t{1} << frameNumBits) {}
+
+  /// Takes the next picture in decoding order in, by its first slice.
+  void take(const WholeSliceHeader& header);
+  /// Pictures are missing ahead of the next one: nothing is known until a sequence begins.
+  void noteLoss() { isKnown_ = false; }
+
+  /// Pictures that were held against what is there, and those of them that did not fit.
+  std::size_t asked() const { return asked_; }
+  std::size_t contradicting() const { return contradicting_; }
+
+ private:
+  bool hasAll(const WholeSliceHeader& header) const;
+  bool hasAll(std::int64_t number, const std::vector<ReferenceOperation>& modifications) const;
+  bool mark(const WholeSliceHeader& header, std::int64_t number);
+  bool drop(std::int64_t number);
+  std::int64_t unwrapped(std::int64_t number) const;
+
+  std::size_t most_;
+  std::int64_t wrap_;
+  /// Numbers of the pictures kept, not wrapped round, from the oldest on.
+  std::vector<std::int64_t> kept_;
+  std::int64_t last_ = 0;
+  bool isKnown_ = false;
+  std::size_t asked_ = 0;
+  std::size_t contradicting_ = 0;
+};
+
+}  // namespace tallowmark

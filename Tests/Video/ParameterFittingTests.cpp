@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Clips rebuilt with a reference of the same encoder and other settings: what their slice headers
+// ask of the parameter sets.
+#include <gtest/gtest.h>
+
+#include "DeviceKit/FileSource.h"
+#include "DeviceKit/MemorySource.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "Tests/Support/Clips.h"
+#include "Tests/Support/Process.h"
+#include "Tests/Video/GroundTruth.h"
+
+namespace tallowmark {
+namespace {
+
+using testing::ClipRecipe;
+using testing::Comparison;
+using testing::Filling;
+using testing::makeClip;
+using testing::Victim;
+
+namespace fs = std::filesystem;
+
+VideoRepair::Plan planOf(const fs::path& clip, const fs::path& reference) {
+  const Victim victim(clip);
+  return VideoRepair::planRebuild(MemorySource(victim.bytes()), FileSource(reference.string()));
+}
+
+// All decoded pictures, as one sum.
+std::string picturesOf(const fs::path& clip) {
+  const auto decoded = testing::run(
+      {"ffmpeg", "-v", "error", "-i", clip.string(), "-map", "0:v", "-f", "hash", "-"});
+  return decoded.output + (decoded.errors.empty() ? "" : "with complaints");
+}
+
+std::string picturesRebuilt(const fs::path& clip, const fs::path& reference) {
+  const Victim victim(clip);
+  const testing::TemporaryFolder folder;
+  FileSink sink((folder / "copy.mp4").string());
+  VideoRepair::rebuild(MemorySource(victim.bytes()), FileSource(reference.string()), sink);
+  return picturesOf(folder / "copy.mp4");
+}
+
+struct Settings {
+  const char* label;
+  ClipRecipe one;
+  ClipRecipe other;
+};
+
+std::vector<Settings> otherSettings() {
+  const auto recipe = [](int bFrames, std::string settings, int keyInterval = 25) {
+    return ClipRecipe{.bFrames = bFrames,
+                      .seconds = 5,
+                      .keyInterval = keyInterval,
+                      .settings = std::move(settings)};
+  };
+  ClipRecipe slices = recipe(0, "");
+  slices.slices = 4;
+  ClipRecipe slicesB = recipe(2, "");
+  slicesB.slices = 4;
+  return {{"B pictures", recipe(0, ""), recipe(3, "")},
+          {"variable length codes", recipe(0, ":cabac=0"), recipe(2, ":cabac=0")},
+          {"no weights", recipe(0, ":weightp=0"), recipe(2, ":weightp=0:weightb=0")},
+          {"four slices", slices, slicesB},
+          {"many references", recipe(0, ":ref=8", 60), recipe(5, ":ref=8", 60)}};
+}
+
+TEST(ParameterFitting, showsClipsOfOtherSettingsAsTheyWere) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (const Settings& settings : otherSettings()) {
+    const fs::path one = makeClip(settings.one);
+    const fs::path other = makeClip(settings.other);
+    for (const auto& [clip, reference] : {std::pair(one, other), {other, one}}) {
+      SCOPED_TRACE(std::string(settings.label) + (clip == one ? ", forth" : ", back"));
+      EXPECT_TRUE(planOf(clip, reference).hasOtherSettings);
+      EXPECT_EQ(picturesRebuilt(clip, reference), picturesOf(clip));
+    }
+  }
+}
+
+TEST(ParameterFitting, leavesSetsAloneThatFit) {
+  std::vector<fs::path> clips;
+  for (const char* name :
+       {"gopro_hero7_h264.mp4", "gopro_hero10_GL012297.LRV", "iphone6_h264_gps.mov",
+        "android_4k60_h264.mp4", "phone_3gp5_720p_h264.mp4", "twos_pcm_h264_synth.mov"}) {
+    if (const auto clip = testing::corpusFile(fs::path("video") / name)) clips.push_back(*clip);
+  }
+  if (testing::canMakeClips()) {
+    for (const Settings& settings : otherSettings()) {
+      clips.push_back(makeClip(settings.one));
+      clips.push_back(makeClip(settings.other));
+    }
+  }
+  if (clips.empty()) {
+    GTEST_SKIP() << "neither ffmpeg nor camera files are here";
+  }
+  for (const fs::path& clip : clips) EXPECT_FALSE(planOf(clip, clip).hasOtherSettings) << clip;
+}
+
+// The first walk finds what it can; by the sets that fit these, the second finds the rest.
+TEST(ParameterFitting, findsFramesBehindHolesByTheClipsOwnSettings) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (const char* codec : {"libx264", "libx265"}) {
+    ClipRecipe recipe{.codec = codec, .seconds = 6, .sound = testing::livelySound(1, 48000)};
+    const fs::path plain = makeClip(recipe);
+    recipe.bFrames = 3;
+    const fs::path clip = makeClip(recipe);
+    Comparison sum;
+    for (unsigned i = 0; i < 12; ++i) {
+      Victim victim(clip);
+      victim.punch(i, 1 + i % 6, 4000 + 2000 * i, i % 2 == 0 ? Filling::noise : Filling::zeros);
+      const Comparison c = rebuildAndCompare(victim, plain);
+      sum.frames += c.frames - c.beforeKeyframe;
+      sum.exact += c.exact;
+      sum.invented += c.invented;
+    }
+    EXPECT_GE(sum.exact * 1000, sum.frames * 995) << codec << ' ' << sum.exact << '/' << sum.frames;
+    EXPECT_EQ(sum.invented, 0U) << codec;
+  }
+}
+
+}  // namespace
+}  // namespace tallowmark
