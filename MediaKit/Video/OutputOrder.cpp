@@ -125,27 +125,23 @@ class Backlog {
   std::vector<std::int64_t> counts_;
 };
 
-// The most pictures held back, as the stream itself shows where nothing is missing: behind a loss
-// the counts may start anew without a word of it, until the next sequence begins. Held back so far
-// several times: a single one may be none of the stream's.
+// The most pictures held back, as the stream itself shows. Behind a loss the counts may start anew
+// without a word of it: nothing is held against what came before. Held back so far several times: a
+// single one may be none of the stream's.
 std::size_t mostHeldBackIn(std::span<const Picture> pictures,
                            std::span<const std::uint64_t> losses) {
   constexpr std::uint64_t several = 3;
   std::array<std::uint64_t, mostHeldBack + 1> seen{};
   Backlog backlog;
-  bool lost = false;
   auto loss = losses.begin();
   for (std::uint64_t i = 0; i < pictures.size(); ++i) {
-    if (loss != losses.end() && *loss == i) {
-      ++loss;
-      lost = true;
-    }
-    if (pictures[i].startsSequence) {
-      lost = false;
+    const bool isBehindLoss = loss != losses.end() && *loss == i;
+    loss += isBehindLoss ? 1 : 0;
+    if (isBehindLoss || pictures[i].startsSequence) {
       backlog.clear();
     }
     const std::size_t held = backlog.heldBackFor(pictures[i].count);
-    if (!lost && held < seen.size()) ++seen.at(held);
+    if (held < seen.size()) ++seen.at(held);
     backlog.add(pictures[i].count);
   }
   std::size_t most = mostHeldBack;

@@ -376,7 +376,7 @@ void StreamEvidence::adoptSets(const StreamEvidence& own) {
 bool StreamEvidence::adoptSlices(const StreamEvidence& own) {
   // Pictures of other clips that were taken for this one's are few.
   constexpr std::uint64_t leastShare = 20;
-  constexpr std::uint64_t several = 4;
+  constexpr std::uint64_t several = 2;
   std::uint64_t pictures = 0;
   for (const UnitHabit& habit : own.habits_) {
     for (const auto& [kind, count] : habit.firstSlices) pictures += count;

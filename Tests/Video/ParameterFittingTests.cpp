@@ -100,7 +100,7 @@ TEST(ParameterFitting, leavesSetsAloneThatFit) {
 }
 
 // The first walk finds what it can; by the sets that fit these, the second finds the rest.
-TEST(ParameterFitting, findsFramesBehindHolesByTheClipsOwnSettings) {
+TEST(ParameterFitting, findsFramesAndTheirOrderBehindHoles) {
   if (!testing::canMakeClips()) {
     GTEST_SKIP() << "ffmpeg is not installed";
   }
@@ -117,9 +117,12 @@ TEST(ParameterFitting, findsFramesBehindHolesByTheClipsOwnSettings) {
       sum.frames += c.frames - c.beforeKeyframe;
       sum.exact += c.exact;
       sum.invented += c.invented;
+      sum.shared += c.shared;
+      sum.inOrder += c.inOrder;
     }
     EXPECT_GE(sum.exact * 1000, sum.frames * 995) << codec << ' ' << sum.exact << '/' << sum.frames;
     EXPECT_EQ(sum.invented, 0U) << codec;
+    EXPECT_GE(sum.inOrder * 100, sum.shared * 98) << codec << ' ' << sum.inOrder;
   }
 }
 
