@@ -17,13 +17,13 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using View = std::span<const std::uint8_t>;
 
-constexpr auto h264 = NALFormat::Codec::h264;
+constexpr auto fittedCodec = NALFormat::Codec::h264;
 // Some seconds of pictures, several sequences among them.
 constexpr std::size_t enoughSlices = 400;
 constexpr std::size_t fewestSlices = 8;
 // Weights for many pictures are the longest part of a header.
 constexpr std::size_t bytesOfSlice = 512;
-constexpr int mostLeadingUnits = 64;
+constexpr int mostUnitsBefore = 64;
 // Of a clip's slices one in so many may contradict numbers that fit: damage hit it.
 constexpr std::size_t damagedShare = 20;
 // Where headers need not end on a whole byte they tell less.
@@ -73,7 +73,7 @@ class SliceReader {
   std::optional<Bytes> read(const Sample& sample) {
     const std::uint64_t end = sample.offset + sample.size;
     std::uint64_t at = sample.offset;
-    for (int unit = 0; unit < mostLeadingUnits && at < end; ++unit) {
+    for (int unit = 0; unit < mostUnitsBefore && at < end; ++unit) {
       const auto head = readUnitHead(window_, at, end, format_);
       if (!head || head->type() == 7 || head->type() == 8) {
         return std::nullopt;
@@ -237,7 +237,7 @@ std::uint32_t Fitting::framesKept(const Numbering& numbering, std::uint32_t know
 std::optional<std::pair<Numbering, std::uint32_t>> numberingOf(View entry,
                                                                const ParameterSets& sets) {
   std::optional<CodedNumbers> coded;
-  for (const UnitPlace& unit : parameterUnits(entry, h264)) {
+  for (const UnitPlace& unit : parameterUnits(entry, fittedCodec)) {
     const auto numbers = readNumbering(entry.subspan(unit.at, unit.size));
     if (numbers && coded && numbers->numbers != coded->numbers) {
       return std::nullopt;
@@ -268,21 +268,21 @@ std::optional<Bytes> renumbered(View unit, const Numbering& numbering, std::uint
     std::vector<std::uint32_t> numbers{numbering.frameNumBits - 4, numbering.orderType};
     if (numbering.orderType == 0) numbers.push_back(numbering.orderBits - 4);
     numbers.push_back(frames);
-    Bytes written = withNumbers(unit, h264, *known, numbers);
-    auto limits = readOutputLimits(written, h264);
+    Bytes written = withNumbers(unit, fittedCodec, *known, numbers);
+    auto limits = readOutputLimits(written, fittedCodec);
     if (limits && limits->numbers.back() < frames) {
       limits->numbers.back() = frames;
-      written = withNumbers(written, h264, *limits, limits->numbers);
+      written = withNumbers(written, fittedCodec, *limits, limits->numbers);
     }
     return written;
   }
   ParameterSets read;
-  read.add(unit, h264);
+  read.add(unit, fittedCodec);
   if (read.pictures.empty() || !read.pictures.begin()->second.tail) {
     return std::nullopt;
   }
   const std::size_t at = read.pictures.begin()->second.tail->weightsAtBit;
-  return withBits(unit, h264, at, 3, (numbering.weighsP ? 4U : 0U) | numbering.weighsB);
+  return withBits(unit, fittedCodec, at, 3, (numbering.weighsP ? 4U : 0U) | numbering.weighsB);
 }
 
 }  // namespace
@@ -291,10 +291,10 @@ std::optional<FittedEntry> sampleEntryFor(const SampleList& samples, const ByteS
                                           const Track& reference, const NALFormat& format,
                                           std::span<const std::uint64_t> losses,
                                           const StopToken& stop) {
-  if (format.codec != h264) {
+  if (format.codec != fittedCodec) {
     return std::nullopt;
   }
-  const ParameterSets sets = ParameterSets::of(reference.sampleEntry, h264);
+  const ParameterSets sets = ParameterSets::of(reference.sampleEntry, fittedCodec);
   const auto known = numberingOf(reference.sampleEntry, sets);
   std::vector<Slice> slices = slicesOf(samples, source, format, losses, stop);
   if (!known || slices.size() < fewestSlices) {
@@ -314,7 +314,7 @@ std::optional<FittedEntry> sampleEntryFor(const SampleList& samples, const ByteS
   if (isNewToB && found->weighsP && found->weighsB == 0) {
     found->weighsB = 2;
   }
-  return FittedEntry{withParameterSets(reference.sampleEntry, h264,
+  return FittedEntry{withParameterSets(reference.sampleEntry, fittedCodec,
                                        [&](View unit) { return renumbered(unit, *found, kept); }),
                      isRenumbered};
 }
