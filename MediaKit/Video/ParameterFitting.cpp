@@ -274,7 +274,8 @@ std::optional<Bytes> renumbered(View unit, const Numbering& numbering, std::uint
       limits->numbers.back() = frames;
       written = withNumbers(written, fittedCodec, *limits, limits->numbers);
     }
-    return written;
+    const auto read = readNumbering(written);
+    return read && read->numbers == numbers ? std::optional(written) : std::nullopt;
   }
   ParameterSets read;
   read.add(unit, fittedCodec);
