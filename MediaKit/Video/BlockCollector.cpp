@@ -14,9 +14,13 @@ using Anchor = TrackOrder::Anchor;
 
 void addTo(GatheredBlocks& gathered, const BlockChain& chain) {
   std::uint64_t at = chain.from;
-  for (const std::uint32_t size : chain.sizes) {
-    gathered.add(at, size);
-    at += size;
+  for (const BlockChain::Block& block : chain.blocks) {
+    if (block.isOther) {
+      gathered.addOther(block.size);
+    } else {
+      gathered.add(at, block.size);
+    }
+    at += block.size;
   }
 }
 
@@ -102,12 +106,16 @@ BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCo
   Content content{gap, end, chainsIn(gap, end, others, torn), lengthOf(others)};
   std::uint64_t blocks = 0;
   std::uint64_t sound = 0;
+  std::uint64_t known = content.others;
   for (const BlockChain& chain : content.chains) {
-    blocks += chain.sizes.size();
-    sound += chain.to - chain.from;
+    for (const BlockChain::Block& block : chain.blocks) {
+      blocks += block.isOther ? 0 : 1;
+      sound += block.isOther ? 0 : block.size;
+      known += block.isOther ? block.size : 0;
+    }
   }
   const bool isSpanned = spans(content.chains, gap);
-  content.isExplained = isSpanned || sound + content.others == gap.length();
+  content.isExplained = isSpanned || sound + known == gap.length();
   content.isUsual = framesCountOn && (isSpanned || isUsual(blocks, gap.length() - sound));
   if (!content.chains.empty()) {
     content.soundLeadsFromStart = layout_.isDueBehind(content.chains.front().from - gap.lower);

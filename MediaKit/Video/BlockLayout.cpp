@@ -48,6 +48,7 @@ class Learner {
 
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
+  bool isOther(const Track* track) const;
   template <typename Visit>
   void forEachGap(const std::vector<Extent>& extents, std::uint64_t start, Visit visit) const;
   void learnGap(const Gap& gap);
@@ -64,6 +65,11 @@ std::optional<std::size_t> Learner::placeOf(const Track* track) const {
     }
   }
   return std::nullopt;
+}
+
+bool Learner::isOther(const Track* track) const {
+  return std::any_of(layout_.others.begin(), layout_.others.end(),
+                     [&](const auto& other) { return &movie_.tracks[other.track] == track; });
 }
 
 void Learner::learnOrder(const Gap& gap) {
@@ -216,7 +222,7 @@ void Learner::learnEdges(const std::vector<Extent>& extents, const ByteSource& s
   std::optional<std::uint64_t> known;  // end of the last picture or sound
   std::optional<std::uint64_t> sound;  // end of the last sound, while no picture follows
   for (const Extent& extent : extents) {
-    const bool isSound = placeOf(extent.track).has_value();
+    const bool isSound = placeOf(extent.track).has_value() || isOther(extent.track);
     if ((known && extent.from < *known) || (!isSound && extent.track != video)) {
       continue;
     }
@@ -242,6 +248,17 @@ bool looksAlike(const SoundHabits& a, const SoundHabits& b) {
   return a.config == b.config && a.usualPattern == b.usualPattern && a.ticks == b.ticks;
 }
 
+// Whether blocks of both can be walked as the first's, and none could be of either.
+bool canBeTold(const SoundHabits& a, const SoundHabits& b) {
+  const auto& patterns = b.rules.patterns;
+  return a.config.rateIndex == b.config.rateIndex && a.config.frameLength == b.config.frameLength &&
+         !patterns.empty() && !a.rules.patterns.empty() &&
+         std::none_of(patterns.begin(), patterns.end(), [&](ElementPattern pattern) {
+           return std::find(a.rules.patterns.begin(), a.rules.patterns.end(), pattern) !=
+                  a.rules.patterns.end();
+         });
+}
+
 }  // namespace
 
 bool SoundMark::matches(std::span<const std::uint8_t> ahead) const {
@@ -259,6 +276,30 @@ bool BlockLayout::isDueBehind(std::uint64_t distance) const {
 
 bool BlockLayout::isEdgeAhead(std::uint64_t distance) const {
   return std::find(edgeAhead.begin(), edgeAhead.end(), distance) != edgeAhead.end();
+}
+
+BlockWalk BlockLayout::walk() const {
+  AACConfig config = habits.config;
+  BlockRules rules = habits.rules;
+  for (const Other& other : others) {
+    const BlockRules& more = other.habits.rules;
+    rules.patterns.insert(rules.patterns.end(), more.patterns.begin(), more.patterns.end());
+    rules.firstElements |= more.firstElements;
+    rules.largestSize = std::max(rules.largestSize, more.largestSize);
+    rules.paddingIsZero = rules.paddingIsZero && more.paddingIsZero;
+    config.channelConfiguration = 0;  // the patterns say how many there may be
+  }
+  return BlockWalk(config, std::move(rules));
+}
+
+const SoundHabits* BlockLayout::otherOf(ElementPattern pattern) const {
+  for (const Other& other : others) {
+    const auto& patterns = other.habits.rules.patterns;
+    if (std::find(patterns.begin(), patterns.end(), pattern) != patterns.end()) {
+      return &other.habits;
+    }
+  }
+  return nullptr;
 }
 
 std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const ByteSource& source) {
@@ -284,6 +325,10 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
     if (&track == audio ||
         (other && track.timescale == audio->timescale && looksAlike(*other, layout.habits))) {
       layout.tracks.push_back(i);
+    } else if (other && canBeTold(layout.habits, *other)) {
+      layout.others.push_back({i, *other});
+    } else if (other) {
+      return std::nullopt;
     }
   }
   const std::vector<Extent> extents = extentsOf(reference);

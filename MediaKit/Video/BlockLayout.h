@@ -35,6 +35,13 @@ struct BlockLayout {
   /// Numbers, in the movie's list, of the sound tracks whose blocks look alike; the first is the
   /// movie's first sound track.
   std::vector<std::size_t> tracks;
+  /// Sound tracks whose blocks differ from those in their channels, and so tell by themselves that
+  /// they belong to another track.
+  struct Other {
+    std::size_t track = 0;
+    SoundHabits habits;
+  };
+  std::vector<Other> others;
   /// Tells blocks of these tracks apart by their place in a gap.
   TrackOrder order;
   /// Usual distances in bytes from the end of a picture or of sound to the sound that comes next,
@@ -54,11 +61,17 @@ struct BlockLayout {
   SoundLead lead;
   double leadStep = 0;
 
+  /// Walks blocks of all the tracks.
+  BlockWalk walk() const;
+  /// Of the other track with blocks of this pattern; null when they are of `tracks`.
+  const SoundHabits* otherOf(ElementPattern pattern) const;
+
   /// Whether a distance is one of `dueBehind`, or of `edgeAhead`.
   bool isDueBehind(std::uint64_t distance) const;
   bool isEdgeAhead(std::uint64_t distance) const;
 
-  /// Nothing when the movie's first sound track is not AAC or not beside video. Throws DeviceError.
+  /// Nothing when the movie's first sound track is not AAC or not beside video, or when blocks of
+  /// another one cannot be told from its. Throws DeviceError.
   static std::optional<BlockLayout> learn(const Movie& reference, const ByteSource& source);
 };
 

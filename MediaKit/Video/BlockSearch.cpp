@@ -67,7 +67,7 @@ bool TornPictures::oneStartsBehind(std::uint64_t at,
 BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
       habits_(layout.habits),
-      walk_(layout.habits.config, layout.habits.rules),
+      walk_(layout.walk()),
       window_(source, source.size(), blockReadAhead),
       bitsAllowed_(bitsAtLeast) {
   for (unsigned byte = 0; byte < starts_.size(); ++byte) {
@@ -127,6 +127,15 @@ std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end, const 
   return std::min(at, end);
 }
 
+const SoundHabits& BlockSearch::habitsOf(const RawBlock& block) const {
+  const SoundHabits* other = layout_.otherOf(block.pattern);
+  return other != nullptr ? *other : habits_;
+}
+
+BlockChain::Block BlockSearch::blockOf(const RawBlock& block) const {
+  return {block.size, layout_.otherOf(block.pattern) != nullptr};
+}
+
 BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
   BlockChain chain{at, {}, at, 0, {}};
   while (chain.to < end) {
@@ -139,10 +148,13 @@ BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
     if (!look.block) {
       break;
     }
-    chain.sizes.push_back(look.block->size);
-    chain.to += look.block->size;
-    chain.bits += habits_.evidence(*look.block, bytes.first(look.block->size));
-    chain.traits.add(look.block->traits);
+    const BlockChain::Block block = blockOf(*look.block);
+    chain.blocks.push_back(block);
+    chain.to += block.size;
+    chain.bits += habitsOf(*look.block).evidence(*look.block, bytes.first(block.size));
+    if (!block.isOther) {
+      chain.traits.add(look.block->traits);
+    }
   }
   return chain;
 }
@@ -167,8 +179,8 @@ double BlockSearch::evidenceOf(const BlockChain& chain, std::uint64_t searchedFr
   std::uint64_t rivals = chain.from - searchedFrom;
   if (endsAtPicture(chain, stretch, end, torn)) {
     bits += endsAtEdge;
-    rivals = std::min<std::uint64_t>(rivals,
-                                     std::uint64_t{walk_.rules().largestSize} * chain.sizes.size());
+    rivals = std::min<std::uint64_t>(
+        rivals, std::uint64_t{walk_.rules().largestSize} * chain.blocks.size());
   }
   bits += isDue(chain, searchedFrom, torn) ? whereDue : -std::log2(static_cast<double>(rivals) + 1);
   const std::size_t length = layout_.mark.bytes.size();
@@ -183,15 +195,15 @@ double BlockSearch::evidenceOf(const BlockChain& chain, std::uint64_t searchedFr
 // it and end where it does. Of all starts that lead to the first block's end the likeliest is
 // meant.
 BlockChain BlockSearch::withBestStart(BlockChain chain) {
-  const std::uint64_t end = chain.from + chain.sizes.front();
-  double best = evidenceAt(chain.from, end);
+  const std::uint64_t end = chain.from + chain.blocks.front().size;
+  double best = judge(chain.from, end).bits;
   const double rest = chain.bits - best;
   for (std::uint64_t at = nextStart(chain.from + 1, end, {});
        at < end && bitsLooked_ < bitsAllowed_; at = nextStart(at + 1, end, {})) {
-    if (const double bits = evidenceAt(at, end); bits >= best) {
-      best = bits;
+    if (const Judged judged = judge(at, end); judged.bits >= best) {
+      best = judged.bits;
       chain.from = at;
-      chain.sizes.front() = static_cast<std::uint32_t>(end - at);
+      chain.blocks.front() = {static_cast<std::uint32_t>(end - at), judged.block.isOther};
     }
   }
   chain.bits = rest + best;
@@ -207,32 +219,34 @@ BlockChain BlockSearch::withBlocksAhead(BlockChain chain, std::uint64_t searched
     BlockChain ahead{first, {}, chain.from, 0, {}};
     for (std::uint64_t at = nextStart(first, chain.from, {});
          at < chain.from && bitsLooked_ < bitsAllowed_; at = nextStart(at + 1, chain.from, {})) {
-      if (const double bits = evidenceAt(at, chain.from); bits > 0 && bits >= ahead.bits) {
-        ahead.bits = bits;
+      const Judged judged = judge(at, chain.from);
+      if (judged.bits > 0 && judged.bits >= ahead.bits) {
+        ahead.bits = judged.bits;
         ahead.from = at;
-        ahead.sizes = {static_cast<std::uint32_t>(chain.from - at)};
+        ahead.blocks = {judged.block};
       }
     }
     const auto rivals = static_cast<double>(ahead.from - first);
     if (ahead.bits + endsAtEdge - std::log2(rivals + 1) < enough) {
       break;
     }
-    chain.sizes.insert(chain.sizes.begin(), ahead.sizes.front());
+    chain.blocks.insert(chain.blocks.begin(), ahead.blocks.front());
     chain.bits += ahead.bits;
     chain.from = ahead.from;
   }
   return chain;
 }
 
-// What a block from `at` to `end` proves; nothing when there is none.
-double BlockSearch::evidenceAt(std::uint64_t at, std::uint64_t end) {
+// The block from `at` to `end`, if there is one.
+BlockSearch::Judged BlockSearch::judge(std::uint64_t at, std::uint64_t end) {
   const auto bytes = window_.at(at, static_cast<std::size_t>(end - at));
   const auto held = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), end - at));
   const BlockWalk::Look look = walk_.look(bytes.first(held));
   bitsLooked_ += look.bits;
   return look.block && look.block->size == end - at
-             ? habits_.evidence(*look.block, bytes.first(held))
-             : 0;
+             ? Judged{blockOf(*look.block),
+                      habitsOf(*look.block).evidence(*look.block, bytes.first(held))}
+             : Judged{};
 }
 
 std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end,
@@ -248,7 +262,7 @@ std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end
     }
     BlockChain chain = chainAt(at, stretch.upper);
     const double bits =
-        chain.sizes.empty() ? 0 : evidenceOf(chain, searchedFrom, stretch, end, torn);
+        chain.blocks.empty() ? 0 : evidenceOf(chain, searchedFrom, stretch, end, torn);
     if (bits < enough) {
       ++at;
       continue;

@@ -16,8 +16,13 @@ namespace tallowmark {
 
 /// Blocks of compressed sound that stand one behind the other.
 struct BlockChain {
+  struct Block {
+    std::uint32_t size = 0;
+    /// One of a track whose sound is left out.
+    bool isOther = false;
+  };
   std::uint64_t from = 0;
-  std::vector<std::uint32_t> sizes;
+  std::vector<Block> blocks;
   /// Position behind the last one.
   std::uint64_t to = 0;
   /// How much the blocks by themselves prove, and what they make use of.
@@ -59,7 +64,14 @@ class BlockSearch {
   void learn(const BlockTraits& traits);
   std::uint64_t nextStart(std::uint64_t at, std::uint64_t end, const ByteRange& far);
   BlockChain chainAt(std::uint64_t at, std::uint64_t end);
-  double evidenceAt(std::uint64_t at, std::uint64_t end);
+  const SoundHabits& habitsOf(const RawBlock& block) const;
+  BlockChain::Block blockOf(const RawBlock& block) const;
+  /// A block, and how much it proves.
+  struct Judged {
+    BlockChain::Block block;
+    double bits = 0;
+  };
+  Judged judge(std::uint64_t at, std::uint64_t end);
   BlockChain withBestStart(BlockChain chain);
   BlockChain withBlocksAhead(BlockChain chain, std::uint64_t searchedFrom);
   bool isDue(const BlockChain& chain, std::uint64_t searchedFrom, const TornPictures& torn) const;

@@ -122,6 +122,7 @@ void GatheredBlocks::Sharing::endGaps() {
 
 FoundBlocks GatheredBlocks::Sharing::result() {
   endGaps();
+  found_.unplaced += gathered_.otherBytes_;
   return std::move(found_);
 }
 

@@ -30,7 +30,7 @@ struct FoundBlocks {
   std::vector<SampleList> tracks;
   std::vector<SoundGap> gaps;
   std::uint64_t bytes = 0;
-  /// Bytes of blocks whose track cannot be told.
+  /// Bytes of blocks whose track cannot be told, or is left out.
   std::uint64_t unplaced = 0;
 
   /// Blocks of the longest track.
@@ -58,6 +58,8 @@ class GatheredBlocks {
 
   void startRow(TrackOrder::Anchor anchor);
   void add(std::uint64_t offset, std::uint32_t size);
+  /// A block of a track that is left out.
+  void addOther(std::uint32_t size) { otherBytes_ += size; }
   void anchorRow(TrackOrder::Anchor anchor) { rows_.back().anchor = anchor; }
   /// Ends a gap: all rows since the one before are its.
   void endGap(const Gap& gap);
@@ -75,6 +77,7 @@ class GatheredBlocks {
   };
 
   std::uint32_t ticks_;
+  std::uint64_t otherBytes_ = 0;
   SampleList blocks_;
   std::vector<TrackOrder::Row> rows_;
   std::vector<Ended> gaps_;

@@ -25,6 +25,8 @@ std::string nameOf(const ClipRecipe& r) {
     name << "-a" << r.channels << "x" << r.sampleRate << "-" << std::hash<std::string>()(r.sound);
   }
   if (r.soundTracks > 1) name << "-" << r.soundTracks << "tracks";
+  if (r.lastChannels) name << "-lastx" << *r.lastChannels;
+  if (r.lastSampleRate) name << "-lasthz" << *r.lastSampleRate;
   if (!r.lastTrack.empty()) name << "-last" << std::hash<std::string>()(r.lastTrack);
   if (!r.keep.empty()) name << "-kept" << std::hash<std::string>()(r.keep);
   name << '.' << r.container;
@@ -61,6 +63,12 @@ std::vector<std::string> ffmpegCommand(const ClipRecipe& r, const fs::path& targ
         "volume=" + std::to_string(1 + i) + "dB" + (i + 1 == r.soundTracks ? r.lastTrack : "");
     add({"-map", "1", filter.c_str(), louder.c_str()});
   }
+  const std::string last = ":a:" + std::to_string(r.soundTracks - 1);
+  const auto ofLast = [&](const std::string& option, const std::optional<int>& value) {
+    if (value) command.insert(command.end(), {option + last, std::to_string(*value)});
+  };
+  ofLast("-ac", r.lastChannels);
+  ofLast("-ar", r.lastSampleRate);
   const std::string settings = encoderSettings(r);
   add({"-t", seconds.c_str(), "-c:v", r.codec.c_str(), "-pix_fmt", "yuv420p", "-preset", "fast",
        r.codec == "libx265" ? "-x265-params" : "-x264-params", settings.c_str()});

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace tallowmark::testing {
@@ -34,6 +35,9 @@ struct ClipRecipe {
   int soundTracks = 1;
   /// ffmpeg's filter for the last of them, "," ahead: one that starts late or ends early, say.
   std::string lastTrack;
+  /// Of the last of them, where it has others than the rest.
+  std::optional<int> lastChannels;
+  std::optional<int> lastSampleRate;
   /// Tells clips of one recipe apart: another number, other pictures.
   int variant = 0;
 };

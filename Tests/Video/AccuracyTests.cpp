@@ -138,6 +138,37 @@ TEST(Accuracy, soundTracksThatStartApartAreToldApart) {
   }
 }
 
+// Blocks of other channels tell that they are another track's; at another rate nothing does. One
+// track is kept, or none, and nothing of another is taken for it.
+TEST(Accuracy, soundTracksOfOtherKindsAreNotMixed) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const ClipRecipe alike{
+      .seconds = 8, .sound = testing::livelySound(2, 48000), .channels = 2, .soundTracks = 2};
+  ClipRecipe mono = alike;
+  mono.lastChannels = 1;
+  ClipRecipe slower = alike;
+  slower.lastSampleRate = 44100;
+  for (const ClipRecipe& recipe : {mono, slower}) {
+    const auto clip = makeClip(recipe);
+    const std::uint64_t ofFirst = Victim(clip).truth().audioTrack()->samples.size();
+    for (unsigned holes = 0; holes < 6; ++holes) {
+      Victim victim(clip);
+      victim.punch(holes, holes, 6000, holes % 2 == 0 ? Filling::noise : Filling::zeros);
+      const Comparison c = rebuildAndCompare(victim, clip);
+      EXPECT_EQ(c.blocksInvented, 0U) << holes;
+      EXPECT_TRUE(holes > 0 || std::abs(c.worstTime) < 0.001);
+      if (recipe.lastChannels) {
+        EXPECT_GE(c.blocksExact + c.blocksBeforeKeyframe + 40 * holes, ofFirst) << holes;
+        EXPECT_GT(c.result.unusedBy.sound, 0U) << holes;
+      } else {
+        EXPECT_TRUE(c.result.audioDropped) << holes;
+      }
+    }
+  }
+}
+
 // Pictures that a camera stretched or left out, in the dark or in a hurry, are shown at their time:
 // by their own counts, or by the sound around them.
 TEST(Accuracy, variableRatesStayWithTheSound) {
