@@ -66,8 +66,8 @@ ParameterSets Numbering::in(ParameterSets sets) const {
 /// Reads the first slices of pictures.
 class SliceReader {
  public:
-  SliceReader(const ByteSource& source, const NALFormat& format)
-      : format_(format), window_(source, source.size(), {bytesOfSlice, bytesOfSlice}) {}
+  SliceReader(const ByteSource& source, NALFormat format)
+      : format_(std::move(format)), window_(source, source.size(), {bytesOfSlice, bytesOfSlice}) {}
 
   /// Nothing when there is none, or the picture brings parameter sets.
   std::optional<Bytes> read(const Sample& sample) {

@@ -160,7 +160,8 @@ TEST(Accuracy, soundTracksOfOtherKindsAreNotMixed) {
       EXPECT_EQ(c.blocksInvented, 0U) << holes;
       EXPECT_TRUE(holes > 0 || std::abs(c.worstTime) < 0.001);
       if (recipe.lastChannels) {
-        EXPECT_GE(c.blocksExact + c.blocksBeforeKeyframe + 40 * holes, ofFirst) << holes;
+        EXPECT_GE(c.blocksExact + c.blocksBeforeKeyframe + std::uint64_t{40} * holes, ofFirst)
+            << holes;
         EXPECT_GT(c.result.unusedBy.sound, 0U) << holes;
       } else {
         EXPECT_TRUE(c.result.audioDropped) << holes;
