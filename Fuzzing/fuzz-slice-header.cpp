@@ -14,7 +14,7 @@ void require(bool holds) {
 }
 
 void checkWhole(std::span<const std::uint8_t> unit, const tallowmark::ParameterSets& sets,
-                tallowmark::ReferenceWindow& window) {
+                tallowmark::ReferenceWindow& window, std::int64_t order) {
   const auto header = tallowmark::readWholeSliceHeader(unit, sets);
   if (!header) {
     return;
@@ -22,7 +22,7 @@ void checkWhole(std::span<const std::uint8_t> unit, const tallowmark::ParameterS
   for (std::size_t list = 0; list < header->references.size(); ++list) {
     require(header->references.at(list) <= 16 && header->modifications.at(list).size() <= 16);
   }
-  window.take(*header);
+  window.take(*header, order);
   require(window.contradicting() <= window.asked());
 }
 
@@ -49,12 +49,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(slice->bitsRead <= unit.size() * 8);
     require(!slice->order || *slice->order >> sps->orderBits == 0);
     require(slice->frameNumber >> sps->frameNumBits == 0);
-    if (codec == NALFormat::Codec::h264) {
-      checkWhole(unit, sets, window);
-    }
     const auto header = static_cast<std::uint16_t>(
         codec == NALFormat::Codec::h264 ? unit[0] : unit[0] << 8U | unit[1]);
-    counter.next(*slice, header, *sps);
+    const std::int64_t order = counter.next(*slice, header, *sps);
+    if (codec == NALFormat::Codec::h264) {
+      checkWhole(unit, sets, window, order);
+    }
   }
   return 0;
 }

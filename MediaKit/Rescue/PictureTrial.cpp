@@ -21,9 +21,10 @@ namespace {
 
 constexpr std::size_t keysToTry = 4;
 constexpr std::size_t dependentPlaces = 8;
-// Enough for pictures to refer to as many as they can.
 constexpr std::size_t runsToTry = 6;
-constexpr std::uint64_t picturesOfRun = 40;
+// Enough for pictures to refer to as many as they can; and to most that encoders do.
+constexpr std::uint64_t longRun = 40;
+constexpr std::uint64_t shortRun = 16;
 // In smaller ones nearly anything ends well.
 constexpr std::uint32_t smallestDependent = 768;
 
@@ -131,24 +132,38 @@ std::optional<PictureExcerpt> goodKey(const ByteSource& reference, const Trying&
   return fits ? std::optional(std::move(excerpt)) : std::nullopt;
 }
 
-// Whether some key picture and those behind it all decode. Settings that were worked out from the
-// pictures' headers leave key pictures as they are; others show them wrong.
-bool anyRunDecodes(const Track& video, const Movie& movie, const ByteSource& source,
-                   const Trying& trying) {
-  bool isTried = false;
-  for (const std::uint64_t key : VideoRepair::keyPictures(movie, runsToTry)) {
-    trying.stop.check();
-    PictureExcerpt excerpt(video);
-    const std::uint64_t end = std::min(video.samples.size(), key + picturesOfRun);
-    std::uint64_t next = key;
-    while (next < end && excerpt.add(video.samples[next], source)) ++next;
-    const auto decoded = next > key ? trying.decode(excerpt, End::asItIs) : std::nullopt;
-    if (decoded && decoded->whole) {
+// A key picture and up to `most` behind it, before the next one.
+std::optional<PictureExcerpt> runFrom(std::uint64_t key, std::uint64_t most, const Track& video,
+                                      const ByteSource& source) {
+  PictureExcerpt excerpt(video);
+  std::uint64_t number = 0;
+  for (const Sample sample : video.samples.slice(key, std::min(video.samples.size(), key + most))) {
+    if ((number > 0 && sample.isSync) || !excerpt.add(sample, source)) break;
+    ++number;
+  }
+  return number > 0 ? std::optional(std::move(excerpt)) : std::nullopt;
+}
+
+// Whether two in three runs of pictures that begin with a key picture decode; shorter ones where
+// damage is frequent. Settings that were worked out from the pictures' headers leave key pictures
+// as they are; others show them wrong, and a few pictures behind one now and then right.
+bool runsDecode(const Track& video, const Movie& movie, const ByteSource& source,
+                const Trying& trying) {
+  for (const std::uint64_t length : {longRun, shortRun}) {
+    std::size_t tried = 0;
+    std::size_t whole = 0;
+    for (const std::uint64_t key : VideoRepair::keyPictures(movie, runsToTry)) {
+      trying.stop.check();
+      const auto run = runFrom(key, length, video, source);
+      const auto decoded = run ? trying.decode(*run, End::asItIs) : std::nullopt;
+      tried += decoded ? 1U : 0U;
+      whole += decoded && decoded->whole ? 1U : 0U;
+    }
+    if (whole * 3 >= tried * 2) {
       return true;
     }
-    isTried = isTried || decoded;
   }
-  return !isTried;
+  return false;
 }
 
 // Pictures each put behind the same beginning.
@@ -189,7 +204,7 @@ void requireDecodable(const VideoRepair::Plan& plan, const ByteSource& source,
   }
   const Trying trying{folder, decoder, stop};
   const Track& video = *plan.movie.videoTrack();
-  if (plan.hasOtherSettings && !anyRunDecodes(video, plan.movie, source, trying)) {
+  if (plan.hasOtherSettings && !runsDecode(video, plan.movie, source, trying)) {
     throw MediaError::noVideo();
   }
   const Candidates keyPictures{PictureExcerpt(video), keyPicturesOf(plan.movie, keysToTry), source};

@@ -127,10 +127,11 @@ class Backlog {
 
 // The most pictures held back, as the stream itself shows. Behind a loss the counts may start anew
 // without a word of it: nothing is held against what came before. Held back so far several times: a
-// single one may be none of the stream's.
+// single one may be none of the stream's, unless there are few and nothing is missing.
 std::size_t mostHeldBackIn(std::span<const Picture> pictures,
                            std::span<const std::uint64_t> losses) {
-  constexpr std::uint64_t several = 3;
+  constexpr std::size_t few = 60;
+  const std::uint64_t several = losses.empty() && pictures.size() <= few ? 1 : 3;
   std::array<std::uint64_t, mostHeldBack + 1> seen{};
   Backlog backlog;
   auto loss = losses.begin();

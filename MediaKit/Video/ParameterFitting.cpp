@@ -2,10 +2,12 @@
 #include "MediaKit/Video/ParameterFitting.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "MediaKit/Video/MediaWindow.h"
 #include "MediaKit/Video/ParameterSetWriting.h"
+#include "MediaKit/Video/PictureOrderCount.h"
 #include "MediaKit/Video/ReferenceWindow.h"
 #include "MediaKit/Video/UnitHead.h"
 #include "MediaKit/Video/WholeSliceHeader.h"
@@ -78,6 +80,9 @@ class SliceReader {
       if (!head || head->type() == 7 || head->type() == 8) {
         return std::nullopt;
       }
+      if (head->type() == 6) {
+        lookForNotes(*head);
+      }
       if (head->type() == 1 || head->type() == 5) {
         const View bytes = window_.at(at + format_.lengthSize, bytesOfSlice);
         const auto size = std::min<std::uint64_t>(head->length - format_.lengthSize, bytes.size());
@@ -88,14 +93,37 @@ class SliceReader {
     return std::nullopt;
   }
 
+  /// Whether B pictures are weighed by distance, where the encoder put that into words.
+  std::optional<bool> weighsB() const { return weighsB_; }
+
  private:
+  void lookForNotes(const UnitHead& head);
+
   NALFormat format_;
   MediaWindow window_;
+  std::optional<bool> weighsB_;
 };
 
-std::vector<Slice> slicesOf(const SampleList& samples, const ByteSource& source,
-                            const NALFormat& format, std::span<const std::uint64_t> losses,
-                            const StopToken& stop) {
+// Some encoders write their settings into a message ahead of the first picture (§D.2.6).
+void SliceReader::lookForNotes(const UnitHead& head) {
+  constexpr std::uint64_t longest = 2048;
+  constexpr std::string_view setting = " weightb=";
+  const auto size = static_cast<std::size_t>(std::min(head.length - format_.lengthSize, longest));
+  const View all = window_.at(head.at + format_.lengthSize, size);
+  const View bytes = all.first(std::min(all.size(), size));
+  const auto found = std::search(bytes.begin(), bytes.end(), setting.begin(), setting.end());
+  if (static_cast<std::size_t>(bytes.end() - found) > setting.size()) {
+    weighsB_ = *(found + static_cast<std::ptrdiff_t>(setting.size())) != '0';
+  }
+}
+
+struct Slices {
+  std::vector<Slice> slices;
+  std::optional<bool> weighsB;
+};
+
+Slices slicesOf(const SampleList& samples, const ByteSource& source, const NALFormat& format,
+                std::span<const std::uint64_t> losses, const StopToken& stop) {
   SliceReader reader(source, format);
   std::vector<Slice> slices;
   std::uint64_t number = 0;
@@ -112,7 +140,7 @@ std::vector<Slice> slicesOf(const SampleList& samples, const ByteSource& source,
     slices.push_back({std::move(*bytes), isBehindLoss});
     ++number;
   }
-  return slices;
+  return {std::move(slices), reader.weighsB()};
 }
 
 /// Numberings held against slices.
@@ -212,10 +240,14 @@ bool Fitting::hasB(const Numbering& numbering) const {
 std::size_t Fitting::contradicting(const Numbering& numbering, std::uint32_t frames) const {
   const ParameterSets sets = numbering.in(sets_);
   ReferenceWindow window(frames, numbering.frameNumBits);
+  PictureOrderCount counter(fittedCodec);
   for (const Slice& slice : slices_) {
     const auto header = readWholeSliceHeader(slice.bytes, sets);
-    if (slice.isBehindLoss || !header) window.noteLoss();
-    if (header) window.take(*header);
+    const SequenceParameters* sps = header ? sets.sequenceOf(header->start.pictureSet) : nullptr;
+    if (slice.isBehindLoss || sps == nullptr) window.noteLoss();
+    if (sps != nullptr) {
+      window.take(*header, counter.next(header->start, slice.bytes.front(), *sps));
+    }
   }
   return window.contradicting();
 }
@@ -286,34 +318,46 @@ std::optional<Bytes> renumbered(View unit, const Numbering& numbering, std::uint
   return withBits(unit, fittedCodec, at, 3, (numbering.weighsP ? 4U : 0U) | numbering.weighsB);
 }
 
+// How B pictures are weighed is not in their headers. A reference without any does not say either:
+// encoders that weigh P pictures by what stands in their headers let the weights of B pictures
+// follow from distances.
+std::uint32_t weightsOfB(const Numbering& found, const Numbering& reference,
+                         std::optional<bool> noted) {
+  constexpr std::uint32_t inHeaders = 1;
+  constexpr std::uint32_t byDistance = 2;
+  if (found.weighsB == inHeaders || (reference.orderType != 2 && !noted)) {
+    return found.weighsB;
+  }
+  return noted.value_or(found.weighsP) ? byDistance : 0;
+}
+
 }  // namespace
 
 std::optional<FittedEntry> sampleEntryFor(const SampleList& samples, const ByteSource& source,
                                           const Track& reference, const NALFormat& format,
-                                          std::span<const std::uint64_t> losses,
+                                          std::span<const std::uint64_t> losses, bool isFitted,
                                           const StopToken& stop) {
   if (format.codec != fittedCodec) {
     return std::nullopt;
   }
   const ParameterSets sets = ParameterSets::of(reference.sampleEntry, fittedCodec);
   const auto known = numberingOf(reference.sampleEntry, sets);
-  std::vector<Slice> slices = slicesOf(samples, source, format, losses, stop);
-  if (!known || slices.size() < fewestSlices) {
+  Slices read = slicesOf(samples, source, format, losses, stop);
+  if (!known || read.slices.size() < fewestSlices) {
     return std::nullopt;
   }
-  const Fitting fitting(std::move(slices), sets);
+  const Fitting fitting(std::move(read.slices), sets);
   const auto& [numbering, frames] = *known;
   const bool isRenumbered = !fitting.fits(numbering);
   auto found = isRenumbered ? fitting.best(numbering) : std::optional(numbering);
-  const std::uint32_t kept = found ? fitting.framesKept(*found, frames) : frames;
+  // A number of frames alone is no reason: some encoders ask for more than they keep.
+  const bool isWanted = isRenumbered || isFitted;
+  const std::uint32_t kept = found && isWanted ? fitting.framesKept(*found, frames) : frames;
   if (!found || (!isRenumbered && kept == frames)) {
     return std::nullopt;
   }
-  // The reference without B pictures does not say how these are weighed. Encoders that weigh P
-  // pictures by what stands in their headers let the weights of B pictures follow from distances.
-  const bool isNewToB = numbering.orderType == 2 && fitting.hasB(*found);
-  if (isNewToB && found->weighsP && found->weighsB == 0) {
-    found->weighsB = 2;
+  if (isRenumbered && fitting.hasB(*found)) {
+    found->weighsB = weightsOfB(*found, numbering, read.weighsB);
   }
   return FittedEntry{withParameterSets(reference.sampleEntry, fittedCodec,
                                        [&](View unit) { return renumbered(unit, *found, kept); }),

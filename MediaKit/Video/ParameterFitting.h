@@ -29,11 +29,11 @@ struct FittedEntry {
 /// when no others do, or when the pictures bring sets of their own.
 ///
 /// `reference` is the good clip's video, `samples` are the pictures in decoding order, at their
-/// places in `source`; `losses` the numbers of those ahead of which something is missing. Throws
-/// DeviceError, Stopped.
+/// places in `source`; `losses` the numbers of those ahead of which something is missing. With
+/// `isFitted` the entry was fitted to fewer of the pictures before. Throws DeviceError, Stopped.
 std::optional<FittedEntry> sampleEntryFor(const SampleList& samples, const ByteSource& source,
                                           const Track& reference, const NALFormat& format,
-                                          std::span<const std::uint64_t> losses,
+                                          std::span<const std::uint64_t> losses, bool isFitted,
                                           const StopToken& stop = {});
 
 }  // namespace tallowmark

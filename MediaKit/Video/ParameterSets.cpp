@@ -162,7 +162,14 @@ std::optional<SliceTailParameters> readSliceTail(BitReader& bits) {
   tail.weightsAtBit = bits.position();
   tail.weighsP = bits.flag();
   tail.weighsB = bits.bits(2);
-  tail.quantizer = 26 + bits.se();
+  // §7.4.2.2; more for samples of more bits, 14 at most
+  constexpr std::int32_t leastChange = -(26 + 36);
+  constexpr std::int32_t mostChange = 25;
+  const std::int32_t change = bits.se();
+  if (change < leastChange || change > mostChange) {
+    return std::nullopt;
+  }
+  tail.quantizer = 26 + change;
   bits.se();
   bits.se();
   tail.controlsDeblocking = bits.flag();

@@ -171,8 +171,8 @@ std::optional<StreamEvidence> learnFrom(const SampleList& found, const Teacher& 
 // the clip's. Says whether pictures are numbered in another way by them, so that more may be found.
 bool adoptSettings(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source,
                    const StopToken& stop) {
-  auto fitted =
-      sampleEntryFor(found.video, source, *teacher.video, teacher.format, found.losses, stop);
+  auto fitted = sampleEntryFor(found.video, source, *teacher.video, teacher.format, found.losses,
+                               teacher.isRenumbered, stop);
   if (!fitted) {
     return false;
   }
@@ -215,7 +215,11 @@ EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teache
     if (!adoptSettings(teacher, found, source, stop) && !adoptKinds(teacher, found, source)) {
       break;
     }
-    found = walk({});
+    EvidencedFindings more = walk({});
+    if (more.video.size() < found.video.size()) {
+      break;
+    }
+    found = std::move(more);
   }
   return found;
 }

@@ -138,12 +138,14 @@ void BlockPacer::correct(const SoundGap& gap, double surplus) {
 
 // Nothing that is whole follows the losses from `from` on. Both end together, so what sound lacks
 // shows there. Some cameras stop it a little before the picture: only what there are bytes of can
-// be lost.
+// be lost, and what stands behind the last picture may be anything.
 void BlockPacer::paceEnd(std::size_t from) {
   const double lacking = gained_ + std::min(lead_.least, 0.0) - leadBehind(end_);
   if (lacking > tolerance_) {
-    const double inBytes = unexplained(from, gaps_.size()) / rates_.sound;
-    lost_ += lostSound(from, gaps_.size(), -std::min(lacking, inBytes));
+    const std::size_t tail = gaps_.back().frame >= end_.frame ? 1 : 0;
+    const std::size_t to = std::max(from, gaps_.size() - tail);
+    const double inBytes = unexplained(from, to) / rates_.sound;
+    lost_ += lostSound(from, to, -std::min(lacking, inBytes));
   }
 }
 

@@ -11,7 +11,8 @@ std::int64_t ReferenceWindow::unwrapped(std::int64_t number) const {
 }
 
 bool ReferenceWindow::drop(std::int64_t number) {
-  const auto found = std::find(kept_.begin(), kept_.end(), number);
+  const auto found = std::find_if(kept_.begin(), kept_.end(),
+                                  [&](const Kept& kept) { return kept.number == number; });
   if (found == kept_.end()) {
     return false;
   }
@@ -30,11 +31,20 @@ bool ReferenceWindow::hasAll(std::int64_t number,
         // Counting is round, and all pictures kept lie behind this one.
         const std::int64_t back = ((number - predicted) % wrap_ + wrap_) % wrap_;
         predicted = number - back;
-        return step.code > 1 || std::find(kept_.begin(), kept_.end(), predicted) != kept_.end();
+        return step.code > 1 || std::any_of(kept_.begin(), kept_.end(), [&](const Kept& kept) {
+                 return kept.number == predicted;
+               });
       });
 }
 
-bool ReferenceWindow::hasAll(const WholeSliceHeader& header) const {
+// What an encoder makes a B picture for.
+bool ReferenceWindow::hasBothSides(std::int64_t order) const {
+  const auto isBefore = [&](const Kept& kept) { return kept.order < order; };
+  return std::any_of(kept_.begin(), kept_.end(), isBefore) &&
+         !std::all_of(kept_.begin(), kept_.end(), isBefore);
+}
+
+bool ReferenceWindow::hasAll(const WholeSliceHeader& header, std::int64_t order) const {
   const std::int64_t number = unwrapped(header.start.frameNumber);
   for (std::size_t list = 0; list < header.references.size(); ++list) {
     const auto& modifications = header.modifications.at(list);
@@ -43,17 +53,17 @@ bool ReferenceWindow::hasAll(const WholeSliceHeader& header) const {
       return false;
     }
   }
-  return true;
+  return header.references.back() == 0 || hasBothSides(order);
 }
 
 // §8.2.5.3, §8.2.5.4
-bool ReferenceWindow::mark(const WholeSliceHeader& header, std::int64_t number) {
+bool ReferenceWindow::mark(const WholeSliceHeader& header, const Kept& picture) {
   constexpr std::uint32_t forgetOne = 1;
   constexpr std::uint32_t forgetAll = 5;
   bool fits = true;
   for (const ReferenceOperation& operation : header.markings) {
     if (operation.code == forgetOne) {
-      fits = drop(number - static_cast<std::int64_t>(operation.distance)) && fits;
+      fits = drop(picture.number - static_cast<std::int64_t>(operation.distance)) && fits;
     } else {
       // Long-term pictures are not followed, and an encoder that forgets all counts anew.
       isKnown_ = false;
@@ -61,15 +71,18 @@ bool ReferenceWindow::mark(const WholeSliceHeader& header, std::int64_t number) 
       return operation.code == forgetAll || fits;
     }
   }
-  if (kept_.size() >= std::max<std::size_t>(most_, 1)) {
+  if (most_ == 0) {
+    return fits;
+  }
+  if (kept_.size() >= most_) {
     fits = header.markings.empty() && fits;
     kept_.erase(kept_.begin());
   }
-  kept_.push_back(number);
+  kept_.push_back(picture);
   return fits;
 }
 
-void ReferenceWindow::take(const WholeSliceHeader& header) {
+void ReferenceWindow::take(const WholeSliceHeader& header, std::int64_t order) {
   if (header.start.resetsOrder) {
     kept_.clear();
     last_ = 0;
@@ -84,10 +97,10 @@ void ReferenceWindow::take(const WholeSliceHeader& header) {
     return;
   }
   ++asked_;
-  bool fits = hasAll(header);
+  bool fits = hasAll(header, order);
   if (header.start.isReference) {
     last_ = number;
-    fits = mark(header, number) && fits;
+    fits = mark(header, {number, order}) && fits;
   }
   contradicting_ += fits ? 0 : 1;
 }

@@ -17,8 +17,9 @@ class ReferenceWindow {
   ReferenceWindow(std::uint32_t mostFrames, unsigned frameNumBits)
       : most_(mostFrames), wrap_(std::int64_t{1} << frameNumBits) {}
 
-  /// Takes the next picture in decoding order in, by its first slice.
-  void take(const WholeSliceHeader& header);
+  /// Takes the next picture in decoding order in, by its first slice; `order` is when it is shown
+  /// (PictureOrderCount).
+  void take(const WholeSliceHeader& header, std::int64_t order);
   /// Pictures are missing ahead of the next one: nothing is known until a sequence begins.
   void noteLoss() { isKnown_ = false; }
 
@@ -27,16 +28,22 @@ class ReferenceWindow {
   std::size_t contradicting() const { return contradicting_; }
 
  private:
-  bool hasAll(const WholeSliceHeader& header) const;
+  struct Kept {
+    /// Not wrapped round.
+    std::int64_t number = 0;
+    std::int64_t order = 0;
+  };
+  bool hasAll(const WholeSliceHeader& header, std::int64_t order) const;
   bool hasAll(std::int64_t number, const std::vector<ReferenceOperation>& modifications) const;
-  bool mark(const WholeSliceHeader& header, std::int64_t number);
+  bool hasBothSides(std::int64_t order) const;
+  bool mark(const WholeSliceHeader& header, const Kept& picture);
   bool drop(std::int64_t number);
   std::int64_t unwrapped(std::int64_t number) const;
 
   std::size_t most_;
   std::int64_t wrap_;
-  /// Numbers of the pictures kept, not wrapped round, from the oldest on.
-  std::vector<std::int64_t> kept_;
+  /// From the oldest on.
+  std::vector<Kept> kept_;
   std::int64_t last_ = 0;
   bool isKnown_ = false;
   std::size_t asked_ = 0;

@@ -62,6 +62,10 @@ std::vector<Settings> otherSettings() {
           {"variable length codes", recipe(0, ":cabac=0"), recipe(2, ":cabac=0")},
           {"no weights", recipe(0, ":weightp=0"), recipe(2, ":weightp=0:weightb=0")},
           {"four slices", slices, slicesB},
+          {"one reference", recipe(0, ":ref=1"), recipe(2, ":ref=1:b-pyramid=none:b-adapt=0")},
+          {"no reference", recipe(0, ":ref=1", 1), recipe(2, ":ref=1:b-adapt=0")},
+          {"weights of P alone", recipe(0, ""), recipe(3, ":weightb=0:b-adapt=0")},
+          {"weights of B alone", recipe(0, ":weightp=0"), recipe(3, ":weightp=0:b-adapt=0")},
           {"many references", recipe(0, ":ref=8", 60), recipe(5, ":ref=8", 60)}};
 }
 
@@ -78,6 +82,19 @@ TEST(ParameterFitting, showsClipsOfOtherSettingsAsTheyWere) {
       EXPECT_EQ(picturesRebuilt(clip, reference), picturesOf(clip));
     }
   }
+}
+
+// Too few pictures to show several times how far they are held back.
+TEST(ParameterFitting, showsEveryPictureOfAShortClip) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  ClipRecipe recipe{.seconds = 2};
+  const fs::path plain = makeClip(recipe);
+  recipe.bFrames = 3;
+  recipe.seconds = 0.4;
+  const fs::path clip = makeClip(recipe);
+  EXPECT_EQ(picturesRebuilt(clip, plain), picturesOf(clip));
 }
 
 TEST(ParameterFitting, leavesSetsAloneThatFit) {

@@ -205,6 +205,22 @@ TEST(RebuiltSound, isCountedAsLostWhereItsTracksCannotBeTold) {
   EXPECT_EQ(listenTo(copy).complaints, "");
 }
 
+// Sound that ends before its pictures is whole, whatever stands behind the last of these.
+TEST(RebuiltSound, isNotCalledLostWhereItEndedEarly) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const fs::path clip =
+      makeClip({.seconds = 4, .sound = livelySound(2, 48000) + ":duration=3.5", .channels = 2});
+  const Victim whole(clip);
+  testing::Bytes damaged = whole.bytes();
+  for (unsigned i = 0; i < 65536; ++i) damaged.push_back(static_cast<std::uint8_t>(i * i >> 5U));
+  const testing::TemporaryFolder folder;
+  const auto result = rebuildTo(folder / "copy.mp4", damaged, clip);
+  EXPECT_EQ(result.soundBlocksFound, whole.truth().audioTrack()->samples.size());
+  EXPECT_EQ(result.soundBlocksLost, 0U);
+}
+
 // Another number of channels is another stream: nothing of it may be taken.
 TEST(RebuiltSound, isNotTakenFromAStreamOfAnotherBuild) {
   if (!testing::canMakeClips()) {
