@@ -266,7 +266,7 @@ EvidencedFindings Walker::run() {
     if (const auto frame = search_.due(at)) {
       take(*frame);
       at = frame->end();
-    } else if (const auto foreign = search_.foreignEnd(at)) {
+    } else if (const auto foreign = search_.passForeign(at)) {
       findings_.unused += *foreign - at;
       findings_.otherPictures += *foreign - at;
       at = *foreign;

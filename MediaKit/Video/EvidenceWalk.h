@@ -33,6 +33,8 @@ struct WalkLessons {
   const StreamEvidence* evidence = nullptr;
   /// Other video tracks of the reference, whose frames are not to be taken for this one's.
   std::span<const StreamEvidence> otherTracks;
+  /// The most frames of this track that usually come before one of theirs; nothing without any.
+  std::optional<std::uint64_t> mostInARow;
   /// The reference's sound: PCM, compressed or neither.
   const SoundLayout* sound = nullptr;
   const BlockLayout* blocks = nullptr;

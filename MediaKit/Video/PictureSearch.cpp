@@ -59,25 +59,83 @@ PictureSearch::PictureSearch(const ByteSource& source, std::uint64_t from,
   }
 }
 
-std::optional<std::uint64_t> PictureSearch::foreignEnd(std::uint64_t at) {
+std::optional<FoundFrame> PictureSearch::foreignAt(std::uint64_t at) {
   for (const auto& finder : foreign_) {
-    if (const auto frame = finder->frameAt(at, Trust::learntOnly);
+    if (auto frame = finder->frameAt(at, Trust::learntOnly);
         frame && frame->bits >= enoughWhereDue) {
-      return frame->end();
+      return frame;
     }
   }
   return std::nullopt;
 }
 
+// Where two tracks take turns frame by frame: whether the sizes of the frames from this one on are
+// rather those of the other track's, this track's and so on than the other way round.
+bool PictureSearch::sizesSpeakForOther(const FoundFrame& frame) {
+  constexpr int enough = 64;
+  const StreamEvidence& other = lessons_.otherTracks.front();
+  double bits = 0;
+  std::optional<FoundFrame> next = frame;
+  for (int i = 0; i < enough && next; ++i) {
+    const auto foreign = foreignAt(next->offset);
+    if (!foreign) {
+      break;
+    }
+    const double more =
+        evidence_.sizeBits(next->slice, next->size) - other.sizeBits(foreign->slice, foreign->size);
+    bits += i % 2 == 0 ? more : -more;
+    next = finder_.maybeFrameAt(next->end());
+  }
+  return bits < 0;
+}
+
+std::optional<std::uint64_t> PictureSearch::passForeign(std::uint64_t at) {
+  const auto frame = foreignAt(at);
+  if (!frame) {
+    return std::nullopt;
+  }
+  pass(*frame);
+  return frame->end();
+}
+
+// Whether a frame that could be of this track is another's. It goes on from the last picture of one
+// of them and not from the other's; where both count alike and take turns, one's last picture and
+// the other's next have the same numbers. Where it may be either's it is whose turn it is, and
+// behind a loss sizes tell.
+bool PictureSearch::belongsToOther(const FoundFrame& frame) {
+  const auto other = foreign_.empty() || !last_ ? std::nullopt : foreignAt(frame.offset);
+  if (!other) {
+    return false;
+  }
+  const auto goesOn = [&](const SliceHeader& before, const SliceHeader& slice) {
+    return !evidence_.isRepeated(before, slice) && evidence_.successionBits(before, slice) >= 0;
+  };
+  const bool isOurs = goesOn(last_->slice, frame.slice);
+  const bool isTheirs = lastForeign_ && goesOn(lastForeign_->slice, other->slice);
+  if (isOurs != isTheirs && lastForeign_) {
+    return isTheirs;
+  }
+  constexpr std::uint64_t soundBetween = std::uint64_t{8} << 10U;
+  const bool isNear = sinceLoss_ > 0 && frame.offset <= passed_ + soundBetween;
+  if (isNear && isOurs) {
+    return lessons_.mostInARow && inARow_ >= *lessons_.mostInARow;
+  }
+  const bool isOpen = lastForeign_ || !isNear;
+  return isOpen && lessons_.mostInARow == 1 ? sizesSpeakForOther(frame) : isNear;
+}
+
 std::optional<FoundFrame> PictureSearch::due(std::uint64_t at) {
   if (auto frame = finder_.frameAt(at, Trust::learntOnly);
-      frame && frame->bits >= enoughWhereDue && (frame->isLearnt || !foreignEnd(at))) {
+      frame && frame->bits >= enoughWhereDue && (frame->isLearnt || !foreignAt(at))) {
+    if (belongsToOther(*frame)) {
+      return std::nullopt;
+    }
     if (!breaksOff(*frame)) {
       return frame;
     }
   }
   auto frame = last_ ? finder_.frameAt(at, Trust::anyStandard) : std::nullopt;
-  if (!frame || foreignEnd(at)) {
+  if (!frame || foreignAt(at)) {
     return std::nullopt;
   }
   // A header that the reference happens to lack: the chain must go on through it.
@@ -125,7 +183,9 @@ double PictureSearch::follower(const FoundFrame& frame) {
   if (const auto next = finder_.maybeFrameAt(frame.end())) {
     const double succession = evidence_.successionBits(frame.slice, next->slice);
     if (succession < 0 && evidence_.countsReliably()) {
-      return -mostFromFollower;  // another stream's frames, or no frames at all
+      // Another track's frame speaks for it as its own would; another stream's does not.
+      const auto other = foreignAt(frame.end());
+      return other ? std::min(other->bits, usualDistance) : -mostFromFollower;
     }
     return std::min(next->bits, usualDistance) + succession;
   }
@@ -215,6 +275,13 @@ bool PictureSearch::followsDelimiter(std::uint64_t at) {
 bool PictureSearch::isForeign(const FoundFrame& candidate) {
   if (!evidence_.hasDelimiters() && followsDelimiter(candidate.offset)) {
     return true;  // another camera's
+  }
+  if (lastForeign_ && lastForeign_->offset == candidate.offset) {
+    return true;
+  }
+  if (belongsToOther(candidate)) {
+    pass(*foreignAt(candidate.offset));
+    return true;
   }
   constexpr std::uint64_t longestOpening = 1024;
   const std::uint64_t from = candidate.offset - std::min(candidate.offset, longestOpening);

@@ -40,17 +40,24 @@ class PictureSearch {
   std::optional<FoundFrame> next(std::uint64_t from,
                                  const std::function<void(std::uint64_t)>& passed);
 
-  /// The end of another video track's picture at `at`; nothing when there is none.
-  std::optional<std::uint64_t> foreignEnd(std::uint64_t at);
+  /// The end of another video track's picture at `at`, which is passed over; nothing when there is
+  /// none. Throws DeviceError.
+  std::optional<std::uint64_t> passForeign(std::uint64_t at);
 
   /// The picture taken last.
   const std::optional<FoundFrame>& last() const { return last_; }
   void take(const FoundFrame& frame) {
     last_ = frame;
     ++sinceLoss_;
+    ++inARow_;
+    passed_ = frame.end();
   }
   /// Something is missing ahead of the picture taken next.
-  void noteLoss() { sinceLoss_ = 0; }
+  void noteLoss() {
+    sinceLoss_ = 0;
+    inARow_ = 0;
+    lastForeign_.reset();
+  }
 
   /// Other data that was written over a clip may end in the middle of a picture, whose length then
   /// leads far into what is left of the clip. The first picture within the last one that leads to
@@ -76,6 +83,14 @@ class PictureSearch {
   bool isEnough(double bits, const FoundFrame& frame, double enough);
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
   bool breaksOff(const FoundFrame& frame);
+  std::optional<FoundFrame> foreignAt(std::uint64_t at);
+  bool belongsToOther(const FoundFrame& frame);
+  void pass(const FoundFrame& foreign) {
+    lastForeign_ = foreign;
+    inARow_ = 0;
+    passed_ = foreign.end();
+  }
+  bool sizesSpeakForOther(const FoundFrame& frame);
   bool isForeign(const FoundFrame& candidate);
   bool followsDelimiter(std::uint64_t at);
   std::optional<FoundFrame> successor(const FoundFrame& frame);
@@ -102,6 +117,11 @@ class PictureSearch {
   CandidateStream candidates_;
   std::vector<std::unique_ptr<FrameFinder>> foreign_;
   std::optional<FoundFrame> last_;
+  /// The other track's picture passed last, nothing missing since, and pictures taken since then.
+  std::optional<FoundFrame> lastForeign_;
+  std::uint64_t inARow_ = 0;
+  /// The end of the last picture taken or passed.
+  std::uint64_t passed_ = 0;
   /// Pictures taken since a loss; as if there had been many before the first.
   std::uint64_t sinceLoss_ = std::uint64_t{1} << 32U;
   TornPictures torn_;

@@ -9,6 +9,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/EvidenceWalk.h"
+#include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
@@ -41,6 +42,7 @@ struct Teacher {
   std::optional<BlockLayout> blocks;
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
+  std::optional<std::uint64_t> mostInARow;
   SideLessons side;
   /// The video track has the clip's own settings; and in these its pictures are numbered in another
   /// way than the reference's.
@@ -54,6 +56,26 @@ std::size_t frameSizeLimit(std::uint32_t largestSample) {
   constexpr std::uint64_t most = std::uint64_t{64} << 20U;
   return static_cast<std::size_t>(
       std::clamp<std::uint64_t>(std::uint64_t{largestSample} * 4, least, most));
+}
+
+// How many frames of the video track usually come before one of another.
+std::optional<std::uint64_t> usualRow(const Teacher& teacher) {
+  constexpr std::size_t enough = 8;
+  std::vector<std::uint64_t> rows;
+  std::uint64_t row = 0;
+  for (const Extent& extent : extentsOf(teacher.movie)) {
+    if (extent.track == teacher.video) {
+      row += extent.samples;
+    } else if (extent.track->kind == Track::Kind::video && row > 0) {
+      rows.push_back(std::exchange(row, 0));
+    }
+  }
+  if (rows.size() < enough) {
+    return std::nullopt;
+  }
+  const auto nearlyAll = rows.begin() + static_cast<std::ptrdiff_t>(rows.size() * 19 / 20);
+  std::nth_element(rows.begin(), nearlyAll, rows.end());
+  return *nearlyAll;
 }
 
 void learnStreams(Teacher& teacher, const ByteSource& reference) {
@@ -73,6 +95,7 @@ void learnStreams(Teacher& teacher, const ByteSource& reference) {
       }
     }
   }
+  teacher.mostInARow = teacher.otherTracks.empty() ? std::nullopt : usualRow(teacher);
 }
 
 Teacher learn(const ByteSource& reference, Depth depth) {
@@ -151,6 +174,7 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
   }
   const WalkLessons lessons{&*teacher.evidence,
                             teacher.otherTracks,
+                            teacher.mostInARow,
                             teacher.sound ? &*teacher.sound : nullptr,
                             teacher.blocks ? &*teacher.blocks : nullptr,
                             duration,

@@ -15,6 +15,15 @@ namespace tallowmark {
 
 namespace {
 
+std::size_t sizeKind(const SliceHeader& slice) {
+  return std::min(slice.type % 5, 2U) * 2 + (slice.isReference ? 1 : 0);
+}
+
+bool haveSameNumbers(const SliceHeader& a, const SliceHeader& b) {
+  return a.resetsOrder == b.resetsOrder && a.frameNumber == b.frameNumber && a.order == b.order &&
+         a.isBottomField == b.isBottomField;
+}
+
 constexpr std::uint64_t samplesToLearnFrom = 3000;
 constexpr std::uint64_t bytesToCheckForEmulation = std::uint64_t{48} << 20U;
 constexpr std::size_t mostHabits = 128;
@@ -238,6 +247,11 @@ void EvidenceLearner::lookAt(const Sample& sample, std::optional<std::uint64_t> 
       ++(sample.isSync ? intraKeys_ : otherIntras_);
     }
     learnEmulation(*shape);
+    if (previous_) {
+      const double bits = std::log2(static_cast<double>(sample.size));
+      auto& sizes = evidence_.sizes_.at(sizeKind(*previous_));
+      sizes = {sizes.count + 1, sizes.sum + bits, sizes.squares + bits * bits};
+    }
   }
   learnSurroundings(sample, nextFrame);
 }
@@ -293,6 +307,9 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
     return evidence_.successionBits(pair.first, pair.second) < 0;
   });
   evidence_.countsReliably_ = pairs_.size() >= 8 && contradicted == 0;
+  evidence_.neverRepeats_ = std::none_of(pairs_.begin(), pairs_.end(), [](const auto& pair) {
+    return haveSameNumbers(pair.first, pair.second);
+  });
   std::uint64_t total = 0;
   for (const auto& [bytes, count] : followers_) {
     total += count;
@@ -434,6 +451,25 @@ double StreamEvidence::gapBits(std::uint64_t gap) const {
     return 0;
   }
   return std::max(0.0, anywhere - std::log2(static_cast<double>(most - least + 1)));
+}
+
+double StreamEvidence::sizeBits(const SliceHeader& slice, std::uint64_t bytes) const {
+  constexpr double leastSpread = 0.3;
+  const Sizes& sizes = sizes_.at(sizeKind(slice));
+  if (sizes.count < 2) {
+    return 0;
+  }
+  const double mean = sizes.sum / sizes.count;
+  const double variance = sizes.squares / sizes.count - mean * mean;
+  const double spread = std::sqrt(std::max(variance, leastSpread * leastSpread));
+  const double off = (std::log2(static_cast<double>(bytes)) - mean) / spread;
+  // Sizes have long tails: no single one settles anything.
+  constexpr double mostOff = 4;
+  return -std::min(off * off, mostOff * mostOff) / 2 / std::log(2.0) - std::log2(spread);
+}
+
+bool StreamEvidence::isRepeated(const SliceHeader& before, const SliceHeader& slice) const {
+  return neverRepeats_ && haveSameNumbers(before, slice);
 }
 
 double StreamEvidence::successionBits(const SliceHeader& before, const SliceHeader& slice) const {

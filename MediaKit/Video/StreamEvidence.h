@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -95,6 +96,11 @@ class StreamEvidence {
   /// The reference's own pictures never contradict each other so: then a pair that does is not of
   /// one stream.
   bool countsReliably() const { return countsReliably_; }
+  /// How usual a picture of this many bytes is, in bits; only the difference to what another stream
+  /// says of the same picture means anything.
+  double sizeBits(const SliceHeader& slice, std::uint64_t bytes) const;
+  /// Whether `slice` has the very numbers of `before`, as no two neighbours of the reference have.
+  bool isRepeated(const SliceHeader& before, const SliceHeader& slice) const;
 
  private:
   friend class EvidenceLearner;
@@ -118,6 +124,14 @@ class StreamEvidence {
   std::uint64_t largestGap_ = 0;
   std::uint32_t largestOrderStep_ = 0;
   bool countsReliably_ = false;
+  bool neverRepeats_ = false;
+  /// Of the logarithms of picture sizes, by the first slice's type and whether others refer to it.
+  struct Sizes {
+    double count = 0;
+    double sum = 0;
+    double squares = 0;
+  };
+  std::array<Sizes, 6> sizes_{};
 };
 
 }  // namespace tallowmark

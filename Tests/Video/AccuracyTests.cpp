@@ -170,6 +170,43 @@ TEST(Accuracy, soundTracksOfOtherKindsAreNotMixed) {
   }
 }
 
+// Two lenses, say, whose frames take turns and count alike.
+std::filesystem::path makeClipOfTwoTracks(const std::filesystem::path& clip, const char* codec,
+                                          const char* size, bool hasSound) {
+  std::vector<std::string> command{
+      "ffmpeg", "-v",    "error", "-y",
+      "-f",     "lavfi", "-i",    "testsrc2=size=320x240:rate=25",
+      "-f",     "lavfi", "-i",    std::string("mandelbrot=rate=25:size=") + size};
+  if (hasSound) {
+    command.insert(command.end(),
+                   {"-f", "lavfi", "-i", testing::livelySound(1, 48000), "-map", "2"});
+  }
+  command.insert(command.end(), {"-map", "0", "-map", "1", "-t", "4", "-c:v", codec, "-pix_fmt",
+                                 "yuv420p", "-c:a", "aac", clip.string()});
+  if (const auto made = testing::run(command); made.exitCode != 0) {
+    throw std::runtime_error("ffmpeg: " + made.errors);
+  }
+  return clip;
+}
+
+TEST(Accuracy, videoTracksThatTakeTurnsAreToldApart) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  for (const char* codec : {"libx264", "libx265"}) {
+    for (const char* size : {"320x240", "160x120"}) {
+      for (const bool hasSound : {false, true}) {
+        SCOPED_TRACE(std::string(codec) + ' ' + size + (hasSound ? " with sound" : ""));
+        const auto clip = makeClipOfTwoTracks(folder / "two.mp4", codec, size, hasSound);
+        const Comparison whole = rebuildAndCompare(Victim(clip), clip);
+        EXPECT_EQ(whole.exact, whole.frames);
+        EXPECT_EQ(whole.invented, 0U);
+      }
+    }
+  }
+}
+
 // Pictures that a camera stretched or left out, in the dark or in a hurry, are shown at their time:
 // by their own counts, or by the sound around them.
 TEST(Accuracy, variableRatesStayWithTheSound) {
