@@ -252,7 +252,7 @@ std::size_t Fitting::contradicting(const Numbering& numbering, std::uint32_t fra
   return window.contradicting();
 }
 
-// As few as explain the most, and no fewer than the reference's: more do no harm.
+// As few as explain the most, and no fewer than the reference's.
 std::uint32_t Fitting::framesKept(const Numbering& numbering, std::uint32_t known) const {
   std::uint32_t best = known;
   std::size_t fewest = contradicting(numbering, known);

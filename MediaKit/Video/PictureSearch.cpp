@@ -270,8 +270,9 @@ bool PictureSearch::followsDelimiter(std::uint64_t at) {
   return before.size() >= length && std::equal(delimiter.begin(), delimiter.end(), before.begin());
 }
 
-// Whether another track's frame begins a little before the candidate and holds it, as a frame that
-// opens with parameter sets holds its slice.
+// Whether the candidate is another camera's or another track's frame, which then counts as passed;
+// or whether one of these begins a little before it and holds it, as a frame that opens with
+// parameter sets holds its slice.
 bool PictureSearch::isForeign(const FoundFrame& candidate) {
   if (!evidence_.hasDelimiters() && followsDelimiter(candidate.offset)) {
     return true;  // another camera's

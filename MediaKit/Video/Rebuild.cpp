@@ -42,12 +42,12 @@ struct Teacher {
   std::optional<BlockLayout> blocks;
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
+  /// The most frames of the video track that usually come before one of another's.
   std::optional<std::uint64_t> mostInARow;
   SideLessons side;
-  /// The video track has the clip's own settings; and in these its pictures are numbered in another
-  /// way than the reference's.
+  /// The video track has the clip's own parameter sets, by which the reference's pictures make no
+  /// sense.
   bool hasOtherSettings = false;
-  bool isRenumbered = false;
 };
 
 // The largest frame that is looked for: well above the reference's largest, within reason.
@@ -196,7 +196,7 @@ std::optional<StreamEvidence> learnFrom(const SampleList& found, const Teacher& 
 bool adoptSettings(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source,
                    const StopToken& stop) {
   auto fitted = sampleEntryFor(found.video, source, *teacher.video, teacher.format, found.losses,
-                               teacher.isRenumbered, stop);
+                               teacher.hasOtherSettings, stop);
   if (!fitted) {
     return false;
   }
@@ -207,7 +207,6 @@ bool adoptSettings(Teacher& teacher, const EvidencedFindings& found, const ByteS
   if (!fitted->isRenumbered) {
     return false;
   }
-  teacher.isRenumbered = true;
   if (const auto own = learnFrom(found.video, teacher, source)) {
     teacher.evidence->adoptSets(*own);
     teacher.evidence->adoptSlices(*own);
@@ -290,7 +289,7 @@ CountsTell learnCounts(const Teacher& teacher, const ByteSource& reference,
   constexpr std::uint64_t enough = 4000;
   Track video = *teacher.video;
   video.samples = video.samples.slice(0, std::min(video.samples.size(), enough));
-  const auto order = teacher.isRenumbered
+  const auto order = teacher.hasOtherSettings
                          ? std::nullopt
                          : outputOrder(video.samples, reference, lessons, {}, stop);
   return order ? whatCountsTell(video, order->intervals) : CountsTell::nothing;
