@@ -158,6 +158,7 @@ std::optional<SliceTailParameters> readSliceTail(BitReader& bits) {
   if (bits.ue() > 0) {
     return std::nullopt;
   }
+  tail.referencesAtBit = bits.position();
   for (std::uint32_t& references : tail.references) references = bits.ue() + 1;
   tail.weightsAtBit = bits.position();
   tail.weighsP = bits.flag();

@@ -54,8 +54,10 @@ struct SliceTailParameters {
   /// CABAC: slice data starts on a whole byte.
   bool arithmeticCoding = false;
   bool countsBottomFields = false;
-  /// Pictures in lists 0 and 1 where a slice does not say.
+  /// Pictures in lists 0 and 1 where a slice does not say, and from which bit of the unit's payload
+  /// on that is told.
   std::array<std::uint32_t, 2> references{1, 1};
+  std::size_t referencesAtBit = 0;
   /// Weights stand in headers of P slices; and in those of B slices (1), or follow from the
   /// pictures' distances (2).
   bool weighsP = false;

@@ -45,9 +45,11 @@ struct Teacher {
   /// The most frames of the video track that usually come before one of another's.
   std::optional<std::uint64_t> mostInARow;
   SideLessons side;
-  /// The video track has the clip's own parameter sets, by which the reference's pictures make no
-  /// sense.
-  bool hasOtherSettings = false;
+  /// Where it believes other settings than the reference's, the video track has the clip's own
+  /// parameter sets, by which the reference's pictures make no sense.
+  std::optional<ParameterFitting> fitting;
+
+  bool hasOtherSettings() const { return fitting && fitting->hasOtherSettings(); }
 };
 
 // The largest frame that is looked for: well above the reference's largest, within reason.
@@ -118,6 +120,7 @@ Teacher learn(const ByteSource& reference, Depth depth) {
     return teacher;
   }
   learnStreams(teacher, reference);
+  teacher.fitting.emplace(*teacher.video, reference, teacher.format);
   teacher.side = SideLessons::learn(teacher.movie, reference);
   MovieParser::readHandlerNames(BoxReader(reference), teacher.movie);
   if (teacher.audio != nullptr) {
@@ -195,15 +198,13 @@ std::optional<StreamEvidence> learnFrom(const SampleList& found, const Teacher& 
 // the clip's. Says whether pictures are numbered in another way by them, so that more may be found.
 bool adoptSettings(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source,
                    const StopToken& stop) {
-  auto fitted = sampleEntryFor(found.video, source, *teacher.video, teacher.format, found.losses,
-                               teacher.hasOtherSettings, stop);
+  auto fitted = teacher.fitting->fit(found.video, source, found.losses, stop);
   if (!fitted) {
     return false;
   }
   for (Track& track : teacher.movie.tracks) {
     if (&track == teacher.video) track.sampleEntry = std::move(fitted->sampleEntry);
   }
-  teacher.hasOtherSettings = true;
   if (!fitted->isRenumbered) {
     return false;
   }
@@ -289,7 +290,7 @@ CountsTell learnCounts(const Teacher& teacher, const ByteSource& reference,
   constexpr std::uint64_t enough = 4000;
   Track video = *teacher.video;
   video.samples = video.samples.slice(0, std::min(video.samples.size(), enough));
-  const auto order = teacher.hasOtherSettings
+  const auto order = teacher.hasOtherSettings()
                          ? std::nullopt
                          : outputOrder(video.samples, reference, lessons, {}, stop);
   return order ? whatCountsTell(video, order->intervals) : CountsTell::nothing;
@@ -460,7 +461,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   return {std::move(movie),
           result,
           true,
-          teacher.hasOtherSettings,
+          teacher.hasOtherSettings(),
           {mediaEnd, std::move(sound.silence)}};
 }
 

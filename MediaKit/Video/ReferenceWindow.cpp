@@ -48,8 +48,9 @@ bool ReferenceWindow::hasAll(const WholeSliceHeader& header, std::int64_t order)
   const std::int64_t number = unwrapped(header.start.frameNumber);
   for (std::size_t list = 0; list < header.references.size(); ++list) {
     const auto& modifications = header.modifications.at(list);
-    if (modifications.empty() ? header.references.at(list) > kept_.size()
-                              : !hasAll(number, modifications)) {
+    // Encoders that weigh a picture in several ways put it into the list as often.
+    if (header.references.at(list) > kept_.size() + modifications.size() ||
+        !hasAll(number, modifications)) {
       return false;
     }
   }

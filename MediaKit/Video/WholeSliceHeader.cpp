@@ -63,9 +63,10 @@ void TailReader::readCounts() {
 }
 
 bool TailReader::readLists() {
-  const bool isTold = isInter() && bits_.flag();
+  header_.tellsReferences = isInter() && bits_.flag();
   for (std::size_t list = 0; list < lists(); ++list) {
-    header_.references.at(list) = isTold ? bits_.ue() + 1 : tail_.references.at(list);
+    header_.references.at(list) =
+        header_.tellsReferences ? bits_.ue() + 1 : tail_.references.at(list);
     if (header_.references.at(list) > mostReferences) {
       return false;
     }
@@ -209,7 +210,7 @@ std::optional<WholeSliceHeader> readWholeSliceHeader(std::span<const std::uint8_
   if (!pps->tail || sps == nullptr) {
     return std::nullopt;
   }
-  WholeSliceHeader header{*start, {}, {}, {}};
+  WholeSliceHeader header{*start, {}, false, {}, {}};
   BitReader bits(unit.subspan(1));
   bits.skip(start->bitsRead);
   return TailReader(bits, *sps, *pps->tail, header).read() ? std::optional(header) : std::nullopt;

@@ -22,9 +22,10 @@ struct ReferenceOperation {
 /// A whole H.264 slice header (§7.3.3).
 struct WholeSliceHeader {
   SliceHeader start;
-  /// Pictures in lists 0 and 1, as far as the slice's type has them, and how the lists' beginnings
-  /// are told.
+  /// Pictures in lists 0 and 1, as far as the slice's type has them; whether the slice says so
+  /// itself; and how the lists' beginnings are told.
   std::array<std::uint32_t, 2> references{};
+  bool tellsReferences = false;
   std::array<std::vector<ReferenceOperation>, 2> modifications;
   /// What becomes of earlier pictures; without any the oldest goes when there are too many.
   std::vector<ReferenceOperation> markings;

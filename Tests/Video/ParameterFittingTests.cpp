@@ -58,7 +58,19 @@ std::vector<Settings> otherSettings() {
   slices.slices = 4;
   ClipRecipe slicesB = recipe(2, "");
   slicesB.slices = 4;
-  return {{"B pictures", recipe(0, ""), recipe(3, "")},
+  const std::string unweighted = ":weightp=0:weightb=0";
+  ClipRecipe two = recipe(0, ":ref=2:weightp=0", 12);
+  two.slices = 3;
+  ClipRecipe three = recipe(0, ":ref=3:weightp=0", 30);
+  three.slices = 3;
+  return {{"references", recipe(0, ":ref=1"), recipe(0, ":ref=6")},
+          {"references and weights", recipe(2, ":ref=2:weightp=2", 12), recipe(0, ":ref=5")},
+          {"references, variable length codes", recipe(0, ":ref=2:cabac=0"),
+           recipe(3, ":ref=4:cabac=0")},
+          {"references and B pictures", recipe(0, ":ref=1" + unweighted),
+           recipe(2, ":ref=3" + unweighted)},
+          {"frames alone", two, three},
+          {"B pictures", recipe(0, ""), recipe(3, "")},
           {"variable length codes", recipe(0, ":cabac=0"), recipe(2, ":cabac=0")},
           {"no weights", recipe(0, ":weightp=0"), recipe(2, ":weightp=0:weightb=0")},
           {"four slices", slices, slicesB},

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/FirstSlices.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "MediaKit/Video/MediaWindow.h"
+#include "MediaKit/Video/UnitHead.h"
+
+namespace tallowmark {
+
+namespace {
+
+// Weights for many pictures are the longest part of a header.
+constexpr std::size_t bytesOfSlice = 512;
+constexpr int mostUnitsBefore = 64;
+
+/// Reads the first slices of pictures.
+class SliceReader {
+ public:
+  SliceReader(const ByteSource& source, NALFormat format)
+      : format_(std::move(format)), window_(source, source.size(), {bytesOfSlice, bytesOfSlice}) {}
+
+  /// Nothing when there is none, or the picture brings parameter sets.
+  std::optional<std::vector<std::uint8_t>> read(const Sample& sample) {
+    const std::uint64_t end = sample.offset + sample.size;
+    std::uint64_t at = sample.offset;
+    for (int unit = 0; unit < mostUnitsBefore && at < end; ++unit) {
+      const auto head = readUnitHead(window_, at, end, format_);
+      if (!head || head->type() == 7 || head->type() == 8) {
+        return std::nullopt;
+      }
+      if (head->type() == 6) {
+        lookForNotes(*head);
+      }
+      if (head->type() == 1 || head->type() == 5) {
+        const auto bytes = window_.at(at + format_.lengthSize, bytesOfSlice);
+        const auto size = std::min<std::uint64_t>(head->length - format_.lengthSize, bytes.size());
+        return std::vector(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+      }
+      at += head->length;
+    }
+    return std::nullopt;
+  }
+
+  std::optional<bool> weighsB() const { return weighsB_; }
+
+ private:
+  void lookForNotes(const UnitHead& head);
+
+  NALFormat format_;
+  MediaWindow window_;
+  std::optional<bool> weighsB_;
+};
+
+// Some encoders write their settings into a message ahead of the first picture (§D.2.6).
+void SliceReader::lookForNotes(const UnitHead& head) {
+  constexpr std::uint64_t longest = 2048;
+  constexpr std::string_view setting = " weightb=";
+  const auto size = static_cast<std::size_t>(std::min(head.length - format_.lengthSize, longest));
+  const auto all = window_.at(head.at + format_.lengthSize, size);
+  const auto bytes = all.first(std::min(all.size(), size));
+  const auto found = std::search(bytes.begin(), bytes.end(), setting.begin(), setting.end());
+  if (static_cast<std::size_t>(bytes.end() - found) > setting.size()) {
+    weighsB_ = *(found + static_cast<std::ptrdiff_t>(setting.size())) != '0';
+  }
+}
+
+}  // namespace
+
+FirstSlices FirstSlices::read(const SampleList& samples, const ByteSource& source,
+                              const NALFormat& format, std::span<const std::uint64_t> losses,
+                              const StopToken& stop) {
+  SliceReader reader(source, format);
+  std::vector<Slice> slices;
+  std::uint64_t number = 0;
+  auto loss = losses.begin();
+  for (const Sample& sample : samples) {
+    if (slices.size() == enough) break;
+    stop.check();
+    const bool isBehindLoss = loss != losses.end() && *loss == number;
+    loss += isBehindLoss ? 1 : 0;
+    auto bytes = reader.read(sample);
+    if (!bytes) {
+      return {};
+    }
+    slices.push_back({std::move(*bytes), isBehindLoss});
+    ++number;
+  }
+  return {std::move(slices), reader.weighsB()};
+}
+
+}  // namespace tallowmark

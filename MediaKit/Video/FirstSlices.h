@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "DeviceKit/StopToken.h"
+#include "MediaKit/Container/SampleList.h"
+#include "MediaKit/Video/NALFormat.h"
+
+namespace tallowmark {
+
+/// The beginnings of the first slices of an H.264 clip's first pictures.
+struct FirstSlices {
+  /// Some seconds of pictures, several sequences among them.
+  static constexpr std::uint64_t enough = 400;
+
+  struct Slice {
+    /// From the unit's header on.
+    std::vector<std::uint8_t> bytes;
+    bool isBehindLoss = false;
+  };
+  /// None when a picture has no slice or brings parameter sets.
+  std::vector<Slice> slices;
+  /// Whether B pictures are weighed by distance, where the encoder put that into words.
+  std::optional<bool> weighsB;
+
+  /// `samples` are the pictures in decoding order, at their places in `source`; `losses` the
+  /// numbers of those ahead of which something is missing. Throws DeviceError, Stopped.
+  static FirstSlices read(const SampleList& samples, const ByteSource& source,
+                          const NALFormat& format, std::span<const std::uint64_t> losses,
+                          const StopToken& stop);
+};
+
+}  // namespace tallowmark
