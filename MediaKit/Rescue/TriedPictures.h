@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "DeviceKit/StopToken.h"
+#include "MediaKit/Container/Movie.h"
+#include "MediaKit/Video/PictureDecoder.h"
+#include "MediaKit/Video/PictureExcerpt.h"
+
+namespace tallowmark {
+
+/// Where pictures are decoded, and by whom. Pictures are written for it into hidden files in
+/// `folder`, one file at a time; a decoding that cannot be had, since nothing can be written there
+/// or no decoder is here, is nothing. Throws DeviceError when a source cannot be read, Stopped.
+struct TrialDecoder {
+  const std::filesystem::path& folder;
+  const PictureDecoder& decoder;
+  const StopToken& stop;
+
+  std::optional<DecodedPictures> decode(
+      const PictureExcerpt& excerpt, PictureExcerpt::End end = PictureExcerpt::End::asItIs) const;
+
+  /// Whether the pictures decode, and the last one's data ends where its decoding does. A decoder
+  /// of HEVC makes something of any bytes without a complaint, and one that takes a picture for a
+  /// smaller one stops where that is full.
+  std::optional<bool> fits(const PictureExcerpt& excerpt) const;
+};
+
+/// What tried pictures say of the parameter sets: how many times likelier they are if these are
+/// theirs, as a logarithm.
+class TrialEvidence {
+ public:
+  /// `intactShare` of the pictures fit if the sets are theirs; few of those of a badly damaged
+  /// clip.
+  explicit TrialEvidence(double intactShare = 0.3) : intactShare_(intactShare) {}
+
+  void add(std::optional<bool> fits, std::uint32_t pictureSize);
+
+  std::size_t tried() const { return tried_; }
+  bool speaksForThem() const;
+  bool speaksAgainstThem() const;
+  bool settlesIt() const;
+  /// The share that fitted, no matter how few were tried.
+  double share() const;
+
+ private:
+  double intactShare_;
+  std::size_t tried_ = 0;
+  std::size_t fitting_ = 0;
+  double weight_ = 0;
+  double weightIfNearlyIntact_ = 0;
+};
+
+/// A key picture and those behind it.
+struct PictureRun {
+  PictureExcerpt pictures;
+  /// Of those behind it.
+  std::uint64_t bytes = 0;
+};
+
+/// A clip with video whose pictures are tried. What it is given must outlive it.
+class TriedClip {
+ public:
+  TriedClip(const Movie& movie, const ByteSource& source) : movie_(movie), source_(source) {}
+
+  /// As many as `most` pictures from this one on, before the next key picture.
+  PictureRun runFrom(std::uint64_t key, std::uint64_t most) const;
+  /// The numbers of some key pictures, spread over the clip.
+  std::vector<std::uint64_t> keys(std::size_t most) const;
+  /// One of the key pictures, if one of them decodes.
+  std::optional<PictureExcerpt> goodKey(const TrialDecoder& decoder) const;
+
+  /// Asks key pictures until they settle it.
+  TrialEvidence askKeys(const TrialDecoder& decoder) const;
+  /// The same of some pictures between key pictures, each put behind a good one; of this clip or of
+  /// another: what a picture shows upon that is wrong then, how it is read is not.
+  TrialEvidence askDependents(const PictureExcerpt& good, const TrialDecoder& decoder,
+                              const TrialEvidence& before = TrialEvidence()) const;
+  /// The share of them that fit, no matter how few were tried.
+  double dependentsShare(const PictureExcerpt& good, const TrialDecoder& decoder) const;
+
+ private:
+  enum class Until { settled, allAsked };
+  const Track& video() const { return *movie_.videoTrack(); }
+  std::vector<Sample> keyPictures() const;
+  std::vector<Sample> dependentPictures() const;
+  TrialEvidence ask(const PictureExcerpt& beginning, const std::vector<Sample>& pictures,
+                    const TrialDecoder& decoder, const TrialEvidence& before, Until until) const;
+
+  const Movie& movie_;
+  const ByteSource& source_;
+};
+
+}  // namespace tallowmark
