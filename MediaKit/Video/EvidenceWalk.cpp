@@ -50,6 +50,11 @@ class Walker {
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
   SoundLayout::Division takenPCM(SoundLayout::Division division);
   bool follows(const FoundFrame& frame, const FoundFrame& next);
+  bool isSound(const ByteRange& stretch);
+  std::vector<Between> lookBetweenAll(std::uint64_t from, std::uint64_t to,
+                                      SoundLayout::Neighbours neighbours, StretchEnd ending);
+  void takeAll(std::vector<Between> between, const ByteRange& stretch,
+               SoundLayout::Neighbours neighbours);
   FoundFrame takeGap(std::uint64_t from, const FoundFrame& next);
   std::optional<FoundFrame> goOnWithin(std::uint64_t from, const FoundFrame* next);
   void noteLoss();
@@ -83,9 +88,10 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
       progress_(progress),
       stop_(stop),
       side_(source, lessons.side),
-      search_(
-          source, from, lessons, side_,
-          [this](const FoundFrame& a, const FoundFrame& b) { return follows(a, b); }, stop) {
+      search_(source, from, lessons, side_,
+              {[this](const FoundFrame& a, const FoundFrame& b) { return follows(a, b); },
+               [this](const ByteRange& gap) { return isSound(gap); }},
+              stop) {
   if (lessons.blocks != nullptr) {
     collector_.emplace(source, *lessons.blocks, opensMedia(source, from));
   }
@@ -173,6 +179,43 @@ bool Walker::follows(const FoundFrame& frame, const FoundFrame& next) {
   return isSound;
 }
 
+// Whether a stretch holds nothing but sound, and as much as the reference has in one.
+bool Walker::isSound(const ByteRange& stretch) {
+  const Between between = lookBetween(stretch, SoundLayout::Neighbours::countOn, StretchEnd::known);
+  return between.blocks ? between.blocks->isExplained && !between.blocks->chains.empty()
+                        : between.pcm.isUsual;
+}
+
+// What stands between pictures of any track from `from` to `to`. Compressed sound is told across
+// another track's pictures, which its blocks are held against as any other data is.
+std::vector<Walker::Between> Walker::lookBetweenAll(std::uint64_t from, std::uint64_t to,
+                                                    SoundLayout::Neighbours neighbours,
+                                                    StretchEnd ending) {
+  std::vector<Between> all;
+  const auto look = [&](std::uint64_t end, StretchEnd known) {
+    all.push_back(lookBetween({from, end}, neighbours, known));
+  };
+  for (const ByteRange& foreign : search_.passed()) {
+    if (!collector_ && foreign.lower >= from && foreign.upper <= to) {
+      if (foreign.lower > from) look(foreign.lower, StretchEnd::known);
+      from = foreign.upper;
+    }
+  }
+  if (to > from || all.empty()) look(to, ending);
+  return all;
+}
+
+void Walker::takeAll(std::vector<Between> between, const ByteRange& stretch,
+                     SoundLayout::Neighbours neighbours) {
+  std::uint64_t others = stretch.length();
+  for (Between& piece : between) {
+    others -= piece.gap.length();
+    takeBetween(std::move(piece), neighbours);
+  }
+  findings_.unused += others;
+  findings_.otherPictures += others;
+}
+
 // Goes from `from`, where the last frame ends, to the frame that was found behind; returns that
 // one, or the one to go on with instead.
 FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
@@ -187,17 +230,21 @@ FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   const bool hasSound = collector_ || lessons_.sound != nullptr;
   const auto neighbours =
       countsOn ? SoundLayout::Neighbours::countOn : SoundLayout::Neighbours::unknown;
-  Between between = countsOn && usual_ && usual_->gap == ByteRange{from, next.offset}
-                        ? *std::exchange(usual_, std::nullopt)
-                        : lookBetween({from, next.offset}, neighbours, StretchEnd::known);
+  const bool isKnown = countsOn && usual_ && usual_->gap == ByteRange{from, next.offset};
+  std::vector<Between> between =
+      isKnown ? std::vector<Between>{*std::exchange(usual_, std::nullopt)}
+              : lookBetweenAll(from, next.offset, neighbours, StretchEnd::known);
+  const bool isUsual = std::all_of(between.begin(), between.end(),
+                                   [](const Between& piece) { return piece.isUsual(); });
   // Sound that begins where the last frame ends shows that it ends there.
-  const bool isWhole = (continues && (between.isUsual() || !hasSound)) ||
-                       (between.blocks && between.blocks->soundLeadsFromStart);
+  const Between& first = between.front();
+  const bool isWhole =
+      (continues && (isUsual || !hasSound)) || (first.blocks && first.blocks->soundLeadsFromStart);
   if (const auto swallowed = isWhole ? std::nullopt : goOnWithin(from, &next)) {
     return *swallowed;
   }
-  const bool usual = takeBetween(std::move(between), neighbours);
-  if (!usual || !continues) {
+  takeAll(std::move(between), {from, next.offset}, neighbours);
+  if (!isUsual || !continues) {
     noteLoss();
   }
   return next;
@@ -249,7 +296,7 @@ void Walker::takeRemainder(std::uint64_t from) {
     return;
   }
   const auto ending = end != end_ ? StretchEnd::known : StretchEnd::unknown;
-  takeBetween(lookBetween({from, end}, neighbours, ending), neighbours);
+  takeAll(lookBetweenAll(from, end, neighbours, ending), {from, end}, neighbours);
   findings_.unused += end_ - end;
 }
 

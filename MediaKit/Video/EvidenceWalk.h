@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "MediaKit/Video/BlockCollector.h"
+#include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/SideCollector.h"
 #include "MediaKit/Video/SoundLayout.h"
@@ -33,8 +34,8 @@ struct WalkLessons {
   const StreamEvidence* evidence = nullptr;
   /// Other video tracks of the reference, whose frames are not to be taken for this one's.
   std::span<const StreamEvidence> otherTracks;
-  /// The most frames of this track that usually come before one of theirs; nothing without any.
-  std::optional<std::uint64_t> mostInARow;
+  /// How this track takes turns with them.
+  Turns turns;
   /// The reference's sound: PCM, compressed or neither.
   const SoundLayout* sound = nullptr;
   const BlockLayout* blocks = nullptr;

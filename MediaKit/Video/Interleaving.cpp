@@ -2,7 +2,10 @@
 #include "MediaKit/Video/Interleaving.h"
 
 #include <algorithm>
+#include <map>
 #include <numeric>
+#include <optional>
+#include <set>
 #include <utility>
 
 namespace tallowmark {
@@ -25,6 +28,54 @@ void addExtents(const Track& track, std::vector<Extent>& extents) {
     time += length;
   }
 }
+
+/// How many frames of a track follow one another.
+class RowLengths {
+ public:
+  void add(std::uint64_t frames) { row_ += frames; }
+  /// How long the row was that ends here.
+  std::optional<std::uint64_t> endRow() {
+    if (row_ == 0) {
+      return std::nullopt;
+    }
+    ++lengths_[row_];
+    return std::exchange(row_, 0);
+  }
+
+  /// No fewer than nearly all.
+  std::optional<std::uint64_t> most() const {
+    std::uint64_t left = count() / unusualShare;
+    for (auto length = lengths_.rbegin(); length != lengths_.rend(); ++length) {
+      if (length->second > left && count() >= enough) {
+        return length->first;
+      }
+      left -= std::min(left, length->second);
+    }
+    return std::nullopt;
+  }
+  /// As nearly all.
+  std::optional<std::uint64_t> usual() const {
+    const auto isUsual = [&](const auto& length) {
+      return count() >= enough && length.second >= count() - count() / unusualShare;
+    };
+    const auto found = std::find_if(lengths_.begin(), lengths_.end(), isUsual);
+    return found != lengths_.end() ? std::optional(found->first) : std::nullopt;
+  }
+
+ private:
+  static constexpr std::uint64_t enough = 8;
+  static constexpr std::uint64_t unusualShare = 20;
+
+  std::uint64_t count() const {
+    return std::accumulate(
+        lengths_.begin(), lengths_.end(), std::uint64_t{0},
+        [](std::uint64_t sum, const auto& length) { return sum + length.second; });
+  }
+
+  std::uint64_t row_ = 0;
+  /// How often there were rows of a length.
+  std::map<std::uint64_t, std::uint64_t> lengths_;
+};
 
 }  // namespace
 
@@ -65,6 +116,35 @@ SoundLead SoundLead::of(std::vector<double> leads) {
   lead.mostlyLeast = leads[outliers];
   lead.mostlyMost = leads[leads.size() - 1 - outliers];
   return lead;
+}
+
+Turns turnsOf(const Movie& movie, const Track& video) {
+  constexpr std::size_t mostGaps = 16;
+  constexpr std::size_t first = 8;
+  Turns turns;
+  RowLengths ours;
+  RowLengths theirs;
+  std::set<std::uint64_t> gaps;
+  std::optional<std::uint64_t> end;
+  for (const Extent& extent : extentsOf(movie)) {
+    if (extent.track->kind != Track::Kind::video) {
+      continue;
+    }
+    if (end && *end <= extent.from && gaps.size() <= mostGaps) gaps.insert(extent.from - *end);
+    const bool isOurs = extent.track == &video;
+    if (!end) turns.theirsFirst = !isOurs;
+    end = extent.to;
+    if (const auto row = (isOurs ? theirs : ours).endRow(); row && turns.firstRows.size() < first) {
+      turns.firstRows.push_back(*row);
+    }
+    (isOurs ? ours : theirs).add(extent.samples);
+  }
+  turns.mostInARow = ours.most();
+  if (const auto& [row, other] = std::pair(ours.usual(), theirs.usual()); row && other) {
+    turns.rows = {*row, *other};
+  }
+  if (gaps.size() <= mostGaps) turns.gaps.assign(gaps.begin(), gaps.end());
+  return turns;
 }
 
 }  // namespace tallowmark

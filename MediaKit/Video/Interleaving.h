@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "MediaKit/Container/Movie.h"
@@ -38,5 +39,28 @@ struct SoundLead {
 
 /// Sound stored before each stretch of pictures, against the pictures' own time.
 SoundLead leadOf(const std::vector<Extent>& extents, const Track& video, const Track& audio);
+
+/// How a video track and others take turns in a good clip's file.
+struct Turns {
+  /// The most frames of the track that usually come before one of another's; nothing when that is
+  /// seldom seen.
+  std::optional<std::uint64_t> mostInARow;
+  /// As many of its frames and as many of another's follow one another nearly always.
+  struct Rows {
+    std::uint64_t ours = 1;
+    std::uint64_t theirs = 1;
+  };
+  std::optional<Rows> rows;
+  /// A file's first rows, which are others where one track's pictures are held back longer; and
+  /// whether the first is another's.
+  std::vector<std::uint64_t> firstRows;
+  bool theirsFirst = false;
+  /// How many bytes lie between a frame of one and the next of any, from few on; none when they are
+  /// of many sizes.
+  std::vector<std::uint64_t> gaps;
+};
+
+/// `video` is a track of `movie`.
+Turns turnsOf(const Movie& movie, const Track& video);
 
 }  // namespace tallowmark

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <span>
 #include <utility>
 
@@ -32,6 +33,7 @@ constexpr double usualDistance = 17;
 constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
 constexpr std::uint64_t lookInside = std::uint64_t{64} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
+constexpr std::uint64_t soundBetween = std::uint64_t{8} << 10U;
 constexpr int mostRivals = 24;
 constexpr int mostLooks = 100;
 constexpr int mostLinks = 8;
@@ -42,7 +44,7 @@ constexpr int mostUnknownInARow = 8;
 }  // namespace
 
 PictureSearch::PictureSearch(const ByteSource& source, std::uint64_t from,
-                             const WalkLessons& lessons, SideCollector& side, Follows follows,
+                             const WalkLessons& lessons, SideCollector& side, Asking asking,
                              const StopToken& stop)
     : source_(source),
       start_(from),
@@ -50,10 +52,11 @@ PictureSearch::PictureSearch(const ByteSource& source, std::uint64_t from,
       lessons_(lessons),
       evidence_(*lessons.evidence),
       side_(side),
-      follows_(std::move(follows)),
+      asking_(std::move(asking)),
       stop_(stop),
       finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
       candidates_(finder_) {
+  turns_.end = from;
   for (const StreamEvidence& other : lessons.otherTracks) {
     foreign_.push_back(std::make_unique<FrameFinder>(source, end_, other, lessons.maxFrameSize));
   }
@@ -69,24 +72,62 @@ std::optional<FoundFrame> PictureSearch::foreignAt(std::uint64_t at) {
   return std::nullopt;
 }
 
-// Where two tracks take turns frame by frame: whether the sizes of the frames from this one on are
-// rather those of the other track's, this track's and so on than the other way round.
-bool PictureSearch::sizesSpeakForOther(const FoundFrame& frame) {
-  constexpr int enough = 64;
+// The frame, of this track or another's, behind one that ends at `end`.
+std::optional<FoundFrame> PictureSearch::inTurnBehind(std::uint64_t end) {
+  auto frame = finder_.maybeFrameAt(end);
+  for (const std::uint64_t gap : lessons_.turns.gaps) {
+    if (frame) break;
+    frame = finder_.maybeFrameAt(end + gap);
+  }
+  if (!frame && lessons_.blocks != nullptr) {
+    frame = finder_.search(end + 1, std::min(end_, end + soundBetween));
+    if (frame && !asking_.isSound({end, frame->offset})) {
+      return std::nullopt;
+    }
+  }
+  return frame;
+}
+
+// Where two tracks take turns in rows of as many frames: bits in favour of a frame as the other's,
+// by the sizes of the frames from this one on, wherever in a row it may stand.
+double PictureSearch::sizeBitsForOther(const FoundFrame& frame) {
+  constexpr std::size_t enough = 64;
   const StreamEvidence& other = lessons_.otherTracks.front();
-  double bits = 0;
+  std::vector<double> oursRather;
   std::optional<FoundFrame> next = frame;
-  for (int i = 0; i < enough && next; ++i) {
+  for (; oursRather.size() < enough && next; next = inTurnBehind(next->end())) {
     const auto foreign = foreignAt(next->offset);
     if (!foreign) {
       break;
     }
-    const double more =
-        evidence_.sizeBits(next->slice, next->size) - other.sizeBits(foreign->slice, foreign->size);
-    bits += i % 2 == 0 ? more : -more;
-    next = finder_.maybeFrameAt(next->end());
+    oursRather.push_back(evidence_.sizeBits(next->slice, next->size) -
+                         other.sizeBits(foreign->slice, foreign->size));
   }
-  return bits < 0;
+  const auto& [ours, theirs] = *lessons_.turns.rows;
+  std::array<double, 2> best;
+  best.fill(std::numeric_limits<double>::lowest());
+  for (std::uint64_t ahead = 0; ahead < ours + theirs; ++ahead) {
+    double bits = 0;
+    for (std::size_t i = 0; i < oursRather.size(); ++i) {
+      bits += (ahead + i) % (ours + theirs) < ours ? oursRather[i] : -oursRather[i];
+    }
+    double& side = best.at(ahead < ours ? 0 : 1);
+    side = std::max(side, bits);
+  }
+  return best.back() - best.front();
+}
+
+// Whether sizes tell clearly that it is the other way round; asked now and then, so that one
+// mistake does not swap the tracks for good.
+bool PictureSearch::contradictsSizes(const FoundFrame& frame, bool isOther) {
+  constexpr std::uint64_t pause = 32;
+  constexpr double clearly = 40;
+  if (!lessons_.turns.rows || turns_.unasked < pause) {
+    return false;
+  }
+  turns_.unasked = 0;
+  const double bits = sizeBitsForOther(frame);
+  return isOther ? bits < -clearly : bits > clearly;
 }
 
 std::optional<std::uint64_t> PictureSearch::passForeign(std::uint64_t at) {
@@ -94,8 +135,73 @@ std::optional<std::uint64_t> PictureSearch::passForeign(std::uint64_t at) {
   if (!frame) {
     return std::nullopt;
   }
-  pass(*frame);
+  turns_.pass(*frame, isLedTo(*frame));
   return frame->end();
+}
+
+// Whether nothing is missing between the last picture of either track and this one.
+bool PictureSearch::isLedTo(const FoundFrame& frame) {
+  if (foreign_.empty() || frame.offset == turns_.end) {
+    return true;
+  }
+  const ByteRange gap{turns_.end, frame.offset};
+  if (frame.offset < turns_.end || gap.length() > evidence_.largestGap() * 2) {
+    return false;
+  }
+  if (const auto& gaps = lessons_.turns.gaps; !gaps.empty()) {
+    return std::find(gaps.begin(), gaps.end(), gap.length()) != gaps.end();
+  }
+  if (!askedForSound_ || askedForSound_->first != gap) {
+    askedForSound_ = {gap, asking_.isSound(gap)};
+  }
+  return askedForSound_->second;
+}
+
+void PictureSearch::WhoseTurn::endRow() {
+  isRowWhole = true;
+  if (row) ++*row;
+}
+
+void PictureSearch::WhoseTurn::take(const FoundFrame& frame, bool isLed) {
+  if (!isLed) forget();
+  if (theirs > 0) endRow();
+  ours = theirs > 0 ? 1 : ours + 1;
+  theirs = 0;
+  isOursKnown = true;
+  end = frame.end();
+  ++unasked;
+}
+
+void PictureSearch::WhoseTurn::pass(const FoundFrame& foreign, bool isLed) {
+  if (!isLed) forget();
+  if (ours > 0) endRow();
+  theirs = ours > 0 ? 1 : theirs + 1;
+  ours = 0;
+  lastForeign = foreign;
+  end = foreign.end();
+  ++unasked;
+}
+
+// Whether the next frame is the other track's, where nothing is missing ahead of it. `isOurs`: it
+// may be this one's.
+std::optional<bool> PictureSearch::turnTellsOther(bool isOurs) const {
+  const Turns& usual = lessons_.turns;
+  if (turns_.ours + turns_.theirs == 0) {
+    return turns_.row ? std::optional(usual.theirsFirst) : std::nullopt;
+  }
+  if (usual.rows) {
+    const bool isOursNow = turns_.ours > 0;
+    const bool isAtStart = turns_.row && *turns_.row < usual.firstRows.size();
+    const std::uint64_t length = isAtStart   ? usual.firstRows[*turns_.row]
+                                 : isOursNow ? usual.rows->ours
+                                             : usual.rows->theirs;
+    const bool isFull = (isOursNow ? turns_.ours : turns_.theirs) >= length;
+    return isFull || turns_.isRowWhole ? std::optional(isOursNow == isFull) : std::nullopt;
+  }
+  if (isOurs || !turns_.isOursKnown) {
+    return usual.mostInARow && turns_.ours >= *usual.mostInARow;
+  }
+  return std::nullopt;
 }
 
 // Whether a frame that could be of this track is another's. It goes on from the last picture of one
@@ -103,25 +209,30 @@ std::optional<std::uint64_t> PictureSearch::passForeign(std::uint64_t at) {
 // the other's next have the same numbers. Where it may be either's it is whose turn it is, and
 // behind a loss sizes tell.
 bool PictureSearch::belongsToOther(const FoundFrame& frame) {
-  const auto other = foreign_.empty() || !last_ ? std::nullopt : foreignAt(frame.offset);
+  const auto other = foreign_.empty() ? std::nullopt : foreignAt(frame.offset);
   if (!other) {
     return false;
   }
   const auto goesOn = [&](const SliceHeader& before, const SliceHeader& slice) {
     return !evidence_.isRepeated(before, slice) && evidence_.successionBits(before, slice) >= 0;
   };
-  const bool isOurs = goesOn(last_->slice, frame.slice);
-  const bool isTheirs = lastForeign_ && goesOn(lastForeign_->slice, other->slice);
-  if (isOurs != isTheirs && lastForeign_) {
+  const bool isLed = isLedTo(frame);
+  const bool isOursKnown = isLed && turns_.isOursKnown;
+  const bool isTheirsKnown = isLed && turns_.lastForeign;
+  const bool isOurs = !last_ || goesOn(last_->slice, frame.slice);
+  const bool isTheirs = isTheirsKnown && goesOn(turns_.lastForeign->slice, other->slice);
+  if (isOursKnown && isTheirsKnown && isOurs != isTheirs) {
     return isTheirs;
   }
-  constexpr std::uint64_t soundBetween = std::uint64_t{8} << 10U;
-  const bool isNear = sinceLoss_ > 0 && frame.offset <= passed_ + soundBetween;
-  if (isNear && isOurs) {
-    return lessons_.mostInARow && inARow_ >= *lessons_.mostInARow;
+  const auto told = isLed ? turnTellsOther(isOurs) : std::nullopt;
+  if (told && contradictsSizes(frame, *told)) {
+    turns_.forget();
+    return !*told;
   }
-  const bool isOpen = lastForeign_ || !isNear;
-  return isOpen && lessons_.mostInARow == 1 ? sizesSpeakForOther(frame) : isNear;
+  if (told || !lessons_.turns.rows) {
+    return told.value_or(isLed);
+  }
+  return sizeBitsForOther(frame) > 0;
 }
 
 std::optional<FoundFrame> PictureSearch::due(std::uint64_t at) {
@@ -277,11 +388,13 @@ bool PictureSearch::isForeign(const FoundFrame& candidate) {
   if (!evidence_.hasDelimiters() && followsDelimiter(candidate.offset)) {
     return true;  // another camera's
   }
-  if (lastForeign_ && lastForeign_->offset == candidate.offset) {
+  if (turns_.lastForeign && turns_.lastForeign->offset == candidate.offset) {
     return true;
   }
   if (belongsToOther(candidate)) {
-    pass(*foreignAt(candidate.offset));
+    const auto foreign = foreignAt(candidate.offset);
+    turns_.pass(*foreign, isLedTo(*foreign));
+    passed_.push_back({foreign->offset, foreign->end()});
     return true;
   }
   constexpr std::uint64_t longestOpening = 1024;
@@ -318,11 +431,11 @@ bool PictureSearch::isLinkedBySound(const FoundFrame& candidate, std::uint64_t s
   const auto next = successor(candidate);
   if (!next) {
     return evidence_.followerBits(finder_.bytesAt(candidate.end(), 4)) > 0 &&
-           follows_(*last_, candidate);
+           asking_.follows(*last_, candidate);
   }
   followedBySound_ += next->offset - candidate.end();
   return followedBySound_ <= lookInside + (candidate.offset - start_) / 2 &&
-         follows_(candidate, *next) && follows_(*last_, candidate);
+         asking_.follows(candidate, *next) && asking_.follows(*last_, candidate);
 }
 
 // They are, when known ones go on behind them.
@@ -382,7 +495,7 @@ bool PictureSearch::isCertain(const FoundFrame& candidate, std::uint64_t searche
   const auto isSoundBetween = [&] {
     return lessons_.blocks != nullptr && itself + endOfSound >= certain && last_ &&
            last_->end() == searchedFrom && endsAsOthers() && linksTried_++ < mostLinks &&
-           follows_(*last_, candidate);
+           asking_.follows(*last_, candidate);
   };
   return candidate.isLearnt && (isEnough(itself, candidate, certain) || isSoundBetween()) &&
          !finder_.isContradicted(candidate, openingOfFrame);
@@ -398,6 +511,7 @@ void PictureSearch::rememberTorn(const FoundFrame& candidate) {
 std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
                                               const std::function<void(std::uint64_t)>& passed) {
   torn_ = {};
+  passed_.clear();
   linksTried_ = 0;
   for (std::uint64_t at = from; at < end_;) {
     stop_.check();
@@ -448,7 +562,7 @@ bool PictureSearch::mayLookInside(std::uint64_t bytes) {
 bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame* next) {
   const std::uint64_t reach = evidence_.largestGap() * 2 + 1;
   for (int hops = 0; hops < mostLooks && mayLookInside(3 * reach); ++hops) {
-    if (next != nullptr ? follows_(frame, *next) : hops > 0 && frame.end() > last_->end()) {
+    if (next != nullptr ? asking_.follows(frame, *next) : hops > 0 && frame.end() > last_->end()) {
       return true;
     }
     auto between = finder_.maybeFrameAt(frame.end());
@@ -456,7 +570,7 @@ bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame* next) {
       between = finder_.search(frame.end() + 1, std::min(frame.end() + reach, end_));
     }
     const bool isAhead = between && (next == nullptr || between->offset < next->offset);
-    if (!isAhead || !follows_(frame, *between)) {
+    if (!isAhead || !asking_.follows(frame, *between)) {
       return false;
     }
     frame = *between;

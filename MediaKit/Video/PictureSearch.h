@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
@@ -22,14 +23,19 @@ namespace tallowmark::VideoRepair {
 /// took. Positions only grow but for `goBackTo`. Takes time linear in the clip.
 class PictureSearch {
  public:
-  /// Whether a picture follows another in an unbroken chain: it stands right behind, or sound as
-  /// the reference has it leads from one to the other.
-  using Follows = std::function<bool(const FoundFrame&, const FoundFrame&)>;
+  /// What the walk tells of pictures and of what lies between them.
+  struct Asking {
+    /// Whether a picture follows another in an unbroken chain: it stands right behind, or sound as
+    /// the reference has it leads from one to the other.
+    std::function<bool(const FoundFrame&, const FoundFrame&)> follows;
+    /// Whether there is nothing but such sound.
+    std::function<bool(const ByteRange&)> isSound;
+  };
 
   /// From `from` on. All it refers to must outlive it. `side` knows telemetry, which is passed
   /// over.
   PictureSearch(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
-                SideCollector& side, Follows follows, const StopToken& stop);
+                SideCollector& side, Asking asking, const StopToken& stop);
 
   /// The picture at a position where one is due: behind another one, or where media data starts.
   /// Throws DeviceError.
@@ -44,19 +50,20 @@ class PictureSearch {
   /// none. Throws DeviceError.
   std::optional<std::uint64_t> passForeign(std::uint64_t at);
 
+  /// Other video tracks' pictures that the last search passed, in order.
+  const std::vector<ByteRange>& passed() const { return passed_; }
+
   /// The picture taken last.
   const std::optional<FoundFrame>& last() const { return last_; }
   void take(const FoundFrame& frame) {
+    turns_.take(frame, isLedTo(frame));
     last_ = frame;
     ++sinceLoss_;
-    ++inARow_;
-    passed_ = frame.end();
   }
   /// Something is missing ahead of the picture taken next.
   void noteLoss() {
     sinceLoss_ = 0;
-    inARow_ = 0;
-    lastForeign_.reset();
+    turns_.forget();
   }
 
   /// Other data that was written over a clip may end in the middle of a picture, whose length then
@@ -85,12 +92,11 @@ class PictureSearch {
   bool breaksOff(const FoundFrame& frame);
   std::optional<FoundFrame> foreignAt(std::uint64_t at);
   bool belongsToOther(const FoundFrame& frame);
-  void pass(const FoundFrame& foreign) {
-    lastForeign_ = foreign;
-    inARow_ = 0;
-    passed_ = foreign.end();
-  }
-  bool sizesSpeakForOther(const FoundFrame& frame);
+  std::optional<bool> turnTellsOther(bool isOurs) const;
+  bool isLedTo(const FoundFrame& frame);
+  std::optional<FoundFrame> inTurnBehind(std::uint64_t end);
+  double sizeBitsForOther(const FoundFrame& frame);
+  bool contradictsSizes(const FoundFrame& frame, bool isOther);
   bool isForeign(const FoundFrame& candidate);
   bool followsDelimiter(std::uint64_t at);
   std::optional<FoundFrame> successor(const FoundFrame& frame);
@@ -111,17 +117,38 @@ class PictureSearch {
   const WalkLessons& lessons_;
   const StreamEvidence& evidence_;
   SideCollector& side_;
-  const Follows follows_;
+  const Asking asking_;
   const StopToken& stop_;
   FrameFinder finder_;
   CandidateStream candidates_;
   std::vector<std::unique_ptr<FrameFinder>> foreign_;
   std::optional<FoundFrame> last_;
-  /// The other track's picture passed last, nothing missing since, and pictures taken since then.
-  std::optional<FoundFrame> lastForeign_;
-  std::uint64_t inARow_ = 0;
-  /// The end of the last picture taken or passed.
-  std::uint64_t passed_ = 0;
+  /// Where this track's pictures and another's stand, as far as nothing is missing.
+  struct WhoseTurn {
+    /// `last_` is this track's last picture.
+    bool isOursKnown = false;
+    /// The other track's.
+    std::optional<FoundFrame> lastForeign;
+    /// Pictures of one of them since the last of the other's, or since the last loss.
+    std::uint64_t ours = 0;
+    std::uint64_t theirs = 0;
+    /// Its beginning was seen.
+    bool isRowWhole = true;
+    /// Which row of the file it is; nothing behind a loss.
+    std::optional<std::size_t> row = 0;
+    /// Pictures since sizes were asked.
+    std::uint64_t unasked = 0;
+    /// The end of the last picture of either.
+    std::uint64_t end = 0;
+
+    void forget() { *this = {.isRowWhole = false, .row = std::nullopt, .end = end}; }
+    void endRow();
+    void take(const FoundFrame& frame, bool isLed);
+    void pass(const FoundFrame& foreign, bool isLed);
+  };
+  WhoseTurn turns_;
+  std::vector<ByteRange> passed_;
+  std::optional<std::pair<ByteRange, bool>> askedForSound_;
   /// Pictures taken since a loss; as if there had been many before the first.
   std::uint64_t sinceLoss_ = std::uint64_t{1} << 32U;
   TornPictures torn_;

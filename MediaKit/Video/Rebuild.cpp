@@ -42,8 +42,7 @@ struct Teacher {
   std::optional<BlockLayout> blocks;
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
-  /// The most frames of the video track that usually come before one of another's.
-  std::optional<std::uint64_t> mostInARow;
+  Turns turns;
   SideLessons side;
   /// Where it believes other settings than the reference's, the video track has the clip's own
   /// parameter sets, by which the reference's pictures make no sense.
@@ -58,26 +57,6 @@ std::size_t frameSizeLimit(std::uint32_t largestSample) {
   constexpr std::uint64_t most = std::uint64_t{64} << 20U;
   return static_cast<std::size_t>(
       std::clamp<std::uint64_t>(std::uint64_t{largestSample} * 4, least, most));
-}
-
-// How many frames of the video track usually come before one of another.
-std::optional<std::uint64_t> usualRow(const Teacher& teacher) {
-  constexpr std::size_t enough = 8;
-  std::vector<std::uint64_t> rows;
-  std::uint64_t row = 0;
-  for (const Extent& extent : extentsOf(teacher.movie)) {
-    if (extent.track == teacher.video) {
-      row += extent.samples;
-    } else if (extent.track->kind == Track::Kind::video && row > 0) {
-      rows.push_back(std::exchange(row, 0));
-    }
-  }
-  if (rows.size() < enough) {
-    return std::nullopt;
-  }
-  const auto nearlyAll = rows.begin() + static_cast<std::ptrdiff_t>(rows.size() * 19 / 20);
-  std::nth_element(rows.begin(), nearlyAll, rows.end());
-  return *nearlyAll;
 }
 
 void learnStreams(Teacher& teacher, const ByteSource& reference) {
@@ -97,7 +76,7 @@ void learnStreams(Teacher& teacher, const ByteSource& reference) {
       }
     }
   }
-  teacher.mostInARow = teacher.otherTracks.empty() ? std::nullopt : usualRow(teacher);
+  if (!teacher.otherTracks.empty()) teacher.turns = turnsOf(teacher.movie, *teacher.video);
 }
 
 Teacher learn(const ByteSource& reference, Depth depth) {
@@ -177,7 +156,7 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
   }
   const WalkLessons lessons{&*teacher.evidence,
                             teacher.otherTracks,
-                            teacher.mostInARow,
+                            teacher.turns,
                             teacher.sound ? &*teacher.sound : nullptr,
                             teacher.blocks ? &*teacher.blocks : nullptr,
                             duration,

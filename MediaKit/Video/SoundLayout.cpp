@@ -93,7 +93,10 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
     }
     add(pieces, false, extent.from - at);
     at = extent.to;
-    if (extent.track == &video) {
+    // Pictures of another track of this codec are passed over as this one's are taken.
+    const bool isPicture = extent.track == &video || (extent.track->kind == Track::Kind::video &&
+                                                      extent.track->codec == video.codec);
+    if (isPicture) {
       learnGap(pieces);
       pieces.clear();
     } else {
