@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <span>
 #include <utility>
 
@@ -33,7 +32,6 @@ constexpr double usualDistance = 17;
 constexpr std::uint64_t lookAhead = std::uint64_t{4} << 20U;
 constexpr std::uint64_t lookInside = std::uint64_t{64} << 20U;
 constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
-constexpr std::uint64_t soundBetween = std::uint64_t{8} << 10U;
 constexpr int mostRivals = 24;
 constexpr int mostLooks = 100;
 constexpr int mostLinks = 8;
@@ -55,190 +53,22 @@ PictureSearch::PictureSearch(const ByteSource& source, std::uint64_t from,
       asking_(std::move(asking)),
       stop_(stop),
       finder_(source, end_, *lessons.evidence, lessons.maxFrameSize),
-      candidates_(finder_) {
-  turns_.end = from;
-  for (const StreamEvidence& other : lessons.otherTracks) {
-    foreign_.push_back(std::make_unique<FrameFinder>(source, end_, other, lessons.maxFrameSize));
-  }
-}
-
-std::optional<FoundFrame> PictureSearch::foreignAt(std::uint64_t at) {
-  for (const auto& finder : foreign_) {
-    if (auto frame = finder->frameAt(at, Trust::learntOnly);
-        frame && frame->bits >= enoughWhereDue) {
-      return frame;
-    }
-  }
-  return std::nullopt;
-}
-
-// The frame, of this track or another's, behind one that ends at `end`.
-std::optional<FoundFrame> PictureSearch::inTurnBehind(std::uint64_t end) {
-  auto frame = finder_.maybeFrameAt(end);
-  for (const std::uint64_t gap : lessons_.turns.gaps) {
-    if (frame) break;
-    frame = finder_.maybeFrameAt(end + gap);
-  }
-  if (!frame && lessons_.blocks != nullptr) {
-    frame = finder_.search(end + 1, std::min(end_, end + soundBetween));
-    if (frame && !asking_.isSound({end, frame->offset})) {
-      return std::nullopt;
-    }
-  }
-  return frame;
-}
-
-// Where two tracks take turns in rows of as many frames: bits in favour of a frame as the other's,
-// by the sizes of the frames from this one on, wherever in a row it may stand.
-double PictureSearch::sizeBitsForOther(const FoundFrame& frame) {
-  constexpr std::size_t enough = 64;
-  const StreamEvidence& other = lessons_.otherTracks.front();
-  std::vector<double> oursRather;
-  std::optional<FoundFrame> next = frame;
-  for (; oursRather.size() < enough && next; next = inTurnBehind(next->end())) {
-    const auto foreign = foreignAt(next->offset);
-    if (!foreign) {
-      break;
-    }
-    oursRather.push_back(evidence_.sizeBits(next->slice, next->size) -
-                         other.sizeBits(foreign->slice, foreign->size));
-  }
-  const auto& [ours, theirs] = *lessons_.turns.rows;
-  std::array<double, 2> best;
-  best.fill(std::numeric_limits<double>::lowest());
-  for (std::uint64_t ahead = 0; ahead < ours + theirs; ++ahead) {
-    double bits = 0;
-    for (std::size_t i = 0; i < oursRather.size(); ++i) {
-      bits += (ahead + i) % (ours + theirs) < ours ? oursRather[i] : -oursRather[i];
-    }
-    double& side = best.at(ahead < ours ? 0 : 1);
-    side = std::max(side, bits);
-  }
-  return best.back() - best.front();
-}
-
-// Whether sizes tell clearly that it is the other way round; asked now and then, so that one
-// mistake does not swap the tracks for good.
-bool PictureSearch::contradictsSizes(const FoundFrame& frame, bool isOther) {
-  constexpr std::uint64_t pause = 32;
-  constexpr double clearly = 40;
-  if (!lessons_.turns.rows || turns_.unasked < pause) {
-    return false;
-  }
-  turns_.unasked = 0;
-  const double bits = sizeBitsForOther(frame);
-  return isOther ? bits < -clearly : bits > clearly;
-}
+      candidates_(finder_),
+      others_(source, from, lessons, finder_, asking_.isSound) {}
 
 std::optional<std::uint64_t> PictureSearch::passForeign(std::uint64_t at) {
-  const auto frame = foreignAt(at);
+  const auto frame = others_.at(at);
   if (!frame) {
     return std::nullopt;
   }
-  turns_.pass(*frame, isLedTo(*frame));
+  others_.pass(*frame);
   return frame->end();
-}
-
-// Whether nothing is missing between the last picture of either track and this one.
-bool PictureSearch::isLedTo(const FoundFrame& frame) {
-  if (foreign_.empty() || frame.offset == turns_.end) {
-    return true;
-  }
-  const ByteRange gap{turns_.end, frame.offset};
-  if (frame.offset < turns_.end || gap.length() > evidence_.largestGap() * 2) {
-    return false;
-  }
-  if (const auto& gaps = lessons_.turns.gaps; !gaps.empty()) {
-    return std::find(gaps.begin(), gaps.end(), gap.length()) != gaps.end();
-  }
-  if (!askedForSound_ || askedForSound_->first != gap) {
-    askedForSound_ = {gap, asking_.isSound(gap)};
-  }
-  return askedForSound_->second;
-}
-
-void PictureSearch::WhoseTurn::endRow() {
-  isRowWhole = true;
-  if (row) ++*row;
-}
-
-void PictureSearch::WhoseTurn::take(const FoundFrame& frame, bool isLed) {
-  if (!isLed) forget();
-  if (theirs > 0) endRow();
-  ours = theirs > 0 ? 1 : ours + 1;
-  theirs = 0;
-  isOursKnown = true;
-  end = frame.end();
-  ++unasked;
-}
-
-void PictureSearch::WhoseTurn::pass(const FoundFrame& foreign, bool isLed) {
-  if (!isLed) forget();
-  if (ours > 0) endRow();
-  theirs = ours > 0 ? 1 : theirs + 1;
-  ours = 0;
-  lastForeign = foreign;
-  end = foreign.end();
-  ++unasked;
-}
-
-// Whether the next frame is the other track's, where nothing is missing ahead of it. `isOurs`: it
-// may be this one's.
-std::optional<bool> PictureSearch::turnTellsOther(bool isOurs) const {
-  const Turns& usual = lessons_.turns;
-  if (turns_.ours + turns_.theirs == 0) {
-    return turns_.row ? std::optional(usual.theirsFirst) : std::nullopt;
-  }
-  if (usual.rows) {
-    const bool isOursNow = turns_.ours > 0;
-    const bool isAtStart = turns_.row && *turns_.row < usual.firstRows.size();
-    const std::uint64_t length = isAtStart   ? usual.firstRows[*turns_.row]
-                                 : isOursNow ? usual.rows->ours
-                                             : usual.rows->theirs;
-    const bool isFull = (isOursNow ? turns_.ours : turns_.theirs) >= length;
-    return isFull || turns_.isRowWhole ? std::optional(isOursNow == isFull) : std::nullopt;
-  }
-  if (isOurs || !turns_.isOursKnown) {
-    return usual.mostInARow && turns_.ours >= *usual.mostInARow;
-  }
-  return std::nullopt;
-}
-
-// Whether a frame that could be of this track is another's. It goes on from the last picture of one
-// of them and not from the other's; where both count alike and take turns, one's last picture and
-// the other's next have the same numbers. Where it may be either's it is whose turn it is, and
-// behind a loss sizes tell.
-bool PictureSearch::belongsToOther(const FoundFrame& frame) {
-  const auto other = foreign_.empty() ? std::nullopt : foreignAt(frame.offset);
-  if (!other) {
-    return false;
-  }
-  const auto goesOn = [&](const SliceHeader& before, const SliceHeader& slice) {
-    return !evidence_.isRepeated(before, slice) && evidence_.successionBits(before, slice) >= 0;
-  };
-  const bool isLed = isLedTo(frame);
-  const bool isOursKnown = isLed && turns_.isOursKnown;
-  const bool isTheirsKnown = isLed && turns_.lastForeign;
-  const bool isOurs = !last_ || goesOn(last_->slice, frame.slice);
-  const bool isTheirs = isTheirsKnown && goesOn(turns_.lastForeign->slice, other->slice);
-  if (isOursKnown && isTheirsKnown && isOurs != isTheirs) {
-    return isTheirs;
-  }
-  const auto told = isLed ? turnTellsOther(isOurs) : std::nullopt;
-  if (told && contradictsSizes(frame, *told)) {
-    turns_.forget();
-    return !*told;
-  }
-  if (told || !lessons_.turns.rows) {
-    return told.value_or(isLed);
-  }
-  return sizeBitsForOther(frame) > 0;
 }
 
 std::optional<FoundFrame> PictureSearch::due(std::uint64_t at) {
   if (auto frame = finder_.frameAt(at, Trust::learntOnly);
-      frame && frame->bits >= enoughWhereDue && (frame->isLearnt || !foreignAt(at))) {
-    if (belongsToOther(*frame)) {
+      frame && frame->bits >= enoughWhereDue && (frame->isLearnt || !others_.at(at))) {
+    if (others_.own(*frame)) {
       return std::nullopt;
     }
     if (!breaksOff(*frame)) {
@@ -246,7 +76,7 @@ std::optional<FoundFrame> PictureSearch::due(std::uint64_t at) {
     }
   }
   auto frame = last_ ? finder_.frameAt(at, Trust::anyStandard) : std::nullopt;
-  if (!frame || foreignAt(at)) {
+  if (!frame || others_.at(at)) {
     return std::nullopt;
   }
   // A header that the reference happens to lack: the chain must go on through it.
@@ -295,7 +125,7 @@ double PictureSearch::follower(const FoundFrame& frame) {
     const double succession = evidence_.successionBits(frame.slice, next->slice);
     if (succession < 0 && evidence_.countsReliably()) {
       // Another track's frame speaks for it as its own would; another stream's does not.
-      const auto other = foreignAt(frame.end());
+      const auto other = others_.at(frame.end());
       return other ? std::min(other->bits, usualDistance) : -mostFromFollower;
     }
     return std::min(next->bits, usualDistance) + succession;
@@ -388,21 +218,16 @@ bool PictureSearch::isForeign(const FoundFrame& candidate) {
   if (!evidence_.hasDelimiters() && followsDelimiter(candidate.offset)) {
     return true;  // another camera's
   }
-  if (turns_.lastForeign && turns_.lastForeign->offset == candidate.offset) {
+  if (others_.wasPassedLast(candidate)) {
     return true;
   }
-  if (belongsToOther(candidate)) {
-    const auto foreign = foreignAt(candidate.offset);
-    turns_.pass(*foreign, isLedTo(*foreign));
+  if (others_.own(candidate)) {
+    const auto foreign = others_.at(candidate.offset);
+    others_.pass(*foreign);
     passed_.push_back({foreign->offset, foreign->end()});
     return true;
   }
-  constexpr std::uint64_t longestOpening = 1024;
-  const std::uint64_t from = candidate.offset - std::min(candidate.offset, longestOpening);
-  return std::any_of(foreign_.begin(), foreign_.end(), [&](const auto& finder) {
-    const auto frame = finder->search(from, candidate.offset);
-    return frame && frame->end() == candidate.end();
-  });
+  return others_.hold(candidate);
 }
 
 // The frame that stands behind `frame`, directly or across a gap as the reference has them.

@@ -3,9 +3,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
@@ -14,6 +12,7 @@
 #include "MediaKit/Video/CandidateStream.h"
 #include "MediaKit/Video/EvidenceWalk.h"
 #include "MediaKit/Video/FrameFinder.h"
+#include "MediaKit/Video/OtherTracks.h"
 #include "MediaKit/Video/SideCollector.h"
 
 namespace tallowmark::VideoRepair {
@@ -56,14 +55,14 @@ class PictureSearch {
   /// The picture taken last.
   const std::optional<FoundFrame>& last() const { return last_; }
   void take(const FoundFrame& frame) {
-    turns_.take(frame, isLedTo(frame));
+    others_.take(frame);
     last_ = frame;
     ++sinceLoss_;
   }
   /// Something is missing ahead of the picture taken next.
   void noteLoss() {
     sinceLoss_ = 0;
-    turns_.forget();
+    others_.noteLoss();
   }
 
   /// Other data that was written over a clip may end in the middle of a picture, whose length then
@@ -90,13 +89,6 @@ class PictureSearch {
   bool isEnough(double bits, const FoundFrame& frame, double enough);
   double score(const FoundFrame& frame, std::uint64_t searchedFrom);
   bool breaksOff(const FoundFrame& frame);
-  std::optional<FoundFrame> foreignAt(std::uint64_t at);
-  bool belongsToOther(const FoundFrame& frame);
-  std::optional<bool> turnTellsOther(bool isOurs) const;
-  bool isLedTo(const FoundFrame& frame);
-  std::optional<FoundFrame> inTurnBehind(std::uint64_t end);
-  double sizeBitsForOther(const FoundFrame& frame);
-  bool contradictsSizes(const FoundFrame& frame, bool isOther);
   bool isForeign(const FoundFrame& candidate);
   bool followsDelimiter(std::uint64_t at);
   std::optional<FoundFrame> successor(const FoundFrame& frame);
@@ -121,34 +113,9 @@ class PictureSearch {
   const StopToken& stop_;
   FrameFinder finder_;
   CandidateStream candidates_;
-  std::vector<std::unique_ptr<FrameFinder>> foreign_;
+  OtherTracks others_;
   std::optional<FoundFrame> last_;
-  /// Where this track's pictures and another's stand, as far as nothing is missing.
-  struct WhoseTurn {
-    /// `last_` is this track's last picture.
-    bool isOursKnown = false;
-    /// The other track's.
-    std::optional<FoundFrame> lastForeign;
-    /// Pictures of one of them since the last of the other's, or since the last loss.
-    std::uint64_t ours = 0;
-    std::uint64_t theirs = 0;
-    /// Its beginning was seen.
-    bool isRowWhole = true;
-    /// Which row of the file it is; nothing behind a loss.
-    std::optional<std::size_t> row = 0;
-    /// Pictures since sizes were asked.
-    std::uint64_t unasked = 0;
-    /// The end of the last picture of either.
-    std::uint64_t end = 0;
-
-    void forget() { *this = {.isRowWhole = false, .row = std::nullopt, .end = end}; }
-    void endRow();
-    void take(const FoundFrame& frame, bool isLed);
-    void pass(const FoundFrame& foreign, bool isLed);
-  };
-  WhoseTurn turns_;
   std::vector<ByteRange> passed_;
-  std::optional<std::pair<ByteRange, bool>> askedForSound_;
   /// Pictures taken since a loss; as if there had been many before the first.
   std::uint64_t sinceLoss_ = std::uint64_t{1} << 32U;
   TornPictures torn_;
