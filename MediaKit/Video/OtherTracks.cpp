@@ -14,6 +14,11 @@ using Trust = FrameFinder::Trust;
 
 // Bits.
 constexpr double enoughForOther = 12;
+constexpr double clearly = 40;
+constexpr double clearlyFitting = 20;
+// Pictures.
+constexpr double enoughOfClip = 12;
+constexpr double fewOfClip = 4;
 // Stretches of compressed sound between two pictures are shorter.
 constexpr std::uint64_t soundBetween = std::uint64_t{8} << 10U;
 
@@ -58,20 +63,40 @@ std::optional<FoundFrame> OtherTracks::inTurnBehind(std::uint64_t end) {
   return frame;
 }
 
+// What the reference's tracks show may have looked the other way round: unless its sizes clearly
+// fit the clip's pictures, as far as it is known whose they are, the clip's own are gone by.
+std::pair<const PictureSizes*, const PictureSizes*> OtherTracks::sizesToGoBy() const {
+  const double enough = referenceFits_ < -clearlyFitting ? fewOfClip : enoughOfClip;
+  const bool isLearnt = clipOurs_.count() >= enough && clipTheirs_.count() >= enough;
+  return isLearnt && referenceFits_ < clearlyFitting
+             ? std::pair(&clipOurs_, &clipTheirs_)
+             : std::pair(&evidence_.sizes(), &lessons_.otherTracks.front().sizes());
+}
+
+void OtherTracks::learnSize(const FoundFrame& frame, bool isOther) {
+  if (!turn_.row || finders_.empty()) {
+    return;
+  }
+  (isOther ? clipTheirs_ : clipOurs_).add(frame.slice, frame.size);
+  const double oursRather = evidence_.sizes().bits(frame.slice, frame.size) -
+                            lessons_.otherTracks.front().sizes().bits(frame.slice, frame.size);
+  referenceFits_ += isOther ? -oursRather : oursRather;
+}
+
 // Where two tracks take turns in rows of as many frames: bits in favour of a frame as the other's,
 // by the sizes of the frames from this one on, wherever in a row it may stand.
 double OtherTracks::sizeBitsForOther(const FoundFrame& frame) {
-  constexpr std::size_t enough = 64;
-  const StreamEvidence& other = lessons_.otherTracks.front();
+  constexpr std::size_t mostLookedAt = 64;
+  const auto& [usual, others] = sizesToGoBy();
   std::vector<double> oursRather;
   std::optional<FoundFrame> next = frame;
-  for (; oursRather.size() < enough && next; next = inTurnBehind(next->end())) {
+  for (; oursRather.size() < mostLookedAt && next; next = inTurnBehind(next->end())) {
     const auto foreign = at(next->offset);
     if (!foreign) {
       break;
     }
-    oursRather.push_back(evidence_.sizeBits(next->slice, next->size) -
-                         other.sizeBits(foreign->slice, foreign->size));
+    oursRather.push_back(usual->bits(next->slice, next->size) -
+                         others->bits(foreign->slice, foreign->size));
   }
   const auto& [ours, theirs] = *lessons_.turns.rows;
   std::array<double, 2> best;
@@ -91,8 +116,7 @@ double OtherTracks::sizeBitsForOther(const FoundFrame& frame) {
 // mistake does not swap the tracks for good.
 bool OtherTracks::contradictsSizes(const FoundFrame& frame, bool isOther) {
   constexpr std::uint64_t pause = 32;
-  constexpr double clearly = 40;
-  if (!lessons_.turns.rows || turn_.unasked < pause) {
+  if (!lessons_.turns.rows || turn_.unasked < pause || clipTheirs_.count() < enoughOfClip) {
     return false;
   }
   turn_.unasked = 0;
@@ -198,11 +222,13 @@ bool OtherTracks::own(const FoundFrame& frame) {
 
 void OtherTracks::take(const FoundFrame& frame) {
   turn_.take(frame, isLedTo(frame));
+  learnSize(frame, false);
   lastOurs_ = frame;
 }
 
 void OtherTracks::pass(const FoundFrame& foreign) {
   turn_.pass(foreign, isLedTo(foreign));
+  learnSize(foreign, true);
 }
 
 bool OtherTracks::hold(const FoundFrame& candidate) {

@@ -11,6 +11,7 @@
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Video/EvidenceWalk.h"
 #include "MediaKit/Video/FrameFinder.h"
+#include "MediaKit/Video/PictureSizes.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -68,6 +69,8 @@ class OtherTracks {
   };
 
   std::optional<FoundFrame> inTurnBehind(std::uint64_t end);
+  std::pair<const PictureSizes*, const PictureSizes*> sizesToGoBy() const;
+  void learnSize(const FoundFrame& frame, bool isOther);
   double sizeBitsForOther(const FoundFrame& frame);
   bool contradictsSizes(const FoundFrame& frame, bool isOther);
   bool isLedTo(const FoundFrame& frame);
@@ -81,6 +84,11 @@ class OtherTracks {
   std::vector<std::unique_ptr<FrameFinder>> finders_;
   std::optional<FoundFrame> lastOurs_;
   Turn turn_;
+  /// Of the clip's pictures, as long as it is sure whose they are; and bits in favour of the
+  /// reference's as theirs.
+  PictureSizes clipOurs_;
+  PictureSizes clipTheirs_;
+  double referenceFits_ = 0;
   std::optional<std::pair<ByteRange, bool>> askedForSound_;
 };
 

@@ -15,10 +15,6 @@ namespace tallowmark {
 
 namespace {
 
-std::size_t sizeKind(const SliceHeader& slice) {
-  return std::min(slice.type % 5, 2U) * 2 + (slice.isReference ? 1 : 0);
-}
-
 bool haveSameNumbers(const SliceHeader& a, const SliceHeader& b) {
   return a.resetsOrder == b.resetsOrder && a.frameNumber == b.frameNumber && a.order == b.order &&
          a.isBottomField == b.isBottomField;
@@ -248,9 +244,7 @@ void EvidenceLearner::lookAt(const Sample& sample, std::optional<std::uint64_t> 
     }
     learnEmulation(*shape);
     if (previous_) {
-      const double bits = std::log2(static_cast<double>(sample.size));
-      auto& sizes = evidence_.sizes_.at(sizeKind(*previous_));
-      sizes = {sizes.count + 1, sizes.sum + bits, sizes.squares + bits * bits};
+      evidence_.sizes_.add(*previous_, sample.size);
     }
   }
   learnSurroundings(sample, nextFrame);
@@ -451,21 +445,6 @@ double StreamEvidence::gapBits(std::uint64_t gap) const {
     return 0;
   }
   return std::max(0.0, anywhere - std::log2(static_cast<double>(most - least + 1)));
-}
-
-double StreamEvidence::sizeBits(const SliceHeader& slice, std::uint64_t bytes) const {
-  constexpr double leastSpread = 0.3;
-  const Sizes& sizes = sizes_.at(sizeKind(slice));
-  if (sizes.count < 2) {
-    return 0;
-  }
-  const double mean = sizes.sum / sizes.count;
-  const double variance = sizes.squares / sizes.count - mean * mean;
-  const double spread = std::sqrt(std::max(variance, leastSpread * leastSpread));
-  const double off = (std::log2(static_cast<double>(bytes)) - mean) / spread;
-  // Sizes have long tails: no single one settles anything.
-  constexpr double mostOff = 4;
-  return -std::min(off * off, mostOff * mostOff) / 2 / std::log(2.0) - std::log2(spread);
 }
 
 bool StreamEvidence::isRepeated(const SliceHeader& before, const SliceHeader& slice) const {

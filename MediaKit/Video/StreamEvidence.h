@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -14,6 +13,7 @@
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/ParameterSets.h"
+#include "MediaKit/Video/PictureSizes.h"
 #include "MediaKit/Video/SliceHeader.h"
 
 namespace tallowmark {
@@ -96,9 +96,7 @@ class StreamEvidence {
   /// The reference's own pictures never contradict each other so: then a pair that does is not of
   /// one stream.
   bool countsReliably() const { return countsReliably_; }
-  /// How usual a picture of this many bytes is, in bits; only the difference to what another stream
-  /// says of the same picture means anything.
-  double sizeBits(const SliceHeader& slice, std::uint64_t bytes) const;
+  const PictureSizes& sizes() const { return sizes_; }
   /// Whether `slice` has the very numbers of `before`, as no two neighbours of the reference have.
   bool isRepeated(const SliceHeader& before, const SliceHeader& slice) const;
 
@@ -125,13 +123,7 @@ class StreamEvidence {
   std::uint32_t largestOrderStep_ = 0;
   bool countsReliably_ = false;
   bool neverRepeats_ = false;
-  /// Of the logarithms of picture sizes, by the first slice's type and whether others refer to it.
-  struct Sizes {
-    double count = 0;
-    double sum = 0;
-    double squares = 0;
-  };
-  std::array<Sizes, 6> sizes_{};
+  PictureSizes sizes_;
 };
 
 }  // namespace tallowmark
