@@ -53,14 +53,20 @@ bool anyLargeRunDecodes(const TriedClip& clip, const TrialDecoder& decoder) {
 }
 
 // Settings that were worked out from the pictures' headers leave key pictures as they are; others
-// show them wrong, and a few pictures behind one now and then right.
-bool otherSettingsFit(const TriedClip& clip, const TrialDecoder& decoder) {
+// show them wrong, and a few pictures behind one now and then right. Where nothing looks damaged
+// one run that does not decode is reason enough to doubt them.
+bool otherSettingsFit(const TriedClip& clip, bool isWhole, const TrialDecoder& decoder) {
+  constexpr std::size_t enough = 4;
   constexpr double nearlyAll = 0.7;
   if (mostRunsDecode(clip, decoder)) {
     return true;
   }
+  if (isWhole && clip.keys(2).size() < 2) {
+    return false;
+  }
   const auto key = clip.goodKey(decoder);
-  return key && clip.dependentsShare(*key, decoder) >= nearlyAll;
+  const TrialEvidence all = key ? clip.askAllDependents(*key, decoder) : TrialEvidence();
+  return all.tried() >= enough && all.share() >= nearlyAll;
 }
 
 // Whether the pictures between key pictures are read as they were written, as far as that shows.
@@ -84,7 +90,8 @@ bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double sha
 bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
                     const ByteSource& reference, const TrialDecoder& decoder) {
   const TriedClip clip(plan.movie, source);
-  if (plan.hasOtherSettings && !otherSettingsFit(clip, decoder)) {
+  const bool isWhole = plan.result.unusedBytes == 0;
+  if (plan.hasOtherSettings && !otherSettingsFit(clip, isWhole, decoder)) {
     return false;
   }
   const TrialEvidence keys = clip.askKeys(decoder);

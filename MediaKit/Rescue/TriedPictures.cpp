@@ -165,8 +165,9 @@ TrialEvidence TriedClip::askDependents(const PictureExcerpt& good, const TrialDe
   return ask(good, dependentPictures(), decoder, before, Until::settled);
 }
 
-double TriedClip::dependentsShare(const PictureExcerpt& good, const TrialDecoder& decoder) const {
-  return ask(good, dependentPictures(), decoder, TrialEvidence(), Until::allAsked).share();
+TrialEvidence TriedClip::askAllDependents(const PictureExcerpt& good,
+                                          const TrialDecoder& decoder) const {
+  return ask(good, dependentPictures(), decoder, TrialEvidence(), Until::allAsked);
 }
 
 }  // namespace tallowmark

@@ -82,8 +82,8 @@ class TriedClip {
   /// another: what a picture shows upon that is wrong then, how it is read is not.
   TrialEvidence askDependents(const PictureExcerpt& good, const TrialDecoder& decoder,
                               const TrialEvidence& before = TrialEvidence()) const;
-  /// The share of them that fit, no matter how few were tried.
-  double dependentsShare(const PictureExcerpt& good, const TrialDecoder& decoder) const;
+  /// The same, all of them.
+  TrialEvidence askAllDependents(const PictureExcerpt& good, const TrialDecoder& decoder) const;
 
  private:
   enum class Until { settled, allAsked };

@@ -14,7 +14,8 @@ namespace {
 
 // Weights for many pictures are the longest part of a header.
 constexpr std::size_t bytesOfSlice = 512;
-constexpr int mostUnitsBefore = 64;
+constexpr int unitsLookedAt = 64;
+constexpr std::size_t slicesOfPicture = 4;
 
 /// Reads the first slices of pictures.
 class SliceReader {
@@ -22,26 +23,28 @@ class SliceReader {
   SliceReader(const ByteSource& source, NALFormat format)
       : format_(std::move(format)), window_(source, source.size(), {bytesOfSlice, bytesOfSlice}) {}
 
-  /// Nothing when there is none, or the picture brings parameter sets.
-  std::optional<std::vector<std::uint8_t>> read(const Sample& sample) {
+  /// The picture's first slices; none when it brings parameter sets or is not of whole units.
+  std::vector<FirstSlices::Bytes> read(const Sample& sample) {
+    std::vector<FirstSlices::Bytes> slices;
     const std::uint64_t end = sample.offset + sample.size;
     std::uint64_t at = sample.offset;
-    for (int unit = 0; unit < mostUnitsBefore && at < end; ++unit) {
+    for (int unit = 0; unit < unitsLookedAt && at < end && slices.size() < slicesOfPicture;
+         ++unit) {
       const auto head = readUnitHead(window_, at, end, format_);
       if (!head || head->type() == 7 || head->type() == 8) {
-        return std::nullopt;
+        return {};
       }
-      if (head->type() == 6) {
+      if (head->type() == 6 && slices.empty()) {
         lookForNotes(*head);
       }
       if (head->type() == 1 || head->type() == 5) {
         const auto bytes = window_.at(at + format_.lengthSize, bytesOfSlice);
         const auto size = std::min<std::uint64_t>(head->length - format_.lengthSize, bytes.size());
-        return std::vector(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+        slices.emplace_back(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
       }
       at += head->length;
     }
-    return std::nullopt;
+    return slices;
   }
 
   std::optional<bool> weighsB() const { return weighsB_; }
@@ -81,11 +84,13 @@ FirstSlices FirstSlices::read(const SampleList& samples, const ByteSource& sourc
     stop.check();
     const bool isBehindLoss = loss != losses.end() && *loss == number;
     loss += isBehindLoss ? 1 : 0;
-    auto bytes = reader.read(sample);
-    if (!bytes) {
+    auto read = reader.read(sample);
+    if (read.empty()) {
       return {};
     }
-    slices.push_back({std::move(*bytes), isBehindLoss});
+    FirstSlices::Bytes first = std::move(read.front());
+    read.erase(read.begin());
+    slices.push_back({std::move(first), std::move(read), isBehindLoss});
     ++number;
   }
   return {std::move(slices), reader.weighsB()};

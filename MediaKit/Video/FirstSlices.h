@@ -13,14 +13,18 @@
 
 namespace tallowmark {
 
-/// The beginnings of the first slices of an H.264 clip's first pictures.
+/// The beginnings of slices of an H.264 clip's first pictures.
 struct FirstSlices {
   /// Some seconds of pictures, several sequences among them.
   static constexpr std::uint64_t enough = 400;
 
+  using Bytes = std::vector<std::uint8_t>;
+  /// A picture's first slice.
   struct Slice {
     /// From the unit's header on.
-    std::vector<std::uint8_t> bytes;
+    Bytes bytes;
+    /// Of the picture's next few.
+    std::vector<Bytes> others;
     bool isBehindLoss = false;
   };
   /// None when a picture has no slice or brings parameter sets.

@@ -27,6 +27,12 @@ bool isNext(const SliceHeader& before, const SliceHeader& slice, std::uint32_t m
          (step == (before.isReference ? 1U : 0U) && (!slice.order || slice.order != before.order));
 }
 
+bool readAll(const std::vector<FirstSlices::Bytes>& slices, const ParameterSets& sets) {
+  return std::all_of(slices.begin(), slices.end(), [&](const FirstSlices::Bytes& slice) {
+    return readWholeSliceHeader(slice, sets).has_value();
+  });
+}
+
 bool saysTheUsual(const WholeSliceHeader& header, const PictureSettings& settings) {
   return header.tellsReferences && header.references.front() == settings.references.front() &&
          (header.references.back() == 0 || header.references.back() == settings.references.back());
@@ -78,8 +84,8 @@ std::size_t SettingsFit::unread(const PictureSettings& settings) const {
   std::size_t bad = 0;
   for (const FirstSlices::Slice& slice : slices_) {
     const auto header = readWholeSliceHeader(slice.bytes, sets);
-    const bool isGood =
-        header && (!before || slice.isBehindLoss || isNext(*before, header->start, mask));
+    const bool isGood = header && readAll(slice.others, sets) &&
+                        (!before || slice.isBehindLoss || isNext(*before, header->start, mask));
     bad += isGood ? 0 : 1;
     before = header ? std::optional(header->start) : std::nullopt;
     if (bad > most) break;
@@ -177,7 +183,10 @@ std::size_t SettingsFit::contradicting(const PictureSettings& settings, bool isT
     if (sps != nullptr) {
       window.take(*header, counter.next(header->start, slice.bytes.front(), *sps));
     }
-    strange += sps == nullptr || (isTerse && saysTheUsual(*header, settings)) ? 1U : 0U;
+    strange += sps == nullptr || !readAll(slice.others, sets) ||
+                       (isTerse && saysTheUsual(*header, settings))
+                   ? 1U
+                   : 0U;
   }
   return window.contradicting() + strange;
 }
