@@ -83,9 +83,25 @@ void OtherTracks::learnSize(const FoundFrame& frame, bool isOther) {
   referenceFits_ += isOther ? -oursRather : oursRather;
 }
 
-// Where two tracks take turns in rows of as many frames: bits in favour of a frame as the other's,
-// by the sizes of the frames from this one on, wherever in a row it may stand.
+// Bits in favour of a frame as the other's, by sizes. Not asked everywhere: that would be to look
+// at all pictures many times.
 double OtherTracks::sizeBitsForOther(const FoundFrame& frame) {
+  constexpr std::uint64_t atFirst = 64;
+  constexpr std::uint64_t share = 8;
+  if (compared_ && compared_->first == frame.offset) {
+    return compared_->second;
+  }
+  if (comparisons_ > atFirst + pictures_ / share) {
+    return 0;
+  }
+  ++comparisons_;
+  compared_ = {frame.offset, comparedSizes(frame)};
+  return compared_->second;
+}
+
+// Where two tracks take turns in rows of as many frames: the sizes of the frames from this one on,
+// wherever in a row it may stand.
+double OtherTracks::comparedSizes(const FoundFrame& frame) {
   constexpr std::size_t mostLookedAt = 64;
   const auto& [usual, others] = sizesToGoBy();
   std::vector<double> oursRather;
@@ -221,12 +237,14 @@ bool OtherTracks::own(const FoundFrame& frame) {
 }
 
 void OtherTracks::take(const FoundFrame& frame) {
+  ++pictures_;
   turn_.take(frame, isLedTo(frame));
   learnSize(frame, false);
   lastOurs_ = frame;
 }
 
 void OtherTracks::pass(const FoundFrame& foreign) {
+  ++pictures_;
   turn_.pass(foreign, isLedTo(foreign));
   learnSize(foreign, true);
 }

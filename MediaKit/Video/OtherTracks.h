@@ -72,6 +72,7 @@ class OtherTracks {
   std::pair<const PictureSizes*, const PictureSizes*> sizesToGoBy() const;
   void learnSize(const FoundFrame& frame, bool isOther);
   double sizeBitsForOther(const FoundFrame& frame);
+  double comparedSizes(const FoundFrame& frame);
   bool contradictsSizes(const FoundFrame& frame, bool isOther);
   bool isLedTo(const FoundFrame& frame);
   std::optional<bool> turnTellsOther(bool isOurs) const;
@@ -90,6 +91,10 @@ class OtherTracks {
   PictureSizes clipTheirs_;
   double referenceFits_ = 0;
   std::optional<std::pair<ByteRange, bool>> askedForSound_;
+  /// The position for which sizes were compared last, and what they said.
+  std::optional<std::pair<std::uint64_t, double>> compared_;
+  std::uint64_t comparisons_ = 0;
+  std::uint64_t pictures_ = 0;
 };
 
 }  // namespace tallowmark::VideoRepair
