@@ -44,12 +44,13 @@ class RowLengths {
 
   /// No fewer than nearly all.
   std::optional<std::uint64_t> most() const {
-    std::uint64_t left = count() / unusualShare;
-    for (auto length = lengths_.rbegin(); length != lengths_.rend(); ++length) {
-      if (length->second > left && count() >= enough) {
-        return length->first;
+    const std::uint64_t wanted = count() - count() / unusualShare;
+    std::uint64_t covered = 0;
+    for (const auto& [length, times] : lengths_) {
+      covered += times;
+      if (covered >= wanted && count() >= enough) {
+        return length;
       }
-      left -= std::min(left, length->second);
     }
     return std::nullopt;
   }
