@@ -122,6 +122,8 @@ SoundLead SoundLead::of(std::vector<double> leads) {
 Turns turnsOf(const Movie& movie, const Track& video) {
   constexpr std::size_t mostGaps = 16;
   constexpr std::size_t first = 8;
+  // Longer ones do not repeat among the pictures that are compared; sample tables may claim any.
+  constexpr std::uint64_t longestRow = 32;
   Turns turns;
   RowLengths ours;
   RowLengths theirs;
@@ -141,7 +143,9 @@ Turns turnsOf(const Movie& movie, const Track& video) {
     (isOurs ? ours : theirs).add(extent.samples);
   }
   turns.mostInARow = ours.most();
-  if (const auto& [row, other] = std::pair(ours.usual(), theirs.usual()); row && other) {
+  const auto row = ours.usual();
+  const auto other = theirs.usual();
+  if (row && other && *row <= longestRow && *other <= longestRow) {
     turns.rows = {*row, *other};
   }
   if (gaps.size() <= mostGaps) turns.gaps.assign(gaps.begin(), gaps.end());

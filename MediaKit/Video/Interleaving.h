@@ -45,7 +45,8 @@ struct Turns {
   /// The most frames of the track that usually come before one of another's; nothing when that is
   /// seldom seen.
   std::optional<std::uint64_t> mostInARow;
-  /// As many of its frames and as many of another's follow one another nearly always.
+  /// As many of its frames and as many of another's, a few dozen at most, follow one another nearly
+  /// always.
   struct Rows {
     std::uint64_t ours = 1;
     std::uint64_t theirs = 1;

@@ -19,6 +19,9 @@ constexpr double clearlyFitting = 20;
 // Pictures.
 constexpr double enoughOfClip = 12;
 constexpr double fewOfClip = 4;
+// A second of stereo at 96 kHz in 24 bits is less; whatever a reference claims, no more is read for
+// one picture.
+constexpr std::uint64_t mostSound = std::uint64_t{1} << 20U;
 // Stretches of compressed sound between two pictures are shorter.
 constexpr std::uint64_t soundBetween = std::uint64_t{8} << 10U;
 
@@ -146,7 +149,7 @@ bool OtherTracks::isLedTo(const FoundFrame& frame) {
     return true;
   }
   const ByteRange gap{turn_.end, frame.offset};
-  if (frame.offset < turn_.end || gap.length() > evidence_.largestGap() * 2) {
+  if (frame.offset < turn_.end || gap.length() > mostSound) {
     return false;
   }
   if (const auto& gaps = lessons_.turns.gaps; !gaps.empty()) {

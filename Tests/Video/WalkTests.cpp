@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "DeviceKit/MemorySource.h"
+#include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/MediaWalk.h"
 #include "Tests/Support/Boxes.h"
 
@@ -82,6 +83,25 @@ TEST(Walk, nextFrameStartsAtTheSearchedPositionOrBehind) {
   EXPECT_EQ(VideoRepair::nextFrame(format, media, 0, mebibyte), 101U);
   EXPECT_EQ(VideoRepair::nextFrame(format, media, 101, mebibyte), 101U);
   EXPECT_EQ(VideoRepair::nextFrame(format, media, 102, mebibyte), std::nullopt);
+}
+
+// Rows are followed frame by frame where they are short; a sample table can claim any length.
+TEST(Turns, areNotFollowedInRowsOfBillions) {
+  for (const auto& [length, isFollowed] :
+       {std::pair(std::uint64_t{2}, true), {std::uint64_t{1} << 30U, false}}) {
+    Movie movie;
+    movie.tracks.resize(2);
+    std::uint64_t offset = 0;
+    for (int row = 0; row < 40; ++row) {
+      Track& track = movie.tracks[static_cast<std::size_t>(row % 2)];
+      track.kind = Track::Kind::video;
+      track.samples.append({.offset = offset, .size = 1, .duration = 1}, length);
+      offset += length;
+    }
+    const Turns turns = turnsOf(movie, movie.tracks.front());
+    EXPECT_EQ(turns.mostInARow, length);
+    EXPECT_EQ(turns.rows.has_value(), isFollowed) << length;
+  }
 }
 
 }  // namespace
