@@ -131,7 +131,8 @@ TEST_F(PreviewTests, killTheChildWithItsItemAndWhenItsTimeIsUp) {
   StopSource stop;
   std::atomic<Clock::rep> stopped = 0;
   std::thread user([&] {
-    while (!fs::exists(folder / "pid")) std::this_thread::yield();
+    // The shell makes the file before it writes the number into it.
+    while (!fs::exists(folder / "pid") || fs::is_empty(folder / "pid")) std::this_thread::yield();
     stopped = Clock::now().time_since_epoch().count();
     stop.requestStop();
   });
