@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <optional>
 #include <system_error>
 
@@ -65,14 +66,16 @@ bool otherSettingsFit(const TriedClip& clip, bool isWhole, const TrialDecoder& d
     return false;
   }
   const auto key = clip.goodKey(decoder);
-  const TrialEvidence all = key ? clip.askAllDependents(*key, decoder) : TrialEvidence();
+  const TrialEvidence all =
+      key ? clip.askAllDependents(*key, PictureSize::small, decoder) : TrialEvidence();
   return all.tried() >= enough && all.share() >= nearlyAll;
 }
 
 // Whether the pictures between key pictures are read as they were written, as far as that shows.
-// `share` of the key pictures fit: with them alone another encoder's settings can agree. Nothing
-// that was lost speaks against settings; nor do pictures that cannot be read by themselves, as the
-// reference's show.
+// `share` of the key pictures fit: with them alone another encoder's settings can agree, and with
+// those between P pictures as well, which are the smaller ones. Nothing that was lost speaks
+// against settings, and damage hits the larger ones more often; nor do pictures that cannot be read
+// by themselves, as the reference's show.
 bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double share,
                    const TrialDecoder& decoder) {
   if (anyLargeRunDecodes(clip, decoder)) {
@@ -83,8 +86,20 @@ bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double sha
   if (!key || !referenceKey) {
     return true;
   }
-  const TrialEvidence expected(share * reference.askDependents(*referenceKey, decoder).share());
-  return !clip.askDependents(*key, decoder, expected).speaksAgainstThem();
+  const auto expected = [&](PictureSize size, double intact) {
+    return TrialEvidence(intact * reference.askDependents(*referenceKey, size, decoder).share());
+  };
+  const TrialEvidence small =
+      clip.askAllDependents(*key, PictureSize::small, decoder, expected(PictureSize::small, share));
+  if (small.speaksAgainstThem()) {
+    return false;
+  }
+  const double timesAsLarge =
+      clip.meanDependentSize(PictureSize::large) / std::max(small.meanSize(), 1.0);
+  const double intact = share * std::pow(small.share(), timesAsLarge);
+  return !clip.askDependents(*key, PictureSize::large, decoder,
+                             expected(PictureSize::large, intact))
+              .speaksAgainstThem();
 }
 
 bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
@@ -104,7 +119,7 @@ bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
     return dependentsFit(clip, taught, keys.share(), decoder);
   }
   const auto goodKey = taught.goodKey(decoder);
-  return !goodKey || clip.askDependents(*goodKey, decoder).speaksForThem();
+  return !goodKey || clip.askDependents(*goodKey, PictureSize::small, decoder).speaksForThem();
 }
 
 }  // namespace

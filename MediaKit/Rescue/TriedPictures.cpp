@@ -52,10 +52,12 @@ std::optional<bool> TrialDecoder::fits(const PictureExcerpt& excerpt) const {
 // well by chance; larger ones are taken to do so as much less often as they are larger.
 void TrialEvidence::add(std::optional<bool> fits, std::uint32_t pictureSize) {
   constexpr double chanceBytes = 350;
+  constexpr double settled = 1;
   if (!fits) {
     return;
   }
   ++tried_;
+  bytes_ += pictureSize;
   fitting_ += *fits ? 1U : 0U;
   const double byChance = chanceBytes / std::max(pictureSize, 1U);
   const auto weightWith = [&](double share) {
@@ -63,6 +65,7 @@ void TrialEvidence::add(std::optional<bool> fits, std::uint32_t pictureSize) {
   };
   weight_ += weightWith(intactShare_);
   weightIfNearlyIntact_ += weightWith(nearlyIntact);
+  isSettled_ = isSettled_ || weight_ > settled;
 }
 
 // Small pictures that nearly all fit tell that damage is rare, and then that they do not by chance.
@@ -71,15 +74,10 @@ bool TrialEvidence::speaksForThem() const {
   return fitting_ > 0 && (weight_ >= 0 || weightIfNearlyIntact_ > unusual);
 }
 
-bool TrialEvidence::settlesIt() const {
-  constexpr double settled = 1;
-  return weight_ > settled;
-}
-
 // One in 20: with other sets than their own few pictures fit at all.
 bool TrialEvidence::speaksAgainstThem() const {
-  constexpr double settled = -3;
-  return weight_ < settled;
+  constexpr double unlikely = -3;
+  return !isSettled_ && weight_ < unlikely;
 }
 
 double TrialEvidence::share() const {
@@ -96,8 +94,11 @@ std::vector<Sample> TriedClip::keyPictures() const {
   return pictures;
 }
 
-// Spread over the track; the smaller ones, which damage hit least.
-std::vector<Sample> TriedClip::dependentPictures() const {
+// Spread over the track.
+std::vector<Sample> TriedClip::dependentPictures(PictureSize size) const {
+  const auto isBetter = [&](const Sample& one, const Sample& other) {
+    return size == PictureSize::small ? one.size < other.size : one.size > other.size;
+  };
   const SampleList& samples = video().samples;
   std::vector<Sample> found;
   const std::uint64_t stretch = samples.size() / dependentPlaces + 1;
@@ -105,11 +106,18 @@ std::vector<Sample> TriedClip::dependentPictures() const {
     std::optional<Sample> best;
     for (const Sample picture : samples.slice(from, std::min(samples.size(), from + stretch))) {
       const bool canTell = !picture.isSync && picture.size >= smallestDependent;
-      if (canTell && (!best || picture.size < best->size)) best = picture;
+      if (canTell && (!best || isBetter(picture, *best))) best = picture;
     }
     if (best) found.push_back(*best);
   }
   return found;
+}
+
+double TriedClip::meanDependentSize(PictureSize size) const {
+  const std::vector<Sample> pictures = dependentPictures(size);
+  double bytes = 0;
+  for (const Sample& picture : pictures) bytes += picture.size;
+  return bytes / std::max(static_cast<double>(pictures.size()), 1.0);
 }
 
 std::optional<PictureExcerpt> TriedClip::goodKey(const TrialDecoder& decoder) const {
@@ -160,14 +168,16 @@ TrialEvidence TriedClip::askKeys(const TrialDecoder& decoder) const {
   return ask(PictureExcerpt(video()), keyPictures(), decoder, TrialEvidence(), Until::settled);
 }
 
-TrialEvidence TriedClip::askDependents(const PictureExcerpt& good, const TrialDecoder& decoder,
+TrialEvidence TriedClip::askDependents(const PictureExcerpt& good, PictureSize size,
+                                       const TrialDecoder& decoder,
                                        const TrialEvidence& before) const {
-  return ask(good, dependentPictures(), decoder, before, Until::settled);
+  return ask(good, dependentPictures(size), decoder, before, Until::settled);
 }
 
-TrialEvidence TriedClip::askAllDependents(const PictureExcerpt& good,
-                                          const TrialDecoder& decoder) const {
-  return ask(good, dependentPictures(), decoder, TrialEvidence(), Until::allAsked);
+TrialEvidence TriedClip::askAllDependents(const PictureExcerpt& good, PictureSize size,
+                                          const TrialDecoder& decoder,
+                                          const TrialEvidence& before) const {
+  return ask(good, dependentPictures(size), decoder, before, Until::allAsked);
 }
 
 }  // namespace tallowmark

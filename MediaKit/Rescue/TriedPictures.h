@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -44,17 +45,22 @@ class TrialEvidence {
 
   std::size_t tried() const { return tried_; }
   bool speaksForThem() const;
+  /// Nothing that was asked behind pictures that settle it does.
   bool speaksAgainstThem() const;
-  bool settlesIt() const;
+  bool settlesIt() const { return isSettled_; }
   /// The share that fitted, no matter how few were tried.
   double share() const;
+  /// How many bytes one of them had.
+  double meanSize() const { return bytes_ / std::max(static_cast<double>(tried_), 1.0); }
 
  private:
   double intactShare_;
   std::size_t tried_ = 0;
   std::size_t fitting_ = 0;
+  double bytes_ = 0;
   double weight_ = 0;
   double weightIfNearlyIntact_ = 0;
+  bool isSettled_ = false;
 };
 
 /// A key picture and those behind it.
@@ -63,6 +69,10 @@ struct PictureRun {
   /// Of those behind it.
   std::uint64_t bytes = 0;
 };
+
+/// Of the pictures between two key pictures, those that damage hit least, or those that other
+/// pictures are built on.
+enum class PictureSize { small, large };
 
 /// A clip with video whose pictures are tried. What it is given must outlive it.
 class TriedClip {
@@ -76,20 +86,26 @@ class TriedClip {
   /// One of the key pictures, if one of them decodes.
   std::optional<PictureExcerpt> goodKey(const TrialDecoder& decoder) const;
 
+  /// How many bytes the pictures have that are asked as dependents.
+  double meanDependentSize(PictureSize size) const;
+
   /// Asks key pictures until they settle it.
   TrialEvidence askKeys(const TrialDecoder& decoder) const;
   /// The same of some pictures between key pictures, each put behind a good one; of this clip or of
   /// another: what a picture shows upon that is wrong then, how it is read is not.
-  TrialEvidence askDependents(const PictureExcerpt& good, const TrialDecoder& decoder,
+  TrialEvidence askDependents(const PictureExcerpt& good, PictureSize size,
+                              const TrialDecoder& decoder,
                               const TrialEvidence& before = TrialEvidence()) const;
-  /// The same, all of them.
-  TrialEvidence askAllDependents(const PictureExcerpt& good, const TrialDecoder& decoder) const;
+  /// The same, no matter what the first ones say.
+  TrialEvidence askAllDependents(const PictureExcerpt& good, PictureSize size,
+                                 const TrialDecoder& decoder,
+                                 const TrialEvidence& before = TrialEvidence()) const;
 
  private:
   enum class Until { settled, allAsked };
   const Track& video() const { return *movie_.videoTrack(); }
   std::vector<Sample> keyPictures() const;
-  std::vector<Sample> dependentPictures() const;
+  std::vector<Sample> dependentPictures(PictureSize size) const;
   TrialEvidence ask(const PictureExcerpt& beginning, const std::vector<Sample>& pictures,
                     const TrialDecoder& decoder, const TrialEvidence& before, Until until) const;
 

@@ -158,6 +158,20 @@ TEST_F(RepairTests, refuseAReferenceWhoseOtherSettingsCannotBeToldFromThePicture
   EXPECT_TRUE(namesIn(out).empty());
   EXPECT_EQ(repair(clip(2, 10), clip(1, 250))["state"], "saved");
   EXPECT_EQ(repair(clip(2, 250), clip(2, 10))["state"], "saved");
+
+  // The B pictures between P pictures are read alike either way.
+  const auto weighted = [](const char* weights) {
+    return makeClip({.codec = "libx265",
+                     .audio = "",
+                     .bFrames = 3,
+                     .width = 416,
+                     .height = 240,
+                     .keyInterval = 60,
+                     .settings = std::string(":weightp=") + weights});
+  };
+  EXPECT_EQ(repair(weighted("0"), weighted("1"))["state"], "failed");
+  EXPECT_EQ(repair(weighted("1"), weighted("0"))["state"], "failed");
+  EXPECT_EQ(repair(weighted("1"), weighted("1"))["state"], "saved");
 }
 
 // No key picture decodes any more, and nearly every other one is as it was.
