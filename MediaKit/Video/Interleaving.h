@@ -52,6 +52,8 @@ struct Turns {
     std::uint64_t theirs = 1;
   };
   std::optional<Rows> rows;
+  /// Frames in a row where both tracks' are as long, else 0.
+  std::uint64_t sharedRow() const { return rows && rows->ours == rows->theirs ? rows->ours : 0; }
   /// A file's first rows, which are others where one track's pictures are held back longer; and
   /// whether the first is another's.
   std::vector<std::uint64_t> firstRows;

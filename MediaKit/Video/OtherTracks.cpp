@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -16,6 +17,7 @@ using Trust = FrameFinder::Trust;
 constexpr double enoughForOther = 12;
 constexpr double clearly = 40;
 constexpr double clearlyFitting = 20;
+constexpr double fewContradictions = 20;
 // Pictures.
 constexpr double enoughOfClip = 12;
 constexpr double fewOfClip = 4;
@@ -33,10 +35,27 @@ OtherTracks::OtherTracks(const ByteSource& source, std::uint64_t from, const Wal
       lessons_(lessons),
       evidence_(*lessons.evidence),
       ours_(ours),
-      isSound_(std::move(isSound)) {
+      isSound_(std::move(isSound)),
+      clipNumbers_(lessons.turns.sharedRow(), evidence_),
+      referenceNumbers_(lessons.turns.sharedRow(), evidence_) {
   turn_.end = from;
   for (const StreamEvidence& other : lessons.otherTracks) {
     finders_.push_back(std::make_unique<FrameFinder>(source, end_, other, lessons.maxFrameSize));
+  }
+  learnReferenceNumbers();
+}
+
+// In the order of the reference's file, as far as both tracks' pictures are known.
+void OtherTracks::learnReferenceNumbers() {
+  if (finders_.empty()) {
+    return;
+  }
+  const auto& ours = evidence_.firstPictures();
+  const auto& theirs = lessons_.otherTracks.front().firstPictures();
+  for (auto own = ours.begin(), other = theirs.begin();
+       own != ours.end() && other != theirs.end();) {
+    const bool isOther = other->offset < own->offset;
+    referenceNumbers_.add(isOther ? (other++)->slice : (own++)->slice, isOther);
   }
 }
 
@@ -66,29 +85,49 @@ std::optional<FoundFrame> OtherTracks::inTurnBehind(std::uint64_t end) {
   return frame;
 }
 
+// Whether the tracks count against each other as ever behind key pictures, too.
+bool OtherTracks::countSteadily() const {
+  return clipNumbers_.areProven() ||
+         (referenceNumbers_.areProven() && clipNumbers_.agreeWith(referenceNumbers_));
+}
+
+// A few pictures of the clip tell less than the reference's, unless they contradict these.
+const RowNumbers& OtherTracks::numbersToGoBy() const {
+  return countSteadily() && !clipNumbers_.areProven() ? referenceNumbers_ : clipNumbers_;
+}
+
+bool OtherTracks::referenceClearlyFits() const {
+  return referenceFits_ >= clearlyFitting;
+}
+
+bool OtherTracks::clipIsLearnt() const {
+  const double enough = referenceFits_ < -clearlyFitting ? fewOfClip : enoughOfClip;
+  return clipOurs_.count() >= enough && clipTheirs_.count() >= enough;
+}
+
 // What the reference's tracks show may have looked the other way round: unless its sizes clearly
 // fit the clip's pictures, as far as it is known whose they are, the clip's own are gone by.
 std::pair<const PictureSizes*, const PictureSizes*> OtherTracks::sizesToGoBy() const {
-  const double enough = referenceFits_ < -clearlyFitting ? fewOfClip : enoughOfClip;
-  const bool isLearnt = clipOurs_.count() >= enough && clipTheirs_.count() >= enough;
-  return isLearnt && referenceFits_ < clearlyFitting
+  return clipIsLearnt() && !referenceClearlyFits()
              ? std::pair(&clipOurs_, &clipTheirs_)
              : std::pair(&evidence_.sizes(), &lessons_.otherTracks.front().sizes());
 }
 
-void OtherTracks::learnSize(const FoundFrame& frame, bool isOther) {
+void OtherTracks::learn(const FoundFrame& frame, bool isOther) {
   if (!turn_.row || finders_.empty()) {
+    clipNumbers_.forget();
     return;
   }
+  clipNumbers_.add(frame.slice, isOther);
   (isOther ? clipTheirs_ : clipOurs_).add(frame.slice, frame.size);
   const double oursRather = evidence_.sizes().bits(frame.slice, frame.size) -
                             lessons_.otherTracks.front().sizes().bits(frame.slice, frame.size);
   referenceFits_ += isOther ? -oursRather : oursRather;
 }
 
-// Bits in favour of a frame as the other's, by sizes. Not asked everywhere: that would be to look
-// at all pictures many times.
-double OtherTracks::sizeBitsForOther(const FoundFrame& frame) {
+// Bits in favour of a frame as the other's, by those that follow. Not asked everywhere: that would
+// be to look at all pictures many times.
+double OtherTracks::rowBitsForOther(const FoundFrame& frame) {
   constexpr std::uint64_t atFirst = 64;
   constexpr std::uint64_t share = 8;
   if (compared_ && compared_->first == frame.offset) {
@@ -98,48 +137,100 @@ double OtherTracks::sizeBitsForOther(const FoundFrame& frame) {
     return 0;
   }
   ++comparisons_;
-  compared_ = {frame.offset, comparedSizes(frame)};
+  compared_ = {frame.offset, comparedRows(frame)};
   return compared_->second;
 }
 
-// Where two tracks take turns in rows of as many frames: the sizes of the frames from this one on,
-// wherever in a row it may stand.
-double OtherTracks::comparedSizes(const FoundFrame& frame) {
+// The pictures from this one on that may be of either track, as far as they follow one another.
+std::vector<OtherTracks::EitherFrame> OtherTracks::framesFrom(const FoundFrame& frame) {
   constexpr std::size_t mostLookedAt = 64;
-  const auto& [usual, others] = sizesToGoBy();
-  std::vector<double> oursRather;
+  std::vector<EitherFrame> frames;
   std::optional<FoundFrame> next = frame;
-  for (; oursRather.size() < mostLookedAt && next; next = inTurnBehind(next->end())) {
+  for (; frames.size() < mostLookedAt && next; next = inTurnBehind(next->end())) {
     const auto foreign = at(next->offset);
     if (!foreign) {
       break;
     }
-    oursRather.push_back(usual->bits(next->slice, next->size) -
-                         others->bits(foreign->slice, foreign->size));
+    frames.push_back({*next, *foreign});
   }
-  const auto& [ours, theirs] = *lessons_.turns.rows;
-  std::array<double, 2> best;
-  best.fill(std::numeric_limits<double>::lowest());
-  for (std::uint64_t ahead = 0; ahead < ours + theirs; ++ahead) {
-    double bits = 0;
-    for (std::size_t i = 0; i < oursRather.size(); ++i) {
-      bits += (ahead + i) % (ours + theirs) < ours ? oursRather[i] : -oursRather[i];
-    }
-    double& side = best.at(ahead < ours ? 0 : 1);
-    side = std::max(side, bits);
-  }
-  return best.back() - best.front();
+  return frames;
 }
 
-// Whether sizes tell clearly that it is the other way round; asked now and then, so that one
+// Bits in favour of the first frame's standing that far into a row of this track's and one of the
+// other's.
+OtherTracks::RowBits OtherTracks::bitsOf(const std::vector<EitherFrame>& frames,
+                                         std::uint64_t ahead) const {
+  const RowNumbers& numbers = numbersToGoBy();
+  const auto& [usual, others] = sizesToGoBy();
+  const auto& [ours, theirs] = *lessons_.turns.rows;
+  RowBits bits;
+  std::array<const SliceHeader*, 2> last{};
+  bool countAsBefore = true;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    const auto& [own, foreign] = frames[i];
+    const bool isOther = (ahead + i) % (ours + theirs) >= ours;
+    const double oursRather =
+        usual->bits(own.slice, own.size) - others->bits(foreign.slice, foreign.size);
+    bits.sizes += isOther ? -oursRather : oursRather;
+    const SliceHeader& slice = isOther ? foreign.slice : own.slice;
+    if (const SliceHeader*& before = last.at(isOther ? 1 : 0); before != nullptr) {
+      bits.succession += evidence_.successionBits(*before, slice);
+    }
+    last.at(isOther ? 1 : 0) = &slice;
+    countAsBefore = countAsBefore && (!slice.resetsOrder || countSteadily());
+    if (const std::size_t row = numbers.row(); row > 0 && i >= row && countAsBefore) {
+      bits.turns += numbers.bits(frames[i - row].ours.slice, own.slice, isOther);
+    }
+  }
+  return bits;
+}
+
+// The best there is for these frames' beginning with one of this track's, and with one of the
+// other's, wherever in a row it may stand. Numbers and sizes are of no use without succession.
+std::array<OtherTracks::RowBits, 2> OtherTracks::bestBits(
+    const std::vector<EitherFrame>& frames) const {
+  constexpr double none = std::numeric_limits<double>::lowest();
+  const auto& [ours, theirs] = *lessons_.turns.rows;
+  std::array<RowBits, 2> best{{{none, none, none}, {none, none, none}}};
+  for (std::uint64_t ahead = 0; ahead < ours + theirs; ++ahead) {
+    const RowBits bits = bitsOf(frames, ahead);
+    RowBits& side = best.at(ahead < ours ? 0 : 1);
+    side.succession = std::max(side.succession, bits.succession);
+    side.turns = std::max(side.turns, bits.succession + bits.turns);
+    side.sizes = std::max(side.sizes, bits.succession + bits.sizes);
+  }
+  return best;
+}
+
+// Where two tracks take turns in rows of as many frames: what the frames from this one on say. How
+// each track counts tells first, then how they count against each other; but where that changes
+// with key pictures sizes come first that are known to be the clip's.
+double OtherTracks::comparedRows(const FoundFrame& frame) {
+  const auto [asOurs, asTheirs] = bestBits(framesFrom(frame));
+  const double succession = asTheirs.succession - asOurs.succession;
+  if (std::abs(succession) >= clearly) {
+    return succession;
+  }
+  const double sizes = asTheirs.sizes - asOurs.sizes;
+  const double turns = asTheirs.turns - asOurs.turns;
+  const RowBits& likelier = turns > 0 ? asTheirs : asOurs;
+  const bool countAsEver = likelier.turns > likelier.succession - fewContradictions;
+  const bool knowsSizes = clipIsLearnt() || referenceClearlyFits();
+  if (!countAsEver || (knowsSizes && !countSteadily())) {
+    return sizes;
+  }
+  return !knowsSizes && std::abs(turns) >= clearly ? turns : turns + sizes / 2;
+}
+
+// Whether rows tell clearly that it is the other way round; asked now and then, so that one
 // mistake does not swap the tracks for good.
-bool OtherTracks::contradictsSizes(const FoundFrame& frame, bool isOther) {
+bool OtherTracks::contradictsRows(const FoundFrame& frame, bool isOther) {
   constexpr std::uint64_t pause = 32;
   if (!lessons_.turns.rows || turn_.unasked < pause || clipTheirs_.count() < enoughOfClip) {
     return false;
   }
   turn_.unasked = 0;
-  const double bits = sizeBitsForOther(frame);
+  const double bits = rowBitsForOther(frame);
   return isOther ? bits < -clearly : bits > clearly;
 }
 
@@ -211,7 +302,7 @@ std::optional<bool> OtherTracks::turnTellsOther(bool isOurs) const {
 // Whether a frame that could be of this track is another's. It goes on from the last picture of one
 // of them and not from the other's; where both count alike and take turns, one's last picture and
 // the other's next have the same numbers. Where it may be either's it is whose turn it is, and
-// behind a loss sizes tell.
+// behind a loss those that follow tell.
 bool OtherTracks::own(const FoundFrame& frame) {
   const auto other = finders_.empty() ? std::nullopt : at(frame.offset);
   if (!other) {
@@ -229,27 +320,27 @@ bool OtherTracks::own(const FoundFrame& frame) {
     return isTheirs;
   }
   const auto told = isLed ? turnTellsOther(isOurs) : std::nullopt;
-  if (told && contradictsSizes(frame, *told)) {
+  if (told && contradictsRows(frame, *told)) {
     turn_.forget();
     return !*told;
   }
   if (told || !lessons_.turns.rows) {
     return told.value_or(isLed);
   }
-  return sizeBitsForOther(frame) > 0;
+  return rowBitsForOther(frame) > 0;
 }
 
 void OtherTracks::take(const FoundFrame& frame) {
   ++pictures_;
   turn_.take(frame, isLedTo(frame));
-  learnSize(frame, false);
+  learn(frame, false);
   lastOurs_ = frame;
 }
 
 void OtherTracks::pass(const FoundFrame& foreign) {
   ++pictures_;
   turn_.pass(foreign, isLedTo(foreign));
-  learnSize(foreign, true);
+  learn(foreign, true);
 }
 
 bool OtherTracks::hold(const FoundFrame& candidate) {

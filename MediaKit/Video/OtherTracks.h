@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -12,13 +13,14 @@
 #include "MediaKit/Video/EvidenceWalk.h"
 #include "MediaKit/Video/FrameFinder.h"
 #include "MediaKit/Video/PictureSizes.h"
+#include "MediaKit/Video/RowNumbers.h"
 
 namespace tallowmark::VideoRepair {
 
 /// Other video tracks in a damaged clip, whose pictures may number theirs as this one's do and take
 /// turns with them: two lenses of one phone. Tells whose a picture is, by its numbers, by the turns
-/// that the reference's index shows and by the sizes of those that follow. Without other tracks
-/// everything is this one's, at no cost.
+/// that the reference's index shows and by the numbers and sizes of those that follow. Without
+/// other tracks everything is this one's, at no cost.
 class OtherTracks {
  public:
   /// From `from` on. `ours` finds this track's pictures; `isSound` says whether nothing but sound
@@ -57,7 +59,7 @@ class OtherTracks {
     bool isRowWhole = true;
     /// Which row of the file it is; nothing behind a loss.
     std::optional<std::size_t> row = 0;
-    /// Pictures since sizes were asked.
+    /// Pictures since rows were compared.
     std::uint64_t unasked = 0;
     /// The end of the last picture of either.
     std::uint64_t end = 0;
@@ -69,11 +71,31 @@ class OtherTracks {
   };
 
   std::optional<FoundFrame> inTurnBehind(std::uint64_t end);
+  void learnReferenceNumbers();
+  const RowNumbers& numbersToGoBy() const;
+  bool countSteadily() const;
+  bool referenceClearlyFits() const;
+  bool clipIsLearnt() const;
   std::pair<const PictureSizes*, const PictureSizes*> sizesToGoBy() const;
-  void learnSize(const FoundFrame& frame, bool isOther);
-  double sizeBitsForOther(const FoundFrame& frame);
-  double comparedSizes(const FoundFrame& frame);
-  bool contradictsSizes(const FoundFrame& frame, bool isOther);
+  void learn(const FoundFrame& frame, bool isOther);
+  /// A picture that may be of either track.
+  struct EitherFrame {
+    FoundFrame ours;
+    FoundFrame foreign;
+  };
+  /// Bits that a sequence of pictures gives for one way to tell whose they are.
+  struct RowBits {
+    /// How each track counts on, and against the other.
+    double succession = 0;
+    double turns = 0;
+    double sizes = 0;
+  };
+  std::vector<EitherFrame> framesFrom(const FoundFrame& frame);
+  RowBits bitsOf(const std::vector<EitherFrame>& frames, std::uint64_t ahead) const;
+  std::array<RowBits, 2> bestBits(const std::vector<EitherFrame>& frames) const;
+  double rowBitsForOther(const FoundFrame& frame);
+  double comparedRows(const FoundFrame& frame);
+  bool contradictsRows(const FoundFrame& frame, bool isOther);
   bool isLedTo(const FoundFrame& frame);
   std::optional<bool> turnTellsOther(bool isOurs) const;
 
@@ -90,8 +112,10 @@ class OtherTracks {
   PictureSizes clipOurs_;
   PictureSizes clipTheirs_;
   double referenceFits_ = 0;
+  RowNumbers clipNumbers_;
+  RowNumbers referenceNumbers_;
   std::optional<std::pair<ByteRange, bool>> askedForSound_;
-  /// The position for which sizes were compared last, and what they said.
+  /// The position for which rows were compared last, and what they said.
   std::optional<std::pair<std::uint64_t, double>> compared_;
   std::uint64_t comparisons_ = 0;
   std::uint64_t pictures_ = 0;

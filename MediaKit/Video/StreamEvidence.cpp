@@ -22,6 +22,7 @@ bool haveSameNumbers(const SliceHeader& a, const SliceHeader& b) {
 
 constexpr std::uint64_t samplesToLearnFrom = 3000;
 constexpr std::uint64_t bytesToCheckForEmulation = std::uint64_t{48} << 20U;
+constexpr std::uint64_t mostFirstPictures = 300;
 constexpr std::size_t mostHabits = 128;
 constexpr std::size_t mostFollowers = 6;
 constexpr std::size_t mostCommonGaps = 24;
@@ -245,6 +246,9 @@ void EvidenceLearner::lookAt(const Sample& sample, std::optional<std::uint64_t> 
     learnEmulation(*shape);
     if (previous_) {
       evidence_.sizes_.add(*previous_, sample.size);
+      if (looked_ <= mostFirstPictures) {
+        evidence_.firstPictures_.push_back({sample.offset, *previous_});
+      }
     }
   }
   learnSurroundings(sample, nextFrame);

@@ -97,6 +97,13 @@ class StreamEvidence {
   /// one stream.
   bool countsReliably() const { return countsReliably_; }
   const PictureSizes& sizes() const { return sizes_; }
+  /// A picture of the reference, where it lies in the file.
+  struct PlacedPicture {
+    std::uint64_t offset = 0;
+    SliceHeader slice;
+  };
+  /// The reference's first few hundred pictures.
+  const std::vector<PlacedPicture>& firstPictures() const { return firstPictures_; }
   /// Whether `slice` has the very numbers of `before`, as no two neighbours of the reference have.
   bool isRepeated(const SliceHeader& before, const SliceHeader& slice) const;
 
@@ -124,6 +131,7 @@ class StreamEvidence {
   bool countsReliably_ = false;
   bool neverRepeats_ = false;
   PictureSizes sizes_;
+  std::vector<PlacedPicture> firstPictures_;
 };
 
 }  // namespace tallowmark
