@@ -201,15 +201,34 @@ bool adoptKinds(Teacher& teacher, const EvidencedFindings& found, const ByteSour
   return own && teacher.evidence->adoptSlices(*own);
 }
 
+/// The progress of walks through one clip: each takes half of what those before left.
+class WalkProgress {
+ public:
+  explicit WalkProgress(const Progress& progress) : progress_(progress) {}
+
+  /// Of the next walk, which reports up to a half. This object must outlive it.
+  Progress next() {
+    const double from = std::exchange(done_, done_ + (1 - done_) / 2);
+    return progress_ ? [this, from](double half) { progress_(from + half * (1 - from)); }
+                     : Progress();
+  }
+  /// Where it stands once they are over.
+  double done() const { return done_; }
+
+ private:
+  const Progress& progress_;
+  double done_ = 0;
+};
+
 // Walks a clip, and again as long as a walk teaches what the reference could not.
 EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teacher& teacher,
-                            const Progress& progress, const StopToken& stop) {
-  const auto walk = [&](const Progress& report) {
-    EvidencedFindings found = walkMedia(source, from, teacher, report, stop);
+                            WalkProgress& progress, const StopToken& stop) {
+  const auto walk = [&] {
+    EvidencedFindings found = walkMedia(source, from, teacher, progress.next(), stop);
     found.video = found.video.endingBy(source.size());
     return found;
   };
-  EvidencedFindings found = walk(progress);
+  EvidencedFindings found = walk();
   if (!teacher.evidence) {
     return found;
   }
@@ -218,7 +237,7 @@ EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teache
     if (!adoptSettings(teacher, found, source, stop) && !adoptKinds(teacher, found, source)) {
       break;
     }
-    EvidencedFindings more = walk({});
+    EvidencedFindings more = walk();
     if (more.video.size() < found.video.size()) {
       break;
     }
@@ -377,7 +396,8 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   const BoxReader reader(source);
   const auto layout = MovieParser::layoutIfAny(reader);
   const bool hasMediaBox = !layout || !layout->mdats.empty();
-  EvidencedFindings found = findMedia(source, mediaStart(reader), teacher, progress, stop);
+  WalkProgress walks(progress);
+  EvidencedFindings found = findMedia(source, mediaStart(reader), teacher, walks, stop);
   if (found.video.empty()) {
     throw hasMediaBox ? MediaError::noVideo()
                       : MediaError::malformed("no media data (mdat) was found");
@@ -441,7 +461,8 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
           result,
           true,
           teacher.hasOtherSettings(),
-          {mediaEnd, std::move(sound.silence)}};
+          {mediaEnd, std::move(sound.silence)},
+          walks.done()};
 }
 
 }  // namespace tallowmark::VideoRepair

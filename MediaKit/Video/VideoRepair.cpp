@@ -110,10 +110,9 @@ void write(const Plan& plan, const ByteSource& source, FileSink& destination,
   MovieWriter::write(plan.movie, source, range, plan.added.bytes, destination, progress, stop);
 }
 
-// Working out a rebuild takes the first half of the progress, writing it the second.
 Progress writingProgress(const Plan& plan, const Progress& progress) {
-  return progress && plan.rebuilt ? [progress](double fraction) { progress(0.5 + fraction * 0.5); }
-                                  : progress;
+  const double done = plan.progressDone;
+  return progress ? [=](double fraction) { progress(done + fraction * (1 - done)); } : progress;
 }
 
 Result repair(const ByteSource& source, const ByteSource* reference, FileSink& destination,

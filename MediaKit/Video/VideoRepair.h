@@ -109,10 +109,13 @@ struct Plan {
   bool hasOtherSettings = false;
   /// A block of silence, for the time of lost ones.
   AddedBytes added;
+  /// Where working it out left the progress: at a half where the clip was walked through once, each
+  /// further walk took half of the rest.
+  double progressDone = 0;
 };
 
-/// Works out what `repair` writes; reads the clip and writes nothing. `progress` runs to a half,
-/// the writing takes the other. Throws as repair.
+/// Works out what `repair` writes; reads the clip and writes nothing. `progress` runs up to where
+/// the writing goes on. Throws as repair.
 Plan plan(const ByteSource& source, const ByteSource* reference, const Progress& progress = {},
           const StopToken& stop = {}, Depth depth = Depth::full);
 

@@ -109,6 +109,26 @@ TEST(ParameterFitting, showsEveryPictureOfAShortClip) {
   EXPECT_EQ(picturesRebuilt(clip, plain), picturesOf(clip));
 }
 
+// A clip of many gigabytes that is walked once more must not look as if it hung.
+TEST(ParameterFitting, movesTheProgressInEveryWalk) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const Victim victim(makeClip({.bFrames = 3}));
+  const MemorySource source(victim.bytes());
+  const FileSource reference(makeClip({}).string());
+  std::vector<double> told;
+  const Progress progress = [&](double fraction) { told.push_back(fraction); };
+  const VideoRepair::Plan plan = VideoRepair::plan(source, &reference, progress);
+  EXPECT_GT(plan.progressDone, 0.5);
+  EXPECT_DOUBLE_EQ(told.back(), plan.progressDone);
+  const testing::TemporaryFolder folder;
+  FileSink sink((folder / "copy.mp4").string());
+  VideoRepair::write(plan, source, sink, VideoRepair::writingProgress(plan, progress));
+  EXPECT_DOUBLE_EQ(told.back(), 1);
+  EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+}
+
 TEST(ParameterFitting, leavesSetsAloneThatFit) {
   std::vector<fs::path> clips;
   for (const char* name :
