@@ -96,7 +96,7 @@ bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double sha
   }
   const double timesAsLarge =
       clip.meanDependentSize(PictureSize::large) / std::max(small.meanSize(), 1.0);
-  const double intact = share * std::pow(small.share(), timesAsLarge);
+  const double intact = std::pow(small.share(), timesAsLarge);
   return !clip.askDependents(*key, PictureSize::large, decoder,
                              expected(PictureSize::large, intact))
               .speaksAgainstThem();
