@@ -67,7 +67,7 @@ bool otherSettingsFit(const TriedClip& clip, bool isWhole, const TrialDecoder& d
   }
   const auto key = clip.goodKey(decoder);
   const TrialEvidence all =
-      key ? clip.askAllDependents(*key, PictureSize::small, decoder) : TrialEvidence();
+      key ? clip.askAllDependents(*key, Dependents::small, decoder) : TrialEvidence();
   return all.tried() >= enough && all.share() >= nearlyAll;
 }
 
@@ -86,19 +86,18 @@ bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double sha
   if (!key || !referenceKey) {
     return true;
   }
-  const auto expected = [&](PictureSize size, double intact) {
-    return TrialEvidence(intact * reference.askDependents(*referenceKey, size, decoder).share());
+  const auto expected = [&](Dependents which, double intact) {
+    return TrialEvidence(intact * reference.askDependents(*referenceKey, which, decoder).share());
   };
   const TrialEvidence small =
-      clip.askAllDependents(*key, PictureSize::small, decoder, expected(PictureSize::small, share));
+      clip.askAllDependents(*key, Dependents::small, decoder, expected(Dependents::small, share));
   if (small.speaksAgainstThem()) {
     return false;
   }
   const double timesAsLarge =
-      clip.meanDependentSize(PictureSize::large) / std::max(small.meanSize(), 1.0);
+      clip.meanDependentSize(Dependents::large) / std::max(small.meanSize(), 1.0);
   const double intact = std::pow(small.share(), timesAsLarge);
-  return !clip.askDependents(*key, PictureSize::large, decoder,
-                             expected(PictureSize::large, intact))
+  return !clip.askDependents(*key, Dependents::large, decoder, expected(Dependents::large, intact))
               .speaksAgainstThem();
 }
 
@@ -119,7 +118,7 @@ bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
     return dependentsFit(clip, taught, keys.share(), decoder);
   }
   const auto goodKey = taught.goodKey(decoder);
-  return !goodKey || clip.askDependents(*goodKey, PictureSize::small, decoder).speaksForThem();
+  return !goodKey || clip.askDependents(*goodKey, Dependents::small, decoder).speaksForThem();
 }
 
 }  // namespace

@@ -95,9 +95,9 @@ std::vector<Sample> TriedClip::keyPictures() const {
 }
 
 // Spread over the track.
-std::vector<Sample> TriedClip::dependentPictures(PictureSize size) const {
+std::vector<Sample> TriedClip::dependentPictures(Dependents which) const {
   const auto isBetter = [&](const Sample& one, const Sample& other) {
-    return size == PictureSize::small ? one.size < other.size : one.size > other.size;
+    return which == Dependents::small ? one.size < other.size : one.size > other.size;
   };
   const SampleList& samples = video().samples;
   std::vector<Sample> found;
@@ -113,8 +113,8 @@ std::vector<Sample> TriedClip::dependentPictures(PictureSize size) const {
   return found;
 }
 
-double TriedClip::meanDependentSize(PictureSize size) const {
-  const std::vector<Sample> pictures = dependentPictures(size);
+double TriedClip::meanDependentSize(Dependents which) const {
+  const std::vector<Sample> pictures = dependentPictures(which);
   double bytes = 0;
   for (const Sample& picture : pictures) bytes += picture.size;
   return bytes / std::max(static_cast<double>(pictures.size()), 1.0);
@@ -168,16 +168,16 @@ TrialEvidence TriedClip::askKeys(const TrialDecoder& decoder) const {
   return ask(PictureExcerpt(video()), keyPictures(), decoder, TrialEvidence(), Until::settled);
 }
 
-TrialEvidence TriedClip::askDependents(const PictureExcerpt& good, PictureSize size,
+TrialEvidence TriedClip::askDependents(const PictureExcerpt& good, Dependents which,
                                        const TrialDecoder& decoder,
                                        const TrialEvidence& before) const {
-  return ask(good, dependentPictures(size), decoder, before, Until::settled);
+  return ask(good, dependentPictures(which), decoder, before, Until::settled);
 }
 
-TrialEvidence TriedClip::askAllDependents(const PictureExcerpt& good, PictureSize size,
+TrialEvidence TriedClip::askAllDependents(const PictureExcerpt& good, Dependents which,
                                           const TrialDecoder& decoder,
                                           const TrialEvidence& before) const {
-  return ask(good, dependentPictures(size), decoder, before, Until::allAsked);
+  return ask(good, dependentPictures(which), decoder, before, Until::allAsked);
 }
 
 }  // namespace tallowmark

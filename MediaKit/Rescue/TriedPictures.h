@@ -38,8 +38,9 @@ struct TrialDecoder {
 class TrialEvidence {
  public:
   /// `intactShare` of the pictures fit if the sets are theirs; few of those of a badly damaged
-  /// clip.
-  explicit TrialEvidence(double intactShare = 0.3) : intactShare_(intactShare) {}
+  /// clip. Neither none nor all are sure to.
+  explicit TrialEvidence(double intactShare = 0.3)
+      : intactShare_(std::clamp(intactShare, 0.01, 0.99)) {}
 
   void add(std::optional<bool> fits, std::uint32_t pictureSize);
 
@@ -72,7 +73,7 @@ struct PictureRun {
 
 /// Of the pictures between two key pictures, those that damage hit least, or those that other
 /// pictures are built on.
-enum class PictureSize { small, large };
+enum class Dependents { small, large };
 
 /// A clip with video whose pictures are tried. What it is given must outlive it.
 class TriedClip {
@@ -87,17 +88,17 @@ class TriedClip {
   std::optional<PictureExcerpt> goodKey(const TrialDecoder& decoder) const;
 
   /// How many bytes the pictures have that are asked as dependents.
-  double meanDependentSize(PictureSize size) const;
+  double meanDependentSize(Dependents which) const;
 
   /// Asks key pictures until they settle it.
   TrialEvidence askKeys(const TrialDecoder& decoder) const;
   /// The same of some pictures between key pictures, each put behind a good one; of this clip or of
   /// another: what a picture shows upon that is wrong then, how it is read is not.
-  TrialEvidence askDependents(const PictureExcerpt& good, PictureSize size,
+  TrialEvidence askDependents(const PictureExcerpt& good, Dependents which,
                               const TrialDecoder& decoder,
                               const TrialEvidence& before = TrialEvidence()) const;
   /// The same, no matter what the first ones say.
-  TrialEvidence askAllDependents(const PictureExcerpt& good, PictureSize size,
+  TrialEvidence askAllDependents(const PictureExcerpt& good, Dependents which,
                                  const TrialDecoder& decoder,
                                  const TrialEvidence& before = TrialEvidence()) const;
 
@@ -105,7 +106,7 @@ class TriedClip {
   enum class Until { settled, allAsked };
   const Track& video() const { return *movie_.videoTrack(); }
   std::vector<Sample> keyPictures() const;
-  std::vector<Sample> dependentPictures(PictureSize size) const;
+  std::vector<Sample> dependentPictures(Dependents which) const;
   TrialEvidence ask(const PictureExcerpt& beginning, const std::vector<Sample>& pictures,
                     const TrialDecoder& decoder, const TrialEvidence& before, Until until) const;
 
