@@ -15,11 +15,7 @@ using Anchor = TrackOrder::Anchor;
 void addTo(GatheredBlocks& gathered, const BlockChain& chain) {
   std::uint64_t at = chain.from;
   for (const BlockChain::Block& block : chain.blocks) {
-    if (block.isOther) {
-      gathered.addOther(block.size);
-    } else {
-      gathered.add(at, block.size);
-    }
+    gathered.add(at, block.size, block.kind);
     at += block.size;
   }
 }
@@ -33,14 +29,14 @@ std::uint64_t lengthOf(std::span<const ByteRange> stretches) {
 }  // namespace
 
 BlockCollector::BlockCollector(const ByteSource& source, const BlockLayout& layout, bool fromStart)
-    : layout_(layout), search_(source, layout), gathered_(layout.habits.ticks) {
+    : layout_(layout), search_(source, layout), gathered_(layout) {
   if (!fromStart) {
     gathered_.noteLoss();
   }
 }
 
 FoundBlocks BlockCollector::result() {
-  return gathered_.share(layout_);
+  return gathered_.share();
 }
 
 // Whether one chain of blocks leads from the picture before to the one behind, as the reference's
@@ -106,16 +102,12 @@ BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCo
   Content content{gap, end, chainsIn(gap, end, others, torn), lengthOf(others)};
   std::uint64_t blocks = 0;
   std::uint64_t sound = 0;
-  std::uint64_t known = content.others;
   for (const BlockChain& chain : content.chains) {
-    for (const BlockChain::Block& block : chain.blocks) {
-      blocks += block.isOther ? 0 : 1;
-      sound += block.isOther ? 0 : block.size;
-      known += block.isOther ? block.size : 0;
-    }
+    blocks += chain.blocks.size();
+    sound += chain.to - chain.from;
   }
   const bool isSpanned = spans(content.chains, gap);
-  content.isExplained = isSpanned || sound + known == gap.length();
+  content.isExplained = isSpanned || sound + content.others == gap.length();
   content.isUsual = framesCountOn && (isSpanned || isUsual(blocks, gap.length() - sound));
   if (!content.chains.empty()) {
     content.soundLeadsFromStart = layout_.isDueBehind(content.chains.front().from - gap.lower);

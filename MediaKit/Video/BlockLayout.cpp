@@ -48,7 +48,6 @@ class Learner {
 
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
-  bool isOther(const Track* track) const;
   template <typename Visit>
   void forEachGap(const std::vector<Extent>& extents, std::uint64_t start, Visit visit) const;
   void learnGap(const Gap& gap);
@@ -60,16 +59,11 @@ class Learner {
 
 std::optional<std::size_t> Learner::placeOf(const Track* track) const {
   for (std::size_t place = 0; place < layout_.tracks.size(); ++place) {
-    if (&movie_.tracks[layout_.tracks[place]] == track) {
+    if (&movie_.tracks[layout_.tracks[place].number] == track) {
       return place;
     }
   }
   return std::nullopt;
-}
-
-bool Learner::isOther(const Track* track) const {
-  return std::any_of(layout_.others.begin(), layout_.others.end(),
-                     [&](const auto& other) { return &movie_.tracks[other.track] == track; });
 }
 
 void Learner::learnOrder(const Gap& gap) {
@@ -126,7 +120,9 @@ void Learner::learnGaps(const std::vector<Extent>& extents, std::uint64_t start)
 }
 
 void Learner::learnOrders(const std::vector<Extent>& extents, std::uint64_t start) {
-  layout_.order = TrackOrder(layout_.tracks.size(), layout_.mostBlocks);
+  std::vector<std::uint8_t> kinds;
+  for (const BlockLayout::SoundTrack& track : layout_.tracks) kinds.push_back(track.kind);
+  layout_.order = TrackOrder(std::move(kinds), layout_.mostBlocks);
   if (layout_.tracks.size() > 1) {
     forEachGap(extents, start, [&](const Gap& gap) { learnOrder(gap); });
   }
@@ -222,7 +218,7 @@ void Learner::learnEdges(const std::vector<Extent>& extents, const ByteSource& s
   std::optional<std::uint64_t> known;  // end of the last picture or sound
   std::optional<std::uint64_t> sound;  // end of the last sound, while no picture follows
   for (const Extent& extent : extents) {
-    const bool isSound = placeOf(extent.track).has_value() || isOther(extent.track);
+    const bool isSound = placeOf(extent.track).has_value();
     if ((known && extent.from < *known) || (!isSound && extent.track != video)) {
       continue;
     }
@@ -259,6 +255,22 @@ bool canBeTold(const SoundHabits& a, const SoundHabits& b) {
          });
 }
 
+// The kind of a track's blocks, which may be a new one; nothing when they could be of another.
+std::optional<std::uint8_t> kindAmong(std::vector<SoundHabits>& kinds, const SoundHabits& habits) {
+  const auto known = std::find_if(kinds.begin(), kinds.end(), [&](const SoundHabits& kind) {
+    return looksAlike(kind, habits);
+  });
+  const auto number = static_cast<std::uint8_t>(known - kinds.begin());
+  if (known == kinds.end()) {
+    if (!std::all_of(kinds.begin(), kinds.end(),
+                     [&](const SoundHabits& kind) { return canBeTold(kind, habits); })) {
+      return std::nullopt;
+    }
+    kinds.push_back(habits);
+  }
+  return number;
+}
+
 }  // namespace
 
 bool SoundMark::matches(std::span<const std::uint8_t> ahead) const {
@@ -279,10 +291,10 @@ bool BlockLayout::isEdgeAhead(std::uint64_t distance) const {
 }
 
 BlockWalk BlockLayout::walk() const {
-  AACConfig config = habits.config;
-  BlockRules rules = habits.rules;
-  for (const Other& other : others) {
-    const BlockRules& more = other.habits.rules;
+  AACConfig config = kinds.front().config;
+  BlockRules rules = kinds.front().rules;
+  for (std::size_t kind = 1; kind < kinds.size(); ++kind) {
+    const BlockRules& more = kinds[kind].rules;
     rules.patterns.insert(rules.patterns.end(), more.patterns.begin(), more.patterns.end());
     rules.firstElements |= more.firstElements;
     rules.largestSize = std::max(rules.largestSize, more.largestSize);
@@ -292,14 +304,14 @@ BlockWalk BlockLayout::walk() const {
   return BlockWalk(config, std::move(rules));
 }
 
-const SoundHabits* BlockLayout::otherOf(ElementPattern pattern) const {
-  for (const Other& other : others) {
-    const auto& patterns = other.habits.rules.patterns;
+std::uint8_t BlockLayout::kindOf(ElementPattern pattern) const {
+  for (std::size_t kind = 1; kind < kinds.size(); ++kind) {
+    const auto& patterns = kinds[kind].rules.patterns;
     if (std::find(patterns.begin(), patterns.end(), pattern) != patterns.end()) {
-      return &other.habits;
+      return static_cast<std::uint8_t>(kind);
     }
   }
-  return nullptr;
+  return 0;
 }
 
 std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const ByteSource& source) {
@@ -311,7 +323,7 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
     return std::nullopt;
   }
   BlockLayout layout;
-  layout.habits = std::move(*habits);
+  layout.kinds.push_back(std::move(*habits));
   // Field recorders have up to eight; each costs a look at thousands of samples.
   constexpr std::size_t mostTracks = 16;
   std::size_t looked = 0;
@@ -321,15 +333,16 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
       continue;
     }
     ++looked;
-    const auto other = SoundHabits::learn(track, source);
-    if (&track == audio ||
-        (other && track.timescale == audio->timescale && looksAlike(*other, layout.habits))) {
-      layout.tracks.push_back(i);
-    } else if (other && canBeTold(layout.habits, *other)) {
-      layout.others.push_back({i, *other});
-    } else if (other) {
+    const auto other =
+        &track == audio ? std::optional(layout.kinds.front()) : SoundHabits::learn(track, source);
+    if (!other) {
+      continue;
+    }
+    const auto kind = kindAmong(layout.kinds, *other);
+    if (!kind || (*kind == 0 && track.timescale != audio->timescale)) {
       return std::nullopt;
     }
+    layout.tracks.push_back({i, *kind});
   }
   const std::vector<Extent> extents = extentsOf(reference);
   Learner learner(reference, layout);

@@ -31,18 +31,17 @@ struct SoundMark {
 /// How a camera mixes AAC sound and other tracks in between its pictures, as the reference's index
 /// shows it.
 struct BlockLayout {
-  SoundHabits habits;
-  /// Numbers, in the movie's list, of the sound tracks whose blocks look alike; the first is the
-  /// movie's first sound track.
-  std::vector<std::size_t> tracks;
-  /// Sound tracks whose blocks differ from those in their channels, and so tell by themselves that
-  /// they belong to another track.
-  struct Other {
-    std::size_t track = 0;
-    SoundHabits habits;
+  /// How blocks look, by kind. Blocks of one kind look alike; those of two differ in their channels
+  /// and so tell by themselves of which they are. The first is the first sound track's.
+  std::vector<SoundHabits> kinds;
+  /// A sound track of the movie: its number in the movie's list.
+  struct SoundTrack {
+    std::size_t number = 0;
+    std::uint8_t kind = 0;
   };
-  std::vector<Other> others;
-  /// Tells blocks of these tracks apart by their place in a gap.
+  /// The first is the movie's first sound track.
+  std::vector<SoundTrack> tracks;
+  /// Tells blocks of these tracks apart by their kind and their place in a gap.
   TrackOrder order;
   /// Usual distances in bytes from the end of a picture or of sound to the sound that comes next,
   /// and from sound to the picture that comes next.
@@ -63,8 +62,8 @@ struct BlockLayout {
 
   /// Walks blocks of all the tracks.
   BlockWalk walk() const;
-  /// Of the other track with blocks of this pattern; null when they are of `tracks`.
-  const SoundHabits* otherOf(ElementPattern pattern) const;
+  /// Of which kind a block of this pattern is.
+  std::uint8_t kindOf(ElementPattern pattern) const;
 
   /// Whether a distance is one of `dueBehind`, or of `edgeAhead`.
   bool isDueBehind(std::uint64_t distance) const;

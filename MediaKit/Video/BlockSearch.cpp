@@ -66,7 +66,7 @@ bool TornPictures::oneStartsBehind(std::uint64_t at,
 
 BlockSearch::BlockSearch(const ByteSource& source, const BlockLayout& layout)
     : layout_(layout),
-      habits_(layout.habits),
+      habits_(layout.kinds.front()),
       walk_(layout.walk()),
       window_(source, source.size(), blockReadAhead),
       bitsAllowed_(bitsAtLeast) {
@@ -127,13 +127,12 @@ std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end, const 
   return std::min(at, end);
 }
 
-const SoundHabits& BlockSearch::habitsOf(const RawBlock& block) const {
-  const SoundHabits* other = layout_.otherOf(block.pattern);
-  return other != nullptr ? *other : habits_;
+const SoundHabits& BlockSearch::habitsOf(std::uint8_t kind) const {
+  return kind == 0 ? habits_ : layout_.kinds[kind];
 }
 
 BlockChain::Block BlockSearch::blockOf(const RawBlock& block) const {
-  return {block.size, layout_.otherOf(block.pattern) != nullptr};
+  return {block.size, layout_.kindOf(block.pattern)};
 }
 
 BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
@@ -151,8 +150,8 @@ BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
     const BlockChain::Block block = blockOf(*look.block);
     chain.blocks.push_back(block);
     chain.to += block.size;
-    chain.bits += habitsOf(*look.block).evidence(*look.block, bytes.first(block.size));
-    if (!block.isOther) {
+    chain.bits += habitsOf(block.kind).evidence(*look.block, bytes.first(block.size));
+    if (block.kind == 0) {
       chain.traits.add(look.block->traits);
     }
   }
@@ -203,7 +202,7 @@ BlockChain BlockSearch::withBestStart(BlockChain chain) {
     if (const Judged judged = judge(at, end); judged.bits >= best) {
       best = judged.bits;
       chain.from = at;
-      chain.blocks.front() = {static_cast<std::uint32_t>(end - at), judged.block.isOther};
+      chain.blocks.front() = {static_cast<std::uint32_t>(end - at), judged.block.kind};
     }
   }
   chain.bits = rest + best;
@@ -243,10 +242,11 @@ BlockSearch::Judged BlockSearch::judge(std::uint64_t at, std::uint64_t end) {
   const auto held = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), end - at));
   const BlockWalk::Look look = walk_.look(bytes.first(held));
   bitsLooked_ += look.bits;
-  return look.block && look.block->size == end - at
-             ? Judged{blockOf(*look.block),
-                      habitsOf(*look.block).evidence(*look.block, bytes.first(held))}
-             : Judged{};
+  if (!look.block || look.block->size != end - at) {
+    return {};
+  }
+  const BlockChain::Block block = blockOf(*look.block);
+  return {block, habitsOf(block.kind).evidence(*look.block, bytes.first(held))};
 }
 
 std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end,

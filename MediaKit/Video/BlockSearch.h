@@ -18,8 +18,8 @@ namespace tallowmark {
 struct BlockChain {
   struct Block {
     std::uint32_t size = 0;
-    /// One of a track whose sound is left out.
-    bool isOther = false;
+    /// Of the layout's kinds.
+    std::uint8_t kind = 0;
   };
   std::uint64_t from = 0;
   std::vector<Block> blocks;
@@ -64,7 +64,7 @@ class BlockSearch {
   void learn(const BlockTraits& traits);
   std::uint64_t nextStart(std::uint64_t at, std::uint64_t end, const ByteRange& far);
   BlockChain chainAt(std::uint64_t at, std::uint64_t end);
-  const SoundHabits& habitsOf(const RawBlock& block) const;
+  const SoundHabits& habitsOf(std::uint8_t kind) const;
   BlockChain::Block blockOf(const RawBlock& block) const;
   /// A block, and how much it proves.
   struct Judged {
@@ -81,7 +81,7 @@ class BlockSearch {
                     StretchEnd end, const TornPictures& torn);
 
   const BlockLayout& layout_;
-  /// The reference's, and what blocks beyond doubt showed of this clip's.
+  /// The reference's of the first kind, and what blocks beyond doubt showed of this clip's.
   SoundHabits habits_;
   BlockWalk walk_;
   MediaWindow window_;

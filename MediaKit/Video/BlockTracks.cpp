@@ -13,11 +13,15 @@ std::uint64_t FoundBlocks::longest() const {
 }
 
 void GatheredBlocks::startRow(TrackOrder::Anchor anchor) {
-  rows_.push_back({0, anchor, std::exchange(goesOn_, true)});
+  rows_.push_back({0, anchor, std::exchange(goesOn_, true), {}});
 }
 
-void GatheredBlocks::add(std::uint64_t offset, std::uint32_t size) {
-  blocks_.append({.offset = offset, .size = size, .duration = ticks_, .isSync = true});
+void GatheredBlocks::add(std::uint64_t offset, std::uint32_t size, std::uint8_t kind) {
+  blocks_.append(
+      {.offset = offset, .size = size, .duration = layout_.kinds[kind].ticks, .isSync = true});
+  if (layout_.kinds.size() > 1) {
+    kinds_.push_back(kind);
+  }
   ++rows_.back().blocks;
 }
 
@@ -28,9 +32,9 @@ void GatheredBlocks::endGap(const Gap& gap) {
 /// Gives row after row to the tracks.
 class GatheredBlocks::Sharing {
  public:
-  Sharing(const GatheredBlocks& gathered, std::size_t tracks)
+  explicit Sharing(const GatheredBlocks& gathered)
       : gathered_(gathered), block_(gathered.blocks_.begin()) {
-    found_.tracks.resize(tracks);
+    found_.tracks.resize(gathered.layout_.tracks.size());
   }
 
   void take(const TrackOrder::Told& told);
@@ -59,6 +63,7 @@ class GatheredBlocks::Sharing {
 // silence will stand there.
 void GatheredBlocks::Sharing::align(const TrackOrder::Lead& lead, const Shares& shares,
                                     std::uint64_t at) {
+  const BlockLayout& layout = gathered_.layout_;
   const auto apart = [&](std::size_t track) {
     return static_cast<std::int64_t>(found_.tracks[track].size() + shares[track].size()) -
            static_cast<std::int64_t>(lead[track]);
@@ -66,9 +71,9 @@ void GatheredBlocks::Sharing::align(const TrackOrder::Lead& lead, const Shares& 
   std::int64_t most = apart(0);
   for (std::size_t track = 1; track < shares.size(); ++track) most = std::max(most, apart(track));
   for (std::size_t track = 0; track < shares.size(); ++track) {
+    const std::uint32_t ticks = layout.kinds[layout.tracks[track].kind].ticks;
     for (std::int64_t lacking = most - apart(track); lacking > 0; --lacking) {
-      found_.tracks[track].append(
-          {.offset = at, .size = 0, .duration = gathered_.ticks_, .isSync = true});
+      found_.tracks[track].append({.offset = at, .size = 0, .duration = ticks, .isSync = true});
     }
   }
 }
@@ -122,12 +127,16 @@ void GatheredBlocks::Sharing::endGaps() {
 
 FoundBlocks GatheredBlocks::Sharing::result() {
   endGaps();
-  found_.unplaced += gathered_.otherBytes_;
   return std::move(found_);
 }
 
-FoundBlocks GatheredBlocks::share(const BlockLayout& layout) const {
-  TrackOrder order = layout.order;
+FoundBlocks GatheredBlocks::share() {
+  std::size_t first = 0;
+  for (TrackOrder::Row& row : rows_) {
+    row.kinds = kinds_.empty() ? row.kinds : std::span(kinds_).subspan(first, row.blocks);
+    first += row.blocks;
+  }
+  TrackOrder order = layout_.order;
   std::size_t rows = 0;
   for (const Ended& ended : gaps_) {
     if (ended.gap.isUsual && ended.rows > rows) {
@@ -135,7 +144,7 @@ FoundBlocks GatheredBlocks::share(const BlockLayout& layout) const {
     }
     rows = ended.rows;
   }
-  Sharing sharing(*this, layout.tracks.size());
+  Sharing sharing(*this);
   order.tell(rows_, [&](const TrackOrder::Told& told) { sharing.take(told); });
   return sharing.result();
 }

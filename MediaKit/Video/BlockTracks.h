@@ -53,13 +53,11 @@ class GatheredBlocks {
     bool leadsFromStart = false;
   };
 
-  /// `ticks`: of a block.
-  explicit GatheredBlocks(std::uint32_t ticks) : ticks_(ticks) {}
+  /// `layout` must outlive it.
+  explicit GatheredBlocks(const BlockLayout& layout) : layout_(layout) {}
 
   void startRow(TrackOrder::Anchor anchor);
-  void add(std::uint64_t offset, std::uint32_t size);
-  /// A block of a track that is left out.
-  void addOther(std::uint32_t size) { otherBytes_ += size; }
+  void add(std::uint64_t offset, std::uint32_t size, std::uint8_t kind);
   void anchorRow(TrackOrder::Anchor anchor) { rows_.back().anchor = anchor; }
   /// Ends a gap: all rows since the one before are its.
   void endGap(const Gap& gap);
@@ -67,7 +65,7 @@ class GatheredBlocks {
   void noteLoss() { goesOn_ = false; }
 
   /// Shares the blocks out among the layout's tracks.
-  FoundBlocks share(const BlockLayout& layout) const;
+  FoundBlocks share();
 
  private:
   class Sharing;
@@ -76,9 +74,10 @@ class GatheredBlocks {
     std::size_t rows = 0;
   };
 
-  std::uint32_t ticks_;
-  std::uint64_t otherBytes_ = 0;
+  const BlockLayout& layout_;
   SampleList blocks_;
+  /// Of the blocks, where the layout has more than one.
+  std::vector<std::uint8_t> kinds_;
   std::vector<TrackOrder::Row> rows_;
   std::vector<Ended> gaps_;
   bool goesOn_ = true;

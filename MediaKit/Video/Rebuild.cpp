@@ -304,7 +304,7 @@ std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher
   pace.variableRate = hasVariableRate(*teacher.video);
   if (teacher.blocks && !found.blocks.empty()) {
     const double block =
-        static_cast<double>(teacher.blocks->habits.ticks) / teacher.audio->timescale;
+        static_cast<double>(teacher.blocks->kinds.front().ticks) / teacher.audio->timescale;
     pace.anchors = soundAnchors(found, block);
     pace.seconds = static_cast<double>(found.blocks.tracks.front().size()) * block;
     pace.lead = teacher.blocks->lead;

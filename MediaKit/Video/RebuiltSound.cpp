@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "MediaKit/Sound/SilentBlock.h"
 #include "MediaKit/Video/SoundPacing.h"
@@ -232,6 +233,35 @@ std::uint64_t bytesOf(const SampleList& samples) {
   return bytes;
 }
 
+/// Silent blocks behind the media, one of each kind that is kept.
+class Silence {
+ public:
+  Silence(const BlockLayout& layout, std::uint64_t from, std::vector<std::uint8_t>& bytes)
+      : layout_(layout), from_(from), bytes_(bytes), kept_(layout.kinds.size()) {}
+
+  /// Where one of that kind is, or will be if it is the next to be kept.
+  Sample of(std::uint8_t kind) const {
+    const SoundHabits& habits = layout_.kinds[kind];
+    return {.offset = kept_[kind].value_or(from_ + bytes_.size()),
+            .size = static_cast<std::uint32_t>(silentBlock(habits.usualPattern).size()),
+            .duration = habits.ticks,
+            .isSync = true};
+  }
+  void keep(std::uint8_t kind) {
+    if (!kept_[kind]) {
+      const auto block = silentBlock(layout_.kinds[kind].usualPattern);
+      kept_[kind] = from_ + bytes_.size();
+      bytes_.insert(bytes_.end(), block.begin(), block.end());
+    }
+  }
+
+ private:
+  const BlockLayout& layout_;
+  std::uint64_t from_;
+  std::vector<std::uint8_t>& bytes_;
+  std::vector<std::optional<std::uint64_t>> kept_;
+};
+
 // Makes the tracks. Silence is kept when one of them points to it.
 void layTracks(const EvidencedFindings& found, const Movie& reference, const BlockLayout& layout,
                const BlockPacer& pacer, RebuiltSound& sound) {
@@ -242,24 +272,21 @@ void layTracks(const EvidencedFindings& found, const Movie& reference, const Blo
   for (const SampleList& blocks : found.blocks.tracks) {
     mediaEnd = std::max(mediaEnd, endOf(blocks));
   }
-  sound.silence = silentBlock(layout.habits.usualPattern);
-  const Sample silent{.offset = mediaEnd,
-                      .size = static_cast<std::uint32_t>(sound.silence.size()),
-                      .duration = layout.habits.ticks,
-                      .isSync = true};
+  Silence silence(layout, mediaEnd, sound.silence);
   for (std::size_t i = 0; i < layout.tracks.size(); ++i) {
     const SampleList& blocks = found.blocks.tracks[i];
+    const BlockLayout::SoundTrack& place = layout.tracks[i];
     // A track of which not one block could be told is none.
-    if (sizelessOf(blocks) < blocks.size()) {
-      Track track = reference.tracks[layout.tracks[i]];
-      track.samples = withSilence(paced(blocks, pacer, silent), silent);
-      sound.tracks.push_back(std::move(track));
+    if (sizelessOf(blocks) == blocks.size()) {
+      continue;
     }
-  }
-  const bool isSilent = std::any_of(sound.tracks.begin(), sound.tracks.end(),
-                                    [&](const Track& t) { return endOf(t.samples) > mediaEnd; });
-  if (!isSilent) {
-    sound.silence.clear();
+    const Sample silent = silence.of(place.kind);
+    Track track = reference.tracks[place.number];
+    track.samples = withSilence(paced(blocks, pacer, silent), silent);
+    if (endOf(track.samples) > mediaEnd) {
+      silence.keep(place.kind);
+    }
+    sound.tracks.push_back(std::move(track));
   }
 }
 
@@ -269,12 +296,12 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
                           const BlockLayout& layout) {
   RebuiltSound sound;
   const std::uint32_t videoTimescale = reference.videoTrack()->timescale;
-  const std::uint32_t audioTimescale = reference.tracks[layout.tracks.front()].timescale;
+  const std::uint32_t audioTimescale = reference.tracks[layout.tracks.front().number].timescale;
   if (found.blocks.empty() || videoTimescale == 0 || audioTimescale == 0) {
     return sound;
   }
   const double frame = static_cast<double>(found.video.typicalDuration()) / videoTimescale;
-  const double block = static_cast<double>(layout.habits.ticks) / audioTimescale;
+  const double block = static_cast<double>(layout.kinds.front().ticks) / audioTimescale;
   const auto foundOf = [](const SampleList& blocks) { return blocks.size() - sizelessOf(blocks); };
   const SampleList& fullest = *std::max_element(
       found.blocks.tracks.begin(), found.blocks.tracks.end(),

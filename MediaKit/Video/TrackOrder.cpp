@@ -17,10 +17,11 @@ constexpr std::size_t mostDelay = 50;
 
 }  // namespace
 
-TrackOrder::TrackOrder(std::size_t tracks, std::size_t mostBlocks)
-    : tracks_(tracks),
+TrackOrder::TrackOrder(std::vector<std::uint8_t> kinds, std::size_t mostBlocks)
+    : tracks_(kinds.size()),
+      kinds_(std::move(kinds)),
       mostLead_(static_cast<std::uint16_t>(mostDelay + std::min(mostBlocks, longestOrder))),
-      reference_(tracks, 0) {}
+      reference_(tracks_, 0) {}
 
 // The orders that turn taking makes of so many blocks of each track.
 std::vector<TrackOrder::Order> TrackOrder::ordersOf(std::size_t share) const {
@@ -138,17 +139,56 @@ std::vector<TrackOrder::Possible> TrackOrder::turns(const Row& row) const {
 }
 
 // An order that the reference does not have, where the next block's track is always certain.
-std::optional<TrackOrder::Possible> TrackOrder::byLead(std::size_t blocks, const Lead& lead) const {
+std::optional<TrackOrder::Possible> TrackOrder::byLead(const Row& row, const Lead& lead) const {
   Possible found{{}, lead, lead};
-  while (found.order.size() < blocks) {
-    const auto next = next_.find(found.behind);
-    if (next == next_.end() || !next->second) {
+  while (found.order.size() < row.blocks) {
+    auto track = onlyTrackOf(row, found.order.size());
+    if (const auto next = next_.find(found.behind); !track && next != next_.end()) {
+      track = next->second;
+    }
+    if (!track) {
       return std::nullopt;
     }
-    found.order.push_back(*next->second);
-    found.behind = behind(std::move(found.behind), {*next->second});
+    found.order.push_back(*track);
+    found.behind = behind(std::move(found.behind), {*track});
   }
   return found;
+}
+
+// The track of a block that no other has blocks of that kind.
+std::optional<std::uint8_t> TrackOrder::onlyTrackOf(const Row& row, std::size_t block) const {
+  if (row.kinds.empty() || std::count(kinds_.begin(), kinds_.end(), row.kinds[block]) != 1) {
+    return std::nullopt;
+  }
+  const auto track = std::find(kinds_.begin(), kinds_.end(), row.kinds[block]);
+  return static_cast<std::uint8_t>(track - kinds_.begin());
+}
+
+bool TrackOrder::tellsItself(const Row& row) const {
+  for (std::size_t i = 0; i < row.blocks; ++i) {
+    if (!onlyTrackOf(row, i)) {
+      return false;
+    }
+  }
+  return row.blocks > 0;
+}
+
+std::vector<std::uint8_t> TrackOrder::kindsOf(const Order& order) const {
+  std::vector<std::uint8_t> kinds;
+  kinds.reserve(order.size());
+  for (const std::uint8_t track : order) kinds.push_back(kinds_[track]);
+  return kinds;
+}
+
+// The part of an order that a row is.
+bool TrackOrder::isOfKinds(const Row& row, const Order& order) const {
+  if (row.kinds.empty()) {
+    return true;
+  }
+  const std::vector<std::uint8_t> kinds = kindsOf(order);
+  const std::size_t first = row.anchor == Anchor::end ? order.size() - row.blocks : 0;
+  return std::equal(row.kinds.begin(), row.kinds.end(),
+                    kinds.begin() + static_cast<std::ptrdiff_t>(first));
 }
 
 // Where a recording ends, tracks stop together: what the others were ahead by stands last.
@@ -190,13 +230,12 @@ std::vector<TrackOrder::Possible> TrackOrder::learnt(const Row& row,
 
 std::vector<TrackOrder::Possible> TrackOrder::possible(const Row& row,
                                                        const std::set<Lead>& leads) const {
-  if (row.anchor == Anchor::neither) {
+  if (row.anchor == Anchor::neither || (hasTooMany_ && !takesTurns())) {
     return {};
   }
-  if (takesTurns()) {
-    return turns(row);
-  }
-  return hasTooMany_ ? std::vector<Possible>{} : learnt(row, leads);
+  std::vector<Possible> orders = takesTurns() ? turns(row) : learnt(row, leads);
+  std::erase_if(orders, [&](const Possible& order) { return !isOfKinds(row, order.order); });
+  return orders;
 }
 
 }  // namespace tallowmark

@@ -15,10 +15,10 @@
 
 namespace tallowmark {
 
-/// How the blocks of sound tracks that look alike follow one another in a file, as a reference's
-/// index shows it. Tracks count from 0. Where the order between two pictures is not always the
-/// same, it follows from what each track is ahead of the others by then: tracks that begin at
-/// different moments take turns from one gap to the next.
+/// How the blocks of sound tracks follow one another in a file, as a reference's index shows it.
+/// Those of one kind look alike. Tracks count from 0. Where the order between two pictures is not
+/// always the same, it follows from what each track is ahead of the others by then: tracks that
+/// begin at different moments take turns from one gap to the next.
 class TrackOrder {
  public:
   using Order = std::vector<std::uint8_t>;
@@ -35,6 +35,8 @@ class TrackOrder {
     Anchor anchor = Anchor::neither;
     /// Nothing is missing between the row before, or the start of the file, and this one.
     bool goesOn = true;
+    /// Of each block; empty when all are of one.
+    std::span<const std::uint8_t> kinds{};
   };
   /// A row of blocks given to tracks.
   struct Told {
@@ -44,8 +46,9 @@ class TrackOrder {
     std::optional<Lead> lead;
   };
 
-  /// `mostBlocks`: of any gap between two pictures of the reference.
-  explicit TrackOrder(std::size_t tracks = 1, std::size_t mostBlocks = 1);
+  /// `kinds`: of the blocks of each track. `mostBlocks`: of any gap between two pictures of the
+  /// reference.
+  explicit TrackOrder(std::vector<std::uint8_t> kinds = {0}, std::size_t mostBlocks = 1);
 
   /// Learns the tracks of the blocks between two pictures, in the reference's order.
   void learn(const Order& order);
@@ -81,12 +84,18 @@ class TrackOrder {
   std::vector<Possible> possible(const Row& row, const std::set<Lead>& leads) const;
   std::vector<Possible> turns(const Row& row) const;
   std::vector<Possible> learnt(const Row& row, const std::set<Lead>& leads) const;
-  std::optional<Possible> byLead(std::size_t blocks, const Lead& lead) const;
+  std::optional<Possible> byLead(const Row& row, const Lead& lead) const;
+  std::vector<std::uint8_t> kindsOf(const Order& order) const;
+  bool isOfKinds(const Row& row, const Order& order) const;
+  std::optional<std::uint8_t> onlyTrackOf(const Row& row, std::size_t block) const;
+  bool tellsItself(const Row& row) const;
   void addEndings(std::vector<Possible>& orders, std::size_t blocks) const;
   std::vector<Order> ordersOf(std::size_t share) const;
   class Telling;
 
   std::size_t tracks_;
+  /// Of the tracks' blocks.
+  std::vector<std::uint8_t> kinds_;
   /// A track that is further ahead than this goes on where another has ended.
   std::uint16_t mostLead_;
   /// As many blocks of one track as of the next: all of one track first, or one of each in turn.

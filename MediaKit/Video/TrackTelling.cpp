@@ -37,8 +37,8 @@ class TrackOrder::Telling {
   bool isFirst_ = true;
 };
 
-// Tracks whose places in a gap its number of blocks does not tell, where it is known what each is
-// ahead by.
+// Tracks whose places in a gap its blocks' number and kinds do not tell, where it is known what
+// each is ahead by.
 std::set<std::uint8_t> TrackOrder::Telling::doubtful(const std::set<Lead>& leads) const {
   // A track that ends makes one gap like no other.
   constexpr std::uint64_t often = 50;
@@ -50,12 +50,12 @@ std::set<std::uint8_t> TrackOrder::Telling::doubtful(const std::set<Lead>& leads
   }
   std::uint64_t all = 0;
   for (const auto& [order, gaps] : lesson->second) all += gaps;
-  std::map<std::size_t, const Order*> usual;
+  std::map<std::vector<std::uint8_t>, const Order*> usual;
   for (const auto& [order, gaps] : lesson->second) {
     if (gaps * often < all) {
       continue;
     }
-    const Order& other = *usual.try_emplace(order.size(), &order).first->second;
+    const Order& other = *usual.try_emplace(order_.kindsOf(order), &order).first->second;
     for (std::size_t i = 0; i < order.size(); ++i) {
       if (order[i] != other[i]) {
         doubtful.insert({order[i], other[i]});
@@ -88,8 +88,13 @@ TrackOrder::Told TrackOrder::Telling::told(const Candidates& candidates) const {
     }
   }
   // Of what nothing tore a track has all of its blocks or, lest it should stutter, none.
-  for (auto& track : told.tracks) {
-    track = track && doubtful.contains(static_cast<std::uint8_t>(*track)) ? std::nullopt : track;
+  for (std::size_t i = 0; i < row.blocks; ++i) {
+    std::optional<std::size_t>& track = told.tracks[i];
+    if (const auto only = order_.onlyTrackOf(row, i)) {
+      track = only;
+    } else if (track && doubtful.contains(static_cast<std::uint8_t>(*track))) {
+      track = std::nullopt;
+    }
   }
   if (row.anchor != Anchor::start && behind.size() == 1 && order_.isExact(*behind.begin())) {
     told.lead = *behind.begin();
@@ -152,10 +157,14 @@ std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, 
   if (leads_.size() > 1 && row.blocks > longestOfMany) {
     return {};
   }
+  // What blocks tell of themselves would speak for every lead.
+  if (!orders.empty() && order_.tellsItself(row)) {
+    return orders;
+  }
   std::set<Lead> rest = leads_;
   for (const Possible& order : orders) rest.erase(order.ahead);
   for (const Lead& lead : rest) {
-    auto order = order_.byLead(row.blocks, lead);
+    auto order = order_.byLead(row, lead);
     if (!order) {
       return {};
     }
@@ -165,6 +174,8 @@ std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, 
   }
   if (isLast) {
     order_.addEndings(orders, row.blocks);
+    std::erase_if(orders,
+                  [&](const Possible& order) { return !order_.isOfKinds(row, order.order); });
   }
   return orders;
 }

@@ -58,7 +58,7 @@ TEST(TrackOrder, tellsOnlyWhatEveryOrderOfTheReferenceAgreesOn) {
       {2, {"001", "0011"}, Anchor::both, 3, "001"},
   };
   for (const Case& c : cases) {
-    TrackOrder order(c.tracks, 8);
+    TrackOrder order(std::vector<std::uint8_t>(c.tracks, 0), 8);
     for (const std::string& seen : c.seen) order.learn(orderOf(seen));
     std::string told;
     const std::vector<TrackOrder::Row> rows{{c.blocks, c.anchor}, torn};
@@ -99,11 +99,43 @@ TEST(TrackOrder, followsFromGapToGap) {
       {inTurn, {both(3), both(3), torn}, "??? ??? ? "},
   };
   for (const Case& c : cases) {
-    TrackOrder order(2, 4);
+    TrackOrder order({0, 0}, 4);
     for (const std::string& seen : c.seen) order.learn(orderOf(seen));
     std::string told;
     order.tell(c.rows, [&](const auto& row) { told += lettersOf(row) + " "; });
     EXPECT_EQ(told, c.told);
+  }
+}
+
+// A track with blocks of its own kind is told by them, wherever they stand; what they leave open is
+// told by their places.
+TEST(TrackOrder, tellsByKindAndByPlace) {
+  struct Case {
+    std::string kindsOfTracks;
+    std::vector<std::string> seen;
+    Anchor anchor;
+    std::string kinds;
+    std::string told;
+  };
+  const std::vector<Case> cases{
+      {"01", {"01", "0101"}, Anchor::neither, "10", "10"},
+      {"01", {"01", "0101"}, Anchor::both, "001", "001"},
+      {"01", {"001", "1", "011"}, Anchor::both, "011", "011"},
+      {"010", {"012"}, Anchor::both, "010", "012"},
+      {"010", {"012"}, Anchor::start, "01", "01"},
+      {"010", {"012"}, Anchor::neither, "10", "1?"},
+      // Two of a kind that change places leave the third.
+      {"001", {"012", "102"}, Anchor::both, "001", "??2"},
+      {"010", {"012", "021"}, Anchor::both, "001", "021"},
+  };
+  for (const Case& c : cases) {
+    TrackOrder order(orderOf(c.kindsOfTracks), 8);
+    for (const std::string& seen : c.seen) order.learn(orderOf(seen));
+    const TrackOrder::Order kinds = orderOf(c.kinds);
+    std::string told;
+    const std::vector<TrackOrder::Row> rows{{kinds.size(), c.anchor, true, kinds}};
+    order.tell(rows, [&](const auto& row) { told += lettersOf(row); });
+    EXPECT_EQ(told, c.told) << c.kindsOfTracks << ", " << c.kinds;
   }
 }
 
