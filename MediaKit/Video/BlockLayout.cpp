@@ -304,6 +304,14 @@ BlockWalk BlockLayout::walk() const {
   return BlockWalk(config, std::move(rules));
 }
 
+std::uint64_t BlockLayout::mostBytes() const {
+  std::uint64_t largest = 0;
+  for (const SoundHabits& kind : kinds) {
+    largest = std::max<std::uint64_t>(largest, kind.rules.largestSize);
+  }
+  return mostBlocks * largest + mostOthers;
+}
+
 std::uint8_t BlockLayout::kindOf(ElementPattern pattern) const {
   for (std::size_t kind = 1; kind < kinds.size(); ++kind) {
     const auto& patterns = kinds[kind].rules.patterns;

@@ -62,6 +62,8 @@ struct BlockLayout {
 
   /// Walks blocks of all the tracks.
   BlockWalk walk() const;
+  /// How many bytes stand between two pictures where sound takes all that its syntax allows.
+  std::uint64_t mostBytes() const;
   /// Of which kind a block of this pattern is.
   std::uint8_t kindOf(ElementPattern pattern) const;
 

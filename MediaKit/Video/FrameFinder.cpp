@@ -18,9 +18,15 @@ constexpr unsigned fewUnits = 64;
 constexpr std::uint64_t bytesForAUnit = 4;
 constexpr std::uint64_t unitsAtLeast = std::uint64_t{1} << 20U;
 
-// H.264 table 7-1, H.265 table 7-1: filler data.
-int fillerType(NALFormat::Codec codec) {
-  return codec == NALFormat::Codec::h264 ? 12 : 38;
+// Filler data holds nothing but ones, as far as it is looked at (H.264 §7.3.2.7, H.265 §7.3.2.8):
+// other data has the type of its header now and then.
+bool isFiller(const UnitHead& head, NALFormat::Codec codec) {
+  const int type = codec == NALFormat::Codec::h264 ? 12 : 38;
+  const auto bytes = head.bytes().subspan(std::min(head.headerSize, head.count));
+  const bool isAll = head.count < UnitHead::mostBytes;
+  const auto ones = bytes.first(bytes.size() - (isAll && !bytes.empty() ? 1 : 0));
+  return head.type() == type &&
+         std::all_of(ones.begin(), ones.end(), [](std::uint8_t byte) { return byte == 0xFF; });
 }
 
 double log2Of(double value) {
@@ -117,7 +123,7 @@ bool FrameFinder::takeOther(Assembly& assembly, const UnitHead& head, const Unit
   }
   const bool learnt =
       habit != nullptr && (leading ? habit->leads : habit->trails || habit->between);
-  if (!leading && head.type() == fillerType(evidence_.format().codec)) {
+  if (!leading && isFiller(head, evidence_.format().codec)) {
     return true;  // cameras of constant bit rate fill up with any number of bytes
   }
   if (!learnt && (assembly.trust == Trust::learntOnly || !standardAllows)) {
@@ -167,8 +173,8 @@ bool FrameFinder::belongsToNext(const Assembly& assembly, const UnitHead& head,
 
 bool FrameFinder::takeUnit(Assembly& assembly, const UnitHead& head) {
   const UnitHabit* habit = evidence_.habit(head.header);
-  const bool isFiller = assembly.slices > 0 && head.type() == fillerType(evidence_.format().codec);
-  if (assembly.trust == Trust::learntOnly && !isFiller &&
+  const bool fillsUp = assembly.slices > 0 && isFiller(head, evidence_.format().codec);
+  if (assembly.trust == Trust::learntOnly && !fillsUp &&
       (habit == nullptr || (assembly.units == 0 && !habit->starts))) {
     return false;
   }

@@ -263,6 +263,25 @@ bool PictureSearch::isLinkedBySound(const FoundFrame& candidate, std::uint64_t s
          asking_.follows(candidate, *next) && asking_.follows(*last_, candidate);
 }
 
+// What compressed sound says for a candidate that is not enough with `known` bits: it leads from
+// the last picture right to this one, or from this one to another.
+double PictureSearch::soundBits(const FoundFrame& candidate, std::uint64_t searchedFrom,
+                                double known) {
+  const bool mayBe = lessons_.blocks != nullptr && candidate.isLearnt &&
+                     candidate.offset > searchedFrom && known + endOfSound >= enoughWhenFound &&
+                     followedBySound_ <= lookInside + (candidate.offset - start_) / 8;
+  if (!mayBe) {
+    return 0;
+  }
+  followedBySound_ += evidence_.largestGap();
+  if (last_ && last_->end() == searchedFrom && asking_.follows(*last_, candidate)) {
+    return endOfSound;
+  }
+  const auto next = successor(candidate);
+  const bool leadsOn = next && next->offset > candidate.end() && asking_.follows(candidate, *next);
+  return leadsOn ? endOfSound : 0;
+}
+
 // They are, when known ones go on behind them.
 bool PictureSearch::isExpected(const Judged& candidate, std::uint64_t searchedFrom) {
   if (candidate.frame.isLearnt || evidence_.isShort() ||
@@ -363,11 +382,16 @@ std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
     if (isCertain(candidate, from, itself) && !isForeign(candidate)) {
       return candidate;
     }
-    if (finder_.isOverworked() ||
-        !isEnough(itself + follower(candidate), candidate, enoughWhenFound)) {
+    if (finder_.isOverworked()) {
       continue;
     }
-    const Judged judged{candidate, score(candidate, from)};
+    const double known = itself + follower(candidate);
+    const bool isEnoughAlone = isEnough(known, candidate, enoughWhenFound);
+    const double sound = isEnoughAlone ? 0 : soundBits(candidate, from, known);
+    if (!isEnoughAlone && known + sound < enoughWhenFound) {
+      continue;
+    }
+    const Judged judged{candidate, score(candidate, from) + sound};
     if (isExpected(judged, from) && !finder_.isContradicted(candidate) && !isForeign(candidate)) {
       return strongest(judged, from);
     }

@@ -94,6 +94,7 @@ class PictureSearch {
   std::optional<FoundFrame> successor(const FoundFrame& frame);
   bool mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom);
   bool isLinkedBySound(const FoundFrame& candidate, std::uint64_t searchedFrom);
+  double soundBits(const FoundFrame& candidate, std::uint64_t searchedFrom, double known);
   bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
   bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);
   std::optional<FoundFrame> firstBehind(const FoundFrame& frame, std::uint64_t reach);
@@ -123,7 +124,8 @@ class PictureSearch {
   std::uint64_t lookedBehind_ = 0;
   /// How often one search asked whether sound leads to a candidate.
   int linksTried_ = 0;
-  /// Bytes between pictures of kinds that the reference lacks.
+  /// Bytes between pictures of kinds that the reference lacks, and of such as sound is to speak
+  /// for.
   std::uint64_t followedBySound_ = 0;
   /// Bytes that were gone through for pictures within others.
   std::uint64_t lookedInside_ = 0;

@@ -106,6 +106,9 @@ Teacher learn(const ByteSource& reference, Depth depth) {
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);
   }
+  if (teacher.evidence && teacher.blocks) {
+    teacher.evidence->expectSound(teacher.blocks->mostBytes());
+  }
   return teacher;
 }
 

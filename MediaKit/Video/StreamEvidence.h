@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -59,6 +60,10 @@ class StreamEvidence {
   /// not; says whether there are any.
   bool adoptSlices(const StreamEvidence& own);
 
+  /// Compressed sound may fill so many bytes between two pictures: how many it does hangs on what
+  /// is heard.
+  void expectSound(std::uint64_t mostBytes) { mostSound_ = mostBytes; }
+
   const NALFormat& format() const { return format_; }
   const ParameterSets& parameterSets() const { return sets_; }
   const std::vector<UnitHabit>& habits() const { return habits_; }
@@ -87,8 +92,8 @@ class StreamEvidence {
   double gapBits(std::uint64_t gap) const;
   /// So few frames were seen that their kinds say little about the others.
   bool isShort() const { return isShort_; }
-  /// The largest stretch between two frames of the reference.
-  std::uint64_t largestGap() const { return largestGap_; }
+  /// The largest stretch between two frames of the reference, or that sound may fill.
+  std::uint64_t largestGap() const { return std::max(largestGap_, mostSound_); }
 
   /// Bits in favour of `slice` as the next picture after `before` in decoding order; negative when
   /// their counters contradict each other.
@@ -127,6 +132,7 @@ class StreamEvidence {
   bool isShort_ = false;
   std::uint64_t smallestGap_ = 0;
   std::uint64_t largestGap_ = 0;
+  std::uint64_t mostSound_ = 0;
   std::uint32_t largestOrderStep_ = 0;
   bool countsReliably_ = false;
   bool neverRepeats_ = false;

@@ -2,7 +2,17 @@
 // Good clips without their index against the index that was dropped.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "DeviceKit/FileSource.h"
+#include "DeviceKit/MemorySource.h"
+#include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Container/MovieWriter.h"
+#include "MediaKit/Video/Interleaving.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Process.h"
 #include "Tests/Video/GroundTruth.h"
@@ -101,6 +111,91 @@ TEST(Accuracy, generatedClipsComeBackWithThemselvesAndASibling) {
       EXPECT_LT(std::abs(c.worstStep), 1.0) << labelOf(recipe);
     }
   }
+}
+
+// How long blocks of sound are, and what they begin with, hangs on what is heard.
+TEST(Accuracy, picturesAreFoundWhateverStandsBetweenThemIsLike) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (const int channels : {1, 2}) {
+    ClipRecipe recipe{
+        .seconds = 4, .sound = testing::livelySound(channels, 48000), .channels = channels};
+    const auto lively = makeClip(recipe);
+    recipe.variant = 1;
+    recipe.sound = channels == 1 ? "anullsrc=r=48000:cl=mono" : "anullsrc=r=48000:cl=stereo";
+    const auto still = makeClip(recipe);
+    for (const auto& [clip, reference] : {std::pair(lively, still), std::pair(still, lively)}) {
+      const Comparison c = rebuildAndCompare(Victim(clip), reference);
+      EXPECT_EQ(c.exact, c.frames) << clip;
+      EXPECT_EQ(c.invented + c.blocksInvented, 0U) << clip;
+      EXPECT_GE(c.blocksExact * 100, c.blocks * 98) << clip;
+    }
+  }
+}
+
+/// The bytes of a sample with length prefixes of two bytes in place of four.
+std::vector<std::uint8_t> withShortPrefixes(const std::vector<std::uint8_t>& sample) {
+  std::vector<std::uint8_t> shortened;
+  for (std::size_t at = 0; at < sample.size();) {
+    const std::size_t length = bigEndian<std::uint32_t>(sample, at);
+    const auto unit = sample.begin() + static_cast<std::ptrdiff_t>(at);
+    shortened.insert(shortened.end(), unit + 2, unit + 4 + static_cast<std::ptrdiff_t>(length));
+    at += 4 + length;
+  }
+  return shortened;
+}
+
+/// The H.264 clip again, coded so.
+std::filesystem::path withShortPrefixes(const std::filesystem::path& clip) {
+  const FileSource source(clip.string());
+  Movie movie = MovieParser::parse(BoxReader(source));
+  std::vector<SampleList> lists(movie.tracks.size());
+  std::vector<std::uint8_t> media;
+  for (const Extent& extent : extentsOf(movie)) {
+    const auto track = static_cast<std::size_t>(extent.track - movie.tracks.data());
+    for (std::uint64_t i = 0; i < extent.samples; ++i) {
+      Sample sample = extent.track->samples[lists[track].size()];
+      auto bytes = source.read(sample.offset, sample.size);
+      if (extent.track == movie.videoTrack()) bytes = withShortPrefixes(bytes);
+      sample.offset = media.size();
+      sample.size = static_cast<std::uint32_t>(bytes.size());
+      lists[track].append(sample);
+      media.insert(media.end(), bytes.begin(), bytes.end());
+    }
+  }
+  for (std::size_t i = 0; i < lists.size(); ++i) movie.tracks[i].samples = lists[i];
+  // ISO/IEC 14496-15 §5.3.3: lengthSizeMinusOne is the fifth byte of the configuration.
+  auto& entry = movie.tracks.front().sampleEntry;
+  static constexpr std::array<std::uint8_t, 4> name{'a', 'v', 'c', 'C'};
+  const auto config = std::search(entry.begin(), entry.end(), name.begin(), name.end());
+  config[8] = static_cast<std::uint8_t>((config[8] & 0xFCU) | 1U);
+  const auto target = std::filesystem::path(clip).replace_extension("short.mp4");
+  FileSink sink(target.string());
+  const MemorySource made(media);
+  MovieWriter::write(movie, made, {0, media.size()}, sink);
+  sink.close();
+  return target;
+}
+
+// They prove less, and sound reads as one more unit of a picture now and then.
+TEST(Accuracy, shortLengthPrefixesAreEnough) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  ClipRecipe recipe{.bFrames = 2,
+                    .seconds = 4,
+                    .width = 640,
+                    .height = 480,
+                    .settings = ":bitrate=2500",
+                    .sound = testing::livelySound(2, 48000),
+                    .channels = 2};
+  const auto clip = withShortPrefixes(makeClip(recipe));
+  recipe.variant = 1;
+  for (const auto& reference : {clip, withShortPrefixes(makeClip(recipe))}) {
+    expectWhole(rebuildAndCompare(Victim(clip), reference), reference.filename().string());
+  }
+  std::filesystem::remove(clip);
 }
 
 // Their blocks take turns from one gap to the next. Behind a hole it takes a reference of some
