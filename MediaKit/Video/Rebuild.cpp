@@ -198,10 +198,12 @@ bool adoptSettings(Teacher& teacher, const EvidencedFindings& found, const ByteS
 }
 
 // Behind losses pictures of kinds that the reference does not have are hard to find, until the clip
-// itself shows that it has them.
+// itself shows that it has them; so are those that lie further apart.
 bool adoptKinds(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source) {
   const auto own = found.losses.empty() ? std::nullopt : learnFrom(found.video, teacher, source);
-  return own && teacher.evidence->adoptSlices(*own);
+  const bool hasOtherSlices = own && teacher.evidence->adoptSlices(*own);
+  const bool hasOtherGaps = own && teacher.evidence->adoptGaps(*own);
+  return hasOtherSlices || hasOtherGaps;
 }
 
 /// The progress of walks through one clip: each takes half of what those before left.

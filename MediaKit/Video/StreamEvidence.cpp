@@ -321,8 +321,12 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
     evidence_.firstFollowers_ = std::move(firsts);
   }
   evidence_.followersAreComplete_ = total >= 8 && followers_.size() <= mostFollowers;
+  constexpr std::uint64_t often = 4;
   for (const auto& [gap, count] : gaps_) {
     evidence_.commonGaps_.push_back(gap);
+    if (count >= often && count * 20 >= framed_) {
+      evidence_.usualGaps_.push_back(gap);
+    }
   }
   evidence_.isShort_ = framed_ < 12;
   evidence_.gapsAreComplete_ = gaps_.size() <= mostCommonGaps;
@@ -417,6 +421,18 @@ bool StreamEvidence::adoptSlices(const StreamEvidence& own) {
   return isAnyNew;
 }
 
+bool StreamEvidence::adoptGaps(const StreamEvidence& own) {
+  bool isAnyNew = false;
+  for (const std::uint64_t gap : own.usualGaps_) {
+    if (gap > 0 && gapBits(gap) == 0) {
+      adoptedGaps_.insert(gap);
+      largestGap_ = std::max(largestGap_, gap);
+      isAnyNew = true;
+    }
+  }
+  return isAnyNew;
+}
+
 double StreamEvidence::followerBits(std::span<const std::uint8_t> bytes) const {
   constexpr double unusual = -8;
   if (bytes.size() < 4) {
@@ -438,6 +454,9 @@ double StreamEvidence::gapBits(std::uint64_t gap) const {
   // Other data would put a frame start anywhere within the usual distance of two frames.
   constexpr double anywhere = 17;
   constexpr std::uint64_t longestUnknownGap = std::uint64_t{64} << 10U;
+  if (adoptedGaps_.contains(gap)) {
+    return anywhere - std::log2(static_cast<double>(adoptedGaps_.size()) + 1);
+  }
   if (gapsAreComplete_ && std::binary_search(commonGaps_.begin(), commonGaps_.end(), gap)) {
     return anywhere - std::log2(static_cast<double>(commonGaps_.size()) + 1);
   }

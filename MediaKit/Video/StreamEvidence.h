@@ -59,6 +59,9 @@ class StreamEvidence {
   /// Takes over the kinds of slices that many of the clip's own pictures have and the reference has
   /// not; says whether there are any.
   bool adoptSlices(const StreamEvidence& own);
+  /// Takes over how many bytes often lie between the clip's own pictures where the reference never
+  /// has so many, nor so few: its sound is of another kind. Says whether there are any.
+  bool adoptGaps(const StreamEvidence& own);
 
   /// Compressed sound may fill so many bytes between two pictures: how many it does hangs on what
   /// is heard.
@@ -128,6 +131,9 @@ class StreamEvidence {
   bool followersAreComplete_ = false;
   std::set<std::uint8_t> firstFollowers_;
   std::vector<std::uint64_t> commonGaps_;
+  /// Those that come again and again, and such as another clip of the stream has.
+  std::vector<std::uint64_t> usualGaps_;
+  std::set<std::uint64_t> adoptedGaps_;
   bool gapsAreComplete_ = false;
   bool isShort_ = false;
   std::uint64_t smallestGap_ = 0;

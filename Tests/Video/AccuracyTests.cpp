@@ -134,6 +134,26 @@ TEST(Accuracy, picturesAreFoundWhateverStandsBetweenThemIsLike) {
   }
 }
 
+// The clip's own pictures show how far apart they lie.
+TEST(Accuracy, picturesAreFoundByAReferenceWithSoundOfAnotherKind) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  ClipRecipe recipe{.container = "mov",
+                    .audio = "pcm_s16le",
+                    .bFrames = 2,
+                    .seconds = 4,
+                    .sound = testing::livelySound(2, 48000),
+                    .channels = 2};
+  const auto clip = makeClip(recipe);
+  recipe.audio = "aac";
+  recipe.variant = 1;
+  const Comparison c = rebuildAndCompare(Victim(clip), makeClip(recipe));
+  EXPECT_EQ(c.exact, c.frames);
+  EXPECT_EQ(c.invented + c.blocksInvented, 0U);
+  EXPECT_TRUE(c.result.audioDropped);
+}
+
 /// The bytes of a sample with length prefixes of two bytes in place of four.
 std::vector<std::uint8_t> withShortPrefixes(const std::vector<std::uint8_t>& sample) {
   std::vector<std::uint8_t> shortened;
