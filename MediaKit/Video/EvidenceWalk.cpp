@@ -7,6 +7,7 @@
 
 #include "DeviceKit/CachedSource.h"
 #include "MediaKit/Container/Box.h"
+#include "MediaKit/Video/MediaStart.h"
 #include "MediaKit/Video/PictureSearch.h"
 
 namespace tallowmark::VideoRepair {
@@ -15,16 +16,6 @@ namespace {
 
 // Each time what is left of the file is searched anew.
 constexpr int mostEndings = 4;
-
-// Whether media data begins at `from`: nothing ahead of it was lost with its box's header.
-bool opensMedia(const ByteSource& source, std::uint64_t from) {
-  bool opens = false;
-  BoxReader(source).visit(0, source.size(), [&](const Box& box) {
-    opens = box.type == "mdat" && box.payloadOffset() == from;
-    return box.payloadOffset() < from;
-  });
-  return opens;
-}
 
 class Walker {
  public:
@@ -93,7 +84,7 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
                [this](const ByteRange& gap) { return isSound(gap); }},
               stop) {
   if (lessons.blocks != nullptr) {
-    collector_.emplace(source, *lessons.blocks, opensMedia(source, from));
+    collector_.emplace(source, *lessons.blocks, opensMedia(BoxReader(source), from));
   }
 }
 

@@ -10,6 +10,7 @@
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/EvidenceWalk.h"
 #include "MediaKit/Video/Interleaving.h"
+#include "MediaKit/Video/MediaStart.h"
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
@@ -110,27 +111,6 @@ Teacher learn(const ByteSource& reference, Depth depth) {
     teacher.evidence->expectSound(teacher.blocks->mostBytes());
   }
   return teacher;
-}
-
-// Where the media data starts: the first media-data box, or where one should stand whose header was
-// never written.
-std::uint64_t mediaStart(const BoxReader& reader) {
-  const auto layout = MovieParser::layoutIfAny(reader);
-  if (!layout) {
-    return 0;
-  }
-  if (!layout->mdats.empty()) {
-    return layout->mdats.front().payloadOffset();
-  }
-  std::uint64_t end = 0;
-  reader.visit(0, reader.size(), [&](const Box& box) {
-    end = box.end();
-    return true;
-  });
-  if (end + 8 >= reader.size()) {
-    throw MediaError::malformed("no media data (mdat) was found");
-  }
-  return end + 8;
 }
 
 // How long a rebuilt frame lasts: as most of the reference's do. Where these are not what its
@@ -402,7 +382,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   const auto layout = MovieParser::layoutIfAny(reader);
   const bool hasMediaBox = !layout || !layout->mdats.empty();
   WalkProgress walks(progress);
-  EvidencedFindings found = findMedia(source, mediaStart(reader), teacher, walks, stop);
+  EvidencedFindings found = findMedia(source, mediaStart(reader, depth), teacher, walks, stop);
   if (found.video.empty()) {
     throw hasMediaBox ? MediaError::noVideo()
                       : MediaError::malformed("no media data (mdat) was found");
