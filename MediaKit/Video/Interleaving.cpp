@@ -119,6 +119,10 @@ SoundLead SoundLead::of(std::vector<double> leads) {
   return lead;
 }
 
+void SoundLead::moveBy(double seconds) {
+  for (double* lead : {&first, &usual, &least, &most, &mostlyLeast, &mostlyMost}) *lead += seconds;
+}
+
 Turns turnsOf(const Movie& movie, const Track& video) {
   constexpr std::size_t mostGaps = 16;
   constexpr std::size_t first = 8;

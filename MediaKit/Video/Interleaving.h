@@ -35,6 +35,8 @@ struct SoundLead {
 
   /// Of the leads of a clip in the order of the file; zeros without any.
   static SoundLead of(std::vector<double> leads);
+  /// All of them by that many seconds.
+  void moveBy(double seconds);
 };
 
 /// Sound stored before each stretch of pictures, against the pictures' own time.

@@ -21,6 +21,7 @@
 #include "MediaKit/Video/RecordingFacts.h"
 #include "MediaKit/Video/Reordering.h"
 #include "MediaKit/Video/SoundPacing.h"
+#include "MediaKit/Video/SoundStep.h"
 #include "MediaKit/Video/VideoRepair.h"
 #include "MediaKit/Video/WrittenRange.h"
 
@@ -279,10 +280,9 @@ CountsTell learnCounts(const Teacher& teacher, const ByteSource& reference,
   return order ? whatCountsTell(video, order->intervals) : CountsTell::nothing;
 }
 
-// What the sound of a clip says of its pictures; nothing when either is not whole.
+// What the sound of a clip says of its pictures.
 std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher& teacher) {
-  if (!found.losses.empty() || firstKeyframe(found.video) != 0 || teacher.audio == nullptr ||
-      teacher.audio->timescale == 0 || teacher.video->timescale == 0) {
+  if (teacher.audio == nullptr || teacher.audio->timescale == 0 || teacher.video->timescale == 0) {
     return std::nullopt;
   }
   SoundPace pace;
@@ -302,6 +302,19 @@ std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher
     return pace;
   }
   return std::nullopt;
+}
+
+// By how many seconds the clip's pictures start later than the reference's. Where something is lost
+// at the beginning, sound is put as far ahead of the picture as the reference's is.
+double lateStart(const EvidencedFindings& found, const SoundPace& pace, const Teacher& teacher) {
+  const std::uint64_t lossless = found.losses.empty() ? found.video.size() : found.losses.front();
+  const double frame =
+      static_cast<double>(found.video.typicalDuration()) / teacher.video->timescale;
+  return lossless > firstKeyframe(found.video) ? lateStart(pace, frame, lossless) : 0;
+}
+
+bool isWhole(const EvidencedFindings& found) {
+  return found.losses.empty() && firstKeyframe(found.video) == 0;
 }
 
 /// What pictures and their reference are read from.
@@ -373,6 +386,20 @@ void addSideTracks(Movie& movie, const Teacher& teacher, const Movie& described,
   }
 }
 
+// What became of all that was found. `soundGivenUp`: bytes.
+void count(const Movie& movie, const EvidencedFindings& found, const RebuiltSound& sound,
+           std::uint64_t soundGivenUp, Result& result) {
+  result.videoFrames = movie.tracks.front().samples.size();
+  result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
+  result.seconds = movie.seconds();
+  result.unusedBytes = found.unused + soundGivenUp;
+  result.unusedBy = {found.otherPictures, soundGivenUp, found.side.others, found.sideTracks, 0};
+  result.unusedBy.unknown = result.unusedBytes - result.unusedBy.total();
+  result.soundBlocksFound = sound.found;
+  result.soundBlocksLost = sound.lost;
+  result.soundBlocksFilled = sound.filled;
+}
+
 }  // namespace
 
 Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Progress& progress,
@@ -396,6 +423,8 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   video.startDelay = 0;
   std::optional<Track> audio =
       movie.audioTrack() != nullptr ? std::optional(*movie.audioTrack()) : std::nullopt;
+  std::optional<SoundPace> pace = soundPace(found, teacher);
+  const double late = pace ? lateStart(found, *pace, teacher) : 0;
   std::uint64_t soundGivenUp = 0;
   RebuiltSound sound;
   if (teacher.blocks) {
@@ -408,7 +437,11 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
     soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
   }
   const bool hasSound = !sound.tracks.empty() || !found.audio.empty();
-  const auto pace = hasSound ? soundPace(found, teacher) : std::nullopt;
+  if (!hasSound || !isWhole(found)) {
+    pace.reset();
+  } else if (pace) {
+    pace->lead.moveBy(late);
+  }
   SampleList allPictures = found.video;
   const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);
@@ -429,18 +462,13 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
 
   Result result;
   addSideTracks(movie, teacher, described, found.side, {allPictures, cut, found.losses}, result);
+  if (hasSound && depth == Depth::full) {
+    startPicturesAt(movie, pictureStart(teacher.movie) + late);
+  }
   const std::uint64_t mediaEnd = writtenRange(movie).upper - sound.silence.size();
 
-  result.videoFrames = movie.tracks.front().samples.size();
-  result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
-  result.seconds = movie.seconds();
+  count(movie, found, sound, soundGivenUp, result);
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && result.audioPackets == 0;
-  result.unusedBytes = found.unused + soundGivenUp;
-  result.unusedBy = {found.otherPictures, soundGivenUp, found.side.others, found.sideTracks, 0};
-  result.unusedBy.unknown = result.unusedBytes - result.unusedBy.total();
-  result.soundBlocksFound = sound.found;
-  result.soundBlocksLost = sound.lost;
-  result.soundBlocksFilled = sound.filled;
   result.orderRestored = orderRestored;
   return {std::move(movie),
           result,

@@ -36,7 +36,8 @@ std::vector<Stretch> soundOf(const Movie& movie, std::uint64_t shift) {
   if (audio == nullptr) {
     return stretches;
   }
-  double time = static_cast<double>(audio->startDelay) / movie.timescale;
+  double time = static_cast<double>(audio->startDelay) / movie.timescale -
+                static_cast<double>(audio->mediaStart) / audio->timescale;
   for (const SampleRun& run : audio->samples.runs()) {
     const double length = static_cast<double>(run.duration()) / audio->timescale;
     const ByteRange range{run.first.offset + shift, run.end() + shift};
@@ -162,30 +163,6 @@ void compareBlocks(const Victim& victim, const Movie& rebuilt, const ByteSource&
   }
 }
 
-// For every frame: its time against that of the sound stored before it, then and now.
-void compareSteps(const Victim& victim, const Track& rebuiltVideo, std::uint64_t shift,
-                  const std::vector<Stretch>& truth, const std::vector<Stretch>& rebuilt,
-                  Comparison& comparison) {
-  const Track& video = *victim.truth().videoTrack();
-  const auto then = timesOf(video, 0);
-  const double frame = static_cast<double>(video.typicalDuration()) / video.timescale;
-  std::size_t next = 0;
-  for (const auto& [offset, time] : timesOf(rebuiltVideo, shift)) {
-    while (next < rebuilt.size() && rebuilt[next].range.lower < offset) ++next;
-    const auto known = then.find(offset);
-    if (next == 0 || known == then.end()) continue;
-    const Stretch& sound = rebuilt[next - 1];
-    for (const Stretch& t : truth) {
-      if (sound.range.lower >= t.range.lower && sound.range.lower < t.range.upper) {
-        const double soundThen =
-            t.start + static_cast<double>(sound.range.lower - t.range.lower) * t.perByte;
-        const double step = ((time - sound.start) - (known->second - soundThen)) / frame;
-        if (std::abs(step) > std::abs(comparison.worstStep)) comparison.worstStep = step;
-      }
-    }
-  }
-}
-
 // When the frames are shown, by where they lie.
 std::map<std::uint64_t, double> shownTimes(const Track& video, std::uint64_t shift) {
   std::map<std::uint64_t, double> times;
@@ -196,6 +173,41 @@ std::map<std::uint64_t, double> shownTimes(const Track& video, std::uint64_t shi
     ticks += sample.duration;
   }
   return times;
+}
+
+// Seconds from a movie's start to its first picture.
+double firstShown(const Movie& movie) {
+  double first = std::numeric_limits<double>::max();
+  for (const auto& [offset, time] : shownTimes(*movie.videoTrack(), 0)) {
+    first = std::min(first, time);
+  }
+  return first + static_cast<double>(movie.videoTrack()->startDelay) / movie.timescale;
+}
+
+// For every frame: its time against that of the sound stored before it, then and now, as edit lists
+// have them.
+void compareSteps(const Victim& victim, const Movie& rebuiltMovie, std::uint64_t shift,
+                  const std::vector<Stretch>& truth, const std::vector<Stretch>& rebuilt,
+                  Comparison& comparison) {
+  const Track& video = *victim.truth().videoTrack();
+  const auto then = timesOf(video, 0);
+  const double start = firstShown(rebuiltMovie) - firstShown(victim.truth());
+  const double frame = static_cast<double>(video.typicalDuration()) / video.timescale;
+  std::size_t next = 0;
+  for (const auto& [offset, time] : timesOf(*rebuiltMovie.videoTrack(), shift)) {
+    while (next < rebuilt.size() && rebuilt[next].range.lower < offset) ++next;
+    const auto known = then.find(offset);
+    if (next == 0 || known == then.end()) continue;
+    const Stretch& sound = rebuilt[next - 1];
+    for (const Stretch& t : truth) {
+      if (sound.range.lower >= t.range.lower && sound.range.lower < t.range.upper) {
+        const double soundThen =
+            t.start + static_cast<double>(sound.range.lower - t.range.lower) * t.perByte;
+        const double step = ((start + time - sound.start) - (known->second - soundThen)) / frame;
+        if (std::abs(step) > std::abs(comparison.worstStep)) comparison.worstStep = step;
+      }
+    }
+  }
 }
 
 void compareOrder(const Track& truth, const Track& rebuilt, std::uint64_t shift,
@@ -349,7 +361,7 @@ Comparison rebuildAndCompare(const Victim& victim, const std::filesystem::path& 
     });
     compareBlocks(victim, rebuilt, copy, shift, comparison);
     compareSound(victim, truth, now, comparison);
-    compareSteps(victim, *rebuilt.videoTrack(), shift, truth, now, comparison);
+    compareSteps(victim, rebuilt, shift, truth, now, comparison);
   }
   return comparison;
 }

@@ -68,7 +68,8 @@ struct Comparison {
   /// The clip has a timecode, and the copy has its very bytes and no other.
   bool hasTimecode = false;
   bool timecodeRight = false;
-  /// The largest difference in how far a frame is from the sound before it, in frame durations.
+  /// The largest difference in how far a frame is shown from the sound before it, in frame
+  /// durations.
   double worstStep = 0;
   /// Frames of both, and those that are shown at the same place among these.
   std::uint64_t shared = 0;
