@@ -9,6 +9,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/EvidenceWalk.h"
+#include "MediaKit/Video/FrameRate.h"
 #include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/MediaStart.h"
 #include "MediaKit/Video/MediaWalk.h"
@@ -304,12 +305,26 @@ std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher
   return std::nullopt;
 }
 
+// Seconds of a picture that was found.
+double pictureLength(const SampleList& pictures, const Track& taught) {
+  return static_cast<double>(pictures.duration()) / static_cast<double>(pictures.size()) /
+         taught.timescale;
+}
+
+// Pictures that were recorded at another rate than the reference's last as long as sound tells.
+void adoptFrameRate(EvidencedFindings& found, const SoundPace& pace, const Teacher& teacher) {
+  const auto length = otherPictureLength(found, pace, pictureLength(found.video, *teacher.video),
+                                         teacher.blocks ? &*teacher.blocks : nullptr);
+  if (length) {
+    showFor(found.video, *length * teacher.video->timescale);
+  }
+}
+
 // By how many seconds the clip's pictures start later than the reference's. Where something is lost
 // at the beginning, sound is put as far ahead of the picture as the reference's is.
 double lateStart(const EvidencedFindings& found, const SoundPace& pace, const Teacher& teacher) {
   const std::uint64_t lossless = found.losses.empty() ? found.video.size() : found.losses.front();
-  const double frame =
-      static_cast<double>(found.video.typicalDuration()) / teacher.video->timescale;
+  const double frame = pictureLength(found.video, *teacher.video);
   return lossless > firstKeyframe(found.video) ? lateStart(pace, frame, lossless) : 0;
 }
 
@@ -424,6 +439,7 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   std::optional<Track> audio =
       movie.audioTrack() != nullptr ? std::optional(*movie.audioTrack()) : std::nullopt;
   std::optional<SoundPace> pace = soundPace(found, teacher);
+  if (pace) adoptFrameRate(found, *pace, teacher);
   const double late = pace ? lateStart(found, *pace, teacher) : 0;
   std::uint64_t soundGivenUp = 0;
   RebuiltSound sound;

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Clips whose reference was recorded at another frame rate.
+#include <gtest/gtest.h>
+
+#include "Tests/Support/Clips.h"
+#include "Tests/Video/GroundTruth.h"
+
+namespace tallowmark {
+namespace {
+
+using testing::ClipRecipe;
+using testing::Comparison;
+using testing::makeClip;
+using testing::Victim;
+
+class FrameRate : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!testing::canMakeClips()) {
+      GTEST_SKIP() << "ffmpeg is not installed";
+    }
+  }
+};
+
+TEST_F(FrameRate, isTheOneAtWhichSoundRuns) {
+  const struct {
+    const char* audio;
+    const char* container;
+    int ofClip;
+    int ofReference;
+  } rows[] = {{"aac", "mp4", 25, 50},       {"aac", "mp4", 50, 25},
+              {"aac", "mp4", 24, 25},       {"aac", "mp4", 30, 25},
+              {"pcm_s16le", "mov", 25, 30}, {"pcm_s16le", "mov", 30, 25},
+              {"pcm_s16le", "mov", 30, 50}, {"aac", "mp4", 30, 30}};
+  for (const auto& row : rows) {
+    const ClipRecipe clip{.container = row.container,
+                          .audio = row.audio,
+                          .bFrames = 2,
+                          .seconds = 6,
+                          .framesPerSecond = row.ofClip};
+    ClipRecipe reference = clip;
+    reference.framesPerSecond = row.ofReference;
+    reference.variant = 1;
+    const Comparison c = rebuildAndCompare(Victim(makeClip(clip)), makeClip(reference));
+    const auto label = std::string(row.audio) + ' ' + std::to_string(row.ofClip) + " by " +
+                       std::to_string(row.ofReference);
+    EXPECT_FALSE(c.result.audioDropped) << label;
+    EXPECT_EQ(c.exact, c.frames) << label;
+    EXPECT_EQ(c.inOrder, c.shared) << label;
+    EXPECT_LT(std::abs(c.worstTime), 0.05) << label;
+    EXPECT_LT(std::abs(c.worstStep), 1.0) << label;
+    EXPECT_EQ(c.soundRight, c.sound) << label;
+  }
+}
+
+// Half or twice the bytes can be other channels or another track: pictures last as long as the
+// reference's then.
+TEST_F(FrameRate, isNotToldByOtherSound) {
+  const ClipRecipe mono{.container = "mov", .audio = "pcm_s16le", .seconds = 6};
+  ClipRecipe stereo = mono;
+  stereo.channels = 2;
+  stereo.sound = testing::livelySound(2, 48000);
+  const ClipRecipe one{.seconds = 6, .sound = testing::livelySound(2, 48000), .channels = 2};
+  ClipRecipe two = one;
+  two.soundTracks = 2;
+  const struct {
+    const char* label;
+    ClipRecipe clip;
+    ClipRecipe reference;
+  } rows[] = {{"more channels", stereo, mono},
+              {"fewer channels", mono, stereo},
+              {"another track", two, one}};
+  for (const auto& row : rows) {
+    const Comparison c = rebuildAndCompare(Victim(makeClip(row.clip)), makeClip(row.reference));
+    EXPECT_EQ(c.exact, c.frames) << row.label;
+    EXPECT_LT(std::abs(c.worstTime), 0.05) << row.label;
+  }
+}
+
+}  // namespace
+}  // namespace tallowmark
