@@ -117,7 +117,7 @@ Walker::Between Walker::lookBetween(const ByteRange& gap, SoundLayout::Neighbour
                                     StretchEnd end) {
   Between between{gap, side_.telemetryIn(gap), std::nullopt, {}};
   if (collector_) {
-    between.blocks = collector_->look(gap, neighbours == SoundLayout::Neighbours::countOn, end,
+    between.blocks = collector_->look(gap, neighbours != SoundLayout::Neighbours::unknown, end,
                                       between.telemetry, search_.torn());
   } else if (lessons_.sound != nullptr) {
     between.pcm = lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
@@ -134,11 +134,13 @@ bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
   } else {
     sound = takenPCM(std::move(between.pcm));
   }
-  const bool isIntact = neighbours == SoundLayout::Neighbours::countOn && findings_.losses.empty();
+  const bool isIntact = neighbours != SoundLayout::Neighbours::unknown && findings_.losses.empty();
   const auto left =
       side_.take(between.gap, sound.sound, std::move(between.telemetry), frame, isIntact);
   findings_.unused += left.unused;
-  findings_.sideTracks += sound.isUsual ? left.unused - left.told : 0;
+  const std::uint64_t untold = left.unused - left.told;
+  findings_.undividedSound += sound.isUndivided ? untold : 0;
+  findings_.sideTracks += sound.isUsual && !sound.isUndivided ? untold : 0;
   return sound.isUsual;
 }
 
@@ -184,7 +186,9 @@ std::vector<Walker::Between> Walker::lookBetweenAll(std::uint64_t from, std::uin
                                                     StretchEnd ending) {
   std::vector<Between> all;
   const auto look = [&](std::uint64_t end, StretchEnd known) {
-    all.push_back(lookBetween({from, end}, neighbours, known));
+    const bool isPicture = end < to && neighbours == SoundLayout::Neighbours::endOfMedia;
+    all.push_back(
+        lookBetween({from, end}, isPicture ? SoundLayout::Neighbours::countOn : neighbours, known));
   };
   for (const ByteRange& foreign : search_.passed()) {
     if (!collector_ && foreign.lower >= from && foreign.upper <= to) {
@@ -278,7 +282,7 @@ void Walker::takeRemainder(std::uint64_t from) {
     if (box.type == "mdat" && box.payloadOffset() <= from && from <= box.end()) {
       end = box.end();
       neighbours =
-          box.truncated ? SoundLayout::Neighbours::unknown : SoundLayout::Neighbours::countOn;
+          box.truncated ? SoundLayout::Neighbours::unknown : SoundLayout::Neighbours::endOfMedia;
     }
     return true;
   });

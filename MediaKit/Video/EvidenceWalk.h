@@ -27,6 +27,8 @@ struct EvidencedFindings : Findings {
   /// them that is of no track that could be told.
   std::uint64_t otherPictures = 0;
   std::uint64_t sideTracks = 0;
+  /// Of the unused bytes: sound of PCM tracks of which nothing tells what is whose.
+  std::uint64_t undividedSound = 0;
 };
 
 /// What the reference teaches a walk by evidence; all of it must outlive the walk.

@@ -408,7 +408,8 @@ void count(const Movie& movie, const EvidencedFindings& found, const RebuiltSoun
   result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
   result.seconds = movie.seconds();
   result.unusedBytes = found.unused + soundGivenUp;
-  result.unusedBy = {found.otherPictures, soundGivenUp, found.side.others, found.sideTracks, 0};
+  result.unusedBy = {found.otherPictures, soundGivenUp + found.undividedSound, found.side.others,
+                     found.sideTracks, 0};
   result.unusedBy.unknown = result.unusedBytes - result.unusedBy.total();
   result.soundBlocksFound = sound.found;
   result.soundBlocksLost = sound.lost;

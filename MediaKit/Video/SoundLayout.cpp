@@ -17,6 +17,7 @@ class SoundLayoutLearner {
   void learnTexture(const Track& audio, const ByteSource& source) {
     layout_.texture_ = SoundTexture::learn(audio, layout_.pcm_, source);
   }
+  void learnOrder(std::optional<ChunkOrder> order) { layout_.order_ = std::move(order); }
   SoundLayout result() { return std::move(layout_); }
 
  private:
@@ -122,8 +123,10 @@ std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const Byte
     return std::nullopt;
   }
   SoundLayoutLearner learner(*pcm);
-  learner.learn(extentsOf(reference), {mdats.front().payloadOffset(), mdats.back().end()}, *video,
-                *audio);
+  const std::vector<Extent> extents = extentsOf(reference);
+  const ByteRange media{mdats.front().payloadOffset(), mdats.back().end()};
+  learner.learn(extents, media, *video, *audio);
+  learner.learnOrder(ChunkOrder::learn(extents, media, *video, *audio, source));
   learner.learnTexture(*audio, source);
   return learner.result();
 }
@@ -222,6 +225,17 @@ bool SoundLayout::isEdge(const ByteSource& source, std::uint64_t at, bool soundI
          texture_.isSound(soundIsBefore ? before : behind);
 }
 
+// The part of a stretch that sounds like sound from its start on.
+ByteRange SoundLayout::soundingStart(const ByteSource& source, const ByteRange& range) const {
+  const std::size_t block = texture_.blockSize();
+  std::uint64_t end = range.lower;
+  while (texture_.isTelling() && end + block <= range.upper &&
+         texture_.isSound(source.read(end, block))) {
+    end += block;
+  }
+  return {range.lower, end};
+}
+
 // In a damaged gap sound is believed as far as it sounds like sound, on the sides where the
 // reference has it: there its first byte is known.
 std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::uint64_t from,
@@ -233,9 +247,8 @@ std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::
   const std::size_t block = texture_.blockSize();
   const std::uint64_t most = largestSound_ + largestSound_ / 2;
   std::uint64_t head = from;
-  while (soundFollowsFrames_ && head + block <= to && head - from + block <= most &&
-         texture_.isSound(source.read(head, block))) {
-    head += block;
+  if (soundFollowsFrames_) {
+    head = soundingStart(source, {from, std::min(to, from + most)}).upper;
   }
   std::uint64_t tail = to;
   while (soundPrecedesFrames_ && tail >= head + block && to - tail + block <= most &&
@@ -251,10 +264,39 @@ std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::
   return found;
 }
 
+// What another track recorded sounds as this one does: only the places tell.
+SoundLayout::Division SoundLayout::byOrder(const ByteSource& source, std::uint64_t from,
+                                           std::uint64_t to, Neighbours neighbours) const {
+  const bool isCertain = neighbours != Neighbours::unknown;
+  if (!order_->isKnown()) {
+    const bool isSound = isCertain && isMostlySound(source, {from, to});
+    return {{}, isSound, isSound};
+  }
+  const auto follows = neighbours == Neighbours::endOfMedia ? ChunkOrder::Follows::endOfMedia
+                                                            : ChunkOrder::Follows::picture;
+  const auto chunks = order_->divide(source, from, to, follows);
+  if (chunks) {
+    const auto& kept = (*chunks)[order_->kept()];
+    const bool sounds = std::all_of(kept.begin(), kept.end(), [&](const ByteRange& chunk) {
+      return isMostlySound(source, chunk);
+    });
+    if (isCertain || (order_->areUsual(*chunks) && sounds)) {
+      return {kept, true};
+    }
+  }
+  const auto first = order_->firstChunk(source, from);
+  const ByteRange start =
+      first ? soundingStart(source, {first->lower, std::min(first->upper, to)}) : ByteRange{};
+  return {start.length() > 0 ? std::vector<ByteRange>{start} : std::vector<ByteRange>{}, false};
+}
+
 SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_t from,
                                           std::uint64_t to, Neighbours neighbours) const {
   if (to <= from) {
     return {};
+  }
+  if (order_) {
+    return byOrder(source, from, to, neighbours);
   }
   std::optional<ByteRange> whole = byKnownTotal(from, to);
   if (!whole) {
@@ -267,13 +309,13 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
     whole = beforeItems(source, from, to);
   }
   // A camera that pauses its pictures goes on with sound.
-  if (!whole && neighbours == Neighbours::countOn && patterns_.size() == 1 &&
+  if (!whole && neighbours != Neighbours::unknown && patterns_.size() == 1 &&
       patterns_.begin()->first == "A" && (to - from) % pcm_.sampleSize == 0 &&
       isMostlySound(source, {from, to})) {
     whole = ByteRange{from, to};
   }
   // A clip may be louder than its reference: between frames that count on, nothing was destroyed.
-  if (whole && (neighbours == Neighbours::countOn || isMostlySound(source, *whole))) {
+  if (whole && (neighbours != Neighbours::unknown || isMostlySound(source, *whole))) {
     return {whole->length() > 0 ? std::vector<ByteRange>{*whole} : std::vector<ByteRange>{}, true};
   }
   return {besideFrames(source, from, to), false};

@@ -11,6 +11,7 @@
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Container/MovieWriter.h"
+#include "MediaKit/Video/ChunkOrder.h"
 #include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/PCMLayout.h"
 #include "MediaKit/Video/SoundTexture.h"
@@ -37,10 +38,13 @@ class SoundLayout {
     std::vector<ByteRange> sound;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
+    /// It holds sound of several tracks of which nothing tells what is whose.
+    bool isUndivided = false;
   };
 
-  /// What is known of a gap besides its bytes.
-  enum class Neighbours { countOn, unknown };
+  /// What is known of a gap besides its bytes: the frames on both sides count on from one another,
+  /// or it lies behind the last, up to where the camera ended its media.
+  enum class Neighbours { countOn, endOfMedia, unknown };
 
   /// Divides the gap [from, to) between two frames by the reference's gaps. Where the two frames do
   /// not count on from one another it must also sound like the reference, and where no gap of the
@@ -68,6 +72,9 @@ class SoundLayout {
   std::optional<ByteRange> beforeItems(const ByteSource& source, std::uint64_t from,
                                        std::uint64_t to) const;
   bool isMostlySound(const ByteSource& source, const ByteRange& range) const;
+  Division byOrder(const ByteSource& source, std::uint64_t from, std::uint64_t to,
+                   Neighbours neighbours) const;
+  ByteRange soundingStart(const ByteSource& source, const ByteRange& range) const;
   std::vector<ByteRange> besideFrames(const ByteSource& source, std::uint64_t from,
                                       std::uint64_t to) const;
 
@@ -79,6 +86,8 @@ class SoundLayout {
   std::uint64_t largestSound_ = 0;
   bool soundFollowsFrames_ = false;
   bool soundPrecedesFrames_ = false;
+  /// Where a gap's size alone does not tell what in it is sound.
+  std::optional<ChunkOrder> order_;
   SoundTexture texture_;
   SoundLead lead_;
 };

@@ -38,7 +38,7 @@ using Diagnosis = std::variant<Truncated, Healthy, MissingIndex, NotAMovie>;
 struct UnusedBytes {
   /// Pictures of the reference's other video tracks.
   std::uint64_t otherPictures = 0;
-  /// Compressed sound that could not be placed.
+  /// Sound that could not be placed, or of which nothing tells whose it is.
   std::uint64_t sound = 0;
   /// Samples of tracks that are neither picture nor sound, by their format codes.
   BytesByTrack byTrack;

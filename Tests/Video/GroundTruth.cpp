@@ -28,7 +28,16 @@ struct Stretch {
   ByteRange range;
   double start = 0;
   double perByte = 0;
+  std::uint32_t sampleSize = 1;
 };
+
+/// Bytes of `b` that are whole samples of `a`, too.
+std::uint64_t shared(const Stretch& a, const Stretch& b) {
+  const bool sameGrid = (b.range.lower - a.range.lower) % a.sampleSize == 0;
+  return sameGrid && overlap(a.range, b.range)
+             ? std::min(a.range.upper, b.range.upper) - std::max(a.range.lower, b.range.lower)
+             : 0;
+}
 
 std::vector<Stretch> soundOf(const Movie& movie, std::uint64_t shift) {
   std::vector<Stretch> stretches;
@@ -41,8 +50,9 @@ std::vector<Stretch> soundOf(const Movie& movie, std::uint64_t shift) {
   for (const SampleRun& run : audio->samples.runs()) {
     const double length = static_cast<double>(run.duration()) / audio->timescale;
     const ByteRange range{run.first.offset + shift, run.end() + shift};
-    stretches.push_back(
-        {range, time, length / static_cast<double>(std::max<std::uint64_t>(1, range.length()))});
+    stretches.push_back({range, time,
+                         length / static_cast<double>(std::max<std::uint64_t>(1, range.length())),
+                         std::max(1U, run.first.size)});
     time += length;
   }
   return stretches;
@@ -109,19 +119,13 @@ void compareSound(const Victim& victim, const std::vector<Stretch>& truth,
   for (const Stretch& t : truth) {
     if (victim.isTouched(t.range.lower, t.range.upper)) continue;
     comparison.sound += t.range.length();
-    for (const Stretch& r : rebuilt) {
-      if (overlap(t.range, r.range)) {
-        comparison.soundRight +=
-            std::min(t.range.upper, r.range.upper) - std::max(t.range.lower, r.range.lower);
-      }
-    }
+    for (const Stretch& r : rebuilt) comparison.soundRight += shared(t, r);
   }
   for (const Stretch& r : rebuilt) {
-    const bool known = std::any_of(truth.begin(), truth.end(),
-                                   [&](const Stretch& t) { return overlap(t.range, r.range); });
-    if (!known && !victim.isTouched(r.range.lower, r.range.upper)) {
-      comparison.soundWrong += r.range.length();
-    }
+    if (victim.isTouched(r.range.lower, r.range.upper)) continue;
+    std::uint64_t right = 0;
+    for (const Stretch& t : truth) right += shared(t, r);
+    comparison.soundWrong += r.range.length() - right;
   }
 }
 

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// PCM sound of which a gap's size does not tell what is whose: several tracks, padded chunks.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "DeviceKit/FileSink.h"
+#include "DeviceKit/FileSource.h"
+#include "DeviceKit/MemorySource.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "Tests/Support/Clips.h"
+#include "Tests/Video/GroundTruth.h"
+
+namespace tallowmark {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Bytes;
+using testing::ClipRecipe;
+using testing::Comparison;
+using testing::Filling;
+using testing::makeClip;
+using testing::Victim;
+
+/// How a camera stores what ffmpeg made.
+struct Storing {
+  const char* label;
+  /// Of a chunk of every track; 0: as ffmpeg stores it.
+  double seconds = 0;
+  std::uint64_t alignment = 1;
+  /// Multiples of the alignment count from the media's first byte, not the file's.
+  bool fromMedia = false;
+  std::uint8_t padding = 0;
+};
+
+/// A track's samples [from, to), which are stored together.
+struct Chunk {
+  std::uint64_t number = 0;
+  std::size_t track = 0;
+  std::uint64_t from = 0;
+  std::uint64_t to = 0;
+};
+
+std::vector<Chunk> chunksOf(const Movie& movie, double seconds) {
+  std::vector<Chunk> chunks;
+  for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
+    const Track& track = movie.tracks[i];
+    double time = 0;
+    std::uint64_t index = 0;
+    for (const Sample& sample : track.samples) {
+      const auto number = static_cast<std::uint64_t>(std::floor(time / seconds + 1e-9));
+      if (chunks.empty() || chunks.back().track != i || chunks.back().number != number) {
+        chunks.push_back({number, i, index, index});
+      }
+      chunks.back().to = ++index;
+      time += static_cast<double>(sample.duration) / track.timescale;
+    }
+  }
+  std::stable_sort(chunks.begin(), chunks.end(),
+                   [](const Chunk& a, const Chunk& b) { return a.number < b.number; });
+  return chunks;
+}
+
+void store(const fs::path& clip, const Storing& how, std::uint64_t mediaStart,
+           const fs::path& target) {
+  const FileSource source(clip.string());
+  Movie movie = MovieParser::parse(BoxReader(source));
+  std::vector<SampleList> lists(movie.tracks.size());
+  Bytes media;
+  for (const Chunk& chunk : chunksOf(movie, how.seconds)) {
+    while ((mediaStart + media.size()) % how.alignment != 0) media.push_back(how.padding);
+    for (Sample sample : movie.tracks[chunk.track].samples.slice(chunk.from, chunk.to)) {
+      const Bytes bytes = source.read(sample.offset, sample.size);
+      sample.offset = media.size();
+      lists[chunk.track].append(sample);
+      media.insert(media.end(), bytes.begin(), bytes.end());
+    }
+  }
+  for (std::size_t i = 0; i < lists.size(); ++i) movie.tracks[i].samples = lists[i];
+  FileSink sink(target.string());
+  MovieWriter::write(movie, MemorySource(media), {0, media.size()}, sink);
+  sink.close();
+}
+
+fs::path stored(const fs::path& clip, const Storing& how, const fs::path& target) {
+  if (how.seconds == 0) {
+    return clip;
+  }
+  store(clip, how, 0, target);
+  if (!how.fromMedia) {
+    const FileSource made(target.string());
+    store(clip, how, MovieParser::layout(BoxReader(made)).mdats.front().payloadOffset(), target);
+  }
+  return target;
+}
+
+TEST(ChunkOrder, soundIsOfOneTrackAndNeverPadding) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const ClipRecipe two{.container = "mov",
+                       .audio = "pcm_s16le",
+                       .seconds = 4,
+                       .sound = testing::livelySound(1, 48000),
+                       .soundTracks = 2};
+  ClipRecipe four = two;
+  four.audio = "pcm_s24be";
+  four.soundTracks = 4;
+  ClipRecipe one = four;
+  one.soundTracks = 1;
+  one.channels = 2;
+  const struct {
+    Storing how;
+    ClipRecipe recipe;
+  } rows[] = {
+      {{.label = "two take turns"}, two},
+      {{.label = "four take turns"}, four},
+      {{.label = "half a second of each", .seconds = 0.5}, four},
+      {{.label = "a sector", .seconds = 0.4, .alignment = 512}, one},
+      {{.label = "a block, junk", .seconds = 0.5, .alignment = 4096, .padding = 0xA7}, one},
+      {{.label = "32 KB, media", .seconds = 0.36, .alignment = 32768, .fromMedia = true}, one},
+      {{.label = "a block, four", .seconds = 0.5, .alignment = 4096}, four},
+  };
+  const testing::TemporaryFolder folder;
+  for (const auto& [how, recipe] : rows) {
+    SCOPED_TRACE(how.label);
+    ClipRecipe other = recipe;
+    other.variant = 1;
+    other.seconds = 3;
+    const fs::path clip = stored(makeClip(recipe), how, folder / "clip.mov");
+    const fs::path sibling = stored(makeClip(other), how, folder / "sibling.mov");
+    for (const fs::path& reference : {clip, sibling}) {
+      const Comparison c = rebuildAndCompare(Victim(clip), reference);
+      EXPECT_EQ(c.exact, c.frames);
+      EXPECT_GT(c.sound, 0U);
+      EXPECT_EQ(c.soundRight, c.sound);
+      EXPECT_EQ(c.soundWrong, 0U);
+      EXPECT_LT(std::abs(c.worstStep), 1.0);
+    }
+    for (unsigned seed = 0; seed < 6; ++seed) {
+      Victim victim(clip);
+      victim.punch(seed, 1 + seed % 3, 3000 + 4000 * seed,
+                   seed % 2 == 0 ? Filling::noise : Filling::zeros);
+      EXPECT_EQ(rebuildAndCompare(victim, sibling).soundWrong, 0U) << seed;
+    }
+  }
+}
+
+// Where tracks do not keep an order, none is kept and all of it is counted.
+TEST(ChunkOrder, soundThatCannotBeToldApartIsLeftOut) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  ClipRecipe slower{.container = "mov",
+                    .audio = "pcm_s16le",
+                    .seconds = 4,
+                    .sound = testing::livelySound(1, 48000),
+                    .soundTracks = 2};
+  ClipRecipe late = slower;
+  slower.lastSampleRate = 44100;
+  late.lastTrack = ",asetpts=PTS+0.013/TB";
+  for (const ClipRecipe& recipe : {slower, late}) {
+    const Comparison c = rebuildAndCompare(Victim(makeClip(recipe)), makeClip(recipe));
+    EXPECT_EQ(c.exact, c.frames);
+    EXPECT_EQ(c.soundWrong, 0U);
+    EXPECT_TRUE(c.soundRight == c.sound || c.result.audioDropped);
+    EXPECT_TRUE(!c.result.audioDropped || c.result.unusedBy.sound > 0);
+    EXPECT_EQ(c.result.unusedBy.total(), c.result.unusedBytes);
+  }
+}
+
+}  // namespace
+}  // namespace tallowmark
