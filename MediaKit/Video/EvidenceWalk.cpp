@@ -134,7 +134,11 @@ bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
   } else {
     sound = takenPCM(std::move(between.pcm));
   }
-  const bool isIntact = neighbours != SoundLayout::Neighbours::unknown && findings_.losses.empty();
+  // Ahead of the first picture nothing is lost where media begins: what stands there is as long as
+  // the reference's, or no timecode.
+  const bool opens = !search_.last() && opensMedia(source_, between.gap.lower);
+  const bool isKnown = opens || neighbours != SoundLayout::Neighbours::unknown;
+  const bool isIntact = isKnown && findings_.losses.empty();
   const auto left =
       side_.take(between.gap, sound.sound, std::move(between.telemetry), frame, isIntact);
   findings_.unused += left.unused;

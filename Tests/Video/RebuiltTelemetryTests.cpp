@@ -8,6 +8,7 @@
 #include "MediaKit/Video/Interleaving.h"
 #include "Tests/Support/Boxes.h"
 #include "Tests/Support/Clips.h"
+#include "Tests/Support/Process.h"
 #include "Tests/Support/TelemetryTrees.h"
 #include "Tests/Video/GroundTruth.h"
 
@@ -123,6 +124,27 @@ TEST_F(RebuiltTelemetry, comesBackWithItselfAndASibling) {
       EXPECT_TRUE(c.timecodeRight) << audio;
       EXPECT_EQ(c.result.telemetrySamples, 10U) << audio;
       EXPECT_TRUE(c.result.timecodeRestored) << audio;
+    }
+  }
+}
+
+TEST_F(RebuiltTelemetry, timecodeAheadOfThePicturesComesBack) {
+  for (const char* audio : {"aac", "pcm_s16le", ""}) {
+    testing::ClipRecipe recipe{.container = "mov", .audio = audio, .seconds = 4};
+    const auto made = [&](const char* name, const char* start) {
+      const fs::path clip = folder_ / name;
+      const auto muxed =
+          testing::run({"ffmpeg", "-v", "error", "-y", "-i", makeClip(recipe).string(), "-c",
+                        "copy", "-timecode", start, clip.string()});
+      EXPECT_EQ(muxed.exitCode, 0) << muxed.errors;
+      return clip;
+    };
+    const fs::path clip = made("clip.mov", "10:20:30:05");
+    recipe.variant = 1;
+    for (const fs::path& reference : {clip, made("sibling.mov", "09:00:00:00")}) {
+      const auto c = rebuildAndCompare(Victim(clip), reference);
+      EXPECT_EQ(c.exact, c.frames) << audio;
+      EXPECT_TRUE(c.timecodeRight) << audio;
     }
   }
 }
