@@ -135,7 +135,7 @@ std::optional<ChunkOrder::Chunks> ChunkOrder::untilPadding(const ByteSource& sou
   const std::uint64_t samples = (bytes + sampleSizes_.front() - 1) / sampleSizes_.front();
   const std::uint64_t end = from + samples * sampleSizes_.front();
   // Without an end to it, silence and padding are the same.
-  if (last == tail.rend() || end > gap.to || samples > longest_ + longest_ / 2) {
+  if (last == tail.rend() || aligned(end, gap) != gap.to || samples > longest_ + longest_ / 2) {
     return std::nullopt;
   }
   return Chunks{{{from, end}}};

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <utility>
 
 #include "DeviceKit/CachedSource.h"
@@ -33,6 +34,7 @@ class Walker {
     SoundLayout::Division pcm;
 
     bool isUsual() const { return blocks ? blocks->isUsual : pcm.isUsual; }
+    bool isWhole() const { return isUsual() || (!blocks && pcm.isUndivided); }
   };
 
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
@@ -40,6 +42,7 @@ class Walker {
   Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
   SoundLayout::Division takenPCM(SoundLayout::Division division);
+  void settleOrder();
   bool follows(const FoundFrame& frame, const FoundFrame& next);
   bool isSound(const ByteRange& stretch);
   std::vector<Between> lookBetweenAll(std::uint64_t from, std::uint64_t to,
@@ -63,6 +66,10 @@ class Walker {
   std::optional<BlockCollector> collector_;
   int endings_ = 0;
   std::uint64_t reported_ = 0;
+  /// Gaps with PCM sound as the reference has them, and the numbers of the pictures behind those of
+  /// which nothing tells what is whose.
+  std::uint64_t ordered_ = 0;
+  std::vector<std::uint64_t> undivided_;
   /// What was looked at last and is as in the reference.
   std::optional<Between> usual_;
   SideCollector side_;
@@ -144,11 +151,12 @@ bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
   findings_.unused += left.unused;
   const std::uint64_t untold = left.unused - left.told;
   findings_.undividedSound += sound.isUndivided ? untold : 0;
-  findings_.sideTracks += sound.isUsual && !sound.isUndivided ? untold : 0;
+  findings_.sideTracks += sound.isUsual ? untold : 0;
   return sound.isUsual;
 }
 
 SoundLayout::Division Walker::takenPCM(SoundLayout::Division division) {
+  ordered_ += division.isUsual && !division.sound.empty() ? 1U : 0U;
   for (ByteRange& range : division.sound) {
     const std::uint32_t size = lessons_.sound->pcm().sampleSize;
     const std::uint64_t samples = range.length() / size;
@@ -157,6 +165,23 @@ SoundLayout::Division Walker::takenPCM(SoundLayout::Division division) {
     range.upper = range.lower + samples * size;
   }
   return division;
+}
+
+// A clip that stores its chunks in another order than the reference has gaps that fit by chance.
+// Where sound is kept, what could not be divided of it is a loss.
+void Walker::settleOrder() {
+  constexpr std::uint64_t unusualShare = 8;
+  if (undivided_.size() * unusualShare > ordered_) {
+    const std::uint64_t bytes = findings_.audio.size() * lessons_.sound->pcm().sampleSize;
+    findings_.unused += bytes;
+    findings_.undividedSound += bytes;
+    findings_.audio.clear();
+    return;
+  }
+  std::vector<std::uint64_t> losses;
+  std::set_union(findings_.losses.begin(), findings_.losses.end(), undivided_.begin(),
+                 undivided_.end(), std::back_inserter(losses));
+  findings_.losses = std::move(losses);
 }
 
 bool Walker::follows(const FoundFrame& frame, const FoundFrame& next) {
@@ -169,7 +194,7 @@ bool Walker::follows(const FoundFrame& frame, const FoundFrame& next) {
   }
   Between between =
       lookBetween({frame.end(), next.offset}, SoundLayout::Neighbours::countOn, StretchEnd::known);
-  const bool isSound = between.isUsual() && (!between.blocks || between.blocks->soundLeadsToEnd);
+  const bool isSound = between.isWhole() && (!between.blocks || between.blocks->soundLeadsToEnd);
   if (isSound) {
     usual_ = std::move(between);
   }
@@ -180,7 +205,7 @@ bool Walker::follows(const FoundFrame& frame, const FoundFrame& next) {
 bool Walker::isSound(const ByteRange& stretch) {
   const Between between = lookBetween(stretch, SoundLayout::Neighbours::countOn, StretchEnd::known);
   return between.blocks ? between.blocks->isExplained && !between.blocks->chains.empty()
-                        : between.pcm.isUsual;
+                        : between.isWhole();
 }
 
 // What stands between pictures of any track from `from` to `to`. Compressed sound is told across
@@ -235,16 +260,20 @@ FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
               : lookBetweenAll(from, next.offset, neighbours, StretchEnd::known);
   const bool isUsual = std::all_of(between.begin(), between.end(),
                                    [](const Between& piece) { return piece.isUsual(); });
+  const bool isAllThere = std::all_of(between.begin(), between.end(),
+                                      [](const Between& piece) { return piece.isWhole(); });
   // Sound that begins where the last frame ends shows that it ends there.
   const Between& first = between.front();
-  const bool isWhole =
-      (continues && (isUsual || !hasSound)) || (first.blocks && first.blocks->soundLeadsFromStart);
+  const bool isWhole = (continues && (isAllThere || !hasSound)) ||
+                       (first.blocks && first.blocks->soundLeadsFromStart);
   if (const auto swallowed = isWhole ? std::nullopt : goOnWithin(from, &next)) {
     return *swallowed;
   }
   takeAll(std::move(between), {from, next.offset}, neighbours);
-  if (!isUsual || !continues) {
+  if (!isAllThere || !continues) {
     noteLoss();
+  } else if (!isUsual) {
+    undivided_.push_back(findings_.video.size());
   }
   return next;
 }
@@ -336,6 +365,7 @@ EvidencedFindings Walker::run() {
   if (collector_) {
     findings_.blocks = collector_->result();
   }
+  settleOrder();
   findings_.side = side_.result();
   return std::move(findings_);
 }

@@ -268,9 +268,9 @@ std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::
 SoundLayout::Division SoundLayout::byOrder(const ByteSource& source, std::uint64_t from,
                                            std::uint64_t to, Neighbours neighbours) const {
   const bool isCertain = neighbours != Neighbours::unknown;
+  const auto undivided = [&] { return Division{{}, false, isMostlySound(source, {from, to})}; };
   if (!order_->isKnown()) {
-    const bool isSound = isCertain && isMostlySound(source, {from, to});
-    return {{}, isSound, isSound};
+    return isCertain ? undivided() : Division{};
   }
   const auto follows = neighbours == Neighbours::endOfMedia ? ChunkOrder::Follows::endOfMedia
                                                             : ChunkOrder::Follows::picture;
@@ -283,6 +283,10 @@ SoundLayout::Division SoundLayout::byOrder(const ByteSource& source, std::uint64
     if (isCertain || (order_->areUsual(*chunks) && sounds)) {
       return {kept, true};
     }
+  }
+  // Between frames that count on nothing is lost: the order is another one there.
+  if (isCertain) {
+    return undivided();
   }
   const auto first = order_->firstChunk(source, from);
   const ByteRange start =

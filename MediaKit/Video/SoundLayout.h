@@ -38,7 +38,7 @@ class SoundLayout {
     std::vector<ByteRange> sound;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
-    /// It holds sound of several tracks of which nothing tells what is whose.
+    /// It is all there, but nothing tells what of it is whose.
     bool isUndivided = false;
   };
 
