@@ -200,7 +200,10 @@ void ChunkOrderLearner::findLengths() {
   std::map<std::uint64_t, std::uint64_t> times;
   std::uint64_t gaps = 0;
   for (const Gap& gap : gaps_) {
+    const std::uint64_t roundsBefore = order_.mostRounds_;
     const auto samples = learnRounds(gap);
+    // Rounds behind the last picture tell nothing where chunks have no length of their own.
+    if (&gap == &gaps_.back() && times.size() > 1) order_.mostRounds_ = roundsBefore;
     // The last chunk of all ends where the recording did.
     if (!samples || (&gap == &gaps_.back() && gaps > 0)) {
       continue;

@@ -18,6 +18,12 @@ namespace {
 // Each time what is left of the file is searched anew.
 constexpr int mostEndings = 4;
 
+// A box of which the file's end is the end (ISO/IEC 14496-12, 4.2) may have been cut anywhere.
+bool hasNoSize(const ByteSource& source, const Box& box) {
+  const auto size = source.read(box.offset, 4);
+  return std::all_of(size.begin(), size.end(), [](std::uint8_t byte) { return byte == 0; });
+}
+
 class Walker {
  public:
   Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
@@ -42,6 +48,7 @@ class Walker {
   Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
   SoundLayout::Division takenPCM(SoundLayout::Division division);
+  bool isInTurns() const { return lessons_.sound != nullptr && lessons_.sound->goesByOrder(); }
   void settleOrder();
   bool follows(const FoundFrame& frame, const FoundFrame& next);
   bool isSound(const ByteRange& stretch);
@@ -143,7 +150,7 @@ bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
   }
   // Ahead of the first picture nothing is lost where media begins: what stands there is as long as
   // the reference's, or no timecode.
-  const bool opens = !search_.last() && opensMedia(source_, between.gap.lower);
+  const bool opens = !search_.last() && opensMedia(BoxReader(source_), between.gap.lower);
   const bool isKnown = opens || neighbours != SoundLayout::Neighbours::unknown;
   const bool isIntact = isKnown && findings_.losses.empty();
   const auto left =
@@ -314,8 +321,9 @@ void Walker::takeRemainder(std::uint64_t from) {
   BoxReader(source_).visit(0, end_, [&](const Box& box) {
     if (box.type == "mdat" && box.payloadOffset() <= from && from <= box.end()) {
       end = box.end();
-      neighbours =
-          box.truncated ? SoundLayout::Neighbours::unknown : SoundLayout::Neighbours::endOfMedia;
+      const bool isOpen = hasNoSize(source_, box) && isInTurns();
+      neighbours = box.truncated || isOpen ? SoundLayout::Neighbours::unknown
+                                           : SoundLayout::Neighbours::endOfMedia;
     }
     return true;
   });

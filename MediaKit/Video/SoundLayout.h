@@ -53,6 +53,9 @@ class SoundLayout {
   Division divide(const ByteSource& source, std::uint64_t from, std::uint64_t to,
                   Neighbours neighbours) const;
 
+  /// Gaps are divided by the order and the places of their chunks.
+  bool goesByOrder() const { return order_.has_value(); }
+
   /// How far sound runs ahead of the picture in the file.
   const SoundLead& lead() const { return lead_; }
 
