@@ -313,7 +313,8 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   const bool isComplete = found.losses.empty() && found.blocks.unplaced == 0;
   // A few blocks in a clip full of gaps are another stream's, which now and then walks as ours.
   constexpr double leastShare = 0.1;
-  if (soundFound < pictures * leastShare || (isComplete && !ratesAgree(pictures, soundFound))) {
+  if (soundFound < pictures * leastShare ||
+      (isComplete && !ratesAgree(found, layout.lead, pictures, soundFound, block))) {
     return {};
   }
   const Rates rates{static_cast<double>(bytesOf(found.video)) / std::max(pictures, frame),

@@ -6,6 +6,8 @@
 #include <limits>
 #include <optional>
 
+#include "MediaKit/Video/PicturePacing.h"
+
 namespace tallowmark::VideoRepair {
 
 std::uint64_t firstKeyframe(const SampleList& video) {
@@ -22,9 +24,23 @@ std::uint32_t ticks(double seconds, std::uint32_t timescale) {
   return static_cast<std::uint32_t>(std::clamp(seconds * timescale + 0.5, 0.0, most));
 }
 
-bool ratesAgree(double pictures, double sound) {
+bool ratesAgree(const EvidencedFindings& found, const SoundLead& lead, double pictures,
+                double sound, double soundTick) {
   constexpr double tooShortToTell = 2;
-  return pictures < tooShortToTell || (sound < pictures * 1.6 && sound > pictures * 0.6);
+  constexpr double tooShortToGoBy = 1;
+  const auto agree = [](double picturesThen, double soundThen) {
+    return soundThen < picturesThen * 1.6 && soundThen > picturesThen * 0.6;
+  };
+  if (pictures < tooShortToTell || agree(pictures, sound)) {
+    return true;
+  }
+  const auto anchors = soundAnchors(found, soundTick);
+  if (anchors.empty()) {
+    return false;
+  }
+  const double frame = pictures / static_cast<double>(found.video.size());
+  const double due = static_cast<double>(anchors.back().frame) * frame + lead.usual;
+  return due >= tooShortToGoBy && agree(due, anchors.back().seconds);
 }
 
 SampleList withHolds(const SampleList& samples, const std::vector<Hold>& holds) {
@@ -120,8 +136,9 @@ void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32
     return;
   }
   if (found.losses.empty() &&
-      !ratesAgree(static_cast<double>(found.video.duration()) / videoTimescale,
-                  static_cast<double>(found.audio.duration()) / audio.timescale)) {
+      !ratesAgree(
+          found, layout.lead(), static_cast<double>(found.video.duration()) / videoTimescale,
+          static_cast<double>(found.audio.duration()) / audio.timescale, 1.0 / audio.timescale)) {
     found.audio.clear();
     return;
   }

@@ -26,10 +26,14 @@ std::uint32_t ticks(double seconds, std::uint32_t timescale);
 /// The number of the first key frame; 0 when there is none.
 std::uint64_t firstKeyframe(const SampleList& video);
 
-/// Whether sound of that many seconds can be that of the pictures: half or double tells that the
-/// reference records other channels or another rate, and its description would play the bytes at
-/// the wrong speed. Short clips cannot tell.
-bool ratesAgree(double pictures, double sound);
+/// Whether the sound found can be that of the pictures: half or double tells that the reference
+/// records other channels or another rate, and its description would play the bytes at the wrong
+/// speed. It is held against all of the pictures and, as it may end before them or be stored behind
+/// them in a file that was cut, against those that it was due with by the reference's `lead`. Short
+/// clips cannot tell. `pictures` and `sound`: seconds of all that was found; `soundTick`: of a PCM
+/// sample or an AAC block.
+bool ratesAgree(const EvidencedFindings& found, const SoundLead& lead, double pictures,
+                double sound, double soundTick);
 
 /// Keeps sound and picture together where something is lost. Frames ahead of the first key frame
 /// will go: the sound that belongs to them goes, too. Behind every later loss the one that lost
