@@ -174,11 +174,12 @@ SoundLayout::Division Walker::takenPCM(SoundLayout::Division division) {
   return division;
 }
 
-// A clip that stores its chunks in another order than the reference has gaps that fit by chance.
-// Where sound is kept, what could not be divided of it is a loss.
+// A clip that stores its chunks in another order than the reference has gaps that fit by chance; a
+// few that do not fit are damage. Where sound is kept, what could not be divided of it is a loss.
 void Walker::settleOrder() {
+  constexpr std::uint64_t few = 2;
   constexpr std::uint64_t unusualShare = 8;
-  if (undivided_.size() * unusualShare > ordered_) {
+  if (undivided_.size() > (ordered_ == 0 ? 0 : few + ordered_ / unusualShare)) {
     const std::uint64_t bytes = findings_.audio.size() * lessons_.sound->pcm().sampleSize;
     findings_.unused += bytes;
     findings_.undividedSound += bytes;

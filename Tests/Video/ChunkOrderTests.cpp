@@ -138,11 +138,13 @@ TEST(ChunkOrder, soundIsOfOneTrackAndNeverPadding) {
       EXPECT_EQ(c.soundWrong, 0U);
       EXPECT_LT(std::abs(c.worstStep), 1.0);
     }
-    for (unsigned seed = 0; seed < 6; ++seed) {
+    for (unsigned seed = 0; seed < 3; ++seed) {
       Victim victim(clip);
-      victim.punch(seed, 1 + seed % 3, 3000 + 4000 * seed,
+      victim.punch(seed, 1 + seed, 3000 + 8000 * seed,
                    seed % 2 == 0 ? Filling::noise : Filling::zeros);
-      EXPECT_EQ(rebuildAndCompare(victim, sibling).soundWrong, 0U) << seed;
+      const Comparison c = rebuildAndCompare(victim, sibling);
+      EXPECT_EQ(c.soundWrong, 0U) << seed;
+      EXPECT_GT(c.soundRight * 2, c.sound) << seed;
     }
   }
 }
