@@ -2,13 +2,12 @@
 #include "MediaKit/Video/LostIndex.h"
 
 #include <algorithm>
-#include <cstring>
-#include <string_view>
 #include <vector>
 
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Container/NameSearch.h"
 #include "MediaKit/Video/NALFormat.h"
 
 namespace tallowmark::LostIndex {
@@ -71,29 +70,18 @@ std::optional<Movie> movieOf(const Box& index, const ByteSource& clip) {
   }
 }
 
-// In pieces that stay in the processor's cache.
 std::optional<Movie> findWithin(std::uint64_t from, std::uint64_t to, const ByteSource& clip) {
-  constexpr std::string_view name = "moov";
   constexpr int mostTried = 16;
   const BoxReader reader(clip);
-  std::vector<std::uint8_t> buffer(std::size_t{1} << 18U);
+  std::optional<Movie> movie;
   int tried = 0;
-  for (std::uint64_t at = from; at + name.size() <= to; at += buffer.size() - name.size() + 1) {
-    const std::size_t got = clip.readInto(at, buffer);
-    std::span<const std::uint8_t> left = std::span(buffer).first(got);
-    for (;;) {
-      const void* hit = ::memmem(left.data(), left.size(), name.data(), name.size());
-      if (hit == nullptr) break;
-      const auto place =
-          static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - buffer.data());
-      if (const auto index = indexAt(at + place, reader)) {
-        if (auto movie = movieOf(*index, clip)) return movie;
-        if (++tried == mostTried) return std::nullopt;
-      }
-      left = std::span<const std::uint8_t>(buffer).first(got).subspan(place + 1);
-    }
-  }
-  return std::nullopt;
+  visitNames("moov", clip, from, to, [&](std::uint64_t place) {
+    const auto index = indexAt(place, reader);
+    if (!index) return true;
+    movie = movieOf(*index, clip);
+    return !movie && ++tried < mostTried;
+  });
+  return movie;
 }
 
 // A length of four bytes, and what tells the unit's kind.
