@@ -60,6 +60,25 @@ struct Track {
   std::uint32_t typicalDuration() const { return samples.typicalDuration(); }
 };
 
+/// A stretch of a file written in pieces (movie fragments) that no readable piece describes.
+struct LostPiece {
+  /// Where a track goes on behind it.
+  struct Resumption {
+    std::uint32_t trackID = 0;
+    /// Number of the first sample behind.
+    std::uint64_t sample = 0;
+    /// How much later it starts than the sample ahead would have ended, in the track's timescale:
+    /// that one was made longer by it. Absent where the file does not say.
+    std::optional<std::uint64_t> ticks;
+  };
+
+  /// Positions in the file. Where only a box's size is lost they are one.
+  std::uint64_t from = 0;
+  std::uint64_t to = 0;
+  /// Tracks that go on only behind a later lost piece, or not at all, are not among them.
+  std::vector<Resumption> resumptions;
+};
+
 /// A movie's index as a value: what the repair, the join and the writer share.
 struct Movie {
   /// Ticks per second of the movie header; 600 when there is none.
@@ -74,6 +93,8 @@ struct Movie {
   std::optional<std::vector<std::uint8_t>> userData;
   /// The whole metadata box of the movie: camera, place and date on phones.
   std::optional<std::vector<std::uint8_t>> metadata;
+  /// In file order. Writing leaves them aside.
+  std::vector<LostPiece> lostPieces;
 
   /// The first track of that kind; null when there is none. Valid while the movie is unchanged.
   const Track* videoTrack() const { return first(Track::Kind::video); }

@@ -4,228 +4,257 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <optional>
+#include <vector>
 
 #include "MediaKit/Container/BigEndian.h"
-#include "MediaKit/Container/MediaError.h"
-#include "MediaKit/Container/SampleTable.h"
+#include "MediaKit/Container/FragmentReading.h"
+#include "MediaKit/Container/NameSearch.h"
 #include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Container/TrackEnd.h"
 
 namespace tallowmark::MovieFragments {
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-// A piece of a recording has some hundreds of samples.
-constexpr std::uint64_t longestPayload = std::uint64_t{1} << 26U;
-
-// Reads the fields of a full box one after the other; behind the end all is 0.
-class Fields {
- public:
-  explicit Fields(Bytes payload) : payload_(std::move(payload)) {}
-
-  std::uint8_t version() const { return payload_.empty() ? std::uint8_t{0} : payload_[0]; }
-  bool has(std::uint32_t flag) const {
-    return (bigEndianOrZero<std::uint32_t>(payload_, 0) & flag) != 0;
-  }
-  template <typename Number = std::uint32_t>
-  Number next() {
-    const auto number = bigEndianOrZero<Number>(payload_, at_);
-    at_ += sizeof(Number);
-    return number;
-  }
-  // The next field when that flag is set, otherwise what stands in for it.
-  std::uint32_t nextIf(std::uint32_t flag, std::uint32_t otherwise) {
-    return has(flag) ? next() : otherwise;
-  }
-  std::uint64_t left() const { return payload_.size() > at_ ? payload_.size() - at_ : 0; }
-
- private:
-  Bytes payload_;
-  std::size_t at_ = 4;
+/// What a fragment says of itself, before any of it is believed.
+struct Survey {
+  bool isWhole = true;
+  /// From the first byte of its samples to the last.
+  std::uint64_t from = std::numeric_limits<std::uint64_t>::max();
+  std::uint64_t to = 0;
+  /// Whether a track starts before its samples so far end, and how many seconds later one does.
+  bool isEarlier = false;
+  double later = 0;
 };
 
-// What samples are like that do not say it themselves.
-struct Defaults {
-  std::uint32_t duration = 0;
-  std::uint32_t size = 0;
-  std::uint32_t flags = 0;
-};
-
-// Appends to one track. The last samples are held back: a fragment that starts later than they end
-// makes the last of them longer.
-class TrackEnd {
+/// Reads the fragments of a file one after the other, and looks for the next where damage hides it.
+class Fragments {
  public:
-  Defaults defaults;
+  Fragments(const Box& extends, const BoxReader& reader, Movie& movie);
 
-  TrackEnd() = default;
-  explicit TrackEnd(Track& track) : track_(&track), time_(track.duration()) {}
-
-  void startAt(std::uint64_t time) {
-    if (count_ > 0 && time > time_) {
-      if (--count_ > 0) track_->samples.append(held_, count_);
-      held_.offset += count_ * held_.size;
-      count_ = 1;
-      const std::uint64_t longer = saturatingAdd(held_.duration, time - time_);
-      held_.duration = static_cast<std::uint32_t>(
-          std::min<std::uint64_t>(longer, std::numeric_limits<std::uint32_t>::max()));
-    }
-    time_ = std::max(time, time_);
-  }
-
-  void append(const Sample& first, std::uint64_t count) {
-    if (track_ == nullptr || count == 0) return;
-    flush();
-    held_ = first;
-    count_ = count;
-    time_ = saturatingAdd(time_, saturatingMultiply(first.duration, count));
-  }
-
-  void flush() {
-    if (count_ > 0) track_->samples.append(held_, count_);
-    count_ = 0;
-  }
+  void readAll();
 
  private:
-  Track* track_ = nullptr;
-  Sample held_;
+  /// Where a row of boxes ends.
+  struct RowEnd {
+    std::uint64_t at = 0;
+    Box last;
+    std::size_t boxes = 0;
+  };
+
+  RowEnd readRow(std::uint64_t from);
+  void take(const Box& moof);
+  Survey survey(const Box& moof) const;
+  bool isDamaged(const Box& moof, const Survey& seen) const;
+  std::uint32_t sequenceOf(const Box& moof) const;
+  std::optional<Box> findBehind(std::uint64_t from);
+  bool goesOn(const Box& moof) const;
+  void noteTail(const RowEnd& end);
+  bool isZero(std::uint64_t from) const;
+  void openLoss(std::uint64_t from) { lossFrom_ = lossFrom_.value_or(from); }
+  void closeLoss(std::uint64_t to);
+
+  const BoxReader& reader_;
+  Movie& movie_;
+  DefaultsByTrack defaults_;
+  std::map<std::uint32_t, TrackEnd> ends_;
+  DataPlace place_;
+  /// Of the fragments read, and the last one's number.
   std::uint64_t count_ = 0;
-  std::uint64_t time_ = 0;
+  std::uint32_t sequence_ = 0;
+  /// Behind the last byte that they describe.
+  std::uint64_t described_ = 0;
+  /// Where a lost piece starts whose end is not known yet.
+  std::optional<std::uint64_t> lossFrom_;
+  /// Bytes that may still be looked into for a fragment: its name in ten thousand places must not
+  /// have the same bytes read as often.
+  std::uint64_t searchable_;
 };
 
-using TrackEnds = std::map<std::uint32_t, TrackEnd>;
-
-// §8.8.3
-void readDefaults(const Box& extends, const BoxReader& reader, TrackEnds& ends) {
-  reader.visitChildren(extends, [&](const Box& box) {
-    if (box.type != "trex") return true;
-    Fields fields(reader.payload(box, longestPayload));
-    const auto end = ends.find(fields.next());
-    if (end == ends.end()) return true;
-    fields.next();  // which sample description: only the first is known
-    end->second.defaults.duration = fields.next();
-    end->second.defaults.size = fields.next();
-    end->second.defaults.flags = fields.next();
-    return true;
-  });
+Fragments::Fragments(const Box& extends, const BoxReader& reader, Movie& movie)
+    : reader_(reader),
+      movie_(movie),
+      defaults_(readDefaults(extends, reader, movie)),
+      searchable_(saturatingMultiply(reader.size(), 2)) {
+  for (Track& track : movie.tracks) ends_.try_emplace(track.trackID, track, movie.lostPieces);
+  place_.unclaimed = reader.size();
 }
 
-// Where the data of runs stands.
-struct DataPlace {
-  std::uint64_t base = 0;
-  // Behind the run ahead: there stand the samples of a run that does not say where.
-  std::uint64_t next = 0;
-  // Bytes that samples without fields of their own may still claim: no more than the file has, for
-  // a few bytes could claim them over and over.
-  std::uint64_t unclaimed = 0;
-  // Of samples, so far.
-  std::size_t runs = 0;
-
-  std::uint64_t claim(std::uint64_t count, std::uint32_t size) {
-    const std::uint64_t granted = size == 0 ? 0 : std::min(count, unclaimed / size);
-    unclaimed -= granted * size;
-    return granted;
-  }
-};
-
-// §8.8.8
-void readRun(Fields fields, const Defaults& defaults, DataPlace& place, TrackEnd& end) {
-  constexpr std::uint32_t hasOffset = 0x1;
-  constexpr std::uint32_t hasFirstFlags = 0x4;
-  constexpr std::uint32_t hasDuration = 0x100;
-  constexpr std::uint32_t hasSize = 0x200;
-  constexpr std::uint32_t hasFlags = 0x400;
-  constexpr std::uint32_t hasComposition = 0x800;
-  constexpr std::uint32_t isNotSync = 0x10000;
-
-  std::uint64_t count = fields.next();
-  if (fields.has(hasOffset)) {
-    place.next = place.base + static_cast<std::uint64_t>(static_cast<std::int32_t>(fields.next()));
-  }
-  const std::uint32_t firstFlags = fields.nextIf(hasFirstFlags, defaults.flags);
-  std::uint64_t entrySize = 0;
-  for (const auto field : {hasDuration, hasSize, hasFlags, hasComposition}) {
-    entrySize += fields.has(field) ? 4U : 0U;
-  }
-  count = entrySize > 0 ? std::min(count, fields.left() / entrySize)
-                        : place.claim(count, defaults.size);
-  for (std::uint64_t i = 0; i < count;) {
-    Sample sample;
-    sample.offset = place.next;
-    sample.duration = fields.nextIf(hasDuration, defaults.duration);
-    sample.size = fields.nextIf(hasSize, defaults.size);
-    const std::uint32_t flags = fields.nextIf(hasFlags, i == 0 ? firstFlags : defaults.flags);
-    sample.isSync = (flags & isNotSync) == 0;
-    sample.compositionOffset = static_cast<std::int32_t>(fields.nextIf(hasComposition, 0));
-    // Samples without fields of their own are alike, but for the first one's flags.
-    const std::uint64_t alike = entrySize > 0 || i == 0 ? 1 : count - i;
-    if (++place.runs > mostSampleRuns) {
-      throw MediaError::malformed("its index is implausibly large");
-    }
-    end.append(sample, alike);
-    place.next = saturatingAdd(place.next, saturatingMultiply(sample.size, alike));
-    i += alike;
-  }
+void Fragments::closeLoss(std::uint64_t to) {
+  if (lossFrom_) movie_.lostPieces.push_back({std::min(*lossFrom_, to), to, {}});
+  lossFrom_.reset();
 }
 
-// §8.8.7, §8.8.12
-void readTrackFragment(const Box& traf, const BoxReader& reader, std::uint64_t moofOffset,
-                       DataPlace& place, TrackEnds& ends) {
-  constexpr std::uint32_t hasBase = 0x1;
-  constexpr std::uint32_t hasDescription = 0x2;
-  constexpr std::uint32_t hasDuration = 0x8;
-  constexpr std::uint32_t hasSize = 0x10;
-  constexpr std::uint32_t hasFlags = 0x20;
-  constexpr std::uint32_t baseIsMoof = 0x20000;
+// §8.8.5
+std::uint32_t Fragments::sequenceOf(const Box& moof) const {
+  constexpr std::uint64_t headerSize = 16;
+  const auto header = reader_.box(moof.payloadOffset(), moof.end());
+  const bool isOne = header && header->type == "mfhd" && header->size == headerSize;
+  return isOne ? bigEndianOrZero<std::uint32_t>(reader_.payload(*header), 4) : 0;
+}
 
-  const std::optional<Box> headerBox = reader.child(traf, "tfhd");
-  if (!headerBox) return;
-  Fields header(reader.payload(*headerBox, longestPayload));
-  const auto known = ends.find(header.next());
-  TrackEnd leftOut;
-  TrackEnd& end = known != ends.end() ? known->second : leftOut;
-  if (header.has(hasBase)) {
-    place.next = header.next<std::uint64_t>();
-  } else if (header.has(baseIsMoof)) {
-    place.next = moofOffset;
+Survey Fragments::survey(const Box& moof) const {
+  Survey seen;
+  DataPlace place = place_;
+  const TrackEnd* end = nullptr;
+  bool isEmpty = false;
+  bool areEmpty = false;
+  FragmentListener listener;
+  listener.onTrack = [&](std::uint32_t trackID) {
+    const auto known = ends_.find(trackID);
+    end = known == ends_.end() ? nullptr : &known->second;
+  };
+  listener.onTime = [&](std::uint64_t time) {
+    if (end == nullptr) return;
+    seen.isEarlier = seen.isEarlier || time < end->time();
+    seen.later = std::max(seen.later, end->seconds(time) - end->seconds(end->time()));
+  };
+  listener.onSamples = [&](const Sample& first, std::uint64_t count) {
+    if (end == nullptr) return;
+    seen.from = std::min(seen.from, first.offset);
+    seen.to = std::max(seen.to, saturatingAdd(first.offset, saturatingMultiply(first.size, count)));
+    const bool wasEmpty = isEmpty;
+    isEmpty = first.size == 0 && end->track().kind != Track::Kind::other;
+    areEmpty = areEmpty || (wasEmpty && isEmpty);
+  };
+  seen.isWhole = readFragment(moof, reader_, defaults_, place, listener);
+  // Zeros over a part of a table: no recorder writes two pictures or sounds without a byte.
+  seen.isWhole = seen.isWhole && !areEmpty;
+  return seen;
+}
+
+// The last one of a file that was cut off is read as far as it goes.
+bool Fragments::isDamaged(const Box& moof, const Survey& seen) const {
+  if ((seen.isWhole && seen.to <= reader_.size()) || reader_.size() - moof.end() < 8) {
+    return false;
   }
-  place.base = place.next;
-  header.nextIf(hasDescription, 0);
-  Defaults defaults;
-  defaults.duration = header.nextIf(hasDuration, end.defaults.duration);
-  defaults.size = header.nextIf(hasSize, end.defaults.size);
-  defaults.flags = header.nextIf(hasFlags, end.defaults.flags);
-  reader.visitChildren(traf, [&](const Box& box) {
-    if (box.type == "tfdt") {
-      Fields time(reader.payload(box, longestPayload));
-      end.startAt(time.version() == 1 ? time.next<std::uint64_t>() : time.next());
-    } else if (box.type == "trun") {
-      readRun(Fields(reader.payload(box, longestPayload)), defaults, place, end);
-    }
+  const auto behind = reader_.box(moof.end());
+  return !seen.isWhole || !behind || !behind->truncated;
+}
+
+void Fragments::take(const Box& moof) {
+  const Survey seen = survey(moof);
+  if (isDamaged(moof, seen)) {
+    openLoss(moof.offset);
+    return;
+  }
+  closeLoss(moof.offset);
+  ++count_;
+  sequence_ = std::max(sequence_, sequenceOf(moof));
+  described_ = std::max(described_, std::min(seen.to, reader_.size()));
+  TrackEnd* end = nullptr;
+  FragmentListener listener;
+  listener.onTrack = [&](std::uint32_t trackID) {
+    const auto known = ends_.find(trackID);
+    end = known == ends_.end() ? nullptr : &known->second;
+  };
+  listener.onTime = [&](std::uint64_t time) {
+    if (end != nullptr) end->startAt(time);
+  };
+  listener.onSamples = [&](const Sample& first, std::uint64_t count) {
+    if (end != nullptr) end->append(first, count);
+  };
+  (void)readFragment(moof, reader_, defaults_, place_, listener);
+}
+
+Fragments::RowEnd Fragments::readRow(std::uint64_t from) {
+  RowEnd end{from, {}, 0};
+  reader_.visit(from, reader_.size(), [&](const Box& box) {
+    if (box.type == "moof" && !box.truncated) take(box);
+    end = {box.end(), box, end.boxes + 1};
     return true;
   });
+  return end;
+}
+
+// Whether the fragment at a place that no box leads to is this recording's: it is whole, its
+// samples lie in the media box behind it, and its number and its times go on.
+bool Fragments::goesOn(const Box& moof) const {
+  const std::uint32_t sequence = sequenceOf(moof);
+  if (sequence <= sequence_) return false;
+  const auto media = reader_.box(moof.end());
+  if (!media || media->type != "mdat") return false;
+  const Survey seen = survey(moof);
+  if (!seen.isWhole || seen.isEarlier || seen.from < media->payloadOffset() ||
+      seen.to <= seen.from || (seen.to > media->end() && !media->truncated)) {
+    return false;
+  }
+  double reached = 0;
+  for (const auto& [trackID, end] : ends_) reached = std::max(reached, end.seconds(end.time()));
+  // An earlier recording on the card may be numbered from anywhere.
+  constexpr double mostUneven = 4;
+  return count_ == 0 || reached == 0 ||
+         seen.later <= mostUneven * (sequence - sequence_) * reached / static_cast<double>(count_);
+}
+
+std::optional<Box> Fragments::findBehind(std::uint64_t from) {
+  constexpr std::uint64_t largest = std::uint64_t{16} << 20U;
+  std::optional<Box> found;
+  visitNames("moof", reader_.source(), from, reader_.size(), [&](std::uint64_t place) {
+    const auto box = place >= from + 4 ? reader_.box(place - 4) : std::nullopt;
+    if (!box || box->truncated || box->size > largest) return true;
+    if (box->size > searchable_) return false;
+    searchable_ -= box->size;
+    if (goesOn(*box)) found = box;
+    return !found;
+  });
+  return found;
+}
+
+bool Fragments::isZero(std::uint64_t from) const {
+  constexpr std::size_t step = std::size_t{1} << 16U;
+  for (std::uint64_t at = from; at < reader_.size(); at += step) {
+    const auto bytes = reader_.data(at, step);
+    if (std::any_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte != 0; })) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// No fragment can be read behind the last box. A piece may stand there all the same, or the rest of
+// the last one; what was cut off while it was written, or set aside and never written, is none.
+void Fragments::noteTail(const RowEnd& end) {
+  constexpr std::uint64_t leastPiece = 4096;
+  const bool isCut = end.last.truncated && (end.last.type == "mdat" || end.last.type == "moof");
+  const Track* video = movie_.videoTrack();
+  const bool isInPieces = count_ > 0 || (video != nullptr && video->samples.empty());
+  const std::uint64_t from = std::max(end.last.truncated ? end.last.offset : end.at, described_);
+  const bool isBoxLost = !end.last.truncated && described_ > end.at;
+  const bool isPiece = isInPieces && from + leastPiece < reader_.size() && !isZero(from);
+  if (!isCut && (isBoxLost || isPiece)) openLoss(from);
+}
+
+void Fragments::readAll() {
+  // Damage has come to an end long before; a file made of it must not take memory.
+  constexpr std::size_t mostLosses = std::size_t{1} << 14U;
+  for (std::uint64_t from = 0; movie_.lostPieces.size() < mostLosses;) {
+    const RowEnd end = readRow(from);
+    const bool isAtEnd = !end.last.truncated && reader_.size() - end.at < 8;
+    if (isAtEnd || end.boxes == 0 || end.boxes == BoxReader::mostSiblings) break;
+    // A media box that leads nowhere may have another size than it claims.
+    const bool isSizeDoubted = end.last.truncated || end.last.type == "mdat";
+    const std::uint64_t searchFrom = isSizeDoubted ? end.last.payloadOffset() : end.at;
+    const auto next = findBehind(searchFrom);
+    if (!next) {
+      noteTail(end);
+      break;
+    }
+    const std::uint64_t stop = !end.last.truncated && end.at <= next->offset ? end.at : searchFrom;
+    openLoss(std::max(stop, std::min(described_, next->offset)));
+    from = next->offset;
+  }
+  closeLoss(reader_.size());
+  for (auto& [trackID, end] : ends_) end.flush();
 }
 
 }  // namespace
 
 void append(const Box& moov, const BoxReader& reader, Movie& movie) {
-  const std::optional<Box> extends = reader.child(moov, "mvex");
-  if (!extends) return;
-  TrackEnds ends;
-  for (Track& track : movie.tracks) ends.try_emplace(track.trackID, track);
-  readDefaults(*extends, reader, ends);
-  DataPlace place;
-  place.unclaimed = reader.size();
-  reader.visit(0, reader.size(), [&](const Box& moof) {
-    if (moof.type != "moof" || moof.truncated) return true;
-    place.next = moof.offset;
-    reader.visitChildren(moof, [&](const Box& traf) {
-      if (traf.type == "traf") readTrackFragment(traf, reader, moof.offset, place, ends);
-      return true;
-    });
-    return true;
-  });
-  for (auto& [trackID, end] : ends) end.flush();
+  if (const std::optional<Box> extends = reader.child(moov, "mvex")) {
+    Fragments(*extends, reader, movie).readAll();
+  }
 }
 
 }  // namespace tallowmark::MovieFragments

@@ -10,8 +10,9 @@ namespace tallowmark::MovieFragments {
 
 /// Appends to the tracks of `movie`, which `moov` describes, the samples of all whole fragments of
 /// the file. Does nothing when the index announces none. Counts that claim more than their bytes
-/// hold end there. Throws MediaError::malformed for an implausibly large box, and the source's
-/// errors.
+/// hold end there. Where the boxes do not lead to the file's end, goes on with the next fragment
+/// behind that is the same recording's, and notes what lies between as lost. Throws
+/// MediaError::malformed for an implausibly large box, and the source's errors.
 void append(const Box& moov, const BoxReader& reader, Movie& movie);
 
 }  // namespace tallowmark::MovieFragments

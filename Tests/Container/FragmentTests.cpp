@@ -128,5 +128,74 @@ TEST(Fragments, pausesMakeTheSampleAheadLonger) {
   EXPECT_EQ(durations, expected);
 }
 
+// A piece of two samples of 50 bytes, 10 ticks each.
+struct Piece {
+  std::uint32_t number = 0;
+  std::uint32_t time = 0;
+  std::uint32_t claimed = 2;
+  std::uint32_t dataAt = 0;
+  std::uint32_t mediaBytes = 100;
+};
+
+Bytes makePiece(const Piece& piece) {
+  const Bytes table = joined({u32(50), u32(50)});
+  const auto moof = [&](std::uint32_t dataAt) {
+    return makeBox(
+        "moof",
+        {makeFull("mfhd", 0, {u32(piece.number)}),
+         makeBox("traf", {makeBox("tfhd", {u32(0x20008), u32(1), u32(10)}),
+                          makeFull("tfdt", 0, {u32(piece.time)}),
+                          makeBox("trun", {u32(0x201), u32(piece.claimed), u32(dataAt), table})})});
+  };
+  const auto behind = static_cast<std::uint32_t>(moof(0).size() + 8);
+  return joined({moof(piece.dataAt == 0 ? behind : piece.dataAt),
+                 makeBox("mdat", {Bytes(piece.mediaBytes, 0x55)})});
+}
+
+TEST(Fragments, behindDamageAreBelievedOnlyWhereTheyGoOn) {
+  const Bytes moov = makeBox("moov", {makeTrack("vide", {}), makeBox("mvex", {})});
+  const Bytes start = joined(
+      {makeBox("ftyp", {}), moov, makePiece({.number = 1}), makePiece({.number = 2, .time = 20})});
+  const Bytes damage = joined({zeros(100), Bytes(500, 0x55)});
+  const struct {
+    const char* label;
+    Bytes behind;
+    std::vector<std::uint32_t> durations;
+  } rows[] = {
+      {"the next but one", makePiece({.number = 4, .time = 60}), {10, 10, 10, 30, 10, 10}},
+      {"and those after it",
+       joined({makePiece({.number = 4, .time = 60}), makePiece({.number = 5, .time = 80})}),
+       {10, 10, 10, 30, 10, 10, 10, 10}},
+      {"numbered as one that was", makePiece({.number = 2, .time = 60}), {10, 10, 10, 10}},
+      {"before what there is", makePiece({.number = 4, .time = 39}), {10, 10, 10, 10}},
+      {"hours later", makePiece({.number = 4, .time = 9'000}), {10, 10, 10, 10}},
+      {"of more samples than its table has",
+       makePiece({.number = 4, .time = 60, .claimed = 3}),
+       {10, 10, 10, 10}},
+      {"of samples ahead of its media",
+       makePiece({.number = 4, .time = 60, .dataAt = 8}),
+       {10, 10, 10, 10}},
+      {"of samples behind its media",
+       makePiece({.number = 4, .time = 60, .mediaBytes = 99}),
+       {10, 10, 10, 10}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    const MemorySource source(joined({start, damage, row.behind, zeros(5000)}));
+    const Movie movie = MovieParser::parse(BoxReader(source));
+    std::vector<std::uint32_t> durations;
+    for (const Sample sample : movie.tracks.at(0).samples) durations.push_back(sample.duration);
+    EXPECT_EQ(durations, row.durations);
+    ASSERT_EQ(movie.lostPieces.size(), 1U);
+    EXPECT_EQ(movie.lostPieces[0].from, start.size());
+    const bool isBelieved = row.durations.size() > 4;
+    EXPECT_EQ(movie.lostPieces[0].to, isBelieved ? start.size() + damage.size() : source.size());
+  }
+  for (const Bytes& tail : {Bytes{}, zeros(100'000), Bytes(400, 0x55)}) {
+    const MemorySource source(joined({start, tail}));
+    EXPECT_TRUE(MovieParser::parse(BoxReader(source)).lostPieces.empty()) << tail.size();
+  }
+}
+
 }  // namespace
 }  // namespace tallowmark
