@@ -44,7 +44,7 @@ Part readPart(const std::filesystem::path& url) {
     throw MediaError::unsupported(part.name() +
                                   " doesn't open. Repair it first, then join the repaired copy.");
   }
-  if (reachesPast(part.movie, source.size())) {
+  if (reachesPast(part.movie, source.size()) || !part.movie.lostPieces.empty()) {
     throw MediaError::unsupported(part.name() +
                                   " is cut short. Repair it first, then join the repaired copy.");
   }

@@ -8,6 +8,7 @@
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Video/LostIndex.h"
+#include "MediaKit/Video/LostPieces.h"
 #include "MediaKit/Video/WrittenRange.h"
 
 namespace tallowmark::VideoRepair {
@@ -35,6 +36,46 @@ Movie readIndex(const ByteSource& source) {
     if (!lost) throw;
     return std::move(*lost);
   }
+}
+
+// What lies inside the file.
+Plan trimmed(Movie movie, std::uint64_t fileSize) {
+  delayLostStarts(movie);
+  for (Track& track : movie.tracks) {
+    track.samples = track.samples.endingBy(fileSize);
+  }
+  std::erase_if(movie.tracks, [](const Track& track) { return track.samples.empty(); });
+  if (movie.videoTrack() == nullptr) {
+    throw MediaError::noVideo();
+  }
+  Plan trimmed;
+  Result& result = trimmed.result;
+  result.videoFrames = movie.videoTrack()->samples.size();
+  result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
+  result.seconds = movie.seconds();
+  trimmed.movie = std::move(movie);
+  return trimmed;
+}
+
+// The pieces of a recording whose index is lost are rebuilt by what the others teach: no clip can
+// be more like it.
+Plan planWithLostPieces(const ByteSource& source, Movie movie, const Progress& progress,
+                        const StopToken& stop) {
+  std::uint64_t lost = 0;
+  for (const LostPiece& piece : movie.lostPieces) lost += piece.to - piece.from;
+  double done = 0;
+  try {
+    const Plan rebuilt = planRebuild(source, source, progress, stop);
+    done = rebuilt.progressDone;
+    lost -= std::min(lost, fillLostPieces(movie, rebuilt.movie));
+  } catch (const MediaError&) {
+    // There is too little left to learn from.
+  }
+  Plan filled = trimmed(std::move(movie), source.size());
+  filled.result.unusedBytes = lost;
+  filled.result.unusedBy.unknown = lost;
+  filled.progressDone = done;
+  return filled;
 }
 
 }  // namespace
@@ -65,6 +106,10 @@ Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize) {
     return MissingIndex{};
   }
   const std::uint64_t missing = samplesBehind(movie, fileSize);
+  if (!movie.lostPieces.empty()) {
+    return movie.videoTrack()->samples.empty() ? Diagnosis(MissingIndex{})
+                                               : Diagnosis(Truncated{missing});
+  }
   return missing == 0 ? Diagnosis(Healthy{}) : Diagnosis(Truncated{missing});
 }
 
@@ -75,7 +120,10 @@ Plan plan(const ByteSource& source, const ByteSource* reference, const Progress&
     throw MediaError::notAMovie();
   }
   if (!std::holds_alternative<MissingIndex>(diagnosis)) {
-    return planTrim(source);
+    Movie movie = readIndex(source);
+    return movie.lostPieces.empty() || depth == Depth::basic
+               ? trimmed(std::move(movie), source.size())
+               : planWithLostPieces(source, std::move(movie), progress, stop);
   }
   if (reference == nullptr) {
     throw MediaError::unsupported(
@@ -86,21 +134,7 @@ Plan plan(const ByteSource& source, const ByteSource* reference, const Progress&
 }
 
 Plan planTrim(const ByteSource& source) {
-  Plan trimmed;
-  Movie& movie = trimmed.movie;
-  movie = readIndex(source);
-  for (Track& track : movie.tracks) {
-    track.samples = track.samples.endingBy(source.size());
-  }
-  std::erase_if(movie.tracks, [](const Track& track) { return track.samples.empty(); });
-  if (movie.videoTrack() == nullptr) {
-    throw MediaError::noVideo();
-  }
-  Result& result = trimmed.result;
-  result.videoFrames = movie.videoTrack()->samples.size();
-  result.audioPackets = movie.audioTrack() == nullptr ? 0 : movie.audioTrack()->samples.size();
-  result.seconds = movie.seconds();
-  return trimmed;
+  return trimmed(readIndex(source), source.size());
 }
 
 void write(const Plan& plan, const ByteSource& source, FileSink& destination,

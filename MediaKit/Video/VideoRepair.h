@@ -15,7 +15,8 @@
 namespace tallowmark::VideoRepair {
 
 /// The index is whole, but this many samples over all tracks lie wholly or partly behind the
-/// file's end. None, when the index is there and the file's boxes do not lead to it.
+/// file's end. None, when the index is there and the file's boxes do not lead to it, or where a
+/// clip written in pieces lacks the index of some.
 struct Truncated {
   std::uint64_t samplesMissing = 0;
   friend bool operator==(const Truncated&, const Truncated&) = default;
@@ -24,7 +25,7 @@ struct Truncated {
 struct Healthy {
   friend bool operator==(const Healthy&, const Healthy&) = default;
 };
-/// There is no complete index, or it describes no video.
+/// There is no complete index, or it describes no video, or of no piece can be read what it holds.
 struct MissingIndex {
   friend bool operator==(const MissingIndex&, const MissingIndex&) = default;
 };

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+
+#include "MediaKit/Container/Movie.h"
+
+/// Clips written in pieces (movie fragments), some of which have lost the index that says what is
+/// in them.
+namespace tallowmark::VideoRepair {
+
+/// Puts into `movie` what `rebuilt`, made of the same clip by what `movie` itself teaches, has
+/// found in the lost pieces: at the time that is left for it, tracks that the rebuild finds again
+/// elsewhere only. Returns how many bytes that is.
+std::uint64_t fillLostPieces(Movie& movie, const Movie& rebuilt);
+
+/// Keeps tracks in step of which the first pieces are lost: one that goes on later than another
+/// starts that much later.
+void delayLostStarts(Movie& movie);
+
+}  // namespace tallowmark::VideoRepair
