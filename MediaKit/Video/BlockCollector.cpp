@@ -113,6 +113,7 @@ BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCo
     content.soundLeadsFromStart = layout_.isDueBehind(content.chains.front().from - gap.lower);
     content.soundLeadsToEnd = layout_.isEdgeAhead(gap.upper - content.chains.back().to);
   }
+  content.isAnothers = framesCountOn && layout_.mostOthers > 0 && content.soundLeadsToEnd;
   return content;
 }
 
@@ -133,6 +134,7 @@ std::vector<ByteRange> BlockCollector::take(const Content& content, std::uint64_
   gathered_.endGap({.frame = frame,
                     .unknown = content.gap.length() - content.others,
                     .isUsual = content.isUsual,
+                    .isAnothers = content.isAnothers,
                     .leadsFromStart = content.soundLeadsFromStart});
   std::vector<ByteRange> sound;
   for (const BlockChain& chain : content.chains) sound.push_back({chain.from, chain.to});

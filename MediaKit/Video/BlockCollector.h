@@ -28,6 +28,9 @@ class BlockCollector {
     std::uint64_t others = 0;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
+    /// What else is in it is another track's: the pictures around it count on, and the reference
+    /// has such data, if not as much, beside sound that ends against a picture.
+    bool isAnothers = false;
     /// Nothing in it but sound and what is known to be none.
     bool isExplained = false;
     /// Sound begins where the reference's does behind a picture, and ends where it does ahead of

@@ -114,8 +114,9 @@ void GatheredBlocks::Sharing::endGaps() {
     const std::uint64_t behind = found_.longest();
     if (behind > before_ || isLoss) {
       const std::uint64_t atStart = gap.isUsual || gap.leadsFromStart ? atStart_ : 0;
-      const std::uint64_t lost = gap.unknown - (found_.bytes - placedBefore_);
-      found_.gaps.push_back({gap.frame, behind, before_ + atStart, isLoss, isLoss ? lost : 0});
+      const std::uint64_t lost =
+          isLoss && !gap.isAnothers ? gap.unknown - (found_.bytes - placedBefore_) : 0;
+      found_.gaps.push_back({gap.frame, behind, before_ + atStart, isLoss, lost});
     }
     before_ = behind;
     placedBefore_ = found_.bytes;

@@ -49,6 +49,8 @@ class GatheredBlocks {
     std::uint64_t unknown = 0;
     /// Nothing was lost in it.
     bool isUsual = false;
+    /// What nothing explains in it is another track's.
+    bool isAnothers = false;
     /// Its first row lies against the picture before.
     bool leadsFromStart = false;
   };
