@@ -3,15 +3,23 @@
 
 #include "DeviceKit/DeviceError.h"
 #include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Rescue/Checking.h"
 
 namespace tallowmark {
 
 namespace {
+// Nothing for a clip that cannot be read, or was cut off ahead of its first picture.
 std::optional<ClipInfo> infoOf(const std::filesystem::path& clip, const FileOpener& open) {
   try {
-    return ClipInfo::of(*open(clip).bytes);
+    const OpenedFile file = open(clip);
+    const Movie movie = MovieParser::parse(BoxReader(*file.bytes));
+    const Track* video = movie.videoTrack();
+    const bool isEmpty = video == nullptr || video->samples.endingBy(file.bytes->size()).empty();
+    return isEmpty ? std::nullopt : ClipInfo::of(movie);
   } catch (const DeviceError&) {
+    return std::nullopt;
+  } catch (const MediaError&) {
     return std::nullopt;
   }
 }

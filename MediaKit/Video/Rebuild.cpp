@@ -85,6 +85,10 @@ void learnStreams(Teacher& teacher, const ByteSource& reference) {
 Teacher learn(const ByteSource& reference, Depth depth) {
   Teacher teacher;
   teacher.movie = MovieParser::parse(BoxReader(reference));
+  // One that is cut short teaches what is there.
+  for (Track& track : teacher.movie.tracks) {
+    track.samples = track.samples.endingBy(reference.size());
+  }
   teacher.video = teacher.movie.videoTrack();
   teacher.audio = teacher.movie.audioTrack();
   if (teacher.video == nullptr) {
