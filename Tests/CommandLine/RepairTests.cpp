@@ -83,6 +83,27 @@ TEST_F(RepairTests, askForAReferenceAndRefuseABadOne) {
             "saved");
 }
 
+TEST_F(RepairTests, learnFromAReferenceThatIsCutShort) {
+  const fs::path front = folder / "front.mp4";
+  run({"ffmpeg", "-v", "error", "-i", makeClip({.seconds = 4, .variant = 1}).string(), "-c", "copy",
+       "-movflags", "faststart", front.string()});
+  writeFile(noIndex, withoutIndex(contentsOf(makeClip({}))));
+  const auto repairWith = [&](double share) {
+    const std::string reference = firstPart(front.string(), share, folder / "part.mp4");
+    return linesOf(tallowmark({"repair", "--json", "--to", out, noIndex, "--reference", reference}))
+        .at(0);
+  };
+  const auto taughtByAll = repairWith(1)["result"];
+  const auto taught = repairWith(0.4)["result"];
+  EXPECT_EQ(taught["videoFrames"], taughtByAll["videoFrames"]);
+  EXPECT_EQ(taught["audioPackets"], taughtByAll["audioPackets"]);
+  const FileSource source(front.string());
+  const auto media = MovieParser::layout(BoxReader(source)).mdats.front().payloadOffset();
+  EXPECT_EQ(repairWith((static_cast<double>(media) + 100) / static_cast<double>(source.size()))
+                .value("message", ""),
+            "That clip doesn't open either. Pick a clip that plays, recorded on the same camera.");
+}
+
 TEST_F(RepairTests, tryAnotherSortOfReferenceWhereTheFirstFails) {
   ClipRecipe other;
   other.codec = "libx265";
