@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <set>
+#include <tuple>
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
@@ -55,14 +56,18 @@ class ChunkOrder {
   struct Surroundings {
     std::vector<std::uint64_t> before;
     std::vector<std::uint64_t> behind;
-    friend auto operator<=>(const Surroundings&, const Surroundings&) = default;
+    friend bool operator<(const Surroundings& a, const Surroundings& b) {
+      return std::tie(a.before, a.behind) < std::tie(b.before, b.behind);
+    }
   };
   /// Rounds of one chunk of every track: so many with `full` samples in each, then one with `last`.
   struct Rounds {
     std::uint64_t count = 0;
     std::uint64_t full = 0;
     std::uint64_t last = 0;
-    friend auto operator<=>(const Rounds&, const Rounds&) = default;
+    friend bool operator<(const Rounds& a, const Rounds& b) {
+      return std::tie(a.count, a.full, a.last) < std::tie(b.count, b.full, b.last);
+    }
   };
   using Chunks = std::vector<std::vector<ByteRange>>;
   /// A stretch between two pictures, or behind the last.

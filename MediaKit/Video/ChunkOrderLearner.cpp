@@ -237,10 +237,10 @@ void ChunkOrderLearner::findSoundless() {
 }
 
 void ChunkOrderLearner::lookAtPadding() {
-  constexpr int enough = 64;
+  constexpr int mostLooked = 64;
   int looked = 0;
   bool isZero = order_.alignment_ > 1;
-  for (auto gap = gaps_.begin(); gap != gaps_.end() && isZero && looked < enough; ++gap) {
+  for (auto gap = gaps_.begin(); gap != gaps_.end() && isZero && looked < mostLooked; ++gap) {
     std::uint64_t at = gap->from;
     for (const Extent* extent : gap->extents) {
       const std::uint64_t bytes = extent->from - at;

@@ -190,7 +190,7 @@ std::filesystem::path withShortPrefixes(const std::filesystem::path& clip) {
   static constexpr std::array<std::uint8_t, 4> name{'a', 'v', 'c', 'C'};
   const auto config = std::search(entry.begin(), entry.end(), name.begin(), name.end());
   config[8] = static_cast<std::uint8_t>((config[8] & 0xFCU) | 1U);
-  const auto target = std::filesystem::path(clip).replace_extension("short.mp4");
+  auto target = std::filesystem::path(clip).replace_extension("short.mp4");
   FileSink sink(target.string());
   const MemorySource made(media);
   MovieWriter::write(movie, made, {0, media.size()}, sink);

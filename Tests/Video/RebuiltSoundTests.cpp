@@ -242,7 +242,7 @@ TEST(RebuiltSound, isNotCalledLostBesideALargerPictureOfAnotherTrack) {
   }
   const testing::TemporaryFolder folder;
   const auto withSmallPictures = [&](const char* name, const char* size) {
-    const fs::path clip = folder / name;
+    fs::path clip = folder / name;
     testing::run({"ffmpeg",
                   "-v",
                   "error",

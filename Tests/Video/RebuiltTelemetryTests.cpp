@@ -132,7 +132,7 @@ TEST_F(RebuiltTelemetry, timecodeAheadOfThePicturesComesBack) {
   for (const char* audio : {"aac", "pcm_s16le", ""}) {
     testing::ClipRecipe recipe{.container = "mov", .audio = audio, .seconds = 4};
     const auto made = [&](const char* name, const char* start) {
-      const fs::path clip = folder_ / name;
+      fs::path clip = folder_ / name;
       const auto muxed =
           testing::run({"ffmpeg", "-v", "error", "-y", "-i", makeClip(recipe).string(), "-c",
                         "copy", "-timecode", start, clip.string()});

@@ -30,7 +30,7 @@ class SoundStep : public ::testing::Test {
 
   /// The clip with pictures, or sound where it is negative, that start so many seconds late.
   fs::path delayed(const fs::path& clip, double seconds, const char* options = "disable_chpl") {
-    const fs::path late = folder_ / (std::to_string(++clips_) + clip.extension().string());
+    fs::path late = folder_ / (std::to_string(++clips_) + clip.extension().string());
     const bool soundIsLate = seconds < 0;
     const auto made =
         testing::run({"ffmpeg", "-v", "error", "-i", clip.string(), "-itsoffset",
@@ -47,7 +47,7 @@ class SoundStep : public ::testing::Test {
     const BoxReader reader(source);
     Movie movie = MovieParser::parse(reader);
     movie.tracks.front().mediaStart += movie.tracks.front().timescale / 2;
-    const fs::path copy = folder_ / ("trimmed" + clip.extension().string());
+    fs::path copy = folder_ / ("trimmed" + clip.extension().string());
     FileSink sink(copy.string());
     MovieWriter::write(movie, source, {0, source.size()}, sink);
     return copy;
