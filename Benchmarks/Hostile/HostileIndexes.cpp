@@ -330,6 +330,15 @@ std::vector<HostileCase> hostileIndexes() {
          writeMovie(file, makeTrack("vide", {plainTables(4)}), repeated(makeBox("mdat", {}), n));
        },
        check},
+      {"fragmentsBehindDamage", 8 * megabyte, checkCeiling,
+       [](const fs::path& file, std::size_t n) {
+         const Bytes fragment =
+             joined({makeBox("moof", {makeFull("mfhd", 0, {u32(1)})}), makeBox("mdat", {})});
+         const Bytes brokenHeader = joined({u32(1), zeros(60)});
+         writeMovie(file, joined({makeTrack("vide", {plainTables(4)}), makeBox("mvex", {})}),
+                    joined({brokenHeader, filledWith(fragment, n)}));
+       },
+       check},
       {"emptyBoxesToList", 20'000, checkCeiling,
        [boxes](const fs::path& file, std::size_t n) { writeMovie(file, {}, boxes(n)); }, listBoxes},
       indexCase("emptyBoxesInIndex", 200'000, checkCeiling, boxes, check),

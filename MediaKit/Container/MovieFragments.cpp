@@ -194,8 +194,11 @@ std::optional<Box> Fragments::findBehind(std::uint64_t from) {
   visitNames("moof", reader_.source(), from, reader_.size(), [&](std::uint64_t place) {
     const auto box = place >= from + 4 ? reader_.box(place - 4) : std::nullopt;
     if (!box || box->truncated || box->size > largest) return true;
-    if (box->size > searchable_) return false;
-    searchable_ -= box->size;
+    // Every look costs some reads, however small the box is.
+    constexpr std::uint64_t leastCost = 4096;
+    const std::uint64_t cost = std::max(box->size, leastCost);
+    if (cost > searchable_) return false;
+    searchable_ -= cost;
     if (goesOn(*box)) found = box;
     return !found;
   });
