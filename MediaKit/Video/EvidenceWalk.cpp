@@ -119,11 +119,12 @@ std::optional<std::uint64_t> Walker::boxBehind(std::uint64_t at) {
 }
 
 void Walker::take(const FoundFrame& frame) {
-  const bool isKey = frame.isKeyframe || (evidence_.intraPicturesAreKeys() && isIntra(frame.slice));
   findings_.video.append({.offset = frame.offset,
                           .size = static_cast<std::uint32_t>(frame.size),
                           .duration = lessons_.frameDuration,
-                          .isSync = isKey});
+                          .isSync = evidence_.keys().isKey({.resetsDecoding = frame.isKeyframe,
+                                                            .isIntra = isIntra(frame.slice),
+                                                            .recovers = frame.recovers})});
   search_.take(frame);
 }
 

@@ -187,6 +187,8 @@ bool FrameFinder::takeUnit(Assembly& assembly, const UnitHead& head) {
       plain.isVCL ? takeSlice(assembly, head, habit, plain)
                   : takeOther(assembly, head, habit, described.has_value(), plain.startsAccessUnit);
   if (taken) {
+    assembly.frame.recovers =
+        assembly.frame.recovers || tellsRecovery(head, evidence_.format().codec);
     ++assembly.units;
     assembly.lastHeader = head.header;
     assembly.frame.size += head.length;

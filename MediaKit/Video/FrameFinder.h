@@ -19,6 +19,8 @@ struct FoundFrame {
   std::uint64_t offset = 0;
   std::uint64_t size = 0;
   bool isKeyframe = false;
+  /// It has a recovery point.
+  bool recovers = false;
   /// All slices and the closing unit that the reference's pictures have are there.
   bool isComplete = true;
   /// Every unit is of a kind that the reference has.

@@ -65,6 +65,7 @@ class EvidenceLearner {
   std::optional<Shape> shapeOf(const Sample& sample);
   void learnSlice(const UnitHead& head, UnitHabit& habit, bool first);
   void learnRoles(const Shape& shape);
+  void learnKeys(const Shape& shape, bool isSync);
   void learnSurroundings(const Sample& sample, std::optional<std::uint64_t> nextFrame);
   bool holdsForbidden(std::uint64_t from, std::uint64_t to);
   void learnEmulation(const Shape& shape);
@@ -83,9 +84,6 @@ class EvidenceLearner {
   std::uint64_t looked_ = 0;
   std::uint64_t fieldPairs_ = 0;
   std::uint64_t emulationChecked_ = 0;
-  // Intra pictures that are no IDR pictures, and whether the index calls them key samples.
-  std::uint64_t intraKeys_ = 0;
-  std::uint64_t otherIntras_ = 0;
   std::optional<SliceHeader> previous_;
   std::vector<std::pair<SliceHeader, SliceHeader>> pairs_;
   std::map<std::uint16_t, std::uint64_t> closings_;
@@ -188,6 +186,17 @@ void EvidenceLearner::learnRoles(const Shape& shape) {
   }
 }
 
+void EvidenceLearner::learnKeys(const Shape& shape, bool isSync) {
+  KeyHabits::Picture picture;
+  for (const UnitHead& head : shape.units) {
+    const auto described = format_.describe(head.header, head.afterHeader());
+    picture.resetsDecoding = picture.resetsDecoding || (described && described->isKeyframe);
+    picture.recovers = picture.recovers || tellsRecovery(head, format_.codec);
+  }
+  picture.isIntra = previous_ && isIntra(*previous_);
+  evidence_.keys_.learn(picture, isSync);
+}
+
 // Piece by piece: a unit can claim gigabytes.
 bool EvidenceLearner::holdsForbidden(std::uint64_t from, std::uint64_t to) {
   constexpr std::size_t stretch = 3;
@@ -239,10 +248,7 @@ void EvidenceLearner::lookAt(const Sample& sample, std::optional<std::uint64_t> 
   if (const auto shape = shapeOf(sample)) {
     ++framed_;
     learnRoles(*shape);
-    if (format_.codec == NALFormat::Codec::h264 && previous_ && isIntra(*previous_) &&
-        !previous_->resetsOrder) {
-      ++(sample.isSync ? intraKeys_ : otherIntras_);
-    }
+    learnKeys(*shape, sample.isSync);
     learnEmulation(*shape);
     if (previous_) {
       evidence_.sizes_.add(*previous_, sample.size);
@@ -297,7 +303,6 @@ std::optional<StreamEvidence> EvidenceLearner::result() {
   }
   assumeOtherSlices();
   evidence_.fieldPairs_ = fieldPairs_ * 2 > framed_;
-  evidence_.intraPicturesAreKeys_ = intraKeys_ > 0 && otherIntras_ == 0;
   for (const auto& [header, count] : closings_) {
     if (count == framed_) evidence_.closingHeader_ = header;
   }

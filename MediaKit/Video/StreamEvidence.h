@@ -12,6 +12,7 @@
 
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
+#include "MediaKit/Video/KeyHabits.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/ParameterSets.h"
 #include "MediaKit/Video/PictureSizes.h"
@@ -79,9 +80,7 @@ class StreamEvidence {
   bool hasDelimiters() const { return hasDelimiters_; }
   /// Samples hold two fields, each a picture of its own.
   bool hasFieldPairs() const { return fieldPairs_; }
-  /// H.264: key samples are all those that open with an intra slice, not IDR pictures alone: groups
-  /// of pictures are open, and decoding recovers soon (§D.2.7).
-  bool intraPicturesAreKeys() const { return intraPicturesAreKeys_; }
+  const KeyHabits& keys() const { return keys_; }
   /// The unit that ends every sample of the reference, when there is one that is no slice.
   std::optional<std::uint16_t> closingHeader() const { return closingHeader_; }
   /// Units of the reference hold stretches that the standard forbids inside units (start codes,
@@ -124,7 +123,7 @@ class StreamEvidence {
   unsigned fewestSlices_ = 1;
   bool hasDelimiters_ = false;
   bool fieldPairs_ = false;
-  bool intraPicturesAreKeys_ = false;
+  KeyHabits keys_;
   bool breaksEmulationRule_ = false;
   std::optional<std::uint16_t> closingHeader_;
   std::vector<std::uint32_t> followers_;

@@ -81,6 +81,7 @@ const std::vector<ClipRecipe>& recipes() {
        .bFrames = 3,
        .settings = ":open-gop=1:b-pyramid=2"},
       {.container = "mov", .audio = "pcm_s16le", .bFrames = 2, .settings = ":interlaced=1"},
+      {.audio = "aac", .settings = ":intra-refresh=1"},
       {.codec = "libx265", .audio = "aac", .bFrames = 2},
       {.codec = "libx265", .bFrames = 4, .settings = ":open-gop=1:b-pyramid=1"},
       {.codec = "libx265", .container = "mov", .audio = "pcm_s16le", .slices = 4},
