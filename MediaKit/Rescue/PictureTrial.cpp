@@ -47,7 +47,7 @@ bool anyLargeRunDecodes(const TriedClip& clip, const TrialDecoder& decoder) {
   const auto keys = clip.keys(runsToTry);
   return std::any_of(keys.begin(), keys.end(), [&](std::uint64_t key) {
     decoder.stop.check();
-    const PictureRun run = clip.runFrom(key, shortRun);
+    const PictureRun run = clip.runFrom(key, shortRun, largeRun);
     const auto decoded = run.bytes >= largeRun ? decoder.decode(run.pictures) : std::nullopt;
     return decoded && decoded->whole;
   });

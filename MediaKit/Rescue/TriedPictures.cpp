@@ -16,6 +16,7 @@ constexpr std::size_t keysToTry = 4;
 constexpr std::size_t dependentPlaces = 8;
 // In smaller ones nearly anything ends well.
 constexpr std::uint32_t smallestDependent = 768;
+constexpr std::uint64_t mostOfRun = 300;
 constexpr double nearlyIntact = 0.9;
 
 }  // namespace
@@ -130,14 +131,17 @@ std::optional<PictureExcerpt> TriedClip::goodKey(const TrialDecoder& decoder) co
   return std::nullopt;
 }
 
-PictureRun TriedClip::runFrom(std::uint64_t key, std::uint64_t most) const {
+PictureRun TriedClip::runFrom(std::uint64_t key, std::uint64_t most,
+                              std::uint64_t fewestBytes) const {
   const SampleList& samples = video().samples;
   PictureRun run{PictureExcerpt(video())};
-  bool isFirst = true;
-  for (const Sample sample : samples.slice(key, std::min(samples.size(), key + most))) {
-    if ((!isFirst && sample.isSync) || !run.pictures.add(sample, source_)) break;
-    run.bytes += isFirst ? 0 : sample.size;
-    isFirst = false;
+  std::uint64_t taken = 0;
+  bool isOver = false;
+  for (const Sample sample : samples.slice(key, std::min(samples.size(), key + mostOfRun))) {
+    isOver = isOver || taken == most || (taken > 0 && sample.isSync);
+    if ((isOver && run.bytes >= fewestBytes) || !run.pictures.add(sample, source_)) break;
+    run.bytes += sample.isSync ? 0 : sample.size;
+    ++taken;
   }
   return run;
 }

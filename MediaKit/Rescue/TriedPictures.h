@@ -67,7 +67,7 @@ class TrialEvidence {
 /// A key picture and those behind it.
 struct PictureRun {
   PictureExcerpt pictures;
-  /// Of those behind it.
+  /// Of those that are no key pictures.
   std::uint64_t bytes = 0;
 };
 
@@ -80,8 +80,9 @@ class TriedClip {
  public:
   TriedClip(const Movie& movie, const ByteSource& source) : movie_(movie), source_(source) {}
 
-  /// As many as `most` pictures from this one on, before the next key picture.
-  PictureRun runFrom(std::uint64_t key, std::uint64_t most) const;
+  /// As many as `most` pictures from this one on, before the next key picture; beyond, up to some
+  /// hundred pictures, while those behind key pictures have fewer bytes than `fewestBytes`.
+  PictureRun runFrom(std::uint64_t key, std::uint64_t most, std::uint64_t fewestBytes = 0) const;
   /// The numbers of some key pictures, spread over the clip.
   std::vector<std::uint64_t> keys(std::size_t most) const;
   /// One of the key pictures, if one of them decodes.
