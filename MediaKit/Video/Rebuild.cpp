@@ -183,10 +183,22 @@ bool adoptSettings(Teacher& teacher, const EvidencedFindings& found, const ByteS
   return true;
 }
 
+// Whether pictures may be missing: there are losses, or more follows the last one than sound.
+bool lacksPictures(const EvidencedFindings& found, const StreamEvidence& evidence,
+                   const ByteSource& source) {
+  if (found.video.empty() || !found.losses.empty()) {
+    return !found.video.empty();
+  }
+  const Sample last = found.video.back();
+  return source.size() - last.offset - last.size > 2 * evidence.largestGap();
+}
+
 // Behind losses pictures of kinds that the reference does not have are hard to find, until the clip
 // itself shows that it has them; so are those that lie further apart.
 bool adoptKinds(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source) {
-  const auto own = found.losses.empty() ? std::nullopt : learnFrom(found.video, teacher, source);
+  const auto own = lacksPictures(found, *teacher.evidence, source)
+                       ? learnFrom(found.video, teacher, source)
+                       : std::nullopt;
   const bool hasOtherSlices = own && teacher.evidence->adoptSlices(*own);
   const bool hasOtherGaps = own && teacher.evidence->adoptGaps(*own);
   return hasOtherSlices || hasOtherGaps;

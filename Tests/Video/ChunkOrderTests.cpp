@@ -210,6 +210,14 @@ TEST(ChunkOrder, soundThatCannotBeToldApartIsLeftOut) {
   const testing::TemporaryFolder folder;
   const fs::path halves = stored(
       makeClip(turns), {.label = "half a second of each", .seconds = 0.5}, folder / "halves.mov");
+  ClipRecipe four = turns;
+  four.audio = "pcm_s24le";
+  four.sound = "anoisesrc=r=48000:a=0.5:seed=1";
+  four.soundTracks = 4;
+  ClipRecipe other = four;
+  other.variant = 1;
+  const fs::path fourInHalves =
+      stored(makeClip(other), {.label = "", .seconds = 0.5}, folder / "four.mov");
   const struct {
     const char* label;
     fs::path clip;
@@ -217,10 +225,12 @@ TEST(ChunkOrder, soundThatCannotBeToldApartIsLeftOut) {
   } rows[] = {{"another rate", makeClip(slower), makeClip(slower)},
               {"one late", makeClip(late), makeClip(late)},
               {"reference in halves", makeClip(turns), halves},
-              {"reference in turns", halves, makeClip(turns)}};
+              {"reference in turns", halves, makeClip(turns)},
+              {"four, reference in halves", makeClip(four), fourInHalves}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.label);
     const Comparison c = rebuildAndCompare(Victim(row.clip), row.reference);
+    EXPECT_EQ(c.exact, c.frames);
     EXPECT_EQ(c.invented, 0U);
     EXPECT_EQ(c.soundWrong, 0U);
     EXPECT_TRUE(c.result.audioDropped);
