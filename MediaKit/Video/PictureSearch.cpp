@@ -35,6 +35,7 @@ constexpr std::uint64_t searchStep = std::uint64_t{16} << 20U;
 constexpr int mostRivals = 24;
 constexpr int mostLooks = 100;
 constexpr int mostLinks = 8;
+constexpr int enoughInARow = 3;
 constexpr std::uint64_t enoughSinceLoss = 50;
 constexpr std::size_t mostTorn = 10'000;
 constexpr int mostUnknownInARow = 8;
@@ -407,10 +408,15 @@ bool PictureSearch::mayLookInside(std::uint64_t bytes) {
 }
 
 // Whether pictures within the last one, from `frame` on, lead to `next`; where none is known, over
-// the last one's end.
+// the last one's end. Several that stand one right behind the other are enough: what stands between
+// pictures is not always told.
 bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame* next) {
   const std::uint64_t reach = evidence_.largestGap() * 2 + 1;
+  int inARow = 0;
   for (int hops = 0; hops < mostLooks && mayLookInside(3 * reach); ++hops) {
+    if (inARow == enoughInARow) {
+      return true;
+    }
     if (next != nullptr ? asking_.follows(frame, *next) : hops > 0 && frame.end() > last_->end()) {
       return true;
     }
@@ -422,6 +428,8 @@ bool PictureSearch::leadsOut(FoundFrame frame, const FoundFrame* next) {
     if (!isAhead || !asking_.follows(frame, *between)) {
       return false;
     }
+    const bool isKnown = between->isLearnt && between->bits >= enoughWhereDue;
+    inARow = isKnown && between->offset == frame.end() ? inARow + 1 : 0;
     frame = *between;
   }
   return false;
