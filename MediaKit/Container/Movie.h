@@ -60,7 +60,8 @@ struct Track {
   std::uint32_t typicalDuration() const { return samples.typicalDuration(); }
 };
 
-/// A stretch of a file written in pieces (movie fragments) that no readable piece describes.
+/// A stretch of a file that no index describes: written in pieces (movie fragments), of which none
+/// that is readable tells of it; or moved from where the index has it.
 struct LostPiece {
   /// Where a track goes on behind it.
   struct Resumption {
@@ -75,6 +76,8 @@ struct LostPiece {
   /// Positions in the file. Where only a box's size is lost they are one.
   std::uint64_t from = 0;
   std::uint64_t to = 0;
+  /// All that followed lies elsewhere than the index says.
+  bool isMoved = false;
   /// Tracks that go on only behind a later lost piece, or not at all, are not among them.
   std::vector<Resumption> resumptions;
 };

@@ -8,6 +8,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/NameSearch.h"
+#include "MediaKit/Video/IndexFit.h"
 #include "MediaKit/Video/NALFormat.h"
 
 namespace tallowmark::LostIndex {
@@ -18,23 +19,6 @@ namespace {
 constexpr std::uint64_t searched = std::uint64_t{16} << 20U;
 // One that stands in front was made with room to spare, or for a short clip.
 constexpr std::uint64_t searchedInFront = std::uint64_t{4} << 20U;
-
-// Whether the sample is made of units whose lengths add up to its own.
-bool isMadeOfUnits(const Sample& sample, int lengthSize, const ByteSource& clip) {
-  constexpr int mostUnits = 256;
-  std::uint64_t at = sample.offset;
-  const std::uint64_t end = sample.offset + sample.size;
-  for (int units = 0; at < end && units < mostUnits; ++units) {
-    std::uint64_t length = 0;
-    for (const std::uint8_t byte : clip.read(at, static_cast<std::size_t>(lengthSize))) {
-      length = length << 8U | byte;
-    }
-    const std::uint64_t unit = length + static_cast<std::uint64_t>(lengthSize);
-    if (length == 0 || unit > end - at) return false;
-    at += unit;
-  }
-  return sample.size > 0 && at == end;
-}
 
 // Looks at pictures spread over the clip. Some may be overwritten.
 bool describes(const Movie& movie, const ByteSource& clip) {
@@ -48,7 +32,7 @@ bool describes(const Movie& movie, const ByteSource& clip) {
   std::uint64_t right = 0;
   for (std::uint64_t i = 0; i < count; ++i) {
     const Sample sample = present[present.size() / count * i];
-    if (isMadeOfUnits(sample, static_cast<int>(format->lengthSize), clip)) ++right;
+    if (IndexFit::isMadeOfUnits(sample, format->lengthSize, clip)) ++right;
   }
   return right * 2 >= count;
 }

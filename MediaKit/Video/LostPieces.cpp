@@ -17,12 +17,6 @@ namespace {
 // A day, in seconds: of numbers that are made up.
 constexpr double longestDelay = 86400;
 
-const Track* trackOf(const Movie& movie, std::uint32_t trackID) {
-  const auto found = std::find_if(movie.tracks.begin(), movie.tracks.end(),
-                                  [&](const Track& track) { return track.trackID == trackID; });
-  return found == movie.tracks.end() ? nullptr : &*found;
-}
-
 LostPiece::Resumption* resumptionOf(std::uint32_t trackID, LostPiece& piece) {
   const auto found = std::find_if(piece.resumptions.begin(), piece.resumptions.end(),
                                   [&](const auto& place) { return place.trackID == trackID; });
@@ -40,7 +34,14 @@ SampleRuns::Iterator firstBehind(std::uint64_t offset, const SampleRuns& runs) {
       [](std::uint64_t place, const SampleRun& run) { return place < run.first.offset; });
 }
 
-// Whether the rebuild finds what the index knows of this track.
+}  // namespace
+
+const Track* trackOf(const Movie& movie, std::uint32_t trackID) {
+  const auto found = std::find_if(movie.tracks.begin(), movie.tracks.end(),
+                                  [&](const Track& track) { return track.trackID == trackID; });
+  return found == movie.tracks.end() ? nullptr : &*found;
+}
+
 bool isFoundAgain(const SampleList& known, const SampleList& rebuilt) {
   constexpr double enough = 0.95;
   std::uint64_t found = 0;
@@ -56,6 +57,8 @@ bool isFoundAgain(const SampleList& known, const SampleList& rebuilt) {
   return !known.empty() &&
          static_cast<double>(found) >= enough * static_cast<double>(known.runs().size());
 }
+
+namespace {
 
 /// One track whose lost pieces are filled.
 class FilledTrack {

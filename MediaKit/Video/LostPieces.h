@@ -14,6 +14,12 @@ namespace tallowmark::VideoRepair {
 /// elsewhere only. Returns how many bytes that is.
 std::uint64_t fillLostPieces(Movie& movie, const Movie& rebuilt);
 
+/// The track with this number; null for none.
+const Track* trackOf(const Movie& movie, std::uint32_t trackID);
+
+/// Whether a rebuild finds what the index knows of a track.
+bool isFoundAgain(const SampleList& known, const SampleList& rebuilt);
+
 /// Keeps tracks in step of which the first pieces are lost: one that goes on later than another
 /// starts that much later.
 void delayLostStarts(Movie& movie);

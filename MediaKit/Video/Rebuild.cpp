@@ -82,9 +82,10 @@ void learnStreams(Teacher& teacher, const ByteSource& reference) {
   if (!teacher.otherTracks.empty()) teacher.turns = turnsOf(teacher.movie, *teacher.video);
 }
 
-Teacher learn(const ByteSource& reference, Depth depth) {
+// `movie` is what is known of the reference.
+Teacher learn(Movie movie, const ByteSource& reference, Depth depth) {
   Teacher teacher;
-  teacher.movie = MovieParser::parse(BoxReader(reference));
+  teacher.movie = std::move(movie);
   // One that is cut short teaches what is there.
   for (Track& track : teacher.movie.tracks) {
     track.samples = track.samples.endingBy(reference.size());
@@ -108,7 +109,6 @@ Teacher learn(const ByteSource& reference, Depth depth) {
   learnStreams(teacher, reference);
   teacher.fitting.emplace(*teacher.video, reference, teacher.format);
   teacher.side = SideLessons::learn(teacher.movie, reference);
-  MovieParser::readHandlerNames(BoxReader(reference), teacher.movie);
   if (teacher.audio != nullptr) {
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);
@@ -432,11 +432,8 @@ void count(const Movie& movie, const EvidencedFindings& found, const RebuiltSoun
   result.soundBlocksFilled = sound.filled;
 }
 
-}  // namespace
-
-Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Progress& progress,
-                 const StopToken& stop, Depth depth) {
-  Teacher teacher = learn(reference, depth);
+Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& reference,
+            const Progress& progress, const StopToken& stop, Depth depth) {
   const BoxReader reader(source);
   const auto layout = MovieParser::layoutIfAny(reader);
   const bool hasMediaBox = !layout || !layout->mdats.empty();
@@ -509,6 +506,23 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
           teacher.hasOtherSettings(),
           {mediaEnd, std::move(sound.silence)},
           walks.done()};
+}
+
+}  // namespace
+
+Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Progress& progress,
+                 const StopToken& stop, Depth depth) {
+  const BoxReader reader(reference);
+  Movie movie = MovieParser::parse(reader);
+  if (depth == Depth::full) MovieParser::readHandlerNames(reader, movie);
+  return planBy(learn(std::move(movie), reference, depth), source, reference, progress, stop,
+                depth);
+}
+
+Plan planRebuildFrom(const Movie& known, const ByteSource& source, const Progress& progress,
+                     const StopToken& stop) {
+  constexpr Depth depth = Depth::full;
+  return planBy(learn(known, source, depth), source, source, progress, stop, depth);
 }
 
 }  // namespace tallowmark::VideoRepair

@@ -7,8 +7,10 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Video/IndexFit.h"
 #include "MediaKit/Video/LostIndex.h"
 #include "MediaKit/Video/LostPieces.h"
+#include "MediaKit/Video/MovedRest.h"
 #include "MediaKit/Video/WrittenRange.h"
 
 namespace tallowmark::VideoRepair {
@@ -25,7 +27,7 @@ std::uint64_t samplesBehind(const Movie& movie, std::uint64_t end) {
   return missing;
 }
 
-Movie readIndex(const ByteSource& source) {
+Movie indexOf(const ByteSource& source) {
   const BoxReader reader(source);
   try {
     Movie movie = MovieParser::parse(reader);
@@ -36,6 +38,13 @@ Movie readIndex(const ByteSource& source) {
     if (!lost) throw;
     return std::move(*lost);
   }
+}
+
+// What of the index is to be gone by.
+Movie readIndex(const ByteSource& source, Depth depth) {
+  Movie movie = indexOf(source);
+  if (depth == Depth::full) IndexFit::cutToFit(movie, source);
+  return movie;
 }
 
 // What lies inside the file.
@@ -57,6 +66,29 @@ Plan trimmed(Movie movie, std::uint64_t fileSize) {
   return trimmed;
 }
 
+// The rest of a clip, which has moved, is rebuilt by what its index teaches up to there.
+Plan planWithMovedRest(const ByteSource& source, Movie movie, const Progress& progress,
+                       const StopToken& stop) {
+  const LostPiece rest = movie.lostPieces.front();
+  try {
+    Plan rebuilt = planRebuildFrom(movie, source, progress, stop);
+    if (goOnWithMoved(movie, rest.from, rebuilt.movie)) {
+      const Movie& whole = rebuilt.movie = std::move(movie);
+      const Track* sound = whole.audioTrack();
+      rebuilt.result.videoFrames = whole.videoTrack()->samples.size();
+      rebuilt.result.audioPackets = sound == nullptr ? 0 : sound->samples.size();
+      rebuilt.result.seconds = whole.seconds();
+      rebuilt.rebuilt = false;
+      return rebuilt;
+    }
+  } catch (const MediaError&) {
+    // There is too little left to learn from.
+  }
+  Plan left = trimmed(std::move(movie), source.size());
+  left.result.unusedBytes = left.result.unusedBy.unknown = rest.to - rest.from;
+  return left;
+}
+
 // The pieces of a recording whose index is lost are rebuilt by what the others teach: no clip can
 // be more like it.
 Plan planWithLostPieces(const ByteSource& source, Movie movie, const Progress& progress,
@@ -65,7 +97,7 @@ Plan planWithLostPieces(const ByteSource& source, Movie movie, const Progress& p
   for (const LostPiece& piece : movie.lostPieces) lost += piece.to - piece.from;
   double done = 0;
   try {
-    const Plan rebuilt = planRebuild(source, source, progress, stop);
+    const Plan rebuilt = planRebuildFrom(movie, source, progress, stop);
     done = rebuilt.progressDone;
     lost -= std::min(lost, fillLostPieces(movie, rebuilt.movie));
   } catch (const MediaError&) {
@@ -88,11 +120,13 @@ std::uint64_t UnusedBytes::total() const {
   return sum;
 }
 
-Diagnosis diagnose(const ByteSource& source) {
+Diagnosis diagnose(const ByteSource& source, Depth depth) {
   const BoxReader reader(source);
   const auto layout = MovieParser::layoutIfAny(reader);
   if (layout && layout->moov) {
-    return diagnose(MovieParser::parseMoov(*layout->moov, reader, {}), source.size());
+    Movie movie = MovieParser::parseMoov(*layout->moov, reader, {});
+    if (depth == Depth::full) IndexFit::cutToFit(movie, source);
+    return diagnose(movie, source.size());
   }
   if (const auto movie = LostIndex::find(source)) {
     return Truncated{samplesBehind(*movie, source.size())};
@@ -115,14 +149,17 @@ Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize) {
 
 Plan plan(const ByteSource& source, const ByteSource* reference, const Progress& progress,
           const StopToken& stop, Depth depth) {
-  const Diagnosis diagnosis = diagnose(source);
+  const Diagnosis diagnosis = diagnose(source, depth);
   if (std::holds_alternative<NotAMovie>(diagnosis)) {
     throw MediaError::notAMovie();
   }
   if (!std::holds_alternative<MissingIndex>(diagnosis)) {
-    Movie movie = readIndex(source);
-    return movie.lostPieces.empty() || depth == Depth::basic
-               ? trimmed(std::move(movie), source.size())
+    Movie movie = readIndex(source, depth);
+    if (movie.lostPieces.empty() || depth == Depth::basic) {
+      return trimmed(std::move(movie), source.size());
+    }
+    return movie.lostPieces.front().isMoved
+               ? planWithMovedRest(source, std::move(movie), progress, stop)
                : planWithLostPieces(source, std::move(movie), progress, stop);
   }
   if (reference == nullptr) {
@@ -134,7 +171,7 @@ Plan plan(const ByteSource& source, const ByteSource* reference, const Progress&
 }
 
 Plan planTrim(const ByteSource& source) {
-  return trimmed(readIndex(source), source.size());
+  return trimmed(readIndex(source, Depth::basic), source.size());
 }
 
 void write(const Plan& plan, const ByteSource& source, FileSink& destination,

@@ -87,7 +87,7 @@ struct Result {
 
 /// Throws only for a top level that could be read and an index that cannot: MediaError::malformed,
 /// DeviceError.
-Diagnosis diagnose(const ByteSource& source);
+Diagnosis diagnose(const ByteSource& source, Depth depth = Depth::full);
 
 /// The same from an index that was read already, of a file of `fileSize` bytes.
 Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize);
@@ -144,6 +144,9 @@ Result trim(const ByteSource& source, FileSink& destination, const Progress& pro
 Plan planRebuild(const ByteSource& source, const ByteSource& reference,
                  const Progress& progress = {}, const StopToken& stop = {},
                  Depth depth = Depth::full);
+/// The same by what the part of its own index teaches that is known to be right. Throws as repair.
+Plan planRebuildFrom(const Movie& known, const ByteSource& source, const Progress& progress = {},
+                     const StopToken& stop = {});
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
                const Progress& progress = {}, const StopToken& stop = {},
                Depth depth = Depth::full);
