@@ -279,6 +279,10 @@ FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
     return *swallowed;
   }
   takeAll(std::move(between), {from, next.offset}, neighbours);
+  if (!collector_) {
+    findings_.gaps.push_back(
+        {findings_.video.size(), {from, next.offset}, last && continues, isUsual});
+  }
   if (!isAllThere || !continues) {
     noteLoss();
   } else if (!isUsual) {

@@ -15,12 +15,25 @@
 
 namespace tallowmark::VideoRepair {
 
+/// What stands between two pictures that do not lie back to back.
+struct PictureGap {
+  /// Number of the picture behind it.
+  std::uint64_t frame = 0;
+  ByteRange range;
+  /// The pictures count on from one another.
+  bool countsOn = false;
+  /// It is as the reference's gaps are.
+  bool isUsual = false;
+};
+
 /// What a walk by evidence found: frames and sound, and where something between them is lost.
 struct EvidencedFindings : Findings {
   /// Numbers of the video samples that follow a stretch which nothing explains.
   std::vector<std::uint64_t> losses;
   /// Compressed sound.
   FoundBlocks blocks;
+  /// All gaps, where no compressed sound was looked for.
+  std::vector<PictureGap> gaps;
   /// Telemetry, timecode and what is of other tracks.
   SideFindings side;
   /// Of the unused bytes: other video tracks' pictures, and other data in gaps as the reference has

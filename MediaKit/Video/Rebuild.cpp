@@ -9,6 +9,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/EvidenceWalk.h"
+#include "MediaKit/Video/ForeignSound.h"
 #include "MediaKit/Video/FrameRate.h"
 #include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/MediaStart.h"
@@ -223,6 +224,15 @@ class WalkProgress {
   double done_ = 0;
 };
 
+// Whether what lies between the pictures found cannot be the reference's PCM sound.
+bool isForeign(const EvidencedFindings& found, const Teacher& teacher, const SoundLayout& sound,
+               const ByteSource& source) {
+  const double second = static_cast<double>(sound.pcm().sampleSize) * teacher.audio->timescale;
+  const double picture =
+      static_cast<double>(frameDuration(*teacher.video)) / std::max(1U, teacher.video->timescale);
+  return isForeignSound(found.gaps, second * picture, sound, source);
+}
+
 // Walks a clip, and again as long as a walk teaches what the reference could not.
 EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teacher& teacher,
                             WalkProgress& progress, const StopToken& stop) {
@@ -234,6 +244,20 @@ EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teache
   EvidencedFindings found = walk();
   if (!teacher.evidence) {
     return found;
+  }
+  // Other sound than the reference's misleads the search for pictures, too.
+  if (teacher.sound &&
+      (areStrange(found.gaps) || isForeign(found, teacher, *teacher.sound, source))) {
+    auto sound = std::exchange(teacher.sound, std::nullopt);
+    auto evidence = teacher.evidence;
+    teacher.evidence->forgetGaps();
+    EvidencedFindings silent = walk();
+    if (isForeign(silent, teacher, *sound, source)) {
+      found = std::move(silent);
+    } else {
+      teacher.sound = std::move(sound);
+      teacher.evidence = std::move(evidence);
+    }
   }
   constexpr int mostWalks = 4;
   for (int walks = 1; walks < mostWalks; ++walks) {

@@ -208,6 +208,26 @@ bool SoundLayout::isMostlySound(const ByteSource& source, const ByteRange& range
   return sounding * 4 >= blocks * 3;
 }
 
+bool SoundLayout::isLike(const ByteSource& source, const ByteRange& gap) const {
+  // The mean of fewer samples can be small in noise, too.
+  constexpr std::uint64_t fewestSamples = 64;
+  const Division division = divide(source, gap.lower, gap.upper, Neighbours::countOn);
+  const auto isNoise = [&](const ByteRange& range) {
+    const auto size = std::min<std::uint64_t>(range.length(), texture_.blockSize());
+    return texture_.isTelling() && size >= fewestSamples * pcm_.sampleSize &&
+           texture_.isNoise(source.read(range.lower, static_cast<std::size_t>(size)));
+  };
+  // Beside other tracks' bytes, or of samples of one byte, there can be any number of bytes.
+  const bool sizeTells = pcm_.sampleSize > 1 && !hasOtherTracks();
+  return division.isUsual &&
+         (sizeTells || std::none_of(division.sound.begin(), division.sound.end(), isNoise));
+}
+
+bool SoundLayout::hasOtherTracks() const {
+  return std::any_of(patterns_.begin(), patterns_.end(),
+                     [](const auto& entry) { return entry.first.find('O') != std::string::npos; });
+}
+
 bool SoundLayout::isEdge(const ByteSource& source, std::uint64_t at, bool soundIsBefore) const {
   const std::size_t block = texture_.blockSize();
   if (!texture_.isTelling() || at < block ||
@@ -306,10 +326,7 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   if (!whole) {
     whole = byPattern(from, to);
   }
-  const bool hasOtherTracks =
-      std::any_of(patterns_.begin(), patterns_.end(),
-                  [](const auto& entry) { return entry.first.find('O') != std::string::npos; });
-  if (!whole && hasOtherTracks && to - from <= largestSound_ * 2) {
+  if (!whole && hasOtherTracks() && to - from <= largestSound_ * 2) {
     whole = beforeItems(source, from, to);
   }
   // A camera that pauses its pictures goes on with sound.

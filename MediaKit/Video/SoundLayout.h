@@ -53,6 +53,10 @@ class SoundLayout {
   Division divide(const ByteSource& source, std::uint64_t from, std::uint64_t to,
                   Neighbours neighbours) const;
 
+  /// Whether a gap between frames that count on is as the reference's; where its size alone tells
+  /// little, also whether its sound begins with no more noise. Throws DeviceError.
+  bool isLike(const ByteSource& source, const ByteRange& gap) const;
+
   /// Gaps are divided by the order and the places of their chunks.
   bool goesByOrder() const { return order_.has_value(); }
 
@@ -70,6 +74,7 @@ class SoundLayout {
   };
 
   bool isUsualSound(std::uint64_t bytes) const;
+  bool hasOtherTracks() const;
   std::optional<ByteRange> byKnownTotal(std::uint64_t from, std::uint64_t to) const;
   std::optional<ByteRange> byPattern(std::uint64_t from, std::uint64_t to) const;
   std::optional<ByteRange> beforeItems(const ByteSource& source, std::uint64_t from,

@@ -78,8 +78,12 @@ SoundTexture SoundTexture::learn(const Track& audio, PCMLayout pcm, const ByteSo
   return texture;
 }
 
+bool SoundTexture::isNoise(std::span<const std::uint8_t> block) const {
+  return smallestStep(block) > largestStep_;
+}
+
 bool SoundTexture::isSound(std::span<const std::uint8_t> block) const {
-  return smallestStep(block) <= largestStep_ && (hasDigitalSilence_ || !isAllZeros(block));
+  return !isNoise(block) && (hasDigitalSilence_ || !isAllZeros(block));
 }
 
 }  // namespace tallowmark

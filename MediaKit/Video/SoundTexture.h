@@ -27,6 +27,8 @@ class SoundTexture {
   /// Whether a block of whole samples moves as the reference's sound does. Zeros are sound only
   /// where the reference has such silence: cameras and card readers leave them for other reasons.
   bool isSound(std::span<const std::uint8_t> block) const;
+  /// Whether it moves more than that. Zeros do not.
+  bool isNoise(std::span<const std::uint8_t> block) const;
 
  private:
   double smallestStep(std::span<const std::uint8_t> block) const;

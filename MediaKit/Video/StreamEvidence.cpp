@@ -438,6 +438,17 @@ bool StreamEvidence::adoptGaps(const StreamEvidence& own) {
   return isAnyNew;
 }
 
+void StreamEvidence::forgetGaps() {
+  followers_.clear();
+  firstFollowers_.clear();
+  followersAreComplete_ = false;
+  commonGaps_.clear();
+  usualGaps_.clear();
+  gapsAreComplete_ = false;
+  smallestGap_ = 0;
+  largestGap_ = 0;
+}
+
 double StreamEvidence::followerBits(std::span<const std::uint8_t> bytes) const {
   constexpr double unusual = -8;
   if (bytes.size() < 4) {

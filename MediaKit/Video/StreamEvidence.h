@@ -64,6 +64,9 @@ class StreamEvidence {
   /// has so many, nor so few: its sound is of another kind. Says whether there are any.
   bool adoptGaps(const StreamEvidence& own);
 
+  /// Drops what the reference has between its pictures: another kind of sound stands there.
+  void forgetGaps();
+
   /// Compressed sound may fill so many bytes between two pictures: how many it does hangs on what
   /// is heard.
   void expectSound(std::uint64_t mostBytes) { mostSound_ = mostBytes; }
