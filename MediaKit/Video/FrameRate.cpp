@@ -95,7 +95,8 @@ bool SoundRate::isSteady(const SoundLead& reference) const {
 }
 
 std::optional<double> otherPictureLength(const EvidencedFindings& found, const SoundPace& pace,
-                                         double frame, const BlockLayout* blocks) {
+                                         double frame, const BlockLayout* blocks,
+                                         std::optional<double> stated) {
   constexpr double nearest = 0.0015;
   constexpr double vaguest = 0.015;
   const std::uint64_t lossless = found.losses.empty() ? found.video.size() : found.losses.front();
@@ -110,6 +111,9 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
                        isNear(1 / frame, nearestRate(1 / frame), nearest);
   if (tolerance > vaguest || !isUsual || isNear(ratio, 1, 2 * tolerance)) {
     return std::nullopt;
+  }
+  if (stated && isNear(ratio, *stated, tolerance)) {
+    return 1 / usual;
   }
   const bool isOtherSound = blocks == nullptr
                                 ? isOfOtherPCM(ratio)

@@ -28,10 +28,12 @@ struct SoundRate {
 /// Seconds of a picture of a clip that was recorded at another of the rates that cameras have than
 /// its reference, whose pictures last `frame` seconds: steady sound tells, as far as nothing is
 /// lost. Nothing when the rates are the same, or when something else can make as much more or less
-/// sound: in PCM channels and sample rates, in AAC another number of tracks. `blocks`: the
-/// reference's AAC sound, null for PCM.
+/// sound, in PCM channels and sample rates, in AAC another number of tracks, and the clip does not
+/// state the same. `blocks`: the reference's AAC sound, null for PCM. `stated`: how much longer the
+/// clip's pictures last by its own word.
 std::optional<double> otherPictureLength(const EvidencedFindings& found, const SoundPace& pace,
-                                         double frame, const BlockLayout* blocks);
+                                         double frame, const BlockLayout* blocks,
+                                         std::optional<double> stated);
 
 /// Lets each picture last that many ticks, or one more or less.
 void showFor(SampleList& pictures, double ticks);

@@ -23,6 +23,7 @@ struct SequenceRead {
   SequenceParameters parameters;
   std::optional<CodedNumbers> limits;
   std::optional<CodedNumbers> numbering;
+  std::optional<double> tick;
 };
 
 // H.264 §7.3.2.1.1.1
@@ -81,7 +82,19 @@ void skipDecoderBuffer(BitReader& bits) {
 }
 
 // H.264 §E.1.1
-std::optional<CodedNumbers> readLimitsH264(BitReader& bits) {
+std::optional<double> readTickH264(BitReader& bits) {
+  if (!bits.flag()) {
+    return std::nullopt;
+  }
+  const std::uint32_t units = bits.bits(32);
+  const std::uint32_t scale = bits.bits(32);
+  bits.bit();
+  return bits.ok() && units > 0 && scale > 0 ? std::optional(static_cast<double>(units) / scale)
+                                             : std::nullopt;
+}
+
+// H.264 §E.1.1
+std::optional<CodedNumbers> readUsabilityH264(BitReader& bits, std::optional<double>& tick) {
   constexpr std::uint32_t extendedAspect = 255;
   if (bits.flag() && bits.bits(8) == extendedAspect) bits.skip(32);
   if (bits.flag()) bits.bit();
@@ -93,7 +106,7 @@ std::optional<CodedNumbers> readLimitsH264(BitReader& bits) {
     bits.ue();
     bits.ue();
   }
-  if (bits.flag()) bits.skip(65);
+  tick = readTickH264(bits);
   const bool units = bits.flag();
   if (units) skipDecoderBuffer(bits);
   const bool slices = bits.flag();
@@ -143,12 +156,13 @@ std::optional<SequenceRead> readSequenceH264(ByteSpan unit) {
   if (bits.flag()) {
     for (int side = 0; side < 4; ++side) bits.ue();
   }
-  const auto limits = bits.flag() ? readLimitsH264(bits) : std::nullopt;
+  std::optional<double> tick;
+  const auto limits = bits.flag() ? readUsabilityH264(bits, tick) : std::nullopt;
   if (limits) {
     sps.mostReordered = limits->numbers.front();
   }
-  return SequenceRead{id, sps, limits,
-                      sps.orderType == 1 ? std::nullopt : std::optional(numbering)};
+  return SequenceRead{id, sps, limits, sps.orderType == 1 ? std::nullopt : std::optional(numbering),
+                      tick};
 }
 
 std::optional<SliceTailParameters> readSliceTail(BitReader& bits) {
@@ -264,7 +278,7 @@ std::optional<SequenceRead> readSequenceHEVC(ByteSpan unit) {
   const std::uint32_t blocks =
       ((sps.width + block - 1) / block) * ((sps.height + block - 1) / block);
   sps.segmentAddressBits = static_cast<unsigned>(std::bit_width(blocks - 1));
-  return SequenceRead{id, sps, limits, {}};
+  return SequenceRead{id, sps, limits, {}, {}};
 }
 
 std::optional<NumberedPicture> readPictureHEVC(ByteSpan unit) {
@@ -332,6 +346,12 @@ std::optional<CodedNumbers> readOutputLimits(ByteSpan unit, NALFormat::Codec cod
   const bool isSequence = type == (codec == NALFormat::Codec::h264 ? sequenceH264 : sequenceHEVC);
   const auto read = isSequence ? readSequence(unit, codec) : std::nullopt;
   return read ? read->limits : std::nullopt;
+}
+
+std::optional<double> readClockTick(ByteSpan unit) {
+  const bool isSequence = unit.size() >= 4 && unitType(unit, NALFormat::Codec::h264) == 7;
+  const auto read = isSequence ? readSequenceH264(unit) : std::nullopt;
+  return read ? read->tick : std::nullopt;
 }
 
 std::vector<UnitPlace> parameterUnits(ByteSpan sampleEntry, NALFormat::Codec codec) {

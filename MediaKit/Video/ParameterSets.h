@@ -128,6 +128,10 @@ std::optional<CodedNumbers> readNumbering(std::span<const std::uint8_t> unit);
 std::optional<CodedNumbers> readOutputLimits(std::span<const std::uint8_t> unit,
                                              NALFormat::Codec codec);
 
+/// Seconds of the clock tick that an H.264 sequence parameter set states (§E.2.1), of which
+/// pictures take one, two or more; nothing when it does not.
+std::optional<double> readClockTick(std::span<const std::uint8_t> unit);
+
 /// The number and content of a sequence parameter set unit; nothing when it does not read as one.
 std::optional<std::pair<std::uint32_t, SequenceParameters>> readSequenceParameters(
     std::span<const std::uint8_t> unit, NALFormat::Codec codec);

@@ -24,6 +24,7 @@
 #include "MediaKit/Video/Reordering.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/SoundStep.h"
+#include "MediaKit/Video/StatedClock.h"
 #include "MediaKit/Video/VideoRepair.h"
 #include "MediaKit/Video/WrittenRange.h"
 
@@ -351,15 +352,6 @@ double pictureLength(const SampleList& pictures, const Track& taught) {
          taught.timescale;
 }
 
-// Pictures that were recorded at another rate than the reference's last as long as sound tells.
-void adoptFrameRate(EvidencedFindings& found, const SoundPace& pace, const Teacher& teacher) {
-  const auto length = otherPictureLength(found, pace, pictureLength(found.video, *teacher.video),
-                                         teacher.blocks ? &*teacher.blocks : nullptr);
-  if (length) {
-    showFor(found.video, *length * teacher.video->timescale);
-  }
-}
-
 // By how many seconds the clip's pictures start later than the reference's. Where something is lost
 // at the beginning, sound is put as far ahead of the picture as the reference's is.
 double lateStart(const EvidencedFindings& found, const SoundPace& pace, const Teacher& teacher) {
@@ -368,16 +360,28 @@ double lateStart(const EvidencedFindings& found, const SoundPace& pace, const Te
   return lossless > firstKeyframe(found.video) ? lateStart(pace, frame, lossless) : 0;
 }
 
-bool isWhole(const EvidencedFindings& found) {
-  return found.losses.empty() && firstKeyframe(found.video) == 0;
-}
-
 /// What pictures and their reference are read from.
 struct Sources {
   const ByteSource& clip;
   const ByteSource& reference;
   const Teacher& teacher;
 };
+
+// Pictures that were recorded at another rate than the reference's last as long as sound tells.
+void adoptFrameRate(EvidencedFindings& found, const SoundPace& pace, const Sources& from) {
+  const Teacher& teacher = from.teacher;
+  const auto stated =
+      statedRatio(found.video, from.clip, *teacher.video, from.reference, teacher.format);
+  const auto length = otherPictureLength(found, pace, pictureLength(found.video, *teacher.video),
+                                         teacher.blocks ? &*teacher.blocks : nullptr, stated);
+  if (length) {
+    showFor(found.video, *length * teacher.video->timescale);
+  }
+}
+
+bool isWhole(const EvidencedFindings& found) {
+  return found.losses.empty() && firstKeyframe(found.video) == 0;
+}
 
 // Shows the pictures in the order their slice headers ask for, and where nothing is lost for as
 // long as their counts or the sound tell; says whether the headers could be read.
@@ -477,7 +481,7 @@ Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& referen
   std::optional<Track> audio =
       movie.audioTrack() != nullptr ? std::optional(*movie.audioTrack()) : std::nullopt;
   std::optional<SoundPace> pace = soundPace(found, teacher);
-  if (pace) adoptFrameRate(found, *pace, teacher);
+  if (pace) adoptFrameRate(found, *pace, {source, reference, teacher});
   const double late = pace ? lateStart(found, *pace, teacher) : 0;
   std::uint64_t soundGivenUp = 0;
   RebuiltSound sound;

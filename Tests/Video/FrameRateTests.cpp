@@ -28,16 +28,24 @@ TEST_F(FrameRate, isTheOneAtWhichSoundRuns) {
     const char* container;
     int ofClip;
     int ofReference;
-  } rows[] = {{"aac", "mp4", 25, 50},       {"aac", "mp4", 50, 25},
-              {"aac", "mp4", 24, 25},       {"aac", "mp4", 30, 25},
-              {"pcm_s16le", "mov", 25, 30}, {"pcm_s16le", "mov", 30, 25},
-              {"pcm_s16le", "mov", 30, 50}, {"aac", "mp4", 30, 30}};
+    const char* settings = "";
+  } rows[] = {{"aac", "mp4", 25, 50},
+              {"aac", "mp4", 50, 25},
+              {"aac", "mp4", 24, 25},
+              {"aac", "mp4", 30, 25},
+              {"pcm_s16le", "mov", 25, 30},
+              {"pcm_s16le", "mov", 30, 25},
+              {"pcm_s16le", "mov", 30, 50},
+              {"aac", "mp4", 30, 30},
+              {"pcm_s16le", "mov", 25, 50, ":repeat-headers=1"},
+              {"pcm_s16le", "mov", 60, 30, ":repeat-headers=1"}};
   for (const auto& row : rows) {
     const ClipRecipe clip{.container = row.container,
                           .audio = row.audio,
                           .bFrames = 2,
                           .seconds = 6,
-                          .framesPerSecond = row.ofClip};
+                          .framesPerSecond = row.ofClip,
+                          .settings = row.settings};
     ClipRecipe reference = clip;
     reference.framesPerSecond = row.ofReference;
     reference.variant = 1;
@@ -63,11 +71,16 @@ TEST_F(FrameRate, isNotToldByOtherSound) {
   const ClipRecipe one{.seconds = 6, .sound = testing::livelySound(2, 48000), .channels = 2};
   ClipRecipe two = one;
   two.soundTracks = 2;
+  ClipRecipe clocked = stereo;
+  clocked.settings = ":repeat-headers=1";
+  ClipRecipe clockedMono = mono;
+  clockedMono.settings = clocked.settings;
   const struct {
     const char* label;
     ClipRecipe clip;
     ClipRecipe reference;
-  } rows[] = {{"more channels", stereo, mono},
+  } rows[] = {{"more channels at the same stated rate", clocked, clockedMono},
+              {"more channels", stereo, mono},
               {"fewer channels", mono, stereo},
               {"another track", two, one}};
   for (const auto& row : rows) {
