@@ -176,14 +176,13 @@ bool ChunkOrder::areUsual(const std::vector<std::vector<ByteRange>>& chunks) con
          });
 }
 
-std::optional<ByteRange> ChunkOrder::firstChunk(const ByteSource& source,
-                                                std::uint64_t from) const {
+std::optional<std::vector<std::vector<ByteRange>>> ChunkOrder::firstRound(
+    const ByteSource& source, std::uint64_t from) const {
   if (!isKnown_ || kept_ != 0 || lengths_.size() != 1 || surroundings_.size() != 1) {
     return std::nullopt;
   }
   const Gap gap{from, from, Follows::endOfMedia, phaseOf(source, from, Follows::endOfMedia)};
-  const std::uint64_t at = aligned(behindStretches(from, gap, surroundings_.begin()->before), gap);
-  return ByteRange{at, at + *lengths_.begin() * sampleSizes_[kept_]};
+  return place(gap, *surroundings_.begin(), {1, *lengths_.begin(), 0});
 }
 
 }  // namespace tallowmark

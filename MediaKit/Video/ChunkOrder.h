@@ -33,8 +33,9 @@ class ChunkOrder {
 
   /// The PCM tracks in the order of their chunks; they point into the reference's movie.
   const std::vector<const Track*>& tracks() const { return tracks_; }
-  /// The number in `tracks` of the one that is kept.
+  /// The number in `tracks` of the one by which sound is judged.
   std::size_t kept() const { return kept_; }
+  std::uint64_t sampleSize(std::size_t track) const { return sampleSizes_[track]; }
 
   /// The chunks of each of `tracks` in [from, to); nothing when more than one division, or none, is
   /// as the reference's are. Throws DeviceError.
@@ -45,9 +46,11 @@ class ChunkOrder {
   /// Each chunk is as long as all of the reference's: hardly so by chance.
   bool areUsual(const std::vector<std::vector<ByteRange>>& chunks) const;
 
-  /// Where the kept track's first chunk behind a picture that ends at `from` lies, whatever became
-  /// of the bytes behind it; nothing when the reference does not tell. Throws DeviceError.
-  std::optional<ByteRange> firstChunk(const ByteSource& source, std::uint64_t from) const;
+  /// Where each track's first chunk behind a picture that ends at `from` lies, whatever became of
+  /// the bytes behind it; nothing when the reference does not tell, or when another track's comes
+  /// before the kept one's. Throws DeviceError.
+  std::optional<std::vector<std::vector<ByteRange>>> firstRound(const ByteSource& source,
+                                                                std::uint64_t from) const;
 
  private:
   friend class ChunkOrderLearner;

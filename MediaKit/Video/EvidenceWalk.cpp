@@ -9,6 +9,7 @@
 #include "DeviceKit/CachedSource.h"
 #include "MediaKit/Container/Box.h"
 #include "MediaKit/Video/MediaStart.h"
+#include "MediaKit/Video/PCMTracks.h"
 #include "MediaKit/Video/PictureSearch.h"
 
 namespace tallowmark::VideoRepair {
@@ -47,7 +48,7 @@ class Walker {
   void take(const FoundFrame& frame);
   Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
-  SoundLayout::Division takenPCM(SoundLayout::Division division);
+  std::vector<ByteRange> takePCM(const SoundLayout::Division& division);
   bool isInTurns() const { return lessons_.sound != nullptr && lessons_.sound->goesByOrder(); }
   void settleOrder();
   bool follows(const FoundFrame& frame, const FoundFrame& next);
@@ -71,6 +72,7 @@ class Walker {
   const StopToken& stop_;
   EvidencedFindings findings_;
   std::optional<BlockCollector> collector_;
+  std::vector<SoundLayout::OtherTrack> otherPCM_;
   int endings_ = 0;
   std::uint64_t reported_ = 0;
   /// Gaps with PCM sound as the reference has them, and the numbers of the pictures behind those of
@@ -99,6 +101,11 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
               stop) {
   if (lessons.blocks != nullptr) {
     collector_.emplace(source, *lessons.blocks, opensMedia(BoxReader(source), from));
+  } else if (lessons.sound != nullptr) {
+    otherPCM_ = lessons.sound->others();
+    for (const auto& other : otherPCM_) {
+      findings_.otherAudio.push_back({other.track->trackID, {}});
+    }
   }
 }
 
@@ -143,36 +150,44 @@ Walker::Between Walker::lookBetween(const ByteRange& gap, SoundLayout::Neighbour
 // Takes what stands in a gap; whether the gap is one as the reference has them.
 bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
   const std::uint64_t frame = findings_.video.size();
-  SoundLayout::Division sound;
-  if (between.blocks) {
-    sound = {collector_->take(*between.blocks, frame, search_.torn()), between.blocks->isUsual};
-  } else {
-    sound = takenPCM(std::move(between.pcm));
-  }
+  const std::vector<ByteRange> sound =
+      between.blocks ? collector_->take(*between.blocks, frame, search_.torn())
+                     : takePCM(between.pcm);
   // Ahead of the first picture nothing is lost where media begins: what stands there is as long as
   // the reference's, or no timecode.
   const bool opens = !search_.last() && opensMedia(BoxReader(source_), between.gap.lower);
   const bool isKnown = opens || neighbours != SoundLayout::Neighbours::unknown;
   const bool isIntact = isKnown && findings_.losses.empty();
-  const auto left =
-      side_.take(between.gap, sound.sound, std::move(between.telemetry), frame, isIntact);
+  const auto left = side_.take(between.gap, sound, std::move(between.telemetry), frame, isIntact);
   findings_.unused += left.unused;
   const std::uint64_t untold = left.unused - left.told;
-  findings_.undividedSound += sound.isUndivided ? untold : 0;
-  findings_.sideTracks += sound.isUsual ? untold : 0;
-  return sound.isUsual;
+  findings_.undividedSound += !between.blocks && between.pcm.isUndivided ? untold : 0;
+  findings_.sideTracks += between.isUsual() ? untold : 0;
+  return between.isUsual();
 }
 
-SoundLayout::Division Walker::takenPCM(SoundLayout::Division division) {
+// The stretches of sound that were taken, of all tracks, in file order.
+std::vector<ByteRange> Walker::takePCM(const SoundLayout::Division& division) {
+  std::vector<ByteRange> taken;
   ordered_ += division.isUsual && !division.sound.empty() ? 1U : 0U;
-  for (ByteRange& range : division.sound) {
+  const auto take = [&](SampleList& track, std::uint64_t at, std::uint32_t size,
+                        std::uint64_t samples) {
+    track.append({.offset = at, .size = size, .duration = 1, .isSync = true}, samples);
+    if (size > 0) taken.push_back({at, at + samples * size});
+  };
+  for (std::size_t i = 0; i < division.sound.size(); ++i) {
     const std::uint32_t size = lessons_.sound->pcm().sampleSize;
-    const std::uint64_t samples = range.length() / size;
-    findings_.audio.append({.offset = range.lower, .size = size, .duration = 1, .isSync = true},
-                           samples);
-    range.upper = range.lower + samples * size;
+    const std::uint64_t samples = division.sound[i].length() / size;
+    take(findings_.audio, division.sound[i].lower, size, samples);
+    for (std::size_t other = 0; other < otherPCM_.size(); ++other) {
+      const auto at = division.others[i][other];
+      take(findings_.otherAudio[other].samples, at.value_or(0),
+           at ? otherPCM_[other].sampleSize : 0, samples);
+    }
   }
-  return division;
+  std::sort(taken.begin(), taken.end(),
+            [](const ByteRange& a, const ByteRange& b) { return a.lower < b.lower; });
+  return taken;
 }
 
 // A clip that stores its chunks in another order than the reference has gaps that fit by chance; a
@@ -181,10 +196,10 @@ void Walker::settleOrder() {
   constexpr std::uint64_t few = 2;
   constexpr std::uint64_t unusualShare = 8;
   if (undivided_.size() > (ordered_ == 0 ? 0 : few + ordered_ / unusualShare)) {
-    const std::uint64_t bytes = findings_.audio.size() * lessons_.sound->pcm().sampleSize;
+    const std::uint64_t bytes = bytesOfPCM(findings_);
     findings_.unused += bytes;
     findings_.undividedSound += bytes;
-    findings_.audio.clear();
+    giveUpPCM(findings_);
     return;
   }
   std::vector<std::uint64_t> losses;

@@ -26,10 +26,18 @@ struct PictureGap {
   bool isUsual = false;
 };
 
+/// PCM sound of another track, of which chunks take turns with the first one's.
+struct FoundPCM {
+  std::uint32_t trackID = 0;
+  /// As many as the first track's, at the same times; of no size where they are lost.
+  SampleList samples;
+};
+
 /// What a walk by evidence found: frames and sound, and where something between them is lost.
 struct EvidencedFindings : Findings {
   /// Numbers of the video samples that follow a stretch which nothing explains.
   std::vector<std::uint64_t> losses;
+  std::vector<FoundPCM> otherAudio;
   /// Compressed sound.
   FoundBlocks blocks;
   /// All gaps, where no compressed sound was looked for.

@@ -16,6 +16,7 @@
 #include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
+#include "MediaKit/Video/PCMTracks.h"
 #include "MediaKit/Video/ParameterFitting.h"
 #include "MediaKit/Video/PicturePacing.h"
 #include "MediaKit/Video/RebuiltSound.h"
@@ -490,9 +491,9 @@ Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& referen
     sound = rebuildSound(found, movie, *teacher.blocks);
     soundGivenUp = blocks.unplaced + (sound.tracks.empty() ? blocks.bytes : 0);
   } else if (audio && teacher.sound) {
-    const std::uint64_t before = found.audio.size();
+    const std::uint64_t before = bytesOfPCM(found);
     keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
-    soundGivenUp = (before - found.audio.size()) * teacher.sound->pcm().sampleSize;
+    soundGivenUp = before - bytesOfPCM(found);
   }
   const bool hasSound = !sound.tracks.empty() || !found.audio.empty();
   if (!hasSound || !isWhole(found)) {
@@ -509,8 +510,7 @@ Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& referen
   allPictures = cut == 0 ? video.samples : allPictures;
   movie.tracks = {std::move(video)};
   if (audio && !found.audio.empty()) {
-    audio->samples = found.audio;
-    sound.tracks.push_back(std::move(*audio));
+    sound.tracks = rebuildPCM(found, described, std::move(*audio));
   }
   for (Track& track : sound.tracks) {
     if (!track.samples.empty()) {

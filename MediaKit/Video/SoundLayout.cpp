@@ -284,11 +284,69 @@ std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::
   return found;
 }
 
+std::vector<SoundLayout::OtherTrack> SoundLayout::others() const {
+  std::vector<OtherTrack> tracks;
+  for (std::size_t i = 0; order_ && order_->isKnown() && i < order_->tracks().size(); ++i) {
+    if (i != order_->kept()) {
+      tracks.push_back({order_->tracks()[i], static_cast<std::uint32_t>(order_->sampleSize(i))});
+    }
+  }
+  return tracks;
+}
+
+// Each chunk with those of the other tracks in its round, which are as many samples. Where bytes
+// may be destroyed, they must sound as the kept track's do.
+SoundLayout::Division SoundLayout::divisionOf(const ByteSource& source,
+                                              const std::vector<std::vector<ByteRange>>& chunks,
+                                              bool isCertain) const {
+  Division division{chunks[order_->kept()], {}, true};
+  for (std::size_t round = 0; round < division.sound.size(); ++round) {
+    auto& others = division.others.emplace_back();
+    for (std::size_t track = 0; track < chunks.size(); ++track) {
+      if (track == order_->kept()) {
+        continue;
+      }
+      const ByteRange& chunk = chunks[track][round];
+      const bool isThere = isCertain || (order_->sampleSize(track) == pcm_.sampleSize &&
+                                         isMostlySound(source, chunk));
+      others.push_back(isThere ? std::optional(chunk.lower) : std::nullopt);
+    }
+  }
+  return division;
+}
+
+// Of a damaged gap what sounds from the first chunk's start on.
+SoundLayout::Division SoundLayout::startOf(const ByteSource& source, std::uint64_t from,
+                                           std::uint64_t to) const {
+  const auto round = order_->firstRound(source, from);
+  if (!round) {
+    return {};
+  }
+  const auto sounding = [&](std::size_t track) {
+    const ByteRange& chunk = (*round)[track].front();
+    return soundingStart(source, {std::min(chunk.lower, to), std::min(chunk.upper, to)});
+  };
+  const ByteRange start = sounding(order_->kept());
+  if (start.length() == 0) {
+    return {};
+  }
+  Division division{{start}, {{}}, false};
+  for (std::size_t track = 0; track < round->size(); ++track) {
+    if (track != order_->kept()) {
+      const bool isThere = order_->sampleSize(track) == pcm_.sampleSize &&
+                           sounding(track).length() >= start.length();
+      division.others.front().push_back(isThere ? std::optional((*round)[track].front().lower)
+                                                : std::nullopt);
+    }
+  }
+  return division;
+}
+
 // What another track recorded sounds as this one does: only the places tell.
 SoundLayout::Division SoundLayout::byOrder(const ByteSource& source, std::uint64_t from,
                                            std::uint64_t to, Neighbours neighbours) const {
   const bool isCertain = neighbours != Neighbours::unknown;
-  const auto undivided = [&] { return Division{{}, false, isMostlySound(source, {from, to})}; };
+  const auto undivided = [&] { return Division{{}, {}, false, isMostlySound(source, {from, to})}; };
   if (!order_->isKnown()) {
     return isCertain ? undivided() : Division{};
   }
@@ -301,17 +359,14 @@ SoundLayout::Division SoundLayout::byOrder(const ByteSource& source, std::uint64
       return isMostlySound(source, chunk);
     });
     if (isCertain || (order_->areUsual(*chunks) && sounds)) {
-      return {kept, true};
+      return divisionOf(source, *chunks, isCertain);
     }
   }
   // Between frames that count on nothing is lost: the order is another one there.
   if (isCertain) {
     return undivided();
   }
-  const auto first = order_->firstChunk(source, from);
-  const ByteRange start =
-      first ? soundingStart(source, {first->lower, std::min(first->upper, to)}) : ByteRange{};
-  return {start.length() > 0 ? std::vector<ByteRange>{start} : std::vector<ByteRange>{}, false};
+  return startOf(source, from, to);
 }
 
 SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_t from,
@@ -337,9 +392,10 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   }
   // A clip may be louder than its reference: between frames that count on, nothing was destroyed.
   if (whole && (neighbours != Neighbours::unknown || isMostlySound(source, *whole))) {
-    return {whole->length() > 0 ? std::vector<ByteRange>{*whole} : std::vector<ByteRange>{}, true};
+    return {
+        whole->length() > 0 ? std::vector<ByteRange>{*whole} : std::vector<ByteRange>{}, {}, true};
   }
-  return {besideFrames(source, from, to), false};
+  return {besideFrames(source, from, to), {}, false};
 }
 
 }  // namespace tallowmark

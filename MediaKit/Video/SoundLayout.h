@@ -36,6 +36,8 @@ class SoundLayout {
   struct Division {
     /// Stretches of whole samples, in file order.
     std::vector<ByteRange> sound;
+    /// For each stretch where as many samples of each of `others` begin; none where they are lost.
+    std::vector<std::vector<std::optional<std::uint64_t>>> others;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
     /// It is all there, but nothing tells what of it is whose.
@@ -60,6 +62,14 @@ class SoundLayout {
   /// Gaps are divided by the order and the places of their chunks.
   bool goesByOrder() const { return order_.has_value(); }
 
+  /// PCM tracks that take turns with this one, in the order of their chunks, and bytes of a sample.
+  /// They point into the reference's movie.
+  struct OtherTrack {
+    const Track* track = nullptr;
+    std::uint32_t sampleSize = 0;
+  };
+  std::vector<OtherTrack> others() const;
+
   /// How far sound runs ahead of the picture in the file.
   const SoundLead& lead() const { return lead_; }
 
@@ -82,6 +92,9 @@ class SoundLayout {
   bool isMostlySound(const ByteSource& source, const ByteRange& range) const;
   Division byOrder(const ByteSource& source, std::uint64_t from, std::uint64_t to,
                    Neighbours neighbours) const;
+  Division divisionOf(const ByteSource& source, const std::vector<std::vector<ByteRange>>& chunks,
+                      bool isCertain) const;
+  Division startOf(const ByteSource& source, std::uint64_t from, std::uint64_t to) const;
   ByteRange soundingStart(const ByteSource& source, const ByteRange& range) const;
   std::vector<ByteRange> besideFrames(const ByteSource& source, std::uint64_t from,
                                       std::uint64_t to) const;

@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 
+#include "MediaKit/Video/PCMTracks.h"
 #include "MediaKit/Video/PicturePacing.h"
 
 namespace tallowmark::VideoRepair {
@@ -126,6 +127,9 @@ void Pacer::holdBehindLosses(std::uint64_t key) {
   }
   found_.video = withHolds(found_.video, videoHolds_);
   found_.audio = withHolds(found_.audio, audioHolds_);
+  for (FoundPCM& other : found_.otherAudio) {
+    other.samples = withHolds(other.samples, audioHolds_);
+  }
 }
 
 }  // namespace
@@ -139,7 +143,7 @@ void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32
       !ratesAgree(
           found, layout.lead(), static_cast<double>(found.video.duration()) / videoTimescale,
           static_cast<double>(found.audio.duration()) / audio.timescale, 1.0 / audio.timescale)) {
-    found.audio.clear();
+    giveUpPCM(found);
     return;
   }
   Pacer pacer(found, layout.lead(), videoTimescale, audio.timescale);
@@ -154,7 +158,11 @@ void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32
   pacer.holdBehindLosses(key);
 
   if (surplus > 0) {
-    found.audio = found.audio.slice(ticks(surplus, audio.timescale), found.audio.size());
+    const std::uint64_t cut = ticks(surplus, audio.timescale);
+    found.audio = found.audio.slice(cut, found.audio.size());
+    for (FoundPCM& other : found.otherAudio) {
+      other.samples = other.samples.slice(cut, other.samples.size());
+    }
   } else if (-surplus > pacer.frameSeconds()) {
     audio.startDelay += ticks(-surplus, movieTimescale);
   }

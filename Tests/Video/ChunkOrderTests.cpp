@@ -95,7 +95,7 @@ fs::path stored(const fs::path& clip, const Storing& how, const fs::path& target
   return target;
 }
 
-TEST(ChunkOrder, soundIsOfOneTrackAndNeverPadding) {
+TEST(ChunkOrder, soundIsOfItsTrackAndNeverPadding) {
   if (!testing::canMakeClips()) {
     GTEST_SKIP() << "ffmpeg is not installed";
   }
@@ -137,6 +137,7 @@ TEST(ChunkOrder, soundIsOfOneTrackAndNeverPadding) {
       EXPECT_EQ(c.soundRight, c.sound);
       EXPECT_EQ(c.soundWrong, 0U);
       EXPECT_LT(std::abs(c.worstStep), 1.0);
+      EXPECT_LT(c.tracksApart, 1e-4);
     }
     for (unsigned seed = 0; seed < 3; ++seed) {
       Victim victim(clip);
@@ -145,6 +146,7 @@ TEST(ChunkOrder, soundIsOfOneTrackAndNeverPadding) {
       const Comparison c = rebuildAndCompare(victim, sibling);
       EXPECT_EQ(c.soundWrong, 0U) << seed;
       EXPECT_GT(c.soundRight * 2, c.sound) << seed;
+      EXPECT_LT(c.tracksApart, 1e-4) << seed;
     }
   }
 }

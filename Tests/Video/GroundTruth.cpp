@@ -39,16 +39,12 @@ std::uint64_t shared(const Stretch& a, const Stretch& b) {
              : 0;
 }
 
-std::vector<Stretch> soundOf(const Movie& movie, std::uint64_t shift) {
+std::vector<Stretch> soundOf(const Movie& movie, const Track& audio, std::uint64_t shift) {
   std::vector<Stretch> stretches;
-  const Track* audio = movie.audioTrack();
-  if (audio == nullptr) {
-    return stretches;
-  }
-  double time = static_cast<double>(audio->startDelay) / movie.timescale -
-                static_cast<double>(audio->mediaStart) / audio->timescale;
-  for (const SampleRun& run : audio->samples.runs()) {
-    const double length = static_cast<double>(run.duration()) / audio->timescale;
+  double time = static_cast<double>(audio.startDelay) / movie.timescale -
+                static_cast<double>(audio.mediaStart) / audio.timescale;
+  for (const SampleRun& run : audio.samples.runs()) {
+    const double length = static_cast<double>(run.duration()) / audio.timescale;
     const ByteRange range{run.first.offset + shift, run.end() + shift};
     stretches.push_back({range, time,
                          length / static_cast<double>(std::max<std::uint64_t>(1, range.length())),
@@ -56,6 +52,24 @@ std::vector<Stretch> soundOf(const Movie& movie, std::uint64_t shift) {
     time += length;
   }
   return stretches;
+}
+
+// The first tracks, and with each further PCM track the one of the same number, null for none.
+std::vector<std::pair<const Track*, const Track*>> soundTracks(const Movie& truth,
+                                                               const Movie& rebuilt) {
+  std::vector<std::pair<const Track*, const Track*>> tracks;
+  for (const Track& then : truth.tracks) {
+    if (then.kind != Track::Kind::audio || (!tracks.empty() && then.codec == "mp4a")) {
+      continue;
+    }
+    const auto now =
+        std::find_if(rebuilt.tracks.begin(), rebuilt.tracks.end(),
+                     [&](const Track& track) { return track.trackID == then.trackID; });
+    tracks.emplace_back(&then, tracks.empty()                ? rebuilt.audioTrack()
+                               : now != rebuilt.tracks.end() ? &*now
+                                                             : nullptr);
+  }
+  return tracks;
 }
 
 // Sound that was put into the copy has no place in the clip.
@@ -214,6 +228,33 @@ void compareSteps(const Victim& victim, const Movie& rebuiltMovie, std::uint64_t
   }
 }
 
+// By how much stretches of sound are later than they were, by when that was, in samples of 48 kHz.
+std::map<long long, double> movesOf(const std::vector<Stretch>& truth,
+                                    const std::vector<Stretch>& rebuilt) {
+  std::map<long long, double> moves;
+  for (const Stretch& now : rebuilt) {
+    for (const Stretch& then : truth) {
+      if (now.range.lower >= then.range.lower && now.range.lower < then.range.upper) {
+        const double start =
+            then.start + static_cast<double>(now.range.lower - then.range.lower) * then.perByte;
+        moves[std::llround(start * 48000)] = now.start - start;
+      }
+    }
+  }
+  return moves;
+}
+
+// `first` are the first track's moves, which it becomes.
+void compareTracks(std::map<long long, double>& first, std::map<long long, double> moves,
+                   Comparison& comparison) {
+  for (const auto& [start, move] : moves) {
+    if (const auto other = first.find(start); other != first.end()) {
+      comparison.tracksApart = std::max(comparison.tracksApart, std::abs(move - other->second));
+    }
+  }
+  if (first.empty()) first = std::move(moves);
+}
+
 void compareOrder(const Track& truth, const Track& rebuilt, std::uint64_t shift,
                   Comparison& comparison) {
   auto then = shownTimes(truth, 0);
@@ -356,16 +397,20 @@ Comparison rebuildAndCompare(const Victim& victim, const std::filesystem::path& 
   compareTelemetry(victim, rebuilt, shift, comparison);
   compareTimecode(victim, rebuilt, shift, comparison);
   if (rebuilt.audioTrack() != nullptr) {
-    const auto truth = soundOf(victim.truth(), 0);
-    auto now = soundOf(rebuilt, shift);
-    std::erase_if(now, [&](const Stretch& stretch) {
-      const auto size = static_cast<std::uint32_t>(stretch.range.length());
-      return !isFromClip({.offset = stretch.range.lower - shift, .size = size}, shift, copy,
-                         victim.bytes());
-    });
     compareBlocks(victim, rebuilt, copy, shift, comparison);
-    compareSound(victim, truth, now, comparison);
-    compareSteps(victim, rebuilt, shift, truth, now, comparison);
+    std::map<long long, double> moves;
+    for (const auto& [then, now] : soundTracks(victim.truth(), rebuilt)) {
+      const auto truth = soundOf(victim.truth(), *then, 0);
+      auto found = now != nullptr ? soundOf(rebuilt, *now, shift) : std::vector<Stretch>();
+      std::erase_if(found, [&](const Stretch& stretch) {
+        const auto size = static_cast<std::uint32_t>(stretch.range.length());
+        return !isFromClip({.offset = stretch.range.lower - shift, .size = size}, shift, copy,
+                           victim.bytes());
+      });
+      compareSound(victim, truth, found, comparison);
+      compareSteps(victim, rebuilt, shift, truth, found, comparison);
+      compareTracks(moves, movesOf(truth, found), comparison);
+    }
   }
   return comparison;
 }

@@ -46,11 +46,14 @@ struct Comparison {
   std::uint64_t missed = 0;
   /// Stand where the dropped index has no frame.
   std::uint64_t invented = 0;
-  /// Bytes of sound in the dropped index, and those that are sound in the copy, too.
+  /// Bytes of sound in the dropped index, of the first track and of all PCM tracks, and those that
+  /// are sound of that track in the copy, too.
   std::uint64_t sound = 0;
   std::uint64_t soundRight = 0;
   /// Bytes of sound in the copy that are none in the dropped index and lie in no hole.
   std::uint64_t soundWrong = 0;
+  /// Seconds by which PCM tracks run apart that did not.
+  double tracksApart = 0;
   /// Blocks of compressed sound that no hole touches, those found with their size in the right
   /// track, and blocks in the copy that stand where none was and in no hole.
   std::uint64_t blocks = 0;
