@@ -235,6 +235,15 @@ bool isForeign(const EvidencedFindings& found, const Teacher& teacher, const Sou
   return isForeignSound(found.gaps, second * picture, sound, source);
 }
 
+// Of compressed sound hardly anything fits, half of it at most. Where more does it is PCM, of a
+// clip that others were written over.
+bool hasHardlyAnyPCM(const EvidencedFindings& found, const Teacher& teacher) {
+  constexpr double hardlyAny = 0.4;
+  const double pictures = static_cast<double>(found.video.size()) * frameDuration(*teacher.video);
+  return static_cast<double>(found.audio.size()) * teacher.video->timescale <
+         pictures * teacher.audio->timescale * hardlyAny;
+}
+
 // Walks a clip, and again as long as a walk teaches what the reference could not.
 EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teacher& teacher,
                             WalkProgress& progress, const StopToken& stop) {
@@ -248,13 +257,15 @@ EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teache
     return found;
   }
   // Other sound than the reference's misleads the search for pictures, too.
-  if (teacher.sound &&
+  if (teacher.sound && hasHardlyAnyPCM(found, teacher) &&
       (areStrange(found.gaps) || isForeign(found, teacher, *teacher.sound, source))) {
     auto sound = std::exchange(teacher.sound, std::nullopt);
     auto evidence = teacher.evidence;
     teacher.evidence->forgetGaps();
     EvidencedFindings silent = walk();
-    if (isForeign(silent, teacher, *sound, source)) {
+    // Pictures that only the reference's sound leads to show that it is there.
+    const bool isAsFull = silent.video.size() * 10 >= found.video.size() * 9;
+    if (isAsFull && isForeign(silent, teacher, *sound, source)) {
       found = std::move(silent);
     } else {
       teacher.sound = std::move(sound);

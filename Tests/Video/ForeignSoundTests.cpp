@@ -94,5 +94,22 @@ TEST_F(ForeignSound, isNoPCM) {
   }
 }
 
+// Where a clip with AAC was written over parts of one with PCM, what is left of that is kept.
+TEST_F(ForeignSound, isLeftAloneBesidePCM) {
+  const ClipRecipe pcm{
+      .container = "mov", .audio = "pcm_s16le", .seconds = 6, .sound = livelySound(1, 48000)};
+  ClipRecipe reference = pcm;
+  reference.variant = 1;
+  const ClipRecipe other{.seconds = 3, .sound = livelySound(2, 48000), .channels = 2};
+  const testing::Bytes filling = testing::contentsOf(makeClip(other));
+  for (unsigned seed = 0; seed < 4; ++seed) {
+    Victim victim(makeClip(pcm));
+    victim.punch(seed, 6, 60'000, Filling::otherFile, filling);
+    const Comparison c = rebuildAndCompare(victim, makeClip(reference));
+    EXPECT_GT(c.result.audioPackets, 0U) << seed;
+    EXPECT_GT(c.soundRight * 2, c.sound) << seed;
+  }
+}
+
 }  // namespace
 }  // namespace tallowmark
