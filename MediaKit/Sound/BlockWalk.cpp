@@ -214,9 +214,10 @@ bool Walk::channel(const Window* common, Intensity intensity) {
 bool Walk::windowInfo(Window& window) {
   const std::uint32_t head = bits_.take(4);
   const bool reserved = (head & 8U) != 0;
-  const std::uint32_t sequence = (head >> 1U) & 3U;
-  constexpr std::uint32_t eightShort = 2;
-  window.isShort = sequence == eightShort;
+  const auto sequence = static_cast<WindowSequence>((head >> 1U) & 3U);
+  window.isShort = sequence == WindowSequence::eightShort;
+  const bool isFirst = (block_.traits.longBands | block_.traits.shortBands) == 0;
+  block_.windows = isFirst ? sequence : block_.windows;
   if (reserved) {
     return false;
   }

@@ -53,6 +53,9 @@ struct BlockTraits {
   void add(const BlockTraits& more);
 };
 
+/// How a block's windows overlap its neighbours' (ISO/IEC 14496-3 §4.4.2.6, window_sequence).
+enum class WindowSequence : std::uint8_t { onlyLong, longStart, eightShort, longStop };
+
 /// A raw data block: one block of sound over all channels.
 struct RawBlock {
   /// Bytes.
@@ -60,6 +63,8 @@ struct RawBlock {
   ElementPattern pattern = 0;
   BlockTraits traits;
   BlockElement firstElement = BlockElement::end;
+  /// Of its first channel.
+  WindowSequence windows = WindowSequence::onlyLong;
   /// The bits behind the last element up to the next byte are zeros.
   bool isPaddedWithZeros = true;
 };

@@ -9,6 +9,8 @@
 #include <map>
 #include <vector>
 
+#include "MediaKit/Sound/WindowSteps.h"
+
 namespace tallowmark {
 
 namespace {
@@ -16,6 +18,7 @@ namespace {
 constexpr std::uint64_t mostSamples = 2000;
 constexpr std::size_t longestRepeated = 16;
 constexpr int gainSlack = 16;
+constexpr std::uint32_t largestSample = 1U << 16U;
 
 // How surprising it is that other data has only what the reference has, of so many values.
 double habitBits(std::uint64_t known, unsigned values) {
@@ -154,12 +157,31 @@ bool SoundHabits::mayBeginAs(std::uint32_t first) const {
   return !isReserved && (((isShort ? traits.shortBands : traits.longBands) >> bands) & 1U) != 0;
 }
 
+namespace {
+
+// Looks at blocks one behind the other.
+bool doWindowsFit(const Track& track, const ByteSource& source, const BlockWalk& walk) {
+  constexpr std::uint64_t enough = 1000;
+  WindowSteps steps;
+  for (std::uint64_t i = 0; i < std::min(enough, track.samples.size()); ++i) {
+    const Sample sample = track.samples[i];
+    const auto block = walk.at(source.read(sample.offset, std::min(sample.size, largestSample)));
+    if (block) {
+      steps.add(block->windows);
+    } else {
+      steps.forget();
+    }
+  }
+  return !steps.areBroken();
+}
+
+}  // namespace
+
 std::optional<SoundHabits> SoundHabits::learn(const Track& track, const ByteSource& source) {
   const auto config = AACConfig::of(track.sampleEntry);
   if (!config || track.samples.empty()) {
     return std::nullopt;
   }
-  constexpr std::uint32_t largestSample = 1U << 16U;
   Learner learner(*config);
   const std::uint64_t stride = track.samples.size() / mostSamples + 1;
   for (std::uint64_t i = 0; i < track.samples.size(); i += stride) {
@@ -169,6 +191,7 @@ std::optional<SoundHabits> SoundHabits::learn(const Track& track, const ByteSour
   auto habits = learner.result();
   if (habits) {
     habits->ticks = track.typicalDuration();
+    habits->windowsFit = doWindowsFit(track, source, BlockWalk(*config));
   }
   return habits;
 }

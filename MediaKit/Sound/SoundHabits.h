@@ -27,6 +27,8 @@ struct SoundHabits {
   std::uint8_t usualFirstElements = 0;
   /// The pattern most blocks have.
   ElementPattern usualPattern = 0;
+  /// Each block's windows fit those of the one before, as they should.
+  bool windowsFit = true;
   /// Short blocks that come again and again, as encoders write stillness; in order.
   std::vector<std::vector<std::uint8_t>> repeated;
 

@@ -15,7 +15,7 @@ using Anchor = TrackOrder::Anchor;
 void addTo(GatheredBlocks& gathered, const BlockChain& chain) {
   std::uint64_t at = chain.from;
   for (const BlockChain::Block& block : chain.blocks) {
-    gathered.add(at, block.size, block.kind);
+    gathered.add(at, block);
     at += block.size;
   }
 }

@@ -43,6 +43,7 @@ class Learner {
 
   void learnGaps(const std::vector<Extent>& extents, std::uint64_t start);
   void learnOrders(const std::vector<Extent>& extents, std::uint64_t start);
+  void learnArrivals(const std::vector<Extent>& extents);
   void learnLead(const std::vector<Extent>& extents);
   void learnEdges(const std::vector<Extent>& extents, const ByteSource& source);
 
@@ -125,6 +126,20 @@ void Learner::learnOrders(const std::vector<Extent>& extents, std::uint64_t star
   layout_.order = TrackOrder(std::move(kinds), layout_.mostBlocks);
   if (layout_.tracks.size() > 1) {
     forEachGap(extents, start, [&](const Gap& gap) { learnOrder(gap); });
+  }
+}
+
+void Learner::learnArrivals(const std::vector<Extent>& extents) {
+  std::uint64_t frame = 0;
+  std::uint64_t blocks = 0;
+  for (const Extent& extent : extents) {
+    if (placeOf(extent.track)) {
+      blocks += extent.samples;
+    } else if (extent.track == movie_.videoTrack()) {
+      if (blocks > 0) layout_.arrivals.add(frame, static_cast<std::size_t>(blocks));
+      blocks = 0;
+      frame += extent.samples;
+    }
   }
 }
 
@@ -356,6 +371,7 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
   Learner learner(reference, layout);
   learner.learnGaps(extents, mdats.front().payloadOffset());
   learner.learnOrders(extents, mdats.front().payloadOffset());
+  learner.learnArrivals(extents);
   learner.learnLead(extents);
   learner.learnEdges(extents, source);
   return layout;

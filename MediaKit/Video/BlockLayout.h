@@ -11,6 +11,7 @@
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Sound/SoundHabits.h"
 #include "MediaKit/Video/Interleaving.h"
+#include "MediaKit/Video/SoundArrivals.h"
 #include "MediaKit/Video/TrackOrder.h"
 
 namespace tallowmark {
@@ -55,6 +56,8 @@ struct BlockLayout {
   std::uint64_t mostOthers = 0;
   /// Some gaps have other data and no sound.
   bool hasGapsWithoutSound = false;
+  /// How its blocks, of all tracks, come between its pictures.
+  SoundArrivals arrivals;
   /// How far sound is ahead of the picture behind gaps with sound, and by how many seconds that
   /// swings from one such gap to the next.
   SoundLead lead;

@@ -132,7 +132,7 @@ const SoundHabits& BlockSearch::habitsOf(std::uint8_t kind) const {
 }
 
 BlockChain::Block BlockSearch::blockOf(const RawBlock& block) const {
-  return {block.size, layout_.kindOf(block.pattern)};
+  return {block.size, layout_.kindOf(block.pattern), block.windows};
 }
 
 BlockChain BlockSearch::chainAt(std::uint64_t at, std::uint64_t end) {
@@ -202,7 +202,8 @@ BlockChain BlockSearch::withBestStart(BlockChain chain) {
     if (const Judged judged = judge(at, end); judged.bits >= best) {
       best = judged.bits;
       chain.from = at;
-      chain.blocks.front() = {static_cast<std::uint32_t>(end - at), judged.block.kind};
+      chain.blocks.front() = judged.block;
+      chain.blocks.front().size = static_cast<std::uint32_t>(end - at);
     }
   }
   chain.bits = rest + best;

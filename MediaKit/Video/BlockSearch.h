@@ -20,6 +20,7 @@ struct BlockChain {
     std::uint32_t size = 0;
     /// Of the layout's kinds.
     std::uint8_t kind = 0;
+    WindowSequence windows = WindowSequence::onlyLong;
   };
   std::uint64_t from = 0;
   std::vector<Block> blocks;

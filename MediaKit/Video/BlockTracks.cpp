@@ -16,11 +16,14 @@ void GatheredBlocks::startRow(TrackOrder::Anchor anchor) {
   rows_.push_back({0, anchor, std::exchange(goesOn_, true), {}});
 }
 
-void GatheredBlocks::add(std::uint64_t offset, std::uint32_t size, std::uint8_t kind) {
-  blocks_.append(
-      {.offset = offset, .size = size, .duration = layout_.kinds[kind].ticks, .isSync = true});
+void GatheredBlocks::add(std::uint64_t offset, const BlockChain::Block& block) {
+  blocks_.append({.offset = offset,
+                  .size = block.size,
+                  .duration = layout_.kinds[block.kind].ticks,
+                  .isSync = true});
+  windows_.push_back(block.windows);
   if (layout_.kinds.size() > 1) {
-    kinds_.push_back(kind);
+    kinds_.push_back(block.kind);
   }
   ++rows_.back().blocks;
 }
@@ -116,7 +119,7 @@ void GatheredBlocks::Sharing::endGaps() {
       const std::uint64_t atStart = gap.isUsual || gap.leadsFromStart ? atStart_ : 0;
       const std::uint64_t lost =
           isLoss && !gap.isAnothers ? gap.unknown - (found_.bytes - placedBefore_) : 0;
-      found_.gaps.push_back({gap.frame, behind, before_ + atStart, isLoss, lost});
+      found_.gaps.push_back({gap.frame, behind, before_ + atStart, isLoss, isUntold_, lost});
     }
     before_ = behind;
     placedBefore_ = found_.bytes;
@@ -131,23 +134,104 @@ FoundBlocks GatheredBlocks::Sharing::result() {
   return std::move(found_);
 }
 
+// Gaps of which nothing is missing.
+SoundArrivals GatheredBlocks::arrivals() const {
+  SoundArrivals arrivals;
+  std::size_t row = 0;
+  for (const Ended& ended : gaps_) {
+    const std::size_t rows = ended.rows - row;
+    const bool isWhole = ended.gap.isUsual && rows <= 1;
+    if (!isWhole || (rows == 1 && !rows_[row].goesOn)) {
+      arrivals.forget();
+    }
+    if (isWhole && rows == 1) {
+      arrivals.add(ended.gap.frame, rows_[row].blocks);
+    }
+    row = ended.rows;
+  }
+  return arrivals;
+}
+
+void GatheredBlocks::tell(Owners::Tracks tracks, const Visit& visit) const {
+  if (tracks == Owners::Tracks::learnt) {
+    TrackOrder order = layout_.order;
+    std::size_t rows = 0;
+    for (const Ended& ended : gaps_) {
+      if (ended.gap.isUsual && ended.rows > rows) {
+        order.learnCount(rows_[rows].blocks);
+      }
+      rows = ended.rows;
+    }
+    order.tell(rows_, visit);
+    return;
+  }
+  const auto first = tracks == Owners::Tracks::one ? std::optional<std::size_t>(0) : std::nullopt;
+  for (const TrackOrder::Row& row : rows_) {
+    visit({std::vector<std::optional<std::size_t>>(row.blocks, first), std::nullopt});
+  }
+}
+
+// The steps in all tracks, if the blocks are shared out in that way.
+WindowSteps GatheredBlocks::steps(Owners::Tracks tracks) const {
+  std::vector<WindowSteps> steps(layout_.tracks.size());
+  std::size_t row = 0;
+  std::size_t block = 0;
+  tell(tracks, [&](const TrackOrder::Told& told) {
+    if (!rows_[row++].goesOn) {
+      for (WindowSteps& each : steps) each.forget();
+    }
+    for (const std::optional<std::size_t>& track : told.tracks) {
+      if (track) {
+        steps[*track].add(windows_[block]);
+      } else {
+        for (WindowSteps& each : steps) each.forget();
+      }
+      ++block;
+    }
+  });
+  WindowSteps all;
+  for (const WindowSteps& each : steps) all.add(each);
+  return all;
+}
+
+GatheredBlocks::Owners GatheredBlocks::owners() const {
+  using Tracks = Owners::Tracks;
+  if (layout_.kinds.size() > 1) {
+    return {};
+  }
+  const bool windowsTell = layout_.kinds.front().windowsFit;
+  const std::size_t learnt = layout_.tracks.size();
+  const SoundArrivals arrivals = this->arrivals();
+  const auto count = tracksByArrivals(arrivals, layout_.arrivals, learnt);
+  const WindowSteps asOne = steps(Tracks::one);
+  const bool canBeOne = !windowsTell || !asOne.areImpossible();
+  if (count == 1 && canBeOne) {
+    return {Tracks::one, true};
+  }
+  const WindowSteps asLearnt = learnt > 1 ? steps(Tracks::learnt) : asOne;
+  const bool seemsOne = asLearnt.areImpossible() || comeAsOneTrack(arrivals);
+  if (windowsTell && learnt > 1 && asOne.areCertain() && seemsOne) {
+    return {Tracks::one, true};
+  }
+  const bool canBeLearnt = !windowsTell || !asLearnt.areImpossible();
+  if (count.value_or(learnt) != learnt || !canBeLearnt) {
+    return {Tracks::others, true};
+  }
+  return {Tracks::learnt, count.has_value()};
+}
+
 FoundBlocks GatheredBlocks::share() {
   std::size_t first = 0;
   for (TrackOrder::Row& row : rows_) {
     row.kinds = kinds_.empty() ? row.kinds : std::span(kinds_).subspan(first, row.blocks);
     first += row.blocks;
   }
-  TrackOrder order = layout_.order;
-  std::size_t rows = 0;
-  for (const Ended& ended : gaps_) {
-    if (ended.gap.isUsual && ended.rows > rows) {
-      order.learnCount(rows_[rows].blocks);
-    }
-    rows = ended.rows;
-  }
+  const Owners owners = this->owners();
   Sharing sharing(*this);
-  order.tell(rows_, [&](const TrackOrder::Told& told) { sharing.take(told); });
-  return sharing.result();
+  tell(owners.tracks, [&](const TrackOrder::Told& told) { sharing.take(told); });
+  FoundBlocks found = sharing.result();
+  found.isCountTold = owners.areTold;
+  return found;
 }
 
 }  // namespace tallowmark

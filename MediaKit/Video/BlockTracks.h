@@ -3,10 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "MediaKit/Container/SampleList.h"
+#include "MediaKit/Sound/WindowSteps.h"
 #include "MediaKit/Video/BlockLayout.h"
+#include "MediaKit/Video/BlockSearch.h"
 #include "MediaKit/Video/TrackOrder.h"
 
 namespace tallowmark {
@@ -19,6 +22,8 @@ struct SoundGap {
   std::uint64_t blocksBehind = 0;
   std::uint64_t blocksBeforeLoss = 0;
   bool isLoss = false;
+  /// It has blocks of which none could be given to a track.
+  bool isUntold = false;
   /// Bytes of a loss that nothing explains.
   std::uint64_t unexplained = 0;
 };
@@ -32,6 +37,8 @@ struct FoundBlocks {
   std::uint64_t bytes = 0;
   /// Bytes of blocks whose track cannot be told, or is left out.
   std::uint64_t unplaced = 0;
+  /// The blocks themselves tell how many tracks they are of.
+  bool isCountTold = false;
 
   /// Blocks of the longest track.
   std::uint64_t longest() const;
@@ -59,7 +66,7 @@ class GatheredBlocks {
   explicit GatheredBlocks(const BlockLayout& layout) : layout_(layout) {}
 
   void startRow(TrackOrder::Anchor anchor);
-  void add(std::uint64_t offset, std::uint32_t size, std::uint8_t kind);
+  void add(std::uint64_t offset, const BlockChain::Block& block);
   void anchorRow(TrackOrder::Anchor anchor) { rows_.back().anchor = anchor; }
   /// Ends a gap: all rows since the one before are its.
   void endGap(const Gap& gap);
@@ -75,11 +82,24 @@ class GatheredBlocks {
     Gap gap;
     std::size_t rows = 0;
   };
+  /// Whose the blocks are, as they tell it beside the reference's.
+  struct Owners {
+    /// One track's, the reference's tracks', or others'.
+    enum class Tracks { one, learnt, others } tracks = Tracks::learnt;
+    bool areTold = false;
+  };
+
+  using Visit = std::function<void(const TrackOrder::Told&)>;
+  void tell(Owners::Tracks tracks, const Visit& visit) const;
+  SoundArrivals arrivals() const;
+  WindowSteps steps(Owners::Tracks tracks) const;
+  Owners owners() const;
 
   const BlockLayout& layout_;
   SampleList blocks_;
   /// Of the blocks, where the layout has more than one.
   std::vector<std::uint8_t> kinds_;
+  std::vector<WindowSequence> windows_;
   std::vector<TrackOrder::Row> rows_;
   std::vector<Ended> gaps_;
   bool goesOn_ = true;

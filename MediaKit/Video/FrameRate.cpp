@@ -115,9 +115,10 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
   if (stated && isNear(ratio, *stated, tolerance)) {
     return 1 / usual;
   }
-  const bool isOtherSound = blocks == nullptr
-                                ? isOfOtherPCM(ratio)
-                                : blocks->tracks.size() > 1 || isOfMoreTracks(found.blocks, ratio);
+  const bool isOtherSound =
+      blocks == nullptr ? isOfOtherPCM(ratio)
+                        : !found.blocks.isCountTold &&
+                              (blocks->tracks.size() > 1 || isOfMoreTracks(found.blocks, ratio));
   return isOtherSound ? std::nullopt : std::optional(1 / usual);
 }
 

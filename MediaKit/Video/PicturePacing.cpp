@@ -143,6 +143,9 @@ bool hasVariableRate(const Track& video) {
 std::vector<SoundAnchor> soundAnchors(const EvidencedFindings& found, double soundTick) {
   std::vector<SoundAnchor> anchors;
   for (const SoundGap& gap : found.blocks.gaps) {
+    if (gap.isUntold) {
+      break;
+    }
     if (gap.frame < found.video.size()) {
       anchors.push_back({gap.frame, static_cast<double>(gap.blocksBehind) * soundTick});
     }

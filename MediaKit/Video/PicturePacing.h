@@ -32,7 +32,7 @@ struct SoundAnchor {
 };
 
 /// One for each picture behind sound, of PCM or compressed sound, in order. `soundTick`: seconds of
-/// a PCM sample or an AAC block.
+/// a PCM sample or an AAC block. Behind blocks whose track cannot be told there are none.
 std::vector<SoundAnchor> soundAnchors(const EvidencedFindings& found, double soundTick);
 
 /// What the sound of a clip says about its pictures.

@@ -392,7 +392,9 @@ void adoptFrameRate(EvidencedFindings& found, const SoundPace& pace, const Sourc
 }
 
 bool isWhole(const EvidencedFindings& found) {
-  return found.losses.empty() && firstKeyframe(found.video) == 0;
+  const bool isUntold = std::any_of(found.blocks.gaps.begin(), found.blocks.gaps.end(),
+                                    [](const SoundGap& gap) { return gap.isUntold; });
+  return found.losses.empty() && !isUntold && firstKeyframe(found.video) == 0;
 }
 
 // Shows the pictures in the order their slice headers ask for, and where nothing is lost for as

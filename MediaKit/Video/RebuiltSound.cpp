@@ -233,6 +233,12 @@ std::uint64_t bytesOf(const SampleList& samples) {
   return bytes;
 }
 
+double lostBytes(const FoundBlocks& blocks) {
+  double bytes = 0;
+  for (const SoundGap& gap : blocks.gaps) bytes += static_cast<double>(gap.unexplained);
+  return bytes;
+}
+
 /// Silent blocks behind the media, one of each kind that is kept.
 class Silence {
  public:
@@ -313,12 +319,19 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   const bool isComplete = found.losses.empty() && found.blocks.unplaced == 0;
   // A few blocks in a clip full of gaps are another stream's, which now and then walks as ours.
   constexpr double leastShare = 0.1;
+  constexpr double leastToTell = 0.5;
+  constexpr double tooMuch = 1.4;
   if (soundFound < pictures * leastShare ||
       (isComplete && !ratesAgree(found, layout.lead, pictures, soundFound, block))) {
     return {};
   }
   const Rates rates{static_cast<double>(bytesOf(found.video)) / std::max(pictures, frame),
                     static_cast<double>(found.blocks.bytes) / soundFound};
+  // More than can be of all pictures that there are and were is another number of tracks.
+  const double everShown = pictures + lostBytes(found.blocks) / rates.picture;
+  if (soundFound > tooMuch * everShown + std::max(0.0, layout.lead.most) + leastToTell) {
+    return {};
+  }
   BlockPacer pacer(found, layout, frame, block, rates);
   pacer.pace();
 

@@ -287,6 +287,90 @@ TEST(RebuiltSound, isNotTakenFromAStreamOfAnotherBuild) {
   EXPECT_EQ(result.unusedBy.total(), result.unusedBytes);
 }
 
+// A clip with more or fewer tracks than its reference: blocks and pictures tell how many they are.
+// One track is whole, several without an order to go by are none, and pictures keep their time.
+TEST(RebuiltSound, isToldByHowManyTracksItHas) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const std::string apart = ",asetpts=PTS+0.007/TB";
+  const std::string halfApart = ",asetpts=PTS+0.01066/TB";
+  struct Build {
+    int tracks = 1;
+    int rate = 25;
+    std::string lastTrack;
+  };
+  const auto clipOf = [](const Build& build, int variant) {
+    return makeClip({.seconds = 5,
+                     .framesPerSecond = build.rate,
+                     .sound = livelySound(2, 48000, variant),
+                     .channels = 2,
+                     .soundTracks = build.tracks,
+                     .lastTrack = build.lastTrack,
+                     .variant = variant});
+  };
+  const struct {
+    const char* label;
+    Build clip;
+    Build reference;
+    bool isKept;
+    unsigned holes = 0;
+  } rows[] = {
+      {"one, not two", {}, {2}, true},
+      {"one, not two, holes", {}, {2}, true, 3},
+      {"one, not two apart", {}, {2, 25, apart}, true},
+      {"one, not two that come as evenly", {}, {2, 25, halfApart}, true},
+      {"one at half the rate of two", {}, {2, 50}, true},
+      {"one at 24, not at 48", {1, 24}, {1, 48}, true},
+      {"two, not one", {2}, {}, false},
+      {"two, not one, holes", {2}, {}, false, 3},
+      {"two apart, not one at half the rate", {2, 50, apart}, {1, 50}, false},
+      {"two as even as one at half the rate", {2, 50, halfApart}, {1, 50}, false},
+      {"two, not four", {2}, {4}, false},
+      {"three, not two", {3}, {2}, false},
+  };
+  for (const auto& row : rows) {
+    Victim victim(clipOf(row.clip, 0));
+    victim.punch(7, row.holes, 4096, Filling::zeros);
+    const auto c = testing::rebuildAndCompare(victim, clipOf(row.reference, 1));
+    EXPECT_EQ(c.result.audioDropped, !row.isKept) << row.label;
+    EXPECT_EQ(c.blocksExact, row.isKept ? c.blocks : 0) << row.label;
+    EXPECT_EQ(c.blocksInvented, 0U) << row.label;
+    EXPECT_EQ(c.result.audioPackets > 0, row.isKept) << row.label;
+    if (row.holes == 0) {
+      EXPECT_NEAR(c.result.seconds, 5, 0.05) << row.label;
+      EXPECT_EQ(c.result.soundBlocksLost, 0U) << row.label;
+    }
+  }
+}
+
+// Chunks of half a second tell by their length.
+TEST(RebuiltSound, isToldByHowManyTracksItsChunksAreOf) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  const auto inChunks = [&](int tracks) {
+    fs::path clip = folder / (std::to_string(tracks) + ".mp4");
+    const auto made = testing::run(
+        {"ffmpeg", "-v", "error", "-i",
+         makeClip(
+             {.seconds = 5, .sound = livelySound(2, 48000), .channels = 2, .soundTracks = tracks})
+             .string(),
+         "-map", "0", "-c", "copy", "-chunk_duration", "500000", clip.string()});
+    EXPECT_EQ(made.exitCode, 0) << made.errors;
+    return clip;
+  };
+  const fs::path ofOne = inChunks(1);
+  const fs::path ofTwo = inChunks(2);
+  const auto one = testing::rebuildAndCompare(Victim(ofOne), ofTwo);
+  EXPECT_EQ(one.blocksExact, one.blocks);
+  EXPECT_NEAR(one.result.seconds, 5, 0.05);
+  const auto two = testing::rebuildAndCompare(Victim(ofTwo), ofOne);
+  EXPECT_TRUE(two.result.audioDropped);
+  EXPECT_NEAR(two.result.seconds, 5, 0.05);
+}
+
 // For comparison: by framing alone every gap is unused and the sound is gone.
 TEST(RebuiltSound, isLeftOutOfABasicRebuild) {
   if (!testing::canMakeClips()) {
