@@ -320,7 +320,8 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   // A few blocks in a clip full of gaps are another stream's, which now and then walks as ours.
   constexpr double leastShare = 0.1;
   constexpr double leastToTell = 0.5;
-  constexpr double tooMuch = 1.4;
+  // Pictures that are dropped here and there make it more; between these blocks tell by themselves.
+  const double tooMuch = layout.arrivals.areFarApart() ? 1.4 : 1.6;
   if (soundFound < pictures * leastShare ||
       (isComplete && !ratesAgree(found, layout.lead, pictures, soundFound, block))) {
     return {};
@@ -329,7 +330,8 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
                     static_cast<double>(found.blocks.bytes) / soundFound};
   // More than can be of all pictures that there are and were is another number of tracks.
   const double everShown = pictures + lostBytes(found.blocks) / rates.picture;
-  if (soundFound > tooMuch * everShown + std::max(0.0, layout.lead.most) + leastToTell) {
+  if (!isComplete &&
+      soundFound > tooMuch * everShown + std::max(0.0, layout.lead.most) + leastToTell) {
     return {};
   }
   BlockPacer pacer(found, layout, frame, block, rates);

@@ -14,9 +14,8 @@ namespace {
 constexpr std::size_t mostTracks = 16;
 constexpr std::size_t window = 32;
 constexpr double sameRate = 0.04;
-// Gaps that tell whether all have multiples, and pictures between chunks that are no picture's.
+// Gaps that tell whether all have multiples.
 constexpr std::size_t fewestGaps = 48;
-constexpr double farApart = 3;
 
 bool isNear(double value, double wanted, double tolerance) {
   return std::abs(value / wanted - 1) <= tolerance;
@@ -52,6 +51,10 @@ double SoundArrivals::blocksPerGap() const {
 
 double SoundArrivals::picturesPerGap() const {
   return ratio(pictures_, gaps_);
+}
+
+bool SoundArrivals::areFarApart() const {
+  return picturesPerGap() >= 3;
 }
 
 std::size_t SoundArrivals::inStep() const {
@@ -141,8 +144,7 @@ std::optional<std::size_t> tracksApart(double times, const SoundArrivals& refere
 }  // namespace
 
 bool comeAsOneTrack(const SoundArrivals& clip) {
-  return clip.gaps() >= fewestGaps && clip.picturesPerGap() < farApart && clip.inStep() == 1 &&
-         clip.areEven(1);
+  return clip.gaps() >= fewestGaps && !clip.areFarApart() && clip.inStep() == 1 && clip.areEven(1);
 }
 
 std::optional<std::size_t> tracksByArrivals(const SoundArrivals& clip,
@@ -151,11 +153,11 @@ std::optional<std::size_t> tracksByArrivals(const SoundArrivals& clip,
   if (clip.gaps() == 0 || reference.gaps() == 0) {
     return std::nullopt;
   }
-  if (clip.picturesPerGap() >= farApart && reference.picturesPerGap() >= farApart) {
+  if (clip.areFarApart() && reference.areFarApart()) {
     return tracksByChunks(clip, reference, referenceTracks);
   }
   const std::size_t together = clip.inStep();
-  if (clip.gaps() < fewestGaps || clip.picturesPerGap() >= farApart) {
+  if (clip.gaps() < fewestGaps || clip.areFarApart()) {
     return std::nullopt;
   }
   const double times = clip.blocksPerPicture() / reference.blocksPerPicture();

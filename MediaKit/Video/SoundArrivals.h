@@ -22,6 +22,8 @@ class SoundArrivals {
   std::size_t gaps() const { return gaps_; }
   double blocksPerPicture() const;
   double picturesPerGap() const;
+  /// Sound comes in chunks that belong to no picture.
+  bool areFarApart() const;
   /// All gaps but the first.
   std::size_t wholeGaps() const { return wholeGaps_; }
   double blocksPerGap() const;
