@@ -2,6 +2,7 @@
 #include "MediaKit/Video/PicturePacing.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -195,24 +196,55 @@ bool paceByCounts(SampleList& pictures, std::uint32_t timescale,
 
 namespace {
 
-// Bands that the sound ahead of pictures puts on these, and by how many seconds the worst is
-// missed.
-std::pair<std::vector<Band>, double> bandsOf(const SoundPace& sound, double frame,
-                                             const std::vector<double>& starts) {
+// That the sound ahead of pictures puts on these.
+std::vector<Band> bandsOf(const SoundPace& sound, double frame) {
   std::vector<Band> bands;
-  double worst = 0;
   for (const SoundAnchor& anchor : sound.anchors) {
-    const Band band{anchor.frame, anchor.seconds - sound.lead.mostlyMost - frame,
-                    anchor.seconds - sound.lead.mostlyLeast + frame};
-    const double start = starts[anchor.frame];
-    worst = std::max({worst, band.earliest - start, start - band.latest});
-    bands.push_back(band);
+    bands.push_back({anchor.frame, anchor.seconds - sound.lead.mostlyMost - frame,
+                     anchor.seconds - sound.lead.mostlyLeast + frame});
   }
-  return {std::move(bands), worst};
+  return bands;
+}
+
+// Whether sound comes with nearly every picture.
+bool isDense(const SoundPace& sound, const std::vector<double>& starts) {
+  constexpr std::size_t picturesPerAnchor = 3;
+  return sound.anchors.size() * picturesPerAnchor >= starts.size();
+}
+
+// Whether pictures keep their distance to the sound. Where it comes in chunks, the reference's
+// first and last ones may be further off than most; so may the clip's.
+bool areInStep(const SoundPace& sound, double frame, const std::vector<double>& starts) {
+  constexpr double apartAtMost = 0.1;
+  constexpr std::size_t few = 5;
+  const double apart = frame + (sound.variableRate ? frame : apartAtMost);
+  std::size_t outside = 0;
+  for (const SoundAnchor& anchor : sound.anchors) {
+    const double lead = anchor.seconds - starts[anchor.frame];
+    if (lead > sound.lead.most + apart || lead < sound.lead.least - apart) {
+      return false;
+    }
+    const bool isUsual =
+        lead <= sound.lead.mostlyMost + apart && lead >= sound.lead.mostlyLeast - apart;
+    outside += isUsual ? 0U : 1U;
+  }
+  return outside * few <= (isDense(sound, starts) ? 0 : sound.anchors.size());
+}
+
+// Sound that was taken for another sampling rate's: 44.1 kHz for 48, say.
+bool isOfOtherSamplingRate(double stretch) {
+  constexpr std::array rates{16.0, 22.05, 24.0, 32.0, 44.1, 48.0};
+  constexpr double near = 0.012;
+  for (const double rate : rates) {
+    for (const double other : rates) {
+      if (rate != other && std::abs(stretch * other / rate - 1) < near) return true;
+    }
+  }
+  return false;
 }
 
 // A camera of constant rate that drops pictures shows others at their time. Where all of them would
-// be shown slower it is the sound that differs, unless by little.
+// be shown slower it can be the sound that differs, unless by little.
 bool isBelievable(const std::vector<double>& factors, double stretch) {
   constexpr double fewest = 0.2;
   constexpr double little = 1.04;
@@ -220,19 +252,110 @@ bool isBelievable(const std::vector<double>& factors, double stretch) {
     return std::abs(factor - 1) < little - 1;
   });
   return static_cast<double>(unchanged) >= fewest * static_cast<double>(factors.size()) ||
-         stretch <= little;
+         stretch <= little || !isOfOtherSamplingRate(stretch);
+}
+
+// `delay`: as for `paceBySound`.
+void pauseFor(SampleList& pictures, const std::vector<std::uint32_t>& missing, std::size_t delay) {
+  const std::uint32_t typical = pictures.typicalDuration();
+  SampleList paced;
+  std::size_t place = delay;
+  for (Sample picture : pictures) {
+    picture.duration += place < missing.size() ? missing[place] * typical : 0;
+    ++place;
+    paced.append(picture);
+  }
+  pictures = std::move(paced);
+}
+
+/// Places the pauses that a camera of constant rate leaves where it drops pictures. Sound that
+/// comes with nearly every picture tells each of them.
+class DroppedPictures {
+ public:
+  DroppedPictures(const SoundPace& sound, double frame, const std::vector<double>& starts)
+      : sound_(sound), frame_(frame), starts_(starts) {}
+
+  /// For each picture how many are missing behind it; nothing where that does not explain how far
+  /// the sound is.
+  std::optional<std::vector<std::uint32_t>> find() const;
+
+ private:
+  std::optional<std::vector<std::uint32_t>> placedAt(double late) const;
+  bool areEven(const std::vector<std::uint32_t>& missing) const;
+
+  const SoundPace& sound_;
+  double frame_;
+  const std::vector<double>& starts_;
+};
+
+// A picture waits for no longer than its sound asks for.
+std::optional<std::vector<std::uint32_t>> DroppedPictures::placedAt(double late) const {
+  constexpr std::size_t few = 20;
+  const double slack = frame_ / 4;
+  std::vector<std::uint32_t> missing(starts_.size() - 1, 0);
+  double added = 0;
+  std::size_t misses = 0;
+  for (const SoundAnchor& anchor : sound_.anchors) {
+    const double due = anchor.seconds - late;
+    const double lacking = due - sound_.lead.mostlyMost - slack - starts_[anchor.frame] - added;
+    if (lacking > 0 && anchor.frame > 0) {
+      const double pictures = std::ceil(lacking / frame_);
+      missing[anchor.frame - 1] += ticks(pictures, 1);
+      added += pictures * frame_;
+    }
+    const double latest = due - sound_.lead.mostlyLeast + 2 * slack;
+    misses += starts_[anchor.frame] + added > latest ? 1U : 0U;
+  }
+  return misses * few <= sound_.anchors.size() ? std::optional(std::move(missing)) : std::nullopt;
+}
+
+// Sound at another speed than it is taken for leaves as much between any two pictures.
+bool DroppedPictures::areEven(const std::vector<std::uint32_t>& missing) const {
+  constexpr double even = 1.5;
+  constexpr double little = 0.04;
+  const double all = std::accumulate(missing.begin(), missing.end(), 0.0);
+  const double share = all / static_cast<double>(missing.size());
+  double beside = 0;
+  double least = 0;
+  double most = 0;
+  for (const std::uint32_t pictures : missing) {
+    beside += pictures - share;
+    least = std::min(least, beside);
+    most = std::max(most, beside);
+  }
+  return share > little && most - least <= even;
+}
+
+std::optional<std::vector<std::uint32_t>> DroppedPictures::find() const {
+  // Seconds that leave a picture no further from its time than anyone sees.
+  constexpr double narrow = 0.06;
+  if (sound_.lead.mostlyMost - sound_.lead.mostlyLeast > narrow || !isDense(sound_, starts_)) {
+    return std::nullopt;
+  }
+  auto missing = placedAt(0);
+  // Where its sound is not as far ahead as the reference's from the start on.
+  const SoundAnchor& first = sound_.anchors.front();
+  const double late = first.seconds - starts_[first.frame] - sound_.lead.usual;
+  constexpr int steps = 8;
+  for (int step = -steps; step <= steps && !missing; ++step) {
+    missing = placedAt(late - step * frame_ / steps);
+  }
+  return missing && !areEven(*missing) ? missing : std::nullopt;
 }
 
 }  // namespace
 
 void paceBySound(SampleList& pictures, std::uint32_t timescale, const SoundPace& sound,
                  std::size_t delay) {
-  constexpr double apartAtMost = 0.1;
   const std::uint32_t typical = pictures.typicalDuration();
   const double frame = static_cast<double>(typical) / timescale;
   std::vector<double> starts = startsOf(pictures, timescale);
-  const auto [bands, worst] = bandsOf(sound, frame, starts);
-  if (worst <= (sound.variableRate ? frame : apartAtMost)) {
+  if (areInStep(sound, frame, starts)) {
+    return;
+  }
+  const std::vector<Band> bands = bandsOf(sound, frame);
+  if (const auto missing = DroppedPictures(sound, frame, starts).find()) {
+    pauseFor(pictures, *missing, delay);
     return;
   }
   const double length = starts.back() * timescale;
@@ -268,8 +391,22 @@ std::size_t decodingDelay(const Track& video) {
   if (start.samples.empty() || typical == 0) {
     return 0;
   }
-  const double places = std::round(shownTimes(start).front() / typical);
-  return static_cast<std::size_t>(std::clamp(places, 0.0, most));
+  const double shown = shownTimes(start).front();
+  const auto usual = static_cast<std::size_t>(std::clamp(std::round(shown / typical), 0.0, most));
+  const double mean =
+      static_cast<double>(start.duration()) / static_cast<double>(start.samples.size());
+  if (mean > 2 * typical) {
+    return usual;
+  }
+  // Fewer where pictures are missing among the first.
+  std::size_t places = 0;
+  double decoded = 0;
+  for (const Sample& sample : start.samples) {
+    if (places == usual || decoded + sample.duration / 2.0 > shown) break;
+    decoded += sample.duration;
+    ++places;
+  }
+  return places;
 }
 
 }  // namespace tallowmark::VideoRepair

@@ -417,6 +417,29 @@ TEST(Accuracy, variableRatesStayWithTheSound) {
   }
 }
 
+// A camera that is busy drops pictures here and there. With sound at each picture all others keep
+// their time, to a picture at most, whatever their number and that of the reference.
+TEST(Accuracy, picturesKeepTheirTimeWhereOthersWereDropped) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (const int bFrames : {0, 2}) {
+    ClipRecipe recipe{.bFrames = bFrames, .seconds = 8};
+    const auto constant = makeClip(recipe);
+    for (const char* keep : {"gt(random(0),0.12)*gt(n,3)+lt(n,4)", "gt(random(1),0.3)+lt(n,4)"}) {
+      recipe.keep = keep;
+      const auto clip = makeClip(recipe);
+      for (const auto& reference : {clip, constant}) {
+        const Comparison c = rebuildAndCompare(Victim(clip), reference);
+        expectWhole(c, keep);
+        EXPECT_LT(std::abs(c.worstTime), 1.1) << keep << bFrames;
+        EXPECT_EQ(c.blocksExact, c.blocks) << keep << bFrames;
+      }
+      EXPECT_LT(std::abs(rebuildAndCompare(Victim(constant), clip).worstTime), 0.001) << keep;
+    }
+  }
+}
+
 TEST(Accuracy, aReferenceThatLacksKindsOfFramesStillTeaches) {
   if (!testing::canMakeClips()) {
     GTEST_SKIP() << "ffmpeg is not installed";
