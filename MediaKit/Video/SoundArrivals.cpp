@@ -99,7 +99,7 @@ double SoundArrivals::widthOf(std::span<const Arrival> arrivals) {
   return width;
 }
 
-bool SoundArrivals::areEven(std::size_t unit) const {
+bool SoundArrivals::areEven(std::size_t unit, Extent extent) const {
   constexpr std::size_t mostWindows = 256;
   // Time stamps are rounded.
   constexpr double slack = 0.05;
@@ -115,7 +115,8 @@ bool SoundArrivals::areEven(std::size_t unit) const {
       first = i + 1;
     }
   }
-  return windows > 0 && even * 5 >= windows * 4;
+  const std::size_t least = extent == Extent::throughout ? windows : windows - windows / 5;
+  return windows > 0 && even >= least;
 }
 
 namespace {
@@ -144,7 +145,8 @@ std::optional<std::size_t> tracksApart(double times, const SoundArrivals& refere
 }  // namespace
 
 bool comeAsOneTrack(const SoundArrivals& clip) {
-  return clip.gaps() >= fewestGaps && !clip.areFarApart() && clip.inStep() == 1 && clip.areEven(1);
+  return clip.gaps() >= fewestGaps && !clip.areFarApart() && clip.inStep() == 1 &&
+         clip.areEven(1, SoundArrivals::Extent::throughout);
 }
 
 std::optional<std::size_t> tracksByArrivals(const SoundArrivals& clip,
@@ -170,7 +172,9 @@ std::optional<std::size_t> tracksByArrivals(const SoundArrivals& clip,
   // Two tracks that begin half a block apart come as evenly as one.
   const bool mayBeApart = referenceTracks > 1 && reference.inStep() % referenceTracks != 0 &&
                           (reference.gaps() < window || reference.areEven(1));
-  return together == 1 && mayBeApart ? std::nullopt : std::optional(together);
+  // One that ends soon leaves the other alone.
+  const bool mayHaveEnded = referenceTracks > 1 && !comeAsOneTrack(clip);
+  return together == 1 && (mayBeApart || mayHaveEnded) ? std::nullopt : std::optional(together);
 }
 
 }  // namespace tallowmark

@@ -30,8 +30,10 @@ class SoundArrivals {
 
   /// The largest number up to sixteen of which nearly every gap has a multiple.
   std::size_t inStep() const;
-  /// Whether steps of `unit` blocks come as evenly as whole pictures let them.
-  bool areEven(std::size_t unit) const;
+  /// Whether steps of `unit` blocks come as evenly as whole pictures let them: nearly everywhere,
+  /// or all the way.
+  enum class Extent { mostly, throughout };
+  bool areEven(std::size_t unit, Extent extent = Extent::mostly) const;
 
  private:
   struct Arrival {
