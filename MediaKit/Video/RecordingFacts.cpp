@@ -47,31 +47,6 @@ bool belongsToRecording(std::string_view name) {
                      [&](std::string_view part) { return name.find(part) != name.npos; });
 }
 
-// A container box again, without the children that `drop` names. `skip` bytes of its payload stand
-// before them.
-template <typename Drop>
-Bytes withoutChildren(const Bytes& whole, std::uint64_t skip, Drop drop) {
-  const MemorySource source(whole);
-  const BoxReader reader(source);
-  const auto box = reader.box(0);
-  if (!box || box->payloadSize() < skip) {
-    return whole;
-  }
-  BoxWriter writer;
-  writer.box(box->type, [&](BoxWriter& copy) {
-    copy.bytes(reader.data(box->payloadOffset(), static_cast<std::size_t>(skip)));
-    std::uint64_t end = box->payloadOffset() + skip;
-    for (const Box& child : reader.children(*box, skip)) {
-      if (!drop(child, reader)) {
-        copy.bytes(reader.whole(child));
-      }
-      end = child.end();
-    }
-    copy.bytes(reader.data(end, static_cast<std::size_t>(box->end() - end)));
-  });
-  return writer.take();
-}
-
 // QuickTime's meta is a plain box, ISO's has version and flags ahead of its children.
 std::uint64_t bytesBeforeChildren(const Bytes& meta) {
   return meta.size() >= 16 && FourCC(bigEndian<std::uint32_t>(meta, 12)).isPlausible() &&
@@ -148,6 +123,29 @@ Bytes metadataWithoutRecording(const Bytes& meta) {
   return writer.take();
 }
 
+Bytes userDataWithoutRecording(const Bytes& userData) {
+  const MemorySource source(userData);
+  const BoxReader reader(source);
+  const auto box = reader.box(0);
+  if (!box) {
+    return userData;
+  }
+  BoxWriter writer;
+  writer.box(box->type, [&](BoxWriter& copy) {
+    std::uint64_t end = box->payloadOffset();
+    for (const Box& child : reader.children(*box, 0)) {
+      if (child.type == "meta") {
+        copy.bytes(metadataWithoutRecording(reader.whole(child)));
+      } else if (!belongsToRecording(child.type)) {
+        copy.bytes(reader.whole(child));
+      }
+      end = child.end();
+    }
+    copy.bytes(reader.data(end, static_cast<std::size_t>(box->end() - end)));
+  });
+  return writer.take();
+}
+
 }  // namespace
 
 void forgetTheRecording(Movie& movie) {
@@ -159,9 +157,7 @@ void forgetTheRecording(Movie& movie) {
     });
   }
   if (movie.userData) {
-    movie.userData = withoutChildren(*movie.userData, 0, [](const Box& child, const BoxReader&) {
-      return belongsToRecording(child.type);
-    });
+    movie.userData = userDataWithoutRecording(*movie.userData);
   }
   if (movie.metadata) {
     movie.metadata = metadataWithoutRecording(*movie.metadata);

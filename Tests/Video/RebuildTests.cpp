@@ -166,8 +166,11 @@ TEST_F(Rebuild, looksAsTheCameraRecords) {
   movie.tracks.front().matrix = quarterTurn;
   // Refers to a timecode track that a rebuild does not bring back.
   movie.tracks.front().extraBoxes = {makeBox("tref", {makeBox("tmcd", {u32(3)})})};
-  movie.userData = makeBox("udta", {makeBox(model, {testing::text("Camera")}),
-                                    makeBox(place, {testing::text("+46.5+007.9/")})});
+  const Bytes modelItem = makeBox(model, {testing::text("Camera")});
+  const Bytes placeItem = makeBox(place, {testing::text("+46.5+007.9/")});
+  movie.userData = makeBox(
+      "udta",
+      {modelItem, placeItem, makeBox("meta", {u32(0), makeBox("ilst", {modelItem, placeItem})})});
   const auto reference = folder_ / "reference.mov";
   {
     const Box media = MovieParser::layout(BoxReader(original)).mdats.front();
@@ -179,7 +182,8 @@ TEST_F(Rebuild, looksAsTheCameraRecords) {
   EXPECT_EQ(rebuilt.tracks.front().matrix, quarterTurn);
   EXPECT_EQ(rebuilt.creationTime, 0U);
   EXPECT_TRUE(rebuilt.tracks.front().extraBoxes.empty());
-  EXPECT_EQ(rebuilt.userData, makeBox("udta", {makeBox(model, {testing::text("Camera")})}));
+  EXPECT_EQ(rebuilt.userData,
+            makeBox("udta", {modelItem, makeBox("meta", {u32(0), makeBox("ilst", {modelItem})})}));
 
   rebuild(testing::contentsOf(reference), reference);
   const Movie copied = written();
