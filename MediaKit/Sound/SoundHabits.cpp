@@ -49,12 +49,18 @@ class Learner {
   std::map<std::vector<std::uint8_t>, std::uint64_t> shortBlocks_;
   std::uint64_t looked_ = 0;
   std::uint64_t walked_ = 0;
+  /// Rows of blocks that could not be walked.
+  std::uint64_t strange_ = 0;
+  bool wasWalked_ = true;
 };
 
 void Learner::look(const std::vector<std::uint8_t>& sample) {
   ++looked_;
   const auto block = walk_.at(sample);
-  if (!block || block->size != sample.size()) {
+  const bool isWalked = block && block->size == sample.size();
+  strange_ += !isWalked && wasWalked_ ? 1U : 0U;
+  wasWalked_ = isWalked;
+  if (!isWalked) {
     return;
   }
   ++walked_;
@@ -79,8 +85,9 @@ std::uint8_t Learner::firstElementsSeen(std::uint64_t times) const {
 }
 
 std::optional<SoundHabits> Learner::result() {
-  // The first and the last block of a recording can be odd ones, the syntax is not.
-  if (walked_ == 0 || walked_ + 2 + looked_ / 100 < looked_) {
+  // The first and the last block of a recording can be odd ones, and a reference may have holes,
+  // where all are in a row; the syntax is not.
+  if (walked_ == 0 || walked_ * 2 < looked_ || strange_ > 2 + looked_ / 100) {
     return std::nullopt;
   }
   habits_.rules.firstElements = firstElementsSeen(0);

@@ -23,6 +23,8 @@ bool haveSameNumbers(const SliceHeader& a, const SliceHeader& b) {
 constexpr std::uint64_t samplesToLearnFrom = 3000;
 constexpr std::uint64_t bytesToCheckForEmulation = std::uint64_t{48} << 20U;
 constexpr std::uint64_t mostFirstPictures = 300;
+/// Holes have edges that tear units.
+constexpr std::uint64_t mostTornUnits = 4;
 constexpr std::size_t mostHabits = 128;
 constexpr std::size_t mostFollowers = 6;
 constexpr std::size_t mostCommonGaps = 24;
@@ -84,6 +86,7 @@ class EvidenceLearner {
   std::uint64_t looked_ = 0;
   std::uint64_t fieldPairs_ = 0;
   std::uint64_t emulationChecked_ = 0;
+  std::uint64_t emulationBroken_ = 0;
   std::optional<SliceHeader> previous_;
   std::vector<std::pair<SliceHeader, SliceHeader>> pairs_;
   std::map<std::uint16_t, std::uint64_t> closings_;
@@ -217,14 +220,14 @@ bool EvidenceLearner::holdsForbidden(std::uint64_t from, std::uint64_t to) {
 
 void EvidenceLearner::learnEmulation(const Shape& shape) {
   for (const UnitHead& head : shape.units) {
-    if (evidence_.breaksEmulationRule_ || emulationChecked_ > bytesToCheckForEmulation) {
+    if (emulationBroken_ > mostTornUnits || emulationChecked_ > bytesToCheckForEmulation) {
       return;
     }
     const std::uint64_t from = head.at + format_.lengthSize;
     const std::uint64_t length =
         std::min(head.length - format_.lengthSize, bytesToCheckForEmulation);
     emulationChecked_ += length;
-    evidence_.breaksEmulationRule_ = holdsForbidden(from, from + length);
+    emulationBroken_ += holdsForbidden(from, from + length) ? 1U : 0U;
   }
 }
 
@@ -256,8 +259,10 @@ void EvidenceLearner::lookAt(const Sample& sample, std::optional<std::uint64_t> 
         evidence_.firstPictures_.push_back({sample.offset, *previous_});
       }
     }
+    learnSurroundings(sample, nextFrame);
+  } else {
+    skip();
   }
-  learnSurroundings(sample, nextFrame);
 }
 
 // A short reference lacks kinds of frames that the damaged clip has: slices of every type cameras
@@ -298,9 +303,11 @@ void EvidenceLearner::assumeOtherSlices() {
 }
 
 std::optional<StreamEvidence> EvidenceLearner::result() {
-  if (framed_ == 0 || framed_ * 10 < looked_ * 9) {
+  // A reference may have holes of its own.
+  if (framed_ == 0 || framed_ * 2 < looked_) {
     return std::nullopt;
   }
+  evidence_.breaksEmulationRule_ = emulationBroken_ > std::min(mostTornUnits, framed_ / 4);
   assumeOtherSlices();
   evidence_.fieldPairs_ = fieldPairs_ * 2 > framed_;
   for (const auto& [header, count] : closings_) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <random>
 #include <utility>
 
 #include "DeviceKit/FileSource.h"
@@ -14,6 +15,7 @@
 #include "MediaKit/Container/MovieWriter.h"
 #include "MediaKit/Video/Interleaving.h"
 #include "Tests/Support/Clips.h"
+#include "Tests/Support/Files.h"
 #include "Tests/Support/Process.h"
 #include "Tests/Video/GroundTruth.h"
 
@@ -131,6 +133,38 @@ TEST(Accuracy, picturesAreFoundWhateverStandsBetweenThemIsLike) {
       EXPECT_EQ(c.exact, c.frames) << clip;
       EXPECT_EQ(c.invented + c.blocksInvented, 0U) << clip;
       EXPECT_GE(c.blocksExact * 100, c.blocks * 98) << clip;
+    }
+  }
+}
+
+// It is called healthy where its index is whole.
+TEST(Accuracy, aReferenceWithAHoleTeachesWhatIsThere) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  for (const auto& [container, audio] : {std::pair("mp4", "aac"), std::pair("mov", "pcm_s16le")}) {
+    ClipRecipe recipe{.container = container,
+                      .audio = audio,
+                      .bFrames = 2,
+                      .seconds = 4,
+                      .sound = testing::livelySound(2, 48000),
+                      .channels = 2};
+    const Victim clip(makeClip(recipe));
+    recipe.variant = 1;
+    for (const bool isNoise : {false, true}) {
+      testing::Bytes reference = testing::contentsOf(makeClip(recipe));
+      std::mt19937 random(1);
+      for (std::size_t at = reference.size() * 2 / 5; at < reference.size() * 3 / 5; ++at) {
+        reference[at] = isNoise ? static_cast<std::uint8_t>(random()) : std::uint8_t{0};
+      }
+      const Comparison c =
+          rebuildAndCompare(clip, testing::writeFile(folder / "reference", reference));
+      EXPECT_EQ(c.exact, c.frames) << audio << isNoise;
+      EXPECT_EQ(c.inOrder, c.shared) << audio << isNoise;
+      EXPECT_EQ(c.invented + c.blocksInvented + c.soundWrong, 0U) << audio << isNoise;
+      EXPECT_EQ(c.blocksExact, c.blocks) << audio << isNoise;
+      EXPECT_EQ(c.soundRight, c.sound) << audio << isNoise;
     }
   }
 }
