@@ -23,6 +23,7 @@
 #include "MediaKit/Video/RebuiltTelemetry.h"
 #include "MediaKit/Video/RecordingFacts.h"
 #include "MediaKit/Video/Reordering.h"
+#include "MediaKit/Video/SilentSamples.h"
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/SoundStep.h"
 #include "MediaKit/Video/StatedClock.h"
@@ -536,6 +537,7 @@ Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& referen
   if (hasSound && depth == Depth::full) {
     startPicturesAt(movie, pictureStart(teacher.movie) + late);
   }
+  if (teacher.sound) sound.silence = fillHolds(movie);
   const std::uint64_t mediaEnd = writtenRange(movie).upper - sound.silence.size();
 
   count(movie, found, sound, soundGivenUp, result);

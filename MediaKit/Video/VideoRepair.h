@@ -108,7 +108,7 @@ struct Plan {
   bool rebuilt = false;
   /// The movie's video parameter sets are not the reference's, but changed to fit the pictures.
   bool hasOtherSettings = false;
-  /// A block of silence, for the time of lost ones.
+  /// Silence, for the time of sound that is lost.
   AddedBytes added;
   /// Where working it out left the progress: at a half where the clip was walked through once, each
   /// further walk took half of the rest.
