@@ -103,6 +103,22 @@ SoundLead leadOf(const std::vector<Extent>& extents, const Track& video, const T
   return SoundLead::of(std::move(leads));
 }
 
+SoundLead leadBehindSound(const std::vector<Extent>& extents, const Track& video,
+                          const Track& audio) {
+  double sound = 0;
+  bool isBehindSound = false;
+  std::vector<double> leads;
+  for (const Extent& extent : extents) {
+    if (extent.track == &audio) {
+      sound += extent.length;
+      isBehindSound = true;
+    } else if (extent.track == &video && std::exchange(isBehindSound, false)) {
+      leads.push_back(sound - extent.startTime);
+    }
+  }
+  return SoundLead::of(std::move(leads));
+}
+
 SoundLead SoundLead::of(std::vector<double> leads) {
   if (leads.empty()) {
     return {};
@@ -116,11 +132,13 @@ SoundLead SoundLead::of(std::vector<double> leads) {
   const std::size_t outliers = leads.size() / 12;
   lead.mostlyLeast = leads[outliers];
   lead.mostlyMost = leads[leads.size() - 1 - outliers];
+  lead.middle = leads[leads.size() / 2];
   return lead;
 }
 
 void SoundLead::moveBy(double seconds) {
-  for (double* lead : {&first, &usual, &least, &most, &mostlyLeast, &mostlyMost}) *lead += seconds;
+  for (double* lead : {&first, &usual, &least, &most, &mostlyLeast, &mostlyMost, &middle})
+    *lead += seconds;
 }
 
 Turns turnsOf(const Movie& movie, const Track& video) {

@@ -32,6 +32,8 @@ struct SoundLead {
   double most = 0;
   double mostlyLeast = 0;
   double mostlyMost = 0;
+  /// Half of them are smaller.
+  double middle = 0;
 
   /// Of the leads of a clip in the order of the file; zeros without any.
   static SoundLead of(std::vector<double> leads);
@@ -41,6 +43,9 @@ struct SoundLead {
 
 /// Sound stored before each stretch of pictures, against the pictures' own time.
 SoundLead leadOf(const std::vector<Extent>& extents, const Track& video, const Track& audio);
+/// The same of the pictures alone that follow sound.
+SoundLead leadBehindSound(const std::vector<Extent>& extents, const Track& video,
+                          const Track& audio);
 
 /// How a video track and others take turns in a good clip's file.
 struct Turns {

@@ -109,6 +109,7 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
   }
   learnGap(pieces);
   layout_.lead_ = leadOf(extents, video, audio);
+  layout_.leadBehindSound_ = leadBehindSound(extents, video, audio);
 }
 
 std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const ByteSource& source) {

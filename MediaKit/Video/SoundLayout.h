@@ -72,6 +72,8 @@ class SoundLayout {
 
   /// How far sound runs ahead of the picture in the file.
   const SoundLead& lead() const { return lead_; }
+  /// The same where pictures follow sound: there its chunks do not make it swing.
+  const SoundLead& leadBehindSound() const { return leadBehindSound_; }
 
  private:
   friend class SoundLayoutLearner;
@@ -111,6 +113,7 @@ class SoundLayout {
   std::optional<ChunkOrder> order_;
   SoundTexture texture_;
   SoundLead lead_;
+  SoundLead leadBehindSound_;
 };
 
 }  // namespace tallowmark

@@ -35,11 +35,11 @@ std::uint64_t firstKeyframe(const SampleList& video);
 bool ratesAgree(const EvidencedFindings& found, const SoundLead& lead, double pictures,
                 double sound, double soundTick);
 
-/// Keeps sound and picture together where something is lost. Frames ahead of the first key frame
-/// will go: the sound that belongs to them goes, too. Behind every later loss the one that lost
-/// more is held (a longer last frame, or silence) until both are as far apart in the file as in the
-/// reference. `audio` receives a delay where its beginning is lost. Sound that cannot be this
-/// reference's is given up.
+/// Keeps PCM sound and picture together where something is lost. Frames ahead of the first key
+/// frame will go: the sound that belongs to them goes, too. Behind every later loss the one that
+/// lost more is held (a longer last frame, or a longer sample of sound, which `fillHolds` fills
+/// with silence) until sound is as far ahead of the pictures right behind it as before. `audio`
+/// receives a delay where its beginning is lost. Sound that cannot be this reference's is given up.
 void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32_t videoTimescale,
                 std::uint32_t movieTimescale, Track& audio);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// PCM sound of which a gap's size does not tell what is whose: several tracks, padded chunks.
+// PCM sound in chunks: several tracks, padding, and what chunks tell of the pictures beside them.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -238,6 +238,52 @@ TEST(ChunkOrder, soundThatCannotBeToldApartIsLeftOut) {
     EXPECT_TRUE(c.result.audioDropped);
     EXPECT_GT(c.result.unusedBy.sound, 0U);
     EXPECT_EQ(c.result.unusedBy.total(), c.result.unusedBytes);
+  }
+}
+
+// However long the camera's chunks of sound are, each tells where the pictures beside it belong.
+TEST(ChunkOrder, eachChunkKeepsThePicturesBesideItInStep) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const ClipRecipe recipe{.container = "mov",
+                          .audio = "pcm_s16le",
+                          .seconds = 10,
+                          .sound = testing::livelySound(1, 48000)};
+  ClipRecipe other = recipe;
+  other.variant = 1;
+  const Storing halves{.label = "", .seconds = 0.5};
+  const testing::TemporaryFolder folder;
+  const fs::path clip = stored(makeClip(recipe), halves, folder / "clip.mov");
+  const fs::path sibling = stored(makeClip(other), halves, folder / "sibling.mov");
+  const Victim whole(clip);
+  const SampleList& pictures = whole.truth().videoTrack()->samples;
+  const auto& sounds = whole.truth().audioTrack()->samples.runs();
+  const SampleRun sound = sounds[sounds.size() / 2];
+  const auto behind = std::find_if(pictures.begin(), pictures.end(), [&](const Sample& picture) {
+    return picture.offset >= sound.end();
+  });
+  const std::uint64_t fewPictures = (*behind).offset + 3000;
+  const SampleRun later = sounds[sounds.size() / 2 + 2];
+  const struct {
+    const char* label;
+    std::vector<ByteRange> holes;
+  } rows[] = {
+      {"firstKeyPicture", {{pictures[0].offset, pictures[1].offset}}},
+      {"pictures", {{pictures[103].offset, pictures[106].offset}}},
+      {"picturesTwice",
+       {{pictures[103].offset, pictures[106].offset}, {later.end() + 2000, later.end() + 5000}}},
+      {"soundAndPictures", {{sound.first.offset, fewPictures}}},
+      {"halfTheSoundAndPictures", {{sound.at(sound.count / 2).offset, fewPictures}}},
+  };
+  for (const auto& row : rows) {
+    Victim victim(clip);
+    for (const ByteRange& hole : row.holes) victim.blank(hole.lower, hole.upper);
+    const Comparison c = rebuildAndCompare(victim, sibling);
+    EXPECT_LT(std::abs(c.worstStep), 1.0) << row.label;
+    EXPECT_EQ(c.missed, 0U) << row.label;
+    EXPECT_NEAR(static_cast<double>(c.result.audioPackets) / 48000, c.result.seconds, 0.1)
+        << row.label;
   }
 }
 

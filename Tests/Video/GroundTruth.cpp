@@ -374,6 +374,12 @@ void Victim::punch(unsigned seed, unsigned count, std::size_t size, Filling fill
   }
 }
 
+void Victim::blank(std::uint64_t from, std::uint64_t to) {
+  holes_.push_back({from, to});
+  std::fill(bytes_.begin() + static_cast<std::ptrdiff_t>(from),
+            bytes_.begin() + static_cast<std::ptrdiff_t>(to), std::uint8_t{0});
+}
+
 bool Victim::isTouched(std::uint64_t from, std::uint64_t to) const {
   return std::any_of(holes_.begin(), holes_.end(), [&](const ByteRange& hole) {
     return overlap(hole, {from, to});

@@ -24,6 +24,8 @@ class Victim {
   /// Overwrites `count` stretches of the media data at places that `seed` chooses.
   void punch(unsigned seed, unsigned count, std::size_t size, Filling filling,
              const Bytes& otherFile = {});
+  /// Overwrites [from, to) with zeros.
+  void blank(std::uint64_t from, std::uint64_t to);
 
   const Bytes& bytes() const { return bytes_; }
   const Movie& truth() const { return truth_; }
