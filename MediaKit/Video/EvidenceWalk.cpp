@@ -8,6 +8,7 @@
 
 #include "DeviceKit/CachedSource.h"
 #include "MediaKit/Container/Box.h"
+#include "MediaKit/Video/BoxesInMedia.h"
 #include "MediaKit/Video/MediaStart.h"
 #include "MediaKit/Video/PCMTracks.h"
 #include "MediaKit/Video/PictureSearch.h"
@@ -47,6 +48,7 @@ class Walker {
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
   Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
+  SoundLayout::Division dividePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
   std::vector<ByteRange> takePCM(const SoundLayout::Division& division);
   bool isInTurns() const { return lessons_.sound != nullptr && lessons_.sound->goesByOrder(); }
@@ -81,6 +83,7 @@ class Walker {
   std::vector<std::uint64_t> undivided_;
   /// What was looked at last and is as in the reference.
   std::optional<Between> usual_;
+  BoxesInMedia boxes_;
   SideCollector side_;
   PictureSearch search_;
 };
@@ -94,6 +97,7 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
       evidence_(*lessons.evidence),
       progress_(progress),
       stop_(stop),
+      boxes_(source),
       side_(source, lessons.side),
       search_(source, from, lessons, side_,
               {[this](const FoundFrame& a, const FoundFrame& b) { return follows(a, b); },
@@ -142,9 +146,25 @@ Walker::Between Walker::lookBetween(const ByteRange& gap, SoundLayout::Neighbour
     between.blocks = collector_->look(gap, neighbours != SoundLayout::Neighbours::unknown, end,
                                       between.telemetry, search_.torn());
   } else if (lessons_.sound != nullptr) {
-    between.pcm = lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
+    between.pcm = dividePCM(gap, neighbours);
   }
   return between;
+}
+
+// The reference's gaps are without their boxes, too.
+SoundLayout::Division Walker::dividePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
+  if (isInTurns()) {
+    return lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
+  }
+  SoundLayout::Division all;
+  all.isUsual = true;
+  for (const ByteRange& part : boxes_.outside(gap)) {
+    const auto divided = lessons_.sound->divide(source_, part.lower, part.upper, neighbours);
+    all.sound.insert(all.sound.end(), divided.sound.begin(), divided.sound.end());
+    all.isUsual = all.isUsual && divided.isUsual;
+    all.isUndivided = all.isUndivided || divided.isUndivided;
+  }
+  return all;
 }
 
 // Takes what stands in a gap; whether the gap is one as the reference has them.
@@ -334,27 +354,37 @@ void Walker::noteLoss() {
   }
 }
 
-// What lies behind the last frame may still be sound, up to where the media data ends. A box that
-// was closed, with nothing cut from it, ends as the camera ended it.
+// What lies behind the last frame may still be sound, up to where the media data ends, and in
+// media-data boxes behind that. A box that was closed, with nothing cut from it, ends as the camera
+// ended it.
 void Walker::takeRemainder(std::uint64_t from) {
-  std::uint64_t end = end_;
-  auto neighbours = SoundLayout::Neighbours::unknown;
-  BoxReader(source_).visit(0, end_, [&](const Box& box) {
-    if (box.type == "mdat" && box.payloadOffset() <= from && from <= box.end()) {
-      end = box.end();
-      const bool isOpen = hasNoSize(source_, box) && isInTurns();
-      neighbours = box.truncated || isOpen ? SoundLayout::Neighbours::unknown
-                                           : SoundLayout::Neighbours::endOfMedia;
-    }
-    return true;
-  });
   if (findings_.video.empty()) {
     findings_.unused += end_ - from;
     return;
   }
-  const auto ending = end != end_ ? StretchEnd::known : StretchEnd::unknown;
-  takeAll(lookBetweenAll(from, end, neighbours, ending), {from, end}, neighbours);
-  findings_.unused += end_ - end;
+  struct Rest {
+    ByteRange stretch;
+    SoundLayout::Neighbours neighbours = SoundLayout::Neighbours::unknown;
+  };
+  std::vector<Rest> rests{{{from, end_}}};
+  BoxReader(source_).visit(0, end_, [&](const Box& box) {
+    const bool isOpen = hasNoSize(source_, box) && isInTurns();
+    const auto neighbours = box.truncated || isOpen ? SoundLayout::Neighbours::unknown
+                                                    : SoundLayout::Neighbours::endOfMedia;
+    if (box.type == "mdat" && box.payloadOffset() <= from && from <= box.end()) {
+      rests.back() = {{from, box.end()}, neighbours};
+    } else if (box.type == "mdat" && rests.back().stretch.upper <= box.offset) {
+      rests.push_back({{box.payloadOffset(), box.end()}, neighbours});
+    }
+    return true;
+  });
+  std::uint64_t left = end_ - from;
+  for (const auto& [stretch, neighbours] : rests) {
+    const auto ending = stretch.upper != end_ ? StretchEnd::known : StretchEnd::unknown;
+    takeAll(lookBetweenAll(stretch.lower, stretch.upper, neighbours, ending), stretch, neighbours);
+    left -= stretch.length();
+  }
+  findings_.unused += left;
 }
 
 void Walker::report(std::uint64_t at) {

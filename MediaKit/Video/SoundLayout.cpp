@@ -5,6 +5,7 @@
 
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Video/BoxesInMedia.h"
 
 namespace tallowmark {
 
@@ -13,7 +14,7 @@ class SoundLayoutLearner {
   explicit SoundLayoutLearner(PCMLayout pcm) { layout_.pcm_ = pcm; }
 
   void learn(const std::vector<Extent>& extents, const ByteRange& media, const Track& video,
-             const Track& audio);
+             const Track& audio, const ByteSource& source);
   void learnTexture(const Track& audio, const ByteSource& source) {
     layout_.texture_ = SoundTexture::learn(audio, layout_.pcm_, source);
   }
@@ -27,6 +28,7 @@ class SoundLayoutLearner {
   };
 
   void learnGap(const std::vector<Piece>& pieces);
+  void addUnknown(std::vector<Piece>& pieces, const ByteRange& stretch, BoxesInMedia& boxes);
   static void add(std::vector<Piece>& pieces, bool isSound, std::uint64_t bytes);
 
   SoundLayout layout_;
@@ -84,15 +86,34 @@ void SoundLayoutLearner::learnGap(const std::vector<Piece>& pieces) {
   }
 }
 
+// What is of no track; a box in it ends the gap.
+void SoundLayoutLearner::addUnknown(std::vector<Piece>& pieces, const ByteRange& stretch,
+                                    BoxesInMedia& boxes) {
+  std::uint64_t at = stretch.lower;
+  const auto endAt = [&](std::uint64_t place) {
+    if (place > at) {
+      learnGap(pieces);
+      pieces.clear();
+    }
+  };
+  for (const ByteRange& part : boxes.outside(stretch)) {
+    endAt(part.lower);
+    add(pieces, false, part.length());
+    at = part.upper;
+  }
+  endAt(stretch.upper);
+}
+
 void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRange& media,
-                               const Track& video, const Track& audio) {
+                               const Track& video, const Track& audio, const ByteSource& source) {
+  BoxesInMedia boxes(source);
   std::vector<Piece> pieces;
   std::uint64_t at = media.lower;
   for (const Extent& extent : extents) {
     if (extent.from < at) {
       continue;  // lies outside the media data, or over another stretch
     }
-    add(pieces, false, extent.from - at);
+    if (extent.from > at) addUnknown(pieces, {at, extent.from}, boxes);
     at = extent.to;
     // Pictures of another track of this codec are passed over as this one's are taken.
     const bool isPicture = extent.track == &video || (extent.track->kind == Track::Kind::video &&
@@ -105,7 +126,7 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
     }
   }
   if (media.upper > at) {
-    add(pieces, false, media.upper - at);
+    addUnknown(pieces, {at, media.upper}, boxes);
   }
   learnGap(pieces);
   layout_.lead_ = leadOf(extents, video, audio);
@@ -126,7 +147,7 @@ std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const Byte
   SoundLayoutLearner learner(*pcm);
   const std::vector<Extent> extents = extentsOf(reference);
   const ByteRange media{mdats.front().payloadOffset(), mdats.back().end()};
-  learner.learn(extents, media, *video, *audio);
+  learner.learn(extents, media, *video, *audio, source);
   learner.learnOrder(ChunkOrder::learn(extents, media, *video, *audio, source));
   learner.learnTexture(*audio, source);
   return learner.result();

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 
 #include "DeviceKit/FileSink.h"
 #include "DeviceKit/FileSource.h"
 #include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/MovieParser.h"
+#include "Tests/Support/Boxes.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Video/GroundTruth.h"
 
@@ -32,6 +34,9 @@ struct Storing {
   /// Multiples of the alignment count from the media's first byte, not the file's.
   bool fromMedia = false;
   std::uint8_t padding = 0;
+  /// Ahead of each so many chunks, and of the last, the media-data box ends, and free space with
+  /// something in it follows.
+  std::size_t chunksPerBox = 0;
 };
 
 /// A track's samples [from, to), which are stored together.
@@ -62,13 +67,47 @@ std::vector<Chunk> chunksOf(const Movie& movie, double seconds) {
   return chunks;
 }
 
+/// Media-data boxes with free space between them.
+class MediaBoxes {
+ public:
+  /// Ends one and begins another.
+  void split(Bytes& media) {
+    Bytes space(4096);
+    std::generate(space.begin(), space.end(), [&] { return static_cast<std::uint8_t>(random_()); });
+    ends_.push_back(media.size());
+    const Bytes boxes =
+        testing::joined({testing::makeBox("free", {space}), testing::makeBox("mdat", {})});
+    media.insert(media.end(), boxes.begin(), boxes.end());
+    starts_.push_back(media.size() - 8);
+  }
+  /// Gives each its size in the file, where all of the media is in one so far.
+  void setSizes(Bytes& file, const Box& whole) const {
+    for (std::size_t i = 0; i <= ends_.size(); ++i) {
+      const std::uint64_t start = i == 0 ? whole.offset : whole.payloadOffset() + starts_[i - 1];
+      const std::uint64_t end = i < ends_.size() ? whole.payloadOffset() + ends_[i] : whole.end();
+      const Bytes size = testing::u32(static_cast<std::uint32_t>(end - start));
+      std::copy(size.begin(), size.end(), file.begin() + static_cast<std::ptrdiff_t>(start));
+    }
+  }
+
+ private:
+  std::vector<std::uint64_t> ends_;
+  std::vector<std::uint64_t> starts_;
+  std::minstd_rand random_;
+};
+
 void store(const fs::path& clip, const Storing& how, std::uint64_t mediaStart,
            const fs::path& target) {
   const FileSource source(clip.string());
   Movie movie = MovieParser::parse(BoxReader(source));
   std::vector<SampleList> lists(movie.tracks.size());
   Bytes media;
-  for (const Chunk& chunk : chunksOf(movie, how.seconds)) {
+  MediaBoxes boxes;
+  std::size_t number = 0;
+  const std::vector<Chunk> chunks = chunksOf(movie, how.seconds);
+  for (const Chunk& chunk : chunks) {
+    const bool isLast = ++number == chunks.size();
+    if (how.chunksPerBox > 0 && (isLast || number % how.chunksPerBox == 0)) boxes.split(media);
     while ((mediaStart + media.size()) % how.alignment != 0) media.push_back(how.padding);
     for (Sample sample : movie.tracks[chunk.track].samples.slice(chunk.from, chunk.to)) {
       const Bytes bytes = source.read(sample.offset, sample.size);
@@ -81,6 +120,9 @@ void store(const fs::path& clip, const Storing& how, std::uint64_t mediaStart,
   FileSink sink(target.string());
   MovieWriter::write(movie, MemorySource(media), {0, media.size()}, sink);
   sink.close();
+  Bytes file = testing::contentsOf(target);
+  boxes.setSizes(file, MovieParser::layout(BoxReader(MemorySource(file))).mdats.front());
+  testing::writeFile(target, file);
 }
 
 fs::path stored(const fs::path& clip, const Storing& how, const fs::path& target) {
@@ -238,6 +280,39 @@ TEST(ChunkOrder, soundThatCannotBeToldApartIsLeftOut) {
     EXPECT_TRUE(c.result.audioDropped);
     EXPECT_GT(c.result.unusedBy.sound, 0U);
     EXPECT_EQ(c.result.unusedBy.total(), c.result.unusedBytes);
+  }
+}
+
+// Dashcams keep positions in free space between media-data boxes, which come at a step of their
+// own.
+TEST(ChunkOrder, boxesBetweenChunksAreNoSound) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  const struct {
+    const char* audio;
+    std::size_t chunksPerBox;
+  } rows[] = {{"pcm_s16le", 1}, {"pcm_s16le", 5}, {"pcm_u8", 5}, {"aac", 5}};
+  for (const auto& row : rows) {
+    ClipRecipe recipe{.container = "mov",
+                      .audio = row.audio,
+                      .seconds = 4,
+                      .sound = testing::livelySound(1, 16000),
+                      .sampleRate = 16000};
+    ClipRecipe other = recipe;
+    other.variant = 1;
+    const Storing how{.label = "", .seconds = 0.5, .chunksPerBox = row.chunksPerBox};
+    const fs::path clip = stored(makeClip(recipe), how, folder / "clip.mov");
+    const fs::path sibling = stored(makeClip(other), how, folder / "sibling.mov");
+    for (const fs::path& reference : {clip, sibling}) {
+      const Comparison c = rebuildAndCompare(Victim(clip), reference);
+      EXPECT_EQ(c.exact, c.frames) << row.audio << row.chunksPerBox;
+      EXPECT_EQ(c.soundRight, c.sound) << row.audio << row.chunksPerBox;
+      EXPECT_EQ(c.soundWrong, 0U) << row.audio << row.chunksPerBox;
+      EXPECT_EQ(c.blocksExact, c.blocks) << row.audio << row.chunksPerBox;
+      EXPECT_LT(std::abs(c.worstStep), 1.0) << row.audio << row.chunksPerBox;
+    }
   }
 }
 
