@@ -12,7 +12,7 @@ namespace tallowmark {
 namespace {
 
 constexpr std::size_t mostTracks = 16;
-constexpr std::size_t window = 32;
+constexpr std::size_t arrivalsTogether = 32;
 constexpr double sameRate = 0.04;
 // Gaps that tell whether all have multiples.
 constexpr std::size_t fewestGaps = 48;
@@ -108,8 +108,8 @@ bool SoundArrivals::areEven(std::size_t unit, Extent extent) const {
   std::size_t first = 0;
   for (std::size_t i = 0; i < arrivals_.size() && windows < mostWindows; ++i) {
     first = arrivals_[i].joins ? first : i;
-    if (i + 1 - first == window) {
-      const double width = widthOf(std::span(arrivals_).subspan(first, window));
+    if (i + 1 - first == arrivalsTogether) {
+      const double width = widthOf(std::span(arrivals_).subspan(first, arrivalsTogether));
       even += width <= (1 + slack) * static_cast<double>(unit) ? 1U : 0U;
       ++windows;
       first = i + 1;
@@ -171,7 +171,7 @@ std::optional<std::size_t> tracksByArrivals(const SoundArrivals& clip,
   }
   // Two tracks that begin half a block apart come as evenly as one.
   const bool mayBeApart = referenceTracks > 1 && reference.inStep() % referenceTracks != 0 &&
-                          (reference.gaps() < window || reference.areEven(1));
+                          (reference.gaps() < arrivalsTogether || reference.areEven(1));
   // One that ends soon leaves the other alone.
   const bool mayHaveEnded = referenceTracks > 1 && !comeAsOneTrack(clip);
   return together == 1 && (mayBeApart || mayHaveEnded) ? std::nullopt : std::optional(together);
