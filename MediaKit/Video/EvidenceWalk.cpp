@@ -49,6 +49,8 @@ class Walker {
   void take(const FoundFrame& frame);
   Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
   SoundLayout::Division dividePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
+  double leadBehind(std::uint64_t samples) const;
+  bool isTooMuch(const SoundLayout::Division& division) const;
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
   std::vector<ByteRange> takePCM(const SoundLayout::Division& division);
   bool isInTurns() const { return lessons_.sound != nullptr && lessons_.sound->goesByOrder(); }
@@ -81,6 +83,12 @@ class Walker {
   /// which nothing tells what is whose.
   std::uint64_t ordered_ = 0;
   std::vector<std::uint64_t> undivided_;
+  /// Seconds by which PCM sound was ahead of the first picture behind some, and of any at most.
+  double firstLead_ = 0;
+  double mostLead_ = 0;
+  /// Gaps whose sound is as the reference's, and those that only have its places.
+  std::uint64_t sounding_ = 0;
+  std::uint64_t doubtful_ = 0;
   /// What was looked at last and is as in the reference.
   std::optional<Between> usual_;
   BoxesInMedia boxes_;
@@ -151,6 +159,30 @@ Walker::Between Walker::lookBetween(const ByteRange& gap, SoundLayout::Neighbour
   return between;
 }
 
+double Walker::leadBehind(std::uint64_t samples) const {
+  const SoundLayout& layout = *lessons_.sound;
+  return static_cast<double>(findings_.audio.size() + samples) * layout.soundTick() -
+         static_cast<double>(findings_.video.size()) * lessons_.frameDuration *
+             layout.pictureTick();
+}
+
+// Whether sound that does not sound so would be further ahead of the picture behind it than the
+// reference's ever is, and than this clip's has been. A clip that is louder throughout tells
+// nothing.
+bool Walker::isTooMuch(const SoundLayout::Division& division) const {
+  constexpr std::uint64_t rare = 4;
+  if (!division.isDoubtful || division.sound.empty() || sounding_ == 0 ||
+      doubtful_ * rare > sounding_) {
+    return false;
+  }
+  const SoundLayout& layout = *lessons_.sound;
+  const double frame = lessons_.frameDuration * layout.pictureTick();
+  const double late = std::max(0.0, firstLead_ - layout.leadBehindSound().first);
+  const ByteRange& sound = division.sound.front();
+  return leadBehind(sound.length() / layout.pcm().sampleSize) >
+         std::max(layout.leadBehindSound().most + late, mostLead_) + frame;
+}
+
 // The reference's gaps are without their boxes, too.
 SoundLayout::Division Walker::dividePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
   if (isInTurns()) {
@@ -159,10 +191,15 @@ SoundLayout::Division Walker::dividePCM(const ByteRange& gap, SoundLayout::Neigh
   SoundLayout::Division all;
   all.isUsual = true;
   for (const ByteRange& part : boxes_.outside(gap)) {
-    const auto divided = lessons_.sound->divide(source_, part.lower, part.upper, neighbours);
+    auto divided = lessons_.sound->divide(source_, part.lower, part.upper, neighbours);
+    if (isTooMuch(divided)) {
+      divided =
+          lessons_.sound->divide(source_, part.lower, part.upper, SoundLayout::Neighbours::unknown);
+    }
     all.sound.insert(all.sound.end(), divided.sound.begin(), divided.sound.end());
     all.isUsual = all.isUsual && divided.isUsual;
     all.isUndivided = all.isUndivided || divided.isUndivided;
+    all.isDoubtful = all.isDoubtful || divided.isDoubtful;
   }
   return all;
 }
@@ -204,6 +241,11 @@ std::vector<ByteRange> Walker::takePCM(const SoundLayout::Division& division) {
       take(findings_.otherAudio[other].samples, at.value_or(0),
            at ? otherPCM_[other].sampleSize : 0, samples);
     }
+  }
+  if (division.isUsual && !division.sound.empty()) {
+    if (sounding_ + doubtful_ == 0) firstLead_ = leadBehind(0);
+    if (!findings_.video.empty()) mostLead_ = std::max(mostLead_, leadBehind(0));
+    ++(division.isDoubtful ? doubtful_ : sounding_);
   }
   std::sort(taken.begin(), taken.end(),
             [](const ByteRange& a, const ByteRange& b) { return a.lower < b.lower; });

@@ -116,7 +116,13 @@ SoundLead leadBehindSound(const std::vector<Extent>& extents, const Track& video
       leads.push_back(sound - extent.startTime);
     }
   }
-  return SoundLead::of(std::move(leads));
+  // Cameras may begin with more of one than the other.
+  constexpr std::size_t enough = 3;
+  const double first = leads.empty() ? 0 : leads.front();
+  if (leads.size() >= enough) leads.erase(leads.begin());
+  SoundLead lead = SoundLead::of(std::move(leads));
+  lead.first = first;
+  return lead;
 }
 
 SoundLead SoundLead::of(std::vector<double> leads) {

@@ -43,7 +43,7 @@ struct SoundLead {
 
 /// Sound stored before each stretch of pictures, against the pictures' own time.
 SoundLead leadOf(const std::vector<Extent>& extents, const Track& video, const Track& audio);
-/// The same of the pictures alone that follow sound.
+/// The same of the pictures alone that follow sound; all but `first` without the first of them.
 SoundLead leadBehindSound(const std::vector<Extent>& extents, const Track& video,
                           const Track& audio);
 

@@ -131,6 +131,8 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
   learnGap(pieces);
   layout_.lead_ = leadOf(extents, video, audio);
   layout_.leadBehindSound_ = leadBehindSound(extents, video, audio);
+  layout_.soundTick_ = 1.0 / std::max(1U, audio.timescale);
+  layout_.pictureTick_ = 1.0 / std::max(1U, video.timescale);
 }
 
 std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const ByteSource& source) {
@@ -400,6 +402,7 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
     return byOrder(source, from, to, neighbours);
   }
   std::optional<ByteRange> whole = byKnownTotal(from, to);
+  const bool isKnown = whole.has_value();
   if (!whole) {
     whole = byPattern(from, to);
   }
@@ -413,9 +416,14 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
     whole = ByteRange{from, to};
   }
   // A clip may be louder than its reference: between frames that count on, nothing was destroyed.
-  if (whole && (neighbours != Neighbours::unknown || isMostlySound(source, *whole))) {
-    return {
-        whole->length() > 0 ? std::vector<ByteRange>{*whole} : std::vector<ByteRange>{}, {}, true};
+  const bool sounds =
+      whole && ((isKnown && neighbours != Neighbours::unknown) || isMostlySound(source, *whole));
+  if (whole && (neighbours != Neighbours::unknown || sounds)) {
+    Division division;
+    if (whole->length() > 0) division.sound.push_back(*whole);
+    division.isUsual = true;
+    division.isDoubtful = !sounds;
+    return division;
   }
   return {besideFrames(source, from, to), {}, false};
 }

@@ -42,6 +42,8 @@ class SoundLayout {
     bool isUsual = false;
     /// It is all there, but nothing tells what of it is whose.
     bool isUndivided = false;
+    /// As long as sound may be, but neither a length that the reference has nor like its sound.
+    bool isDoubtful = false;
   };
 
   /// What is known of a gap besides its bytes: the frames on both sides count on from one another,
@@ -72,6 +74,9 @@ class SoundLayout {
 
   /// How far sound runs ahead of the picture in the file.
   const SoundLead& lead() const { return lead_; }
+  /// Seconds of a sample of sound, and of a tick of the pictures.
+  double soundTick() const { return soundTick_; }
+  double pictureTick() const { return pictureTick_; }
   /// The same where pictures follow sound: there its chunks do not make it swing.
   const SoundLead& leadBehindSound() const { return leadBehindSound_; }
 
@@ -114,6 +119,8 @@ class SoundLayout {
   SoundTexture texture_;
   SoundLead lead_;
   SoundLead leadBehindSound_;
+  double soundTick_ = 0;
+  double pictureTick_ = 0;
 };
 
 }  // namespace tallowmark

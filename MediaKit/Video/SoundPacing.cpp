@@ -166,8 +166,10 @@ Pacer::Pacer(EvidencedFindings& found, const SoundLead& lead, std::uint32_t vide
   for (const SoundAnchor& anchor : all) {
     const bool isLoss = std::binary_search(found.losses.begin(), found.losses.end(), anchor.frame);
     if (!isLoss || isRightBehind(anchor)) {
+      // What stands ahead of the first picture may be more than is usual.
+      const double more = anchor.frame == 0 ? lead.first - lead.middle : 0;
       anchors_.push_back(
-          {anchor.frame, anchor.seconds - static_cast<double>(anchor.frame) * frame_});
+          {anchor.frame, anchor.seconds - static_cast<double>(anchor.frame) * frame_ - more});
     }
   }
 }
@@ -196,7 +198,7 @@ std::vector<double> Pacer::leadsFrom(std::uint64_t frame, Loss end) const {
 // A single anchor is as far off as anchors swing; of many the mean is sure.
 double Pacer::tolerance(std::size_t anchors) const {
   const double swing = lead_.mostlyMost - lead_.mostlyLeast;
-  return frame_ / 2 + swing / 2 / static_cast<double>(std::max<std::size_t>(anchors, 1));
+  return frame_ / 2 + swing / static_cast<double>(std::max<std::size_t>(anchors, 1));
 }
 
 double Pacer::surplusAtStart(std::uint64_t key) {
@@ -323,7 +325,8 @@ void Pacer::holdBehindLosses(std::uint64_t key) {
     loss = std::upper_bound(loss, end, anchors_[next_].frame);
     const std::vector<double> leads = leadsFrom(anchors_[next_].frame, loss);
     const double surplus = surplusBehind(leads);
-    if (std::abs(surplus) > tolerance(leads.size()) && correct({first, loss}, surplus)) {
+    const std::size_t sure = recent_.empty() ? 1 : std::min(leads.size(), recent_.size());
+    if (std::abs(surplus) > tolerance(sure) && correct({first, loss}, surplus)) {
       corrected_ += surplus;
     }
   }

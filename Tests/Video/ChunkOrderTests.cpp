@@ -316,6 +316,34 @@ TEST(ChunkOrder, boxesBetweenChunksAreNoSound) {
   }
 }
 
+// What destroyed a few pictures may take as many bytes as a chunk, in a stream that does not tell
+// that they are missing.
+TEST(ChunkOrder, destroyedPicturesAreNoSound) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const ClipRecipe recipe{
+      .codec = "libx265", .container = "mov", .audio = "pcm_s16le", .seconds = 6};
+  ClipRecipe other = recipe;
+  other.variant = 1;
+  const Storing halves{.label = "", .seconds = 0.5};
+  const testing::TemporaryFolder folder;
+  const fs::path clip = stored(makeClip(recipe), halves, folder / "clip.mov");
+  const fs::path sibling = stored(makeClip(other), halves, folder / "sibling.mov");
+  const Victim whole(clip);
+  const SampleList& pictures = whole.truth().videoTrack()->samples;
+  const std::uint64_t sound = whole.truth().audioTrack()->samples.size();
+  for (const std::uint64_t first : {53U, 66U, 78U}) {
+    for (const std::uint64_t count : {4U, 6U, 8U}) {
+      Victim victim(clip);
+      victim.blank(pictures[first].offset, pictures[first + count].offset);
+      const Comparison c = rebuildAndCompare(victim, sibling);
+      EXPECT_LE(static_cast<std::uint64_t>(c.result.audioPackets), sound) << first << " " << count;
+      EXPECT_LT(std::abs(c.worstStep), 1.0) << first << " " << count;
+    }
+  }
+}
+
 // However long the camera's chunks of sound are, each tells where the pictures beside it belong.
 TEST(ChunkOrder, eachChunkKeepsThePicturesBesideItInStep) {
   if (!testing::canMakeClips()) {
