@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "MediaKit/Container/BigEndian.h"
+#include "MediaKit/Container/EntryTable.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/SampleTable.h"
 #include "MediaKit/Container/SaturatingMath.h"
@@ -14,77 +15,10 @@ namespace tallowmark {
 
 namespace {
 
-// A table of fixed-width entries after a version word and a count; never longer than its bytes. A
-// piece of it is held at a time: it is read from front to back, and a file may claim any length.
-class Table {
- public:
-  Table() = default;
-  Table(const Box& box, const BoxReader& reader, std::uint64_t entriesAt, std::size_t entrySize)
-      : reader_(&reader), at_(box.payloadOffset() + entriesAt), entrySize_(entrySize) {
-    BoxReader::requirePlausible(box);
-    const std::uint64_t held =
-        box.payloadSize() > entriesAt ? (box.payloadSize() - entriesAt) / entrySize : 0;
-    const auto claimed = reader.payload(box, entriesAt);
-    count_ = std::min<std::uint64_t>(
-        held, bigEndianOrZero<std::uint32_t>(claimed, static_cast<std::size_t>(entriesAt) - 4));
-  }
-
-  std::uint64_t count() const { return count_; }
-  template <typename Number = std::uint32_t>
-  Number field(std::uint64_t entry, std::size_t byte) const {
-    if (entry < first_ || entry - first_ >= held_) {
-      hold(entry);
-    }
-    return bigEndian<Number>(piece_, static_cast<std::size_t>(entry - first_) * entrySize_ + byte);
-  }
-  /// Whether the first fields of all entries rise, or stay.
-  bool isInOrder() const {
-    std::uint32_t last = 0;
-    for (std::uint64_t i = 0; i < count_; ++i) {
-      const std::uint32_t next = field(i, 0);
-      if (next < last) {
-        return false;
-      }
-      last = next;
-    }
-    return true;
-  }
-  /// The first fields; for tables out of order, which no recorder writes. Throws
-  /// MediaError::malformed when sorting them would take more memory than they are worth.
-  std::vector<std::uint32_t> firstFields(FourCC type) const {
-    constexpr std::uint64_t mostSorted = std::uint64_t{1} << 22U;
-    if (count_ > mostSorted) {
-      throw MediaError::malformed(type.description() + " box is implausibly large");
-    }
-    std::vector<std::uint32_t> fields;
-    fields.reserve(static_cast<std::size_t>(count_));
-    for (std::uint64_t i = 0; i < count_; ++i) fields.push_back(field(i, 0));
-    return fields;
-  }
-
- private:
-  void hold(std::uint64_t entry) const {
-    constexpr std::uint64_t pieceSize = std::uint64_t{64} << 10U;
-    first_ = entry;
-    held_ = std::min(count_ - entry, pieceSize / entrySize_);
-    const auto size = static_cast<std::size_t>(held_) * entrySize_;
-    piece_ = reader_->data(at_ + entry * entrySize_, size);
-    piece_.resize(size);  // a file that was cut meanwhile
-  }
-
-  const BoxReader* reader_ = nullptr;
-  std::uint64_t at_ = 0;
-  std::size_t entrySize_ = 1;
-  std::uint64_t count_ = 0;
-  mutable std::vector<std::uint8_t> piece_;
-  mutable std::uint64_t first_ = 0;
-  mutable std::uint64_t held_ = 0;
-};
-
 // Walks (count, value) entries; `left` samples of the current entry are still to come.
 class RunCursor {
  public:
-  explicit RunCursor(const Table& table) : table_(table) { skipEmpty(); }
+  explicit RunCursor(const EntryTable& table) : table_(table) { skipEmpty(); }
 
   bool atEnd() const { return left_ == 0; }
   std::uint64_t left() const { return left_; }
@@ -104,7 +38,7 @@ class RunCursor {
     }
   }
 
-  const Table& table_;
+  const EntryTable& table_;
   std::uint64_t next_ = 0;
   std::uint64_t left_ = 0;
   std::uint32_t value_ = 0;
@@ -113,7 +47,7 @@ class RunCursor {
 // Tells sync samples by number (§8.6.2). Without the table every sample is one.
 class SyncCursor {
  public:
-  explicit SyncCursor(const std::optional<Table>& table)
+  explicit SyncCursor(const std::optional<EntryTable>& table)
       : table_(table ? &*table : nullptr), count_(table ? table->count() : 0) {
     if (table && !table->isInOrder()) {
       sorted_ = table->firstFields("stss");
@@ -142,7 +76,7 @@ class SyncCursor {
     return sorted_.empty() ? table_->field(entry, 0) : sorted_[static_cast<std::size_t>(entry)];
   }
 
-  const Table* table_;
+  const EntryTable* table_;
   std::uint64_t count_;
   std::vector<std::uint32_t> sorted_;
   std::uint64_t next_ = 0;
@@ -152,7 +86,7 @@ class SyncCursor {
 // is not after the chunk asked for.
 class ChunkSizes {
  public:
-  explicit ChunkSizes(const Table& table) : table_(table) {
+  explicit ChunkSizes(const EntryTable& table) : table_(table) {
     if (!table.isInOrder()) {
       firsts_ = table.firstFields("stsc");
       order_.resize(firsts_.size());
@@ -177,7 +111,7 @@ class ChunkSizes {
                           : firsts_[order_[static_cast<std::size_t>(next_)]];
   }
 
-  const Table& table_;
+  const EntryTable& table_;
   std::vector<std::uint32_t> firsts_;
   std::vector<std::uint32_t> order_;
   std::uint64_t next_ = 0;
@@ -188,7 +122,7 @@ class ChunkSizes {
 struct SizeTable {
   std::uint32_t commonSize = 0;
   std::uint64_t count = 0;
-  Table sizes;
+  EntryTable sizes;
 
   std::uint32_t sizeOf(std::uint64_t index) const {
     return commonSize != 0 ? commonSize : sizes.field(index, 0);
@@ -205,12 +139,12 @@ struct SizeTable {
 };
 
 struct Tables {
-  Table durations;
-  Table compositionOffsets;
-  std::optional<Table> syncSamples;
-  Table samplesPerChunk;
+  EntryTable durations;
+  EntryTable compositionOffsets;
+  std::optional<EntryTable> syncSamples;
+  EntryTable samplesPerChunk;
   SizeTable sizes;
-  Table chunkOffsets;
+  EntryTable chunkOffsets;
   bool wideOffsets = false;
 
   std::uint64_t chunkOffset(std::uint64_t chunk) const {
@@ -241,7 +175,7 @@ SizeTable readSizes(const Box& box, const BoxReader& reader) {
   SizeTable sizes;
   sizes.commonSize = bigEndianOrZero<std::uint32_t>(head, 4);
   if (sizes.commonSize == 0) {
-    sizes.sizes = Table(box, reader, 12, 4);
+    sizes.sizes = EntryTable(box, reader, 12, 4);
     sizes.count = sizes.sizes.count();
   } else {
     sizes.count = bigEndianOrZero<std::uint32_t>(head, 8);
@@ -256,18 +190,18 @@ Tables readTables(const Box& stbl, const BoxReader& reader, Track& track) {
     if (box.type == "stsd") {
       readSampleDescription(box, reader, track);
     } else if (box.type == "stts") {
-      tables.durations = Table(box, reader, 8, 8);
+      tables.durations = EntryTable(box, reader, 8, 8);
     } else if (box.type == "ctts") {
-      tables.compositionOffsets = Table(box, reader, 8, 8);
+      tables.compositionOffsets = EntryTable(box, reader, 8, 8);
     } else if (box.type == "stss") {
-      tables.syncSamples = Table(box, reader, 8, 4);
+      tables.syncSamples = EntryTable(box, reader, 8, 4);
     } else if (box.type == "stsc") {
-      tables.samplesPerChunk = Table(box, reader, 8, 12);
+      tables.samplesPerChunk = EntryTable(box, reader, 8, 12);
     } else if (box.type == "stsz") {
       tables.sizes = readSizes(box, reader);
     } else if (box.type == "stco" || box.type == "co64") {
       tables.wideOffsets = box.type == "co64";
-      tables.chunkOffsets = Table(box, reader, 8, tables.wideOffsets ? 8 : 4);
+      tables.chunkOffsets = EntryTable(box, reader, 8, tables.wideOffsets ? 8 : 4);
     }
     return true;
   });
