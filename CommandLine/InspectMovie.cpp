@@ -39,7 +39,7 @@ Inspection inspect(const std::filesystem::path& file) {
     if (layout.moov) {
       // Read once: the index of a long clip is the work here.
       seen.movie = MovieParser::parseMoov(*layout.moov, reader, {});
-      seen.diagnosis = VideoRepair::diagnose(*seen.movie, seen.fileSize);
+      seen.diagnosis = VideoRepair::diagnose(*seen.movie, *layout.moov, *seen.source);
     }
   } catch (const MediaError& error) {
     if (error.kind() != MediaError::Kind::notAMovie) {

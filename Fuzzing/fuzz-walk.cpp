@@ -22,7 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     WrittenCopy written;
     const VideoRepair::Result result = VideoRepair::rebuild(damaged, reference, written.sink());
     const MemorySource copy(written.contents());
-    require(std::holds_alternative<VideoRepair::Healthy>(VideoRepair::diagnose(copy)));
+    require(std::holds_alternative<VideoRepair::Healthy>(
+        VideoRepair::diagnose(copy, VideoRepair::Depth::basic)));
     const Movie movie = MovieParser::parse(BoxReader(copy));
     require(movie.videoTrack()->samples.size() == result.videoFrames);
     require(result.unusedBytes <= damaged.size());

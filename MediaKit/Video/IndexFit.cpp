@@ -99,25 +99,32 @@ bool isMadeOfUnits(const Sample& sample, std::size_t lengthSize, const ByteSourc
   return sample.size > 0 && at == end;
 }
 
-void cutToFit(Movie& movie, const ByteSource& clip) {
+std::optional<std::uint64_t> endOfFit(const Movie& movie, const ByteSource& clip) {
   const Track* video = movie.videoTrack();
   const auto format =
       video == nullptr ? std::nullopt : NALFormat::of(video->sampleEntry, video->codec);
   if (!format || !movie.lostPieces.empty()) {
-    return;
+    return std::nullopt;
   }
   const SampleList pictures = video->samples.endingBy(clip.size());
   const auto first =
       pictures.empty() ? std::nullopt : firstMisfit(pictures, format->lengthSize, clip);
   if (!first) {
-    return;
+    return std::nullopt;
   }
   const bool teaches = *first >= fewestThatFit;
-  const std::uint64_t end = teaches ? pictures[*first - 1].offset + pictures[*first - 1].size : 0;
-  for (Track& track : movie.tracks) {
-    track.samples = track.samples.endingBy(end);
+  return teaches ? pictures[*first - 1].offset + pictures[*first - 1].size : 0;
+}
+
+void cutToFit(Movie& movie, const ByteSource& clip) {
+  const auto end = endOfFit(movie, clip);
+  if (!end) {
+    return;
   }
-  movie.lostPieces.push_back({end, clip.size(), true, {}});
+  for (Track& track : movie.tracks) {
+    track.samples = track.samples.endingBy(*end);
+  }
+  movie.lostPieces.push_back({*end, clip.size(), true, {}});
 }
 
 }  // namespace tallowmark::IndexFit

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
@@ -14,10 +16,12 @@ namespace tallowmark::IndexFit {
 /// own. Throws DeviceError.
 bool isMadeOfUnits(const Sample& sample, std::size_t lengthSize, const ByteSource& clip);
 
-/// Ends the tracks where pictures no longer stand where the index says, up to its last one, and
-/// makes what lies behind a lost piece. Where that is so from the first pictures on, nothing is
-/// left of the video. Looks at some dozen pictures; what is overwritten in between stays. Throws
-/// DeviceError.
+/// Where the pictures end that stand where the index says, when those behind, up to its last one,
+/// do not; 0 when that is so from the first pictures on. Nothing for an index that fits. Looks at
+/// some dozen pictures; what is overwritten in between does not count. Throws DeviceError.
+std::optional<std::uint64_t> endOfFit(const Movie& movie, const ByteSource& clip);
+
+/// Ends the tracks there, and makes what lies behind a lost piece. Throws DeviceError.
 void cutToFit(Movie& movie, const ByteSource& clip);
 
 }  // namespace tallowmark::IndexFit

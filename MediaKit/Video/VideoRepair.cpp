@@ -7,6 +7,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Video/DamagedIndex.h"
 #include "MediaKit/Video/IndexFit.h"
 #include "MediaKit/Video/LostIndex.h"
 #include "MediaKit/Video/LostPieces.h"
@@ -124,9 +125,8 @@ Diagnosis diagnose(const ByteSource& source, Depth depth) {
   const BoxReader reader(source);
   const auto layout = MovieParser::layoutIfAny(reader);
   if (layout && layout->moov) {
-    Movie movie = MovieParser::parseMoov(*layout->moov, reader, {});
-    if (depth == Depth::full) IndexFit::cutToFit(movie, source);
-    return diagnose(movie, source.size());
+    return diagnose(MovieParser::parseMoov(*layout->moov, reader, {}), *layout->moov, source,
+                    depth);
   }
   if (const auto movie = LostIndex::find(source)) {
     return Truncated{samplesBehind(*movie, source.size())};
@@ -135,11 +135,17 @@ Diagnosis diagnose(const ByteSource& source, Depth depth) {
                                                     : Diagnosis(NotAMovie{});
 }
 
-Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize) {
+Diagnosis diagnose(const Movie& movie, const Box& moov, const ByteSource& source, Depth depth) {
   if (movie.videoTrack() == nullptr) {
     return MissingIndex{};
   }
-  const std::uint64_t missing = samplesBehind(movie, fileSize);
+  if (depth == Depth::full) {
+    if (DamagedIndex::isDamaged(movie, moov, source)) return MissingIndex{};
+    if (const auto end = IndexFit::endOfFit(movie, source)) {
+      return *end == 0 ? Diagnosis(MissingIndex{}) : Diagnosis(Truncated{0});
+    }
+  }
+  const std::uint64_t missing = samplesBehind(movie, source.size());
   if (!movie.lostPieces.empty()) {
     return movie.videoTrack()->samples.empty() ? Diagnosis(MissingIndex{})
                                                : Diagnosis(Truncated{missing});

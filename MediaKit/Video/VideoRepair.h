@@ -8,6 +8,7 @@
 #include "DeviceKit/ByteSource.h"
 #include "DeviceKit/FileSink.h"
 #include "DeviceKit/StopToken.h"
+#include "MediaKit/Container/Box.h"
 #include "MediaKit/Container/MovieWriter.h"
 #include "MediaKit/Telemetry/SideTracks.h"
 
@@ -25,7 +26,8 @@ struct Truncated {
 struct Healthy {
   friend bool operator==(const Healthy&, const Healthy&) = default;
 };
-/// There is no complete index, or it describes no video, or of no piece can be read what it holds.
+/// There is no complete index, or it describes no video, or it was overwritten in part, or of no
+/// piece can be read what it holds.
 struct MissingIndex {
   friend bool operator==(const MissingIndex&, const MissingIndex&) = default;
 };
@@ -89,8 +91,9 @@ struct Result {
 /// DeviceError.
 Diagnosis diagnose(const ByteSource& source, Depth depth = Depth::full);
 
-/// The same from an index that was read already, of a file of `fileSize` bytes.
-Diagnosis diagnose(const Movie& movie, std::uint64_t fileSize);
+/// The same from the index in the box `moov`, which was read already. Throws as above.
+Diagnosis diagnose(const Movie& movie, const Box& moov, const ByteSource& source,
+                   Depth depth = Depth::full);
 
 /// Bytes that a clip lacks: samples reach them as if it went on with them from `at`.
 struct AddedBytes {

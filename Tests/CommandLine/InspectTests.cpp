@@ -40,6 +40,13 @@ TEST_F(InspectTests, tellWhatIsLeftOfADamagedFile) {
   EXPECT_EQ(indexless["diagnosis"], "missingIndex");
   EXPECT_FALSE(indexless.contains("tracks"));
   EXPECT_EQ(indexless["boxes"][0]["type"], "ftyp");
+  const std::string name = "stsz";
+  Bytes torn = contentsOf(good);
+  const auto sizes = std::search(torn.rbegin(), torn.rend(), name.rbegin(), name.rend()).base();
+  std::fill_n(sizes, 16, std::uint8_t{0});
+  writeFile(folder / "torn.mov", torn);
+  EXPECT_EQ(linesOf(tallowmark({"inspect", "--json", folder / "torn.mov"})).at(0)["diagnosis"],
+            "missingIndex");
   writeFile(folder / "noise.mp4", Bytes(1000, 7));
   EXPECT_EQ(linesOf(tallowmark({"inspect", "--json", folder / "noise.mp4"})).at(0)["diagnosis"],
             "notAMovie");
