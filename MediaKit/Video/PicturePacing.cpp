@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
+#include <optional>
 
 #include "MediaKit/Video/SoundPacing.h"
 
@@ -38,12 +39,18 @@ struct Band {
 /// as can be.
 class Spreading {
  public:
-  Spreading(std::vector<double> starts, const std::vector<Band>& bands)
-      : starts_(std::move(starts)), bands_(bands) {}
+  Spreading(std::vector<double> starts, const std::vector<Band>& bands,
+            std::span<const std::uint64_t> losses)
+      : starts_(std::move(starts)), bands_(bands), losses_(losses) {}
 
   /// The factor of each picture's duration.
   std::vector<double> factors() {
-    for (const Band& band : bands_) {
+    for (std::size_t i = 0; i < bands_.size(); ++i) {
+      const Band& band = bands_[i];
+      if (const auto loss = lossUpTo(band.frame)) {
+        close(*loss);
+        jumpTo(i);
+      }
       if (!narrows(band)) {
         close(last_);
         if (!narrows(band)) {
@@ -84,6 +91,45 @@ class Spreading {
     most_ = least_;
   }
 
+  // The last loss since the place that the present stretch starts from, up to a picture.
+  std::optional<std::uint64_t> lossUpTo(std::uint64_t frame) {
+    std::optional<std::uint64_t> last;
+    while (!losses_.empty() && losses_.front() <= frame) {
+      if (losses_.front() > from_) last = losses_.front();
+      losses_ = losses_.subspan(1);
+    }
+    return last;
+  }
+
+  // How much slower pictures are from a band on, as far as the bands up to the next loss tell.
+  double paceBehind(std::size_t number) const {
+    constexpr double enough = 1;
+    const Band& band = bands_[number];
+    double pace = 1;
+    for (std::size_t i = number + 1; i < bands_.size(); ++i) {
+      const double length = starts_[bands_[i].frame] - starts_[band.frame];
+      if (!losses_.empty() && bands_[i].frame >= losses_.front()) break;
+      if (length <= 0) continue;
+      pace = std::clamp((bands_[i].earliest - band.earliest) / length, fastest, slowest);
+      if (length > enough) break;
+    }
+    return pace;
+  }
+
+  // How long a loss lasted is not known: the picture before it takes what brings those behind it to
+  // the band at their own pace.
+  void jumpTo(std::size_t number) {
+    const Band& band = bands_[number];
+    const double length = starts_[band.frame] - starts_[from_];
+    const double reached = time_ + paceBehind(number) * length;
+    const double lacking = std::clamp(reached, band.earliest, band.latest) - reached;
+    const double held = std::max(starts_[from_] - starts_[from_ - 1], 1e-6);
+    const double factor = std::max(factors_.back() + lacking / held, fastest);
+    time_ += (factor - factors_.back()) * held;
+    factors_.back() = factor;
+    last_ = from_;
+  }
+
   void close(std::uint64_t to) {
     const double factor = std::clamp(std::clamp(1.0, least_, most_), fastest, slowest);
     factors_.resize(static_cast<std::size_t>(to), factor);
@@ -95,6 +141,7 @@ class Spreading {
 
   std::vector<double> starts_;
   const std::vector<Band>& bands_;
+  std::span<const std::uint64_t> losses_;
   std::vector<double> factors_;
   std::uint64_t from_ = 0;
   std::uint64_t last_ = 0;
@@ -152,13 +199,15 @@ std::vector<SoundAnchor> soundAnchors(const EvidencedFindings& found, double sou
     }
   }
   std::uint64_t frame = 0;
+  std::uint64_t sound = 0;
   auto picture = found.video.begin();
   for (const SampleRun& run : found.audio.runs()) {
     for (; picture != found.video.end() && (*picture).offset < run.end(); ++picture) ++frame;
     if (picture == found.video.end()) {
       break;
     }
-    const double seconds = static_cast<double>(run.start + run.count) * soundTick;
+    sound += run.duration();
+    const double seconds = static_cast<double>(sound) * soundTick;
     if (!anchors.empty() && anchors.back().frame == frame) anchors.pop_back();
     anchors.push_back({frame, seconds});
   }
@@ -346,7 +395,7 @@ std::optional<std::vector<std::uint32_t>> DroppedPictures::find() const {
 }  // namespace
 
 void paceBySound(SampleList& pictures, std::uint32_t timescale, const SoundPace& sound,
-                 std::size_t delay) {
+                 std::span<const std::uint64_t> losses, std::size_t delay) {
   const std::uint32_t typical = pictures.typicalDuration();
   const double frame = static_cast<double>(typical) / timescale;
   std::vector<double> starts = startsOf(pictures, timescale);
@@ -359,7 +408,7 @@ void paceBySound(SampleList& pictures, std::uint32_t timescale, const SoundPace&
     return;
   }
   const double length = starts.back() * timescale;
-  const std::vector<double> factors = Spreading(std::move(starts), bands).factors();
+  const std::vector<double> factors = Spreading(std::move(starts), bands, losses).factors();
   std::vector<std::uint32_t> durations;
   double time = 0;
   std::uint64_t done = 0;

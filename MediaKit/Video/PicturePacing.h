@@ -54,10 +54,11 @@ bool paceByCounts(SampleList& pictures, std::uint32_t timescale,
 
 /// Where pictures of their present durations would leave the distance to the sound that the
 /// reference's keep, spreads them between the nearest places where they do not, evenly and as
-/// little as can be. `delay`: pictures are decoded that many places before they are shown, and it
-/// is with decoding that sound keeps its distance.
+/// little as can be. At `losses`, numbers of the pictures behind them, as much time may have passed
+/// as the sound behind them tells. `delay`: pictures are decoded that many places before they are
+/// shown, and it is with decoding that sound keeps its distance.
 void paceBySound(SampleList& pictures, std::uint32_t timescale, const SoundPace& sound,
-                 std::size_t delay);
+                 std::span<const std::uint64_t> losses, std::size_t delay);
 
 /// That number, as the index of a good clip has it.
 std::size_t decodingDelay(const Track& video);

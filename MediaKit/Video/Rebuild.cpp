@@ -398,6 +398,25 @@ bool isWhole(const EvidencedFindings& found) {
   return found.losses.empty() && !isUntold && firstKeyframe(found.video) == 0;
 }
 
+// Where something is lost: what the sound that is left says of pictures of variable rate. At a
+// constant rate they tell their time themselves. `audio`: the track that PCM will be in.
+std::optional<SoundPace> paceOfRest(SoundPace pace, const EvidencedFindings& found,
+                                    const RebuiltSound& sound, const Track& audio,
+                                    std::uint32_t movieTimescale) {
+  if (!pace.variableRate || audio.timescale == 0 || movieTimescale == 0) {
+    return std::nullopt;
+  }
+  pace.anchors = sound.tracks.empty() ? soundAnchors(found, 1.0 / audio.timescale) : sound.anchors;
+  const double delay = static_cast<double>(audio.startDelay) / movieTimescale;
+  const std::uint64_t cut = firstKeyframe(found.video);
+  std::vector<SoundAnchor> behindCut;
+  for (const SoundAnchor& anchor : pace.anchors) {
+    if (anchor.frame >= cut) behindCut.push_back({anchor.frame - cut, anchor.seconds + delay});
+  }
+  pace.anchors = std::move(behindCut);
+  return pace.anchors.empty() ? std::nullopt : std::optional(std::move(pace));
+}
+
 // Shows the pictures in the order their slice headers ask for, and where nothing is lost for as
 // long as their counts or the sound tell; says whether the headers could be read.
 bool restoreOrder(Track& video, std::span<const std::uint64_t> losses,
@@ -410,7 +429,7 @@ bool restoreOrder(Track& video, std::span<const std::uint64_t> losses,
                  learnCounts(from.teacher, from.reference, lessons, stop), pace ? &*pace : nullptr);
   }
   if (pace) {
-    paceBySound(video.samples, video.timescale, *pace,
+    paceBySound(video.samples, video.timescale, *pace, losses,
                 order ? decodingDelay(*from.teacher.video) : 0);
   }
   if (order) {
@@ -510,11 +529,12 @@ Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& referen
     soundGivenUp = before - bytesOfPCM(found);
   }
   const bool hasSound = !sound.tracks.empty() || !found.audio.empty();
-  if (!hasSound || !isWhole(found)) {
-    pace.reset();
-  } else if (pace) {
-    pace->lead.moveBy(late);
+  if (pace && !isWhole(found)) {
+    pace =
+        audio ? paceOfRest(std::move(*pace), found, sound, *audio, movie.timescale) : std::nullopt;
   }
+  if (!hasSound) pace.reset();
+  if (pace) pace->lead.moveBy(late);
   SampleList allPictures = found.video;
   const std::uint64_t cut = cutToFirstKeyframe(found.video);
   video.samples = std::move(found.video);

@@ -40,6 +40,8 @@ class BlockPacer {
 
   void pace();
 
+  /// Seconds of the sound that is left and put in ahead of pictures beside which nothing is lost.
+  std::vector<SoundAnchor> anchors() const;
   /// Blocks that go because their pictures do.
   std::uint64_t dropped() const { return dropped_; }
   /// Seconds of sound that are lost behind the key frame.
@@ -179,6 +181,22 @@ void BlockPacer::pace() {
   }
 }
 
+std::vector<SoundAnchor> BlockPacer::anchors() const {
+  std::vector<SoundAnchor> anchors;
+  std::uint64_t filled = 0;
+  auto filling = fillings_.begin();
+  for (const SoundGap& gap : gaps_) {
+    for (; filling != fillings_.end() && filling->before <= gap.blocksBehind; ++filling) {
+      filled += filling->blocks;
+    }
+    if (!gap.isLoss && gap.frame < end_.frame && gap.blocksBehind >= dropped_) {
+      const std::uint64_t blocks = gap.blocksBehind - dropped_ + filled;
+      anchors.push_back({gap.frame, static_cast<double>(blocks) * block_});
+    }
+  }
+  return anchors;
+}
+
 // The blocks with silence for those that have no size.
 SampleList withSilence(const SampleList& blocks, const Sample& silent) {
   SampleList filled;
@@ -231,6 +249,15 @@ std::uint64_t bytesOf(const SampleList& samples) {
     bytes += run.end() - run.first.offset;
   }
   return bytes;
+}
+
+// How much longer than most the pictures of a camera last in all. Only one of variable rate lets
+// them last as it likes.
+double meanStretch(const Track& video) {
+  const double typical = video.typicalDuration() * static_cast<double>(video.samples.size());
+  return hasVariableRate(video) && typical > 0
+             ? std::max(1.0, static_cast<double>(video.duration()) / typical)
+             : 1;
 }
 
 double lostBytes(const FoundBlocks& blocks) {
@@ -322,6 +349,7 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   constexpr double leastToTell = 0.5;
   // Pictures that are dropped here and there make it more; between these blocks tell by themselves.
   const double tooMuch = layout.arrivals.areFarApart() ? 1.4 : 1.6;
+  const double stretch = meanStretch(*reference.videoTrack());
   if (soundFound < pictures * leastShare ||
       (isComplete && !ratesAgree(found, layout.lead, pictures, soundFound, block))) {
     return {};
@@ -331,7 +359,7 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   // More than can be of all pictures that there are and were is another number of tracks.
   const double everShown = pictures + lostBytes(found.blocks) / rates.picture;
   if (!isComplete &&
-      soundFound > tooMuch * everShown + std::max(0.0, layout.lead.most) + leastToTell) {
+      soundFound > tooMuch * stretch * everShown + std::max(0.0, layout.lead.most) + leastToTell) {
     return {};
   }
   BlockPacer pacer(found, layout, frame, block, rates);
@@ -343,6 +371,7 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   }
   sound.lost = std::max(sound.lost, sound.filled);
   layTracks(found, reference, layout, pacer, sound);
+  sound.anchors = pacer.anchors();
   std::vector<Hold> holds;
   for (const auto& [number, seconds] : pacer.holds()) {
     holds.push_back({number, ticks(seconds, videoTimescale)});

@@ -7,6 +7,7 @@
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Video/BlockLayout.h"
 #include "MediaKit/Video/EvidenceWalk.h"
+#include "MediaKit/Video/PicturePacing.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -23,6 +24,8 @@ struct RebuiltSound {
   std::uint64_t found = 0;
   std::uint64_t filled = 0;
   std::uint64_t lost = 0;
+  /// How much of the tracks is ahead of pictures beside which nothing is lost.
+  std::vector<SoundAnchor> anchors;
 };
 
 /// Makes tracks of the blocks that a walk found and keeps them together with the picture: where

@@ -451,6 +451,30 @@ TEST(Accuracy, variableRatesStayWithTheSound) {
   }
 }
 
+// A phone takes half as many pictures once it is dark; a hole parts them from the sound by
+// no more than a few.
+TEST(Accuracy, variableRatesStayWithTheSoundBesideLosses) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (ClipRecipe recipe : {ClipRecipe{.audio = "aac"},
+                            {.container = "mov", .audio = "aac", .bFrames = 2},
+                            {.codec = "libx265", .container = "mov", .audio = "pcm_s16le"}}) {
+    recipe.seconds = 8;
+    recipe.keep = "lt(n,75)+not(mod(n,2))";
+    const auto clip = makeClip(recipe);
+    recipe.seconds = 5;
+    const auto reference = makeClip(recipe);
+    for (const unsigned seed : {0U, 1U, 2U, 3U}) {
+      Victim victim(clip);
+      victim.punch(seed, 2, 3000, Filling::noise);
+      const Comparison c = rebuildAndCompare(victim, reference);
+      EXPECT_LT(std::abs(c.worstStep), 3) << labelOf(recipe) << seed;
+      EXPECT_FALSE(c.result.audioDropped) << labelOf(recipe) << seed;
+    }
+  }
+}
+
 // A camera that is busy drops pictures here and there. With sound at each picture all others keep
 // their time, to a picture at most, whatever their number and that of the reference.
 TEST(Accuracy, picturesKeepTheirTimeWhereOthersWereDropped) {
