@@ -84,10 +84,12 @@ std::optional<std::uint64_t> firstMisfit(const SampleList& pictures, std::size_t
 }  // namespace
 
 bool isMadeOfUnits(const Sample& sample, std::size_t lengthSize, const ByteSource& clip) {
-  constexpr int mostUnits = 256;
+  // So many that lead on to one another are no chance.
+  constexpr int enoughUnits = 256;
   std::uint64_t at = sample.offset;
   const std::uint64_t end = sample.offset + sample.size;
-  for (int units = 0; at < end && units < mostUnits; ++units) {
+  int units = 0;
+  for (; at < end && units < enoughUnits; ++units) {
     std::uint64_t length = 0;
     for (const std::uint8_t byte : clip.read(at, lengthSize)) {
       length = length << 8U | byte;
@@ -96,7 +98,7 @@ bool isMadeOfUnits(const Sample& sample, std::size_t lengthSize, const ByteSourc
     if (length == 0 || unit > end - at) return false;
     at += unit;
   }
-  return sample.size > 0 && at == end;
+  return sample.size > 0 && (at == end || units == enoughUnits);
 }
 
 std::optional<std::uint64_t> endOfFit(const Movie& movie, const ByteSource& clip) {

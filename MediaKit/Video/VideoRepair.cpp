@@ -129,7 +129,9 @@ Diagnosis diagnose(const ByteSource& source, Depth depth) {
                     depth);
   }
   if (const auto movie = LostIndex::find(source)) {
-    return Truncated{samplesBehind(*movie, source.size())};
+    const bool fitsNowhere = depth == Depth::full && IndexFit::endOfFit(*movie, source) == 0;
+    return fitsNowhere ? Diagnosis(MissingIndex{})
+                       : Diagnosis(Truncated{samplesBehind(*movie, source.size())});
   }
   return layout || LostIndex::holdsPictures(source) ? Diagnosis(MissingIndex{})
                                                     : Diagnosis(NotAMovie{});
