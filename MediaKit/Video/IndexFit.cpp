@@ -36,7 +36,7 @@ Fit fitOf(const Sample& sample, std::size_t lengthSize, const ByteSource& clip) 
   return isEmpty ? Fit::isEmpty : startsWithCode(bytes) ? Fit::fits : Fit::misfits;
 }
 
-// Some pictures spread over the clip, and its last ones.
+// The clip's last pictures, and some spread over it, from the end on.
 std::vector<std::uint64_t> picturesToLookAt(std::uint64_t count) {
   constexpr std::uint64_t spread = 56;
   constexpr std::uint64_t last = 8;
@@ -45,6 +45,7 @@ std::vector<std::uint64_t> picturesToLookAt(std::uint64_t count) {
   const std::uint64_t step = std::max<std::uint64_t>(1, end / spread);
   for (std::uint64_t i = 0; i < end; i += step) numbers.push_back(i);
   for (std::uint64_t i = end; i < count; ++i) numbers.push_back(i);
+  std::reverse(numbers.begin(), numbers.end());
   return numbers;
 }
 
@@ -56,15 +57,15 @@ std::optional<std::uint64_t> firstMisfit(const SampleList& pictures, std::size_t
   std::uint64_t first = pictures.size();
   std::uint64_t fitting = 0;
   const auto numbers = picturesToLookAt(pictures.size());
-  for (auto number = numbers.rbegin(); number != numbers.rend(); ++number) {
-    const Fit found = fit(*number);
+  for (const std::uint64_t number : numbers) {
+    const Fit found = fit(number);
     if (found == Fit::fits) {
-      fitting = *number + 1;
+      fitting = number + 1;
       break;
     }
     if (found == Fit::misfits) {
       ++misfits;
-      first = *number;
+      first = number;
     }
   }
   if (misfits < enoughMisfits) {

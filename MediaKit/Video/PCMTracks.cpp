@@ -55,15 +55,12 @@ void giveUpPCM(EvidencedFindings& found) {
 }
 
 std::vector<Track> rebuildPCM(const EvidencedFindings& found, const Movie& reference, Track first) {
-  std::vector<Track> tracks;
-  std::uint64_t later = 0;
+  const Track* taught = reference.audioTrack();
+  const std::uint64_t delay = taught == nullptr ? 0 : taught->startDelay;
+  const std::uint64_t later = first.startDelay - std::min(first.startDelay, delay);
+  first.samples = found.audio;
+  std::vector<Track> tracks{std::move(first)};
   for (Track track : reference.tracks) {
-    if (tracks.empty() && track.kind == Track::Kind::audio) {
-      later = first.startDelay - std::min(first.startDelay, track.startDelay);
-      first.samples = found.audio;
-      tracks.push_back(std::move(first));
-      continue;
-    }
     const auto other = std::find_if(found.otherAudio.begin(), found.otherAudio.end(),
                                     [&](const auto& pcm) { return pcm.trackID == track.trackID; });
     if (other == found.otherAudio.end() || track.timescale == 0) {
@@ -71,9 +68,9 @@ std::vector<Track> rebuildPCM(const EvidencedFindings& found, const Movie& refer
     }
     track.samples.clear();
     const auto ahead = static_cast<double>(holdOverLosses(other->samples, track.samples));
-    const double delay = ahead / track.timescale * reference.timescale;
+    const double lost = ahead / track.timescale * reference.timescale;
     track.startDelay = saturatingAdd(saturatingAdd(track.startDelay, later),
-                                     static_cast<std::uint64_t>(std::llround(delay)));
+                                     static_cast<std::uint64_t>(std::llround(lost)));
     if (!track.samples.empty()) tracks.push_back(std::move(track));
   }
   return tracks;
