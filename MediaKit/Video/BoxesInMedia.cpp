@@ -28,13 +28,16 @@ void BoxesInMedia::scan(const ByteRange& gap) {
   if (gap.upper <= scanned_.upper) {
     return;
   }
+  // Cameras write a few between two chunks; of more those behind are taken as they come.
+  constexpr std::size_t mostNames = std::size_t{1} << 16U;
   // A name may lie across the end of what was gone through.
   const std::uint64_t from =
       std::max(gap.lower, scanned_.upper - std::min<std::uint64_t>(scanned_.upper, 3));
   for (const char* name : {"free", "skip", "wide", "mdat"}) {
+    if (names_.size() >= mostNames) break;
     visitNames(name, source_, from, gap.upper, [&](std::uint64_t place) {
       names_.push_back(place);
-      return true;
+      return names_.size() < mostNames;
     });
   }
   std::sort(names_.begin(), names_.end());

@@ -71,8 +71,10 @@ Plan trimmed(Movie movie, std::uint64_t fileSize) {
 Plan planWithMovedRest(const ByteSource& source, Movie movie, const Progress& progress,
                        const StopToken& stop) {
   const LostPiece rest = movie.lostPieces.front();
+  double done = 0;
   try {
     Plan rebuilt = planRebuildFrom(movie, source, progress, stop);
+    done = rebuilt.progressDone;
     if (goOnWithMoved(movie, rest.from, rebuilt.movie)) {
       const Movie& whole = rebuilt.movie = std::move(movie);
       const Track* sound = whole.audioTrack();
@@ -87,6 +89,7 @@ Plan planWithMovedRest(const ByteSource& source, Movie movie, const Progress& pr
   }
   Plan left = trimmed(std::move(movie), source.size());
   left.result.unusedBytes = left.result.unusedBy.unknown = rest.to - rest.from;
+  left.progressDone = done;
   return left;
 }
 

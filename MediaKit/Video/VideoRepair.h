@@ -16,8 +16,8 @@
 namespace tallowmark::VideoRepair {
 
 /// The index is whole, but this many samples over all tracks lie wholly or partly behind the
-/// file's end. None, when the index is there and the file's boxes do not lead to it, or where a
-/// clip written in pieces lacks the index of some.
+/// file's end. None, when the index is there and the file's boxes do not lead to it, where a clip
+/// written in pieces lacks the index of some, or where what lies behind some place has moved.
 struct Truncated {
   std::uint64_t samplesMissing = 0;
   friend bool operator==(const Truncated&, const Truncated&) = default;
@@ -26,8 +26,8 @@ struct Truncated {
 struct Healthy {
   friend bool operator==(const Healthy&, const Healthy&) = default;
 };
-/// There is no complete index, or it describes no video, or it was overwritten in part, or of no
-/// piece can be read what it holds.
+/// There is no complete index, or it describes no video, contradicts itself, or fits the pictures
+/// nowhere; or no piece of a clip written in pieces can be read.
 struct MissingIndex {
   friend bool operator==(const MissingIndex&, const MissingIndex&) = default;
 };
@@ -147,11 +147,13 @@ Result trim(const ByteSource& source, FileSink& destination, const Progress& pro
 Plan planRebuild(const ByteSource& source, const ByteSource& reference,
                  const Progress& progress = {}, const StopToken& stop = {},
                  Depth depth = Depth::full);
-/// The same by what the part of its own index teaches that is known to be right. Throws as repair.
-Plan planRebuildFrom(const Movie& known, const ByteSource& source, const Progress& progress = {},
-                     const StopToken& stop = {});
 Result rebuild(const ByteSource& source, const ByteSource& reference, FileSink& destination,
                const Progress& progress = {}, const StopToken& stop = {},
                Depth depth = Depth::full);
+
+/// The plan of a rebuild by what a clip's own index teaches, as far as `known` has it. Throws as
+/// repair.
+Plan planRebuildFrom(const Movie& known, const ByteSource& source, const Progress& progress = {},
+                     const StopToken& stop = {});
 
 }  // namespace tallowmark::VideoRepair
