@@ -26,6 +26,8 @@ struct Survey {
   /// Whether a track starts before its samples so far end, and how many seconds later one does.
   bool isEarlier = false;
   double later = 0;
+  /// How far from where the file says.
+  std::int64_t moved = 0;
 };
 
 /// Reads the fragments of a file one after the other, and looks for the next where damage hides it.
@@ -46,6 +48,7 @@ class Fragments {
   RowEnd readRow(std::uint64_t from);
   void take(const Box& moof);
   Survey survey(const Box& moof) const;
+  Survey survey(const Box& moof, DataPlace place) const;
   bool isDamaged(const Box& moof, const Survey& seen) const;
   std::uint32_t sequenceOf(const Box& moof) const;
   std::optional<Box> findBehind(std::uint64_t from);
@@ -65,6 +68,8 @@ class Fragments {
   std::uint32_t sequence_ = 0;
   /// Behind the last byte that they describe.
   std::uint64_t described_ = 0;
+  /// Whether boxes did not lead on: then bytes may be missing, or more than there were.
+  bool isTorn_ = false;
   /// Where a lost piece starts whose end is not known yet.
   std::optional<std::uint64_t> lossFrom_;
   /// Bytes that may still be looked into for a fragment: its name in ten thousand places must not
@@ -94,9 +99,23 @@ std::uint32_t Fragments::sequenceOf(const Box& moof) const {
   return isOne ? bigEndianOrZero<std::uint32_t>(reader_.payload(*header), 4) : 0;
 }
 
+// Behind damage, samples that would just fill the media box that follows have moved with it.
 Survey Fragments::survey(const Box& moof) const {
-  Survey seen;
+  const Survey seen = survey(moof, place_);
+  const auto media = isTorn_ ? reader_.box(moof.end()) : std::nullopt;
+  if (!media || media->type != "mdat" || media->truncated || seen.from >= seen.to ||
+      seen.from == media->payloadOffset() || seen.to - seen.from != media->payloadSize()) {
+    return seen;
+  }
   DataPlace place = place_;
+  place.moved += static_cast<std::int64_t>(media->payloadOffset() - seen.from);
+  const Survey again = survey(moof, place);
+  return again.from == media->payloadOffset() ? again : seen;
+}
+
+Survey Fragments::survey(const Box& moof, DataPlace place) const {
+  Survey seen;
+  seen.moved = place.moved;
   const TrackEnd* end = nullptr;
   bool isEmpty = false;
   bool areEmpty = false;
@@ -141,6 +160,7 @@ void Fragments::take(const Box& moof) {
   }
   closeLoss(moof.offset);
   ++count_;
+  place_.moved = seen.moved;
   sequence_ = std::max(sequence_, sequenceOf(moof));
   described_ = std::max(described_, std::min(seen.to, reader_.size()));
   TrackEnd* end = nullptr;
@@ -190,6 +210,7 @@ bool Fragments::goesOn(const Box& moof) const {
 
 std::optional<Box> Fragments::findBehind(std::uint64_t from) {
   constexpr std::uint64_t largest = std::uint64_t{16} << 20U;
+  isTorn_ = true;
   std::optional<Box> found;
   visitNames("moof", reader_.source(), from, reader_.size(), [&](std::uint64_t place) {
     const auto box = place >= from + 4 ? reader_.box(place - 4) : std::nullopt;
@@ -245,7 +266,8 @@ void Fragments::readAll() {
       break;
     }
     const std::uint64_t stop = !end.last.truncated && end.at <= next->offset ? end.at : searchFrom;
-    openLoss(std::max(stop, std::min(described_, next->offset)));
+    described_ = std::min(described_, next->offset);
+    openLoss(std::max(stop, described_));
     from = next->offset;
   }
   closeLoss(reader_.size());
