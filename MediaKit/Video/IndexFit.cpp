@@ -16,24 +16,11 @@ namespace {
 constexpr std::size_t enoughMisfits = 4;
 constexpr std::uint64_t fewestThatFit = 12;
 
-enum class Fit { fits, misfits, isEmpty };
-
 // Start codes in place of lengths (H.264 Annex B), as some programs write them, are nothing that
 // moved.
 bool startsWithCode(const std::vector<std::uint8_t>& bytes) {
   static constexpr std::array<std::uint8_t, 4> code{0, 0, 0, 1};
   return bytes.size() > code.size() && std::equal(code.begin(), code.end(), bytes.begin());
-}
-
-Fit fitOf(const Sample& sample, std::size_t lengthSize, const ByteSource& clip) {
-  constexpr std::size_t head = 64;
-  if (isMadeOfUnits(sample, lengthSize, clip)) {
-    return Fit::fits;
-  }
-  const auto bytes = clip.read(sample.offset, std::min<std::size_t>(head, sample.size));
-  const bool isEmpty =
-      std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
-  return isEmpty ? Fit::isEmpty : startsWithCode(bytes) ? Fit::fits : Fit::misfits;
 }
 
 // The clip's last pictures, and some spread over it, from the end on.
@@ -100,6 +87,17 @@ bool isMadeOfUnits(const Sample& sample, std::size_t lengthSize, const ByteSourc
     at += unit;
   }
   return sample.size > 0 && (at == end || units == enoughUnits);
+}
+
+Fit fitOf(const Sample& picture, std::size_t lengthSize, const ByteSource& clip) {
+  constexpr std::size_t head = 64;
+  if (isMadeOfUnits(picture, lengthSize, clip)) {
+    return Fit::fits;
+  }
+  const auto bytes = clip.read(picture.offset, std::min<std::size_t>(head, picture.size));
+  const bool isEmpty =
+      std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
+  return isEmpty ? Fit::isEmpty : startsWithCode(bytes) ? Fit::fits : Fit::misfits;
 }
 
 std::optional<std::uint64_t> endOfFit(const Movie& movie, const ByteSource& clip) {

@@ -16,6 +16,12 @@ namespace tallowmark::IndexFit {
 /// own. Throws DeviceError.
 bool isMadeOfUnits(const Sample& sample, std::size_t lengthSize, const ByteSource& clip);
 
+/// What stands where a picture is said to be.
+enum class Fit { fits, misfits, isEmpty };
+
+/// Throws DeviceError.
+Fit fitOf(const Sample& picture, std::size_t lengthSize, const ByteSource& clip);
+
 /// Where the pictures end that stand where the index says, when those behind, up to its last one,
 /// do not; 0 when that is so from the first pictures on. Nothing for an index that fits. Looks at
 /// some dozen pictures; what is overwritten in between does not count. Throws DeviceError.

@@ -34,6 +34,24 @@ SampleRuns::Iterator firstBehind(std::uint64_t offset, const SampleRuns& runs) {
       [](std::uint64_t place, const SampleRun& run) { return place < run.first.offset; });
 }
 
+// The last run that starts by a position; nothing for none.
+std::optional<SampleRun> lastBy(std::uint64_t offset, const SampleRuns& runs) {
+  auto behind = firstBehind(offset, runs);
+  if (behind == runs.begin()) return std::nullopt;
+  return *--behind;
+}
+
+bool holds(const Sample& sample, const SampleRuns& runs) {
+  const auto run = lastBy(sample.offset, runs);
+  return run && sample.size > 0 && run->first.size == sample.size && sample.offset < run->end() &&
+         (sample.offset - run->first.offset) % sample.size == 0;
+}
+
+bool overlaps(const Sample& sample, const SampleRuns& runs) {
+  const auto run = lastBy(sample.offset + std::max(sample.size, 1U) - 1, runs);
+  return run && run->end() > sample.offset;
+}
+
 }  // namespace
 
 const Track* trackOf(const Movie& movie, std::uint32_t trackID) {
@@ -42,17 +60,11 @@ const Track* trackOf(const Movie& movie, std::uint32_t trackID) {
   return found == movie.tracks.end() ? nullptr : &*found;
 }
 
-bool isFoundAgain(const SampleList& known, const SampleList& rebuilt) {
-  constexpr double enough = 0.95;
+bool isFoundAgain(const SampleList& known, const SampleList& rebuilt, double enough) {
   std::uint64_t found = 0;
   const SampleRuns runs = rebuilt.runs();
   for (const SampleRun& run : known.runs()) {
-    auto behind = firstBehind(run.first.offset, runs);
-    if (behind == runs.begin() || run.first.size == 0) continue;
-    const SampleRun same = *--behind;
-    const bool isSame = same.first.size == run.first.size && run.first.offset < same.end() &&
-                        (run.first.offset - same.first.offset) % run.first.size == 0;
-    found += isSame ? 1U : 0U;
+    found += holds(run.first, runs) ? 1U : 0U;
   }
   return !known.empty() &&
          static_cast<double>(found) >= enough * static_cast<double>(known.runs().size());
@@ -63,41 +75,85 @@ namespace {
 /// One track whose lost pieces are filled.
 class FilledTrack {
  public:
-  FilledTrack(Track& track, const SampleList& rebuilt)
-      : track_(track), rebuilt_(rebuilt), usual_(track.samples.typicalDuration()) {}
+  FilledTrack(Track& track, const SampleList& again, const Movie& rebuilt)
+      : track_(track),
+        rebuilt_(again),
+        all_(rebuilt),
+        usual_(track.samples.typicalDuration()),
+        end_(track.samples.size()) {}
 
   void fill(std::vector<LostPiece>& pieces);
   /// What was found behind all that is known, in seconds, and whether anything was.
   double tail() const { return secondsOf(waiting_.duration(), track_); }
   bool hasTail() const { return !waiting_.empty(); }
-  /// Ends the track with it, `late` seconds behind what is known.
-  void end(double late);
+  /// Ends the track with it, `late` seconds behind what is known: that is behind `piece`.
+  void end(double late, LostPiece& piece);
   std::uint64_t bytes() const { return bytes_; }
 
  private:
-  void gather(const LostPiece& piece);
+  std::uint64_t endOfSound(std::uint64_t end) const;
+  void gather(std::uint64_t from, std::uint64_t to);
+  std::uint64_t cutSound(const LostPiece& piece, LostPiece::Resumption* place);
   std::uint64_t timeFor(const std::optional<std::uint64_t>& ticks);
   void keep(std::uint64_t upTo, std::uint64_t longer, std::uint64_t shorter);
   void putIn();
 
   Track& track_;
   const SampleList& rebuilt_;
+  const Movie& all_;
   std::uint32_t usual_;
+  /// Behind the last sample that is believed.
+  std::uint64_t end_;
   SampleList filled_;
   SampleList waiting_;
   std::uint64_t kept_ = 0;
   std::uint64_t bytes_ = 0;
 };
 
+// The number of the first sample from which on, up to `end`, the rebuild finds none, but others
+// over one of them: bytes are missing there, with the index of the piece behind.
+std::uint64_t FilledTrack::endOfSound(std::uint64_t end) const {
+  if (track_.kind != Track::Kind::audio) return end;
+  constexpr std::uint64_t mostMissed = 2;
+  std::uint64_t first = end;
+  bool areOthers = false;
+  const SampleRuns same = rebuilt_.runs();
+  for (; first > kept_; --first) {
+    const Sample sample = track_.samples[first - 1];
+    if (holds(sample, same)) break;
+    for (const Track& track : all_.tracks) {
+      areOthers = areOthers || overlaps(sample, track.samples.runs());
+    }
+  }
+  return areOthers || end - first > mostMissed ? first : end;
+}
+
+// Sound ahead of a piece that is none belongs to it: returns where the piece starts for the track.
+std::uint64_t FilledTrack::cutSound(const LostPiece& piece, LostPiece::Resumption* place) {
+  const std::uint64_t resumed = place == nullptr ? track_.samples.size() : place->sample;
+  const std::uint64_t end = endOfSound(resumed);
+  if (end == resumed) return piece.from;
+  const std::uint64_t from = std::min(piece.from, track_.samples[end].offset);
+  const std::uint64_t ticks = track_.samples.slice(end, resumed).duration();
+  if (place == nullptr) {
+    end_ = end;
+    return from;
+  }
+  keep(end, ticks, 0);
+  kept_ = resumed;
+  place->ticks = ticks;
+  return from;
+}
+
 // What the rebuild found in a piece.
-void FilledTrack::gather(const LostPiece& piece) {
+void FilledTrack::gather(std::uint64_t from, std::uint64_t to) {
   const SampleRuns runs = rebuilt_.runs();
-  const auto end = firstBehind(piece.to, runs);
-  auto run = piece.from == 0 ? runs.begin() : firstBehind(piece.from - 1, runs);
+  const auto end = firstBehind(to, runs);
+  auto run = from == 0 ? runs.begin() : firstBehind(from - 1, runs);
   for (; run < end; ++run) {
     Sample first = run->first;
     first.duration = usual_;
-    if (first.size > 0) waiting_.append(first, run->countEndingBy(piece.to));
+    if (first.size > 0) waiting_.append(first, run->countEndingBy(to));
   }
 }
 
@@ -140,35 +196,47 @@ void FilledTrack::putIn() {
 // the next piece starts, and the sample ahead of the damage keeps what time is left.
 void FilledTrack::fill(std::vector<LostPiece>& pieces) {
   for (LostPiece& piece : pieces) {
-    gather(piece);
-    if (auto* place = resumptionOf(track_.trackID, piece)) {
+    auto* place = resumptionOf(track_.trackID, piece);
+    const bool isNext = place != nullptr || &piece == &pieces.back();
+    gather(isNext ? cutSound(piece, place) : piece.from, piece.to);
+    if (place != nullptr) {
       const std::uint64_t time = timeFor(place->ticks);
       keep(place->sample, 0, place->ticks ? time : 0);
+      place->sample = filled_.size();
       if (place->ticks) *place->ticks -= time;
       putIn();
     }
   }
 }
 
-void FilledTrack::end(double late) {
+void FilledTrack::end(double late, LostPiece& piece) {
   const double ticks = std::round(std::min(late, longestDelay) * track_.timescale);
-  keep(track_.samples.size(), hasTail() ? static_cast<std::uint64_t>(ticks) : 0, 0);
+  keep(end_, hasTail() ? static_cast<std::uint64_t>(ticks) : 0, 0);
+  if (hasTail() && ticks > 0) {
+    piece.resumptions.push_back(
+        {track_.trackID, filled_.size(), static_cast<std::uint64_t>(ticks)});
+  }
   putIn();
   track_.samples = std::move(filled_);
 }
 
 }  // namespace
 
-std::uint64_t fillLostPieces(Movie& movie, const Movie& rebuilt) {
+std::uint64_t fillLostPieces(Movie& movie, Movie rebuilt, std::uint64_t mediaEnd) {
+  // Silence that the rebuild made lies out of the file's order.
+  for (Track& track : rebuilt.tracks) track.samples = track.samples.endingBy(mediaEnd);
   const Track* video = movie.videoTrack();
   const Track* found = video == nullptr ? nullptr : trackOf(rebuilt, video->trackID);
   if (found == nullptr || !isFoundAgain(video->samples, found->samples)) return 0;
+  // Some of what is known of sound may stand elsewhere.
+  constexpr double enoughSound = 0.75;
   std::vector<FilledTrack> tracks;
   for (Track& track : movie.tracks) {
     const Track* again =
         track.kind == Track::Kind::other ? nullptr : trackOf(rebuilt, track.trackID);
-    if (again != nullptr && isFoundAgain(track.samples, again->samples)) {
-      tracks.emplace_back(track, again->samples).fill(movie.lostPieces);
+    const double enough = track.kind == Track::Kind::audio ? enoughSound : mostOfIt;
+    if (again != nullptr && isFoundAgain(track.samples, again->samples, enough)) {
+      tracks.emplace_back(track, again->samples, rebuilt).fill(movie.lostPieces);
     }
   }
   // Sound does not end with the last picture to the block.
@@ -178,7 +246,7 @@ std::uint64_t fillLostPieces(Movie& movie, const Movie& rebuilt) {
   std::uint64_t bytes = 0;
   for (FilledTrack& track : tracks) {
     const double late = longest - track.tail();
-    track.end(late > leastLate ? late : 0);
+    track.end(late > leastLate ? late : 0, movie.lostPieces.back());
     bytes += track.bytes();
   }
   return bytes;

@@ -9,9 +9,13 @@ namespace tallowmark::VideoRepair {
 
 namespace {
 
-// The number of the first sample that starts at or behind a position.
-std::uint64_t firstFrom(std::uint64_t position, const SampleList& samples) {
+// The number of the first sample that starts at or behind a position. Silence that was made lies at
+// `mediaEnd`, wherever it is heard.
+std::uint64_t firstFrom(std::uint64_t position, std::uint64_t mediaEnd, const SampleList& samples) {
   for (const SampleRun& run : samples.runs()) {
+    if (run.first.offset >= mediaEnd) {
+      continue;
+    }
     if (run.first.offset >= position) {
       return run.start;
     }
@@ -25,18 +29,18 @@ std::uint64_t firstFrom(std::uint64_t position, const SampleList& samples) {
 
 }  // namespace
 
-bool goOnWithMoved(Movie& movie, std::uint64_t from, const Movie& rebuilt) {
+bool goOnWithMoved(Movie& movie, std::uint64_t from, const Movie& rebuilt, std::uint64_t mediaEnd) {
   const Track* video = movie.videoTrack();
   const Track* found = video == nullptr ? nullptr : trackOf(rebuilt, video->trackID);
   if (found == nullptr || !isFoundAgain(video->samples, found->samples) ||
-      firstFrom(from, found->samples) == found->samples.size()) {
+      firstFrom(from, mediaEnd, found->samples) == found->samples.size()) {
     return false;
   }
   for (Track& track : movie.tracks) {
     const Track* again = trackOf(rebuilt, track.trackID);
     if (again != nullptr && again->timescale == track.timescale) {
       const SampleList& samples = again->samples;
-      track.samples.append(samples.slice(firstFrom(from, samples), samples.size()));
+      track.samples.append(samples.slice(firstFrom(from, mediaEnd, samples), samples.size()));
     }
   }
   return true;

@@ -2,8 +2,12 @@
 #include "MediaKit/Video/SilentSamples.h"
 
 #include <algorithm>
+#include <utility>
+#include <vector>
 
 #include "MediaKit/Container/BigEndian.h"
+#include "MediaKit/Sound/SilentBlock.h"
+#include "MediaKit/Sound/SoundHabits.h"
 #include "MediaKit/Video/PCMLayout.h"
 #include "MediaKit/Video/WrittenRange.h"
 
@@ -29,6 +33,17 @@ std::uint64_t longestHold(const SampleList& samples) {
 }
 
 // `silent`: the first of `most` silent samples, which long silence goes through again and again.
+void appendHeld(Sample held, const Sample& silent, std::uint64_t most, SampleList& filled) {
+  std::uint64_t left = held.duration / silent.duration - 1;
+  held.duration = silent.duration + held.duration % silent.duration;
+  filled.append(held);
+  while (left > 0) {
+    const std::uint64_t now = std::min(left, most);
+    filled.append(silent, now);
+    left -= now;
+  }
+}
+
 SampleList withSilentSamples(const SampleList& samples, const Sample& silent, std::uint64_t most) {
   SampleList filled;
   for (const SampleRun& run : samples.runs()) {
@@ -37,18 +52,32 @@ SampleList withSilentSamples(const SampleList& samples, const Sample& silent, st
       continue;
     }
     for (std::uint64_t i = 0; i < run.count; ++i) {
-      Sample held = run.at(i);
-      std::uint64_t left = held.duration - 1;
-      held.duration = 1;
-      filled.append(held);
-      while (left > 0) {
-        const std::uint64_t now = std::min(left, most);
-        filled.append(silent, now);
-        left -= now;
-      }
+      appendHeld(run.at(i), silent, most, filled);
     }
   }
   return filled;
+}
+
+// The numbers of the track's last samples ahead of losses, in order.
+std::vector<std::uint64_t> aheadOfLosses(const Track& track, const std::vector<LostPiece>& pieces) {
+  std::vector<std::uint64_t> numbers;
+  for (const LostPiece& piece : pieces) {
+    for (const LostPiece::Resumption& place : piece.resumptions) {
+      const bool isOne = place.trackID == track.trackID && place.sample > 0;
+      if (isOne && place.sample <= track.samples.size()) numbers.push_back(place.sample - 1);
+    }
+  }
+  std::sort(numbers.begin(), numbers.end());
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+  return numbers;
+}
+
+// A silent block as that track of AAC would have it; empty for other tracks.
+std::vector<std::uint8_t> silentBlockOf(const Track& track, const ByteSource& clip) {
+  if (track.kind != Track::Kind::audio) return {};
+  const auto habits = SoundHabits::learn(track, clip);
+  const bool isUsual = habits && habits->ticks > 0 && track.typicalDuration() == habits->ticks;
+  return isUsual ? silentBlock(habits->usualPattern) : std::vector<std::uint8_t>{};
 }
 
 }  // namespace
@@ -58,7 +87,8 @@ std::vector<std::uint8_t> fillHolds(Movie& movie) {
   const std::uint64_t mediaEnd = writtenRange(movie).upper;
   std::vector<std::uint8_t> silence;
   for (Track& track : movie.tracks) {
-    const auto pcm = track.kind == Track::Kind::audio ? PCMLayout::of(track) : std::nullopt;
+    const bool isInSingles = track.kind == Track::Kind::audio && track.typicalDuration() == 1;
+    const auto pcm = isInSingles ? PCMLayout::of(track) : std::nullopt;
     const std::uint64_t longest = pcm ? longestHold(track.samples) : 0;
     if (longest == 0) {
       continue;
@@ -70,6 +100,38 @@ std::vector<std::uint8_t> fillHolds(Movie& movie) {
                         .isSync = true};
     silence.resize(silence.size() + most * pcm->sampleSize, silentByte(track));
     track.samples = withSilentSamples(track.samples, silent, most);
+  }
+  return silence;
+}
+
+Silence fillLostSound(Movie& movie, const ByteSource& clip) {
+  // Of numbers that are made up.
+  constexpr std::uint32_t longestSilence = 1U << 20U;
+  const std::uint64_t mediaEnd = writtenRange(movie).upper;
+  Silence silence{fillHolds(movie)};
+  for (Track& track : movie.tracks) {
+    const auto numbers = aheadOfLosses(track, movie.lostPieces);
+    const auto block = numbers.empty() ? std::vector<std::uint8_t>{} : silentBlockOf(track, clip);
+    if (block.empty()) continue;
+    const Sample silent{.offset = mediaEnd + silence.bytes.size(),
+                        .size = static_cast<std::uint32_t>(block.size()),
+                        .duration = track.typicalDuration(),
+                        .isSync = true};
+    SampleList filled;
+    std::uint64_t done = 0;
+    for (const std::uint64_t number : numbers) {
+      const Sample held = track.samples[number];
+      const std::uint32_t blocks = held.duration / silent.duration;
+      if (blocks < 2 || blocks > longestSilence) continue;
+      filled.append(track.samples.slice(done, number));
+      appendHeld(held, silent, 1, filled);
+      done = number + 1;
+    }
+    if (done == 0) continue;
+    filled.append(track.samples.slice(done, track.samples.size()));
+    silence.blocks += filled.size() - track.samples.size();
+    track.samples = std::move(filled);
+    silence.bytes.insert(silence.bytes.end(), block.begin(), block.end());
   }
   return silence;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
 
 namespace tallowmark::VideoRepair {
@@ -12,5 +13,17 @@ namespace tallowmark::VideoRepair {
 /// tracks become of usual length, with silent ones behind them. Returns the bytes of silence, which
 /// belong right behind the last byte of any sample; none where nothing is held.
 std::vector<std::uint8_t> fillHolds(Movie& movie);
+
+/// What fills the sound of a movie.
+struct Silence {
+  /// As fillHolds returns them.
+  std::vector<std::uint8_t> bytes;
+  /// Blocks of AAC, in all tracks.
+  std::uint64_t blocks = 0;
+};
+
+/// The same, and the same for blocks of AAC that last as long as two or more, of a movie whose
+/// index is that of `clip`. Throws DeviceError.
+Silence fillLostSound(Movie& movie, const ByteSource& clip);
 
 }  // namespace tallowmark::VideoRepair

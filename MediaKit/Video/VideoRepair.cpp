@@ -12,6 +12,8 @@
 #include "MediaKit/Video/LostIndex.h"
 #include "MediaKit/Video/LostPieces.h"
 #include "MediaKit/Video/MovedRest.h"
+#include "MediaKit/Video/SilentSamples.h"
+#include "MediaKit/Video/TornPieces.h"
 #include "MediaKit/Video/WrittenRange.h"
 
 namespace tallowmark::VideoRepair {
@@ -44,7 +46,10 @@ Movie indexOf(const ByteSource& source) {
 // What of the index is to be gone by.
 Movie readIndex(const ByteSource& source, Depth depth) {
   Movie movie = indexOf(source);
-  if (depth == Depth::full) IndexFit::cutToFit(movie, source);
+  if (depth == Depth::full) {
+    TornPieces::mend(movie, source);
+    IndexFit::cutToFit(movie, source);
+  }
   return movie;
 }
 
@@ -67,6 +72,11 @@ Plan trimmed(Movie movie, std::uint64_t fileSize) {
   return trimmed;
 }
 
+// Behind what is read of the clip itself.
+std::uint64_t mediaEndOf(const Plan& rebuilt, const ByteSource& source) {
+  return rebuilt.added.bytes.empty() ? source.size() : rebuilt.added.at;
+}
+
 // The rest of a clip, which has moved, is rebuilt by what its index teaches up to there.
 Plan planWithMovedRest(const ByteSource& source, Movie movie, const Progress& progress,
                        const StopToken& stop) {
@@ -75,7 +85,7 @@ Plan planWithMovedRest(const ByteSource& source, Movie movie, const Progress& pr
   try {
     Plan rebuilt = planRebuildFrom(movie, source, progress, stop);
     done = rebuilt.progressDone;
-    if (goOnWithMoved(movie, rest.from, rebuilt.movie)) {
+    if (goOnWithMoved(movie, rest.from, rebuilt.movie, mediaEndOf(rebuilt, source))) {
       const Movie& whole = rebuilt.movie = std::move(movie);
       const Track* sound = whole.audioTrack();
       rebuilt.result.videoFrames = whole.videoTrack()->samples.size();
@@ -93,6 +103,20 @@ Plan planWithMovedRest(const ByteSource& source, Movie movie, const Progress& pr
   return left;
 }
 
+// Lost sound becomes silence: players may go on with the next block at once.
+void fillSound(Plan& plan, const ByteSource& source) {
+  const std::uint64_t mediaEnd = writtenRange(plan.movie).upper;
+  Silence silence = fillLostSound(plan.movie, source);
+  if (silence.bytes.empty()) return;
+  plan.added = {mediaEnd, std::move(silence.bytes)};
+  Result& result = plan.result;
+  if (silence.blocks > 0) {
+    result.soundBlocksFound = result.audioPackets;
+    result.soundBlocksLost = result.soundBlocksFilled = silence.blocks;
+  }
+  result.audioPackets = plan.movie.audioTrack()->samples.size();
+}
+
 // The pieces of a recording whose index is lost are rebuilt by what the others teach: no clip can
 // be more like it.
 Plan planWithLostPieces(const ByteSource& source, Movie movie, const Progress& progress,
@@ -101,9 +125,10 @@ Plan planWithLostPieces(const ByteSource& source, Movie movie, const Progress& p
   for (const LostPiece& piece : movie.lostPieces) lost += piece.to - piece.from;
   double done = 0;
   try {
-    const Plan rebuilt = planRebuildFrom(movie, source, progress, stop);
+    Plan rebuilt = planRebuildFrom(movie, source, progress, stop);
     done = rebuilt.progressDone;
-    lost -= std::min(lost, fillLostPieces(movie, rebuilt.movie));
+    const std::uint64_t mediaEnd = mediaEndOf(rebuilt, source);
+    lost -= std::min(lost, fillLostPieces(movie, std::move(rebuilt.movie), mediaEnd));
   } catch (const MediaError&) {
     // There is too little left to learn from.
   }
@@ -111,6 +136,7 @@ Plan planWithLostPieces(const ByteSource& source, Movie movie, const Progress& p
   filled.result.unusedBytes = lost;
   filled.result.unusedBy.unknown = lost;
   filled.progressDone = done;
+  fillSound(filled, source);
   return filled;
 }
 
@@ -132,7 +158,8 @@ Diagnosis diagnose(const ByteSource& source, Depth depth) {
                     depth);
   }
   if (const auto movie = LostIndex::find(source)) {
-    const bool fitsNowhere = depth == Depth::full && IndexFit::endOfFit(*movie, source) == 0;
+    const bool fitsNowhere = depth == Depth::full && !TornPieces::isMended(*movie, source) &&
+                             IndexFit::endOfFit(*movie, source) == 0;
     return fitsNowhere ? Diagnosis(MissingIndex{})
                        : Diagnosis(Truncated{samplesBehind(*movie, source.size())});
   }
@@ -146,6 +173,7 @@ Diagnosis diagnose(const Movie& movie, const Box& moov, const ByteSource& source
   }
   if (depth == Depth::full) {
     if (DamagedIndex::isDamaged(movie, moov, source)) return MissingIndex{};
+    if (TornPieces::isMended(movie, source)) return Truncated{0};
     if (const auto end = IndexFit::endOfFit(movie, source)) {
       return *end == 0 ? Diagnosis(MissingIndex{}) : Diagnosis(Truncated{0});
     }
@@ -188,7 +216,7 @@ Plan planTrim(const ByteSource& source) {
 void write(const Plan& plan, const ByteSource& source, FileSink& destination,
            const Progress& progress, const StopToken& stop) {
   ByteRange range = writtenRange(plan.movie);
-  range.upper -= plan.added.bytes.size();
+  if (!plan.added.bytes.empty()) range.upper = plan.added.at;
   MovieWriter::write(plan.movie, source, range, plan.added.bytes, destination, progress, stop);
 }
 

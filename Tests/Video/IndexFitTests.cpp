@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 #include <set>
 
 #include "DeviceKit/FileSink.h"
@@ -14,6 +13,7 @@
 #include "MediaKit/Video/VideoRepair.h"
 #include "Tests/Support/Boxes.h"
 #include "Tests/Support/Clips.h"
+#include "Tests/Support/Clusters.h"
 #include "Tests/Support/Files.h"
 #include "Tests/Support/Process.h"
 
@@ -23,28 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t cluster = 16384;
-
-std::ptrdiff_t placeOf(std::size_t position) {
-  return static_cast<std::ptrdiff_t>(position);
-}
-
-Bytes without(Bytes file, std::size_t from) {
-  file.erase(file.begin() + placeOf(from), file.begin() + placeOf(from + cluster));
-  return file;
-}
-
-Bytes noise() {
-  std::mt19937 random(3);
-  Bytes bytes(cluster);
-  for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
-  return bytes;
-}
-
-Bytes withMore(Bytes file, std::size_t at) {
-  const Bytes more = noise();
-  file.insert(file.begin() + placeOf(at), more.begin(), more.end());
-  return file;
-}
 
 Bytes overwritten(Bytes file, std::size_t at, const Bytes& with) {
   std::copy(with.begin(), with.end(), file.begin() + placeOf(at));
@@ -127,7 +105,8 @@ TEST_F(IndexFit, whatHasMovedIsFoundByWhatTheIndexTeaches) {
     const fs::path path = makeClip(recipe);
     for (const Bytes& clip : {contentsOf(path), indexFirst(path)}) {
       const std::size_t place = clip.size() * 6 / 10;
-      for (const Bytes& damaged : {without(clip, place), withMore(clip, place)}) {
+      for (const Bytes& damaged :
+           {withoutCluster(clip, place, cluster), withForeignCluster(clip, place, cluster)}) {
         SCOPED_TRACE(recipe.codec + " " + recipe.audio + " " + std::to_string(damaged.size()));
         const auto diagnosis = VideoRepair::diagnose(MemorySource(damaged));
         EXPECT_TRUE(std::holds_alternative<VideoRepair::Truncated>(diagnosis));
@@ -144,7 +123,7 @@ TEST_F(IndexFit, anIndexThatFitsNowhereIsNone) {
   recipe.variant = 1;
   const Bytes sibling = contentsOf(makeClip(recipe));
   const Bytes clip = indexFirst(path);
-  const Bytes damaged = withMore(clip, clip.size() / 8);
+  const Bytes damaged = withForeignCluster(clip, clip.size() / 8, cluster);
   EXPECT_TRUE(std::holds_alternative<VideoRepair::MissingIndex>(
       VideoRepair::diagnose(MemorySource(damaged))));
   const MemorySource reference(sibling);
@@ -159,7 +138,7 @@ TEST_F(IndexFit, anIndexThatFitsAgainBehindDamageIsRight) {
     const char* label;
     Bytes file;
   } rows[] = {{"whole", clip},
-              {"noise", overwritten(clip, place, noise())},
+              {"noise", overwritten(clip, place, foreignCluster(cluster))},
               {"zeros", overwritten(clip, place, Bytes(cluster))},
               {"zeros up to the index", overwritten(clip, clip.size() * 3 / 4, Bytes(cluster))}};
   for (const auto& row : rows) {

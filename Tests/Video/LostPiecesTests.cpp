@@ -9,6 +9,7 @@
 #include "MediaKit/Video/VideoRepair.h"
 #include "Tests/Support/Boxes.h"
 #include "Tests/Support/Clips.h"
+#include "Tests/Support/Clusters.h"
 #include "Tests/Support/Process.h"
 
 namespace tallowmark::testing {
@@ -124,6 +125,81 @@ TEST(LostPieces, leaveTheRestInStep) {
         std::pair(shown(whole, Track::Kind::audio), shown(copy, Track::Kind::audio))}) {
     for (const std::string& sample : some) {
       EXPECT_TRUE(std::find(all.begin(), all.end(), sample) != all.end());
+    }
+  }
+}
+
+// Of a clip's samples, how many a copy does not have at their time, and the other way round.
+struct Differences {
+  std::size_t missing = 0;
+  std::size_t foreign = 0;
+};
+
+Differences differences(const std::vector<std::string>& all, const std::vector<std::string>& some) {
+  Differences found;
+  const auto lacks = [](const auto& samples, const std::string& sample) {
+    return std::find(samples.begin(), samples.end(), sample) == samples.end();
+  };
+  for (const std::string& sample : all) found.missing += lacks(some, sample) ? 1U : 0U;
+  for (const std::string& sample : some) found.foreign += lacks(all, sample) ? 1U : 0U;
+  return found;
+}
+
+// A card loses clusters of a file, or another's come in: what follows in the piece, and all pieces
+// that say where they are in the file, have moved.
+TEST(LostPieces, loseOnlyWhatIsTorn) {
+  if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
+  constexpr std::size_t lost = 8192;
+  const auto without = [](const Bytes& file, std::size_t at) {
+    return withoutCluster(file, at, lost);
+  };
+  const TemporaryFolder folder;
+  for (const char* flags : {"frag_keyframe+empty_moov", "frag_keyframe+default_base_moof"}) {
+    const ClipRecipe recipe{.bFrames = 2, .seconds = 8, .settings = ":crf=12"};
+    const Bytes clip = inPieces(recipe, flags, folder);
+    const std::vector<Box> indexes = boxesOf(clip, "moof");
+    const std::vector<Box> media = boxesOf(clip, "mdat");
+    const std::size_t third = media[2].offset + media[2].size / 4;
+    const std::size_t soundOfThird = media[2].end() - lost - 2000;
+    const std::size_t sixth = media[5].offset + media[5].size / 3;
+    const std::size_t last = media.back().offset + media.back().size / 4;
+    const std::size_t nextIndex = indexes[3].offset - 2000;
+    // Pictures and blocks of sound that the cluster holds, or a part of; silence takes the time of
+    // the latter.
+    const struct {
+      const char* label;
+      Bytes file;
+      std::size_t pictures;
+      std::size_t blocks;
+      std::size_t torn = 1;
+    } rows[] = {
+        {"one missing", without(clip, third), 8, 0},
+        {"sound missing", without(clip, soundOfThird), 1, 47},
+        {"two missing", without(without(clip, sixth), third), 16, 0, 2},
+        {"missing with the next index", without(clip, nextIndex), 12, 24},
+        {"one put in", withForeignCluster(clip, third, lost), 1, 0},
+        {"missing in the last", without(clip, last), 8, 0},
+        {"put in to the last", withForeignCluster(clip, last, lost), 1, 0},
+    };
+    const MemorySource whole(clip);
+    for (const auto& row : rows) {
+      SCOPED_TRACE(std::string(flags) + ": " + row.label);
+      const MemorySource source(row.file);
+      EXPECT_TRUE(std::holds_alternative<VideoRepair::Truncated>(VideoRepair::diagnose(source)));
+      const fs::path path = folder / "copy.mp4";
+      {
+        FileSink sink(path.string());
+        (void)VideoRepair::repair(source, nullptr, sink);
+      }
+      const FileSource copy(path.string());
+      const Differences pictures =
+          differences(shown(whole, Track::Kind::video), shown(copy, Track::Kind::video));
+      const Differences sound =
+          differences(shown(whole, Track::Kind::audio), shown(copy, Track::Kind::audio));
+      EXPECT_LE(pictures.missing, row.pictures);
+      EXPECT_LE(pictures.foreign, row.torn);
+      EXPECT_LE(sound.missing, row.blocks);
+      EXPECT_LE(sound.foreign, row.blocks + 1);
     }
   }
 }
