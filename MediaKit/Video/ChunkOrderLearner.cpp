@@ -44,7 +44,7 @@ ChunkOrderLearner::ChunkOrderLearner(const std::vector<Extent>& extents, const B
   std::map<const Track*, bool> asked;
   for (const Extent& extent : extents) {
     if (extent.track->kind == Track::Kind::audio && asked.emplace(extent.track, true).second) {
-      if (const auto pcm = PCMLayout::of(*extent.track)) {
+      if (const auto pcm = PCMLayout::ofEvenSamples(*extent.track)) {
         sampleSizes_[extent.track] = pcm->sampleSize;
       }
     }

@@ -16,6 +16,9 @@ struct PCMLayout {
   /// Nothing for compressed sound and for tracks without samples of one common size.
   static std::optional<PCMLayout> of(const Track& track);
 
+  /// The same, and for dashcams' sound of one byte a sample by the laws of ITU-T G.711.
+  static std::optional<PCMLayout> ofEvenSamples(const Track& track);
+
   friend bool operator==(const PCMLayout&, const PCMLayout&) = default;
 };
 

@@ -114,6 +114,7 @@ Teacher learn(Movie movie, const ByteSource& reference, Depth depth) {
   teacher.fitting.emplace(*teacher.video, reference, teacher.format);
   teacher.side = SideLessons::learn(teacher.movie, reference);
   if (teacher.audio != nullptr) {
+    teacher.pcm = PCMLayout::ofEvenSamples(*teacher.audio);
     teacher.sound = SoundLayout::learn(teacher.movie, reference);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);
   }

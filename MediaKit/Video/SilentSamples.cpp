@@ -16,10 +16,12 @@ namespace tallowmark::VideoRepair {
 namespace {
 
 // Unsigned samples are silent in the middle of their range: 8 bits of `raw ` (QuickTime File
-// Format, Sound Sample Descriptions).
+// Format, Sound Sample Descriptions). So are those of G.711, with bits inverted.
 std::uint8_t silentByte(const Track& track) {
   constexpr std::size_t bitsAt = 26;
-  const bool isUnsigned = track.codec == FourCC("raw ") && track.sampleEntry.size() >= bitsAt + 2 &&
+  if (track.codec == "ulaw") return 0xFF;
+  if (track.codec == "alaw") return 0xD5;
+  const bool isUnsigned = track.codec == "raw " && track.sampleEntry.size() >= bitsAt + 2 &&
                           bigEndian<std::uint16_t>(track.sampleEntry, bitsAt) == 8;
   return isUnsigned ? 0x80 : 0;
 }
@@ -88,7 +90,7 @@ std::vector<std::uint8_t> fillHolds(Movie& movie) {
   std::vector<std::uint8_t> silence;
   for (Track& track : movie.tracks) {
     const bool isInSingles = track.kind == Track::Kind::audio && track.typicalDuration() == 1;
-    const auto pcm = isInSingles ? PCMLayout::of(track) : std::nullopt;
+    const auto pcm = isInSingles ? PCMLayout::ofEvenSamples(track) : std::nullopt;
     const std::uint64_t longest = pcm ? longestHold(track.samples) : 0;
     if (longest == 0) {
       continue;

@@ -138,7 +138,7 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
 std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const ByteSource& source) {
   const Track* video = reference.videoTrack();
   const Track* audio = reference.audioTrack();
-  const auto pcm = audio != nullptr ? PCMLayout::of(*audio) : std::nullopt;
+  const auto pcm = audio != nullptr ? PCMLayout::ofEvenSamples(*audio) : std::nullopt;
   if (!pcm || video == nullptr) {
     return std::nullopt;
   }

@@ -77,6 +77,7 @@ const std::vector<ClipRecipe>& recipes() {
       {.container = "mov", .audio = "pcm_s16le", .bFrames = 2},
       {.container = "mov", .audio = "pcm_s16be", .bFrames = 2, .slices = 4},
       {.container = "mov", .audio = "pcm_s24be", .slices = 4},
+      {.container = "mov", .audio = "pcm_mulaw"},
       {.container = "mov", .audio = "pcm_f32le"},
       {.container = "mov",
        .audio = "pcm_s16le",
