@@ -50,9 +50,8 @@ class Learner {
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
   template <typename Visit>
-  void forEachGap(const std::vector<Extent>& extents, std::uint64_t start, Visit visit) const;
+  Gap forEachGap(const std::vector<Extent>& extents, std::uint64_t start, Visit visit) const;
   void learnGap(const Gap& gap);
-  void learnOrder(const Gap& gap);
 
   const Movie& movie_;
   BlockLayout& layout_;
@@ -67,13 +66,13 @@ std::optional<std::size_t> Learner::placeOf(const Track* track) const {
   return std::nullopt;
 }
 
-void Learner::learnOrder(const Gap& gap) {
+TrackOrder::Order orderOf(const Gap& gap) {
   TrackOrder::Order order;
   for (const Gap::Piece& piece : gap.pieces) {
     order.insert(order.end(), piece.track ? static_cast<std::size_t>(piece.blocks) : 0,
                  static_cast<std::uint8_t>(piece.track.value_or(0)));
   }
-  layout_.order.learn(order);
+  return order;
 }
 
 void Learner::learnGap(const Gap& gap) {
@@ -92,10 +91,10 @@ void Learner::learnGap(const Gap& gap) {
   layout_.hasGapsWithoutSound = layout_.hasGapsWithoutSound || blocks == 0;
 }
 
-// What stands behind the last picture ends as the recording ended: no habit.
+// Returns what stands behind the last picture: it ends as the recording ended, no habit.
 template <typename Visit>
-void Learner::forEachGap(const std::vector<Extent>& extents, std::uint64_t start,
-                         Visit visit) const {
+Gap Learner::forEachGap(const std::vector<Extent>& extents, std::uint64_t start,
+                        Visit visit) const {
   Gap gap;
   std::uint64_t at = start;
   for (const Extent& extent : extents) {
@@ -113,6 +112,7 @@ void Learner::forEachGap(const std::vector<Extent>& extents, std::uint64_t start
       gap.add({std::nullopt, extent.to - extent.from, 0});
     }
   }
+  return gap;
 }
 
 void Learner::learnGaps(const std::vector<Extent>& extents, std::uint64_t start) {
@@ -125,7 +125,8 @@ void Learner::learnOrders(const std::vector<Extent>& extents, std::uint64_t star
   for (const BlockLayout::SoundTrack& track : layout_.tracks) kinds.push_back(track.kind);
   layout_.order = TrackOrder(std::move(kinds), layout_.mostBlocks);
   if (layout_.tracks.size() > 1) {
-    forEachGap(extents, start, [&](const Gap& gap) { learnOrder(gap); });
+    const auto learnNext = [&](const Gap& gap) { layout_.order.learn(orderOf(gap)); };
+    layout_.order.learnEnd(orderOf(forEachGap(extents, start, learnNext)));
   }
 }
 

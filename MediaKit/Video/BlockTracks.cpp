@@ -157,7 +157,7 @@ void GatheredBlocks::tell(Owners::Tracks tracks, const Visit& visit) const {
     TrackOrder order = layout_.order;
     std::size_t rows = 0;
     for (const Ended& ended : gaps_) {
-      if (ended.gap.isUsual && ended.rows > rows) {
+      if (ended.gap.isUsual && ended.rows > rows && &ended != &gaps_.back()) {
         order.learnCount(rows_[rows].blocks);
       }
       rows = ended.rows;

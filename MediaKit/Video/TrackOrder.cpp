@@ -14,6 +14,8 @@ constexpr std::size_t mostBlocksLearnt = std::size_t{16} << 10U;
 constexpr std::size_t longestOrder = 1024;
 // A second of sound, and what a gap holds.
 constexpr std::size_t mostDelay = 50;
+// Ways in which a recording may have ended that are looked at.
+constexpr std::size_t mostEndings = 64;
 
 }  // namespace
 
@@ -96,6 +98,7 @@ void TrackOrder::learn(const Order& order) {
     takeTurnsByBlock_ = takeTurnsByBlock_ && isShared && order[i] == i % tracks_;
   }
   learnCount(order.size());
+  leastLearnt_ = leastShare_;
   mostOfOne_ = std::max(mostOfOne_, mostOfOneIn(order));
   firstBlocks_ = firstBlocks_ == 0 ? order.size() : firstBlocks_;
   hasTooMany_ = hasTooMany_ || order.size() > longestOrder ||
@@ -110,6 +113,16 @@ void TrackOrder::learnCount(std::size_t blocks) {
   if (blocks > 0 && blocks % tracks_ == 0) {
     leastShare_ = std::min(leastShare_, blocks / tracks_);
     mostShare_ = std::max(mostShare_, blocks / tracks_);
+  }
+}
+
+void TrackOrder::learnEnd(const Order& order) {
+  if (tracks_ > 1 && order.size() > mostShare_ * tracks_) {
+    const auto first = static_cast<std::size_t>(
+        std::find_if(order.begin(), order.end(), [&](auto track) { return track != order[0]; }) -
+        order.begin());
+    endsInOneRound_ = first * tracks_ == order.size();
+    endsInRounds_ = !endsInOneRound_;
   }
 }
 
@@ -136,6 +149,53 @@ std::vector<TrackOrder::Possible> TrackOrder::turns(const Row& row) const {
     for (Order& order : ordersOf(share)) found.push_back({std::move(order), none, none});
   }
   return found;
+}
+
+// Rounds of the usual lengths: the last one is shorter, or cut.
+void TrackOrder::addRounds(const Order& before, std::size_t blocks,
+                           std::vector<Order>& orders) const {
+  const auto add = [&](std::size_t share, std::size_t count) {
+    Order order = before;
+    for (std::size_t i = 0; i < count; ++i) order.push_back(static_cast<std::uint8_t>(i / share));
+    return order;
+  };
+  if (blocks % tracks_ == 0 && blocks <= mostShare_ * tracks_) {
+    orders.push_back(blocks == 0 ? before : add(blocks / tracks_, blocks));
+  }
+  for (std::size_t share = leastShare_; share <= mostShare_ && orders.size() <= mostEndings;
+       ++share) {
+    if (blocks < share * tracks_) {
+      orders.push_back(add(share, blocks));
+    } else if (blocks > 0) {
+      addRounds(add(share, share * tracks_), blocks - share * tracks_, orders);
+    }
+  }
+}
+
+// Behind the last picture stands what the recording had left: a round, or several as if there were
+// pictures between them.
+std::vector<TrackOrder::Possible> TrackOrder::lastTurns(const Row& row) const {
+  std::vector<Possible> found;
+  std::vector<Order> orders;
+  if (takeTurnsByGap_ && row.blocks <= longestOrder && mostShare_ > 0) {
+    if (row.blocks % tracks_ == 0 && row.blocks > mostShare_ * tracks_ && !endsInRounds_) {
+      orders = ordersOf(row.blocks / tracks_);
+    }
+    if (row.blocks <= mostShare_ * tracks_ || !endsInOneRound_) {
+      addRounds({}, row.blocks, orders);
+    }
+  }
+  if (takeTurnsByBlock_) {
+    Order order;
+    order.reserve(row.blocks);
+    for (std::size_t i = 0; i < row.blocks; ++i) {
+      order.push_back(static_cast<std::uint8_t>(i % tracks_));
+    }
+    orders.push_back(std::move(order));
+  }
+  const Lead none(tracks_, 0);
+  for (Order& order : orders) found.push_back({std::move(order), none, none});
+  return orders.size() > mostEndings ? std::vector<Possible>{} : found;
 }
 
 // An order that the reference does not have, where the next block's track is always certain.
@@ -228,12 +288,15 @@ std::vector<TrackOrder::Possible> TrackOrder::learnt(const Row& row,
   return found;
 }
 
-std::vector<TrackOrder::Possible> TrackOrder::possible(const Row& row,
-                                                       const std::set<Lead>& leads) const {
+std::vector<TrackOrder::Possible> TrackOrder::possible(const Row& row, const std::set<Lead>& leads,
+                                                       bool isLast) const {
   if (row.anchor == Anchor::neither || (hasTooMany_ && !takesTurns())) {
     return {};
   }
-  std::vector<Possible> orders = takesTurns() ? turns(row) : learnt(row, leads);
+  const bool isLastTurn = isLast && takesTurns() && row.anchor == Anchor::both;
+  std::vector<Possible> orders = isLastTurn     ? lastTurns(row)
+                                 : takesTurns() ? turns(row)
+                                                : learnt(row, leads);
   std::erase_if(orders, [&](const Possible& order) { return !isOfKinds(row, order.order); });
   return orders;
 }

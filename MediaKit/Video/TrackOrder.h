@@ -52,6 +52,8 @@ class TrackOrder {
 
   /// Learns the tracks of the blocks between two pictures, in the reference's order.
   void learn(const Order& order);
+  /// Learns what stands behind the last picture.
+  void learnEnd(const Order& order);
   /// Learns that a clip whose tracks take turns has so many blocks between two pictures.
   void learnCount(std::size_t blocks);
 
@@ -81,8 +83,10 @@ class TrackOrder {
   void learnNext(const Order& order);
   bool takesTurns() const { return takeTurnsByGap_ || takeTurnsByBlock_; }
   std::set<Lead> allLeads() const;
-  std::vector<Possible> possible(const Row& row, const std::set<Lead>& leads) const;
+  std::vector<Possible> possible(const Row& row, const std::set<Lead>& leads, bool isLast) const;
   std::vector<Possible> turns(const Row& row) const;
+  std::vector<Possible> lastTurns(const Row& row) const;
+  void addRounds(const Order& before, std::size_t blocks, std::vector<Order>& orders) const;
   std::vector<Possible> learnt(const Row& row, const std::set<Lead>& leads) const;
   std::optional<Possible> byLead(const Row& row, const Lead& lead) const;
   std::vector<std::uint8_t> kindsOf(const Order& order) const;
@@ -103,6 +107,11 @@ class TrackOrder {
   bool takeTurnsByBlock_ = true;
   std::size_t leastShare_ = std::numeric_limits<std::size_t>::max();
   std::size_t mostShare_ = 0;
+  /// The fewest in the reference.
+  std::size_t leastLearnt_ = 0;
+  /// Behind the reference's last picture several rounds stand, or one that is longer.
+  bool endsInRounds_ = false;
+  bool endsInOneRound_ = false;
   /// All orders there are behind each lead, while these are few.
   std::map<Lead, Lesson> lessons_;
   /// The track of the block that comes next behind each lead; nothing where that changes.

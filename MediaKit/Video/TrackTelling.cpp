@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "MediaKit/Video/BrokenTurns.h"
 #include "MediaKit/Video/TrackOrder.h"
 
 namespace tallowmark {
@@ -12,7 +13,8 @@ class TrackOrder::Telling {
   Telling(const TrackOrder& order, const std::function<void(const Told&)>& visit)
       : order_(order), visit_(visit), all_(order.allLeads()), leads_{Lead(order.tracks_, 0)} {}
 
-  void take(const Row& row, bool isLast);
+  /// Of a row that is not `inTurn` its place tells nothing.
+  void take(const Row& row, bool isLast, bool inTurn);
   void finish();
 
  private:
@@ -144,7 +146,7 @@ void TrackOrder::Telling::keepToRhythm(Candidates& candidates) {
 }
 
 std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, bool isLast) const {
-  std::vector<Possible> orders = order_.possible(row, leads_);
+  std::vector<Possible> orders = order_.possible(row, leads_, isLast);
   if (order_.takesTurns() || order_.hasTooMany_) {
     return orders;
   }
@@ -168,7 +170,7 @@ std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, 
     if (!order) {
       return {};
     }
-    if (leads_.size() == 1 || !order_.isTooMuchOfOne(order->order)) {
+    if (leads_.size() == 1 || isLast || !order_.isTooMuchOfOne(order->order)) {
       orders.push_back(std::move(*order));
     }
   }
@@ -180,7 +182,7 @@ std::vector<TrackOrder::Possible> TrackOrder::Telling::possible(const Row& row, 
   return orders;
 }
 
-void TrackOrder::Telling::take(const Row& row, bool isLast) {
+void TrackOrder::Telling::take(const Row& row, bool isLast, bool inTurn) {
   // Tracks that are not told apart by then never will be.
   constexpr std::size_t longestStretch = 16 << 10U;
   const bool isOtherStart = isFirst_ && row.blocks != order_.firstBlocks_ && !order_.takesTurns();
@@ -188,9 +190,11 @@ void TrackOrder::Telling::take(const Row& row, bool isLast) {
   if (!row.goesOn || isOtherStart) {
     lose();
   }
-  Candidates candidates{row, possible(row, isLast)};
+  Candidates candidates{row, inTurn ? possible(row, isLast) : std::vector<Possible>{}};
   if (!order_.takesTurns()) {
     keepToRhythm(candidates);
+  } else if (isLast && row.anchor == Anchor::both) {
+    candidates.row.anchor = Anchor::start;  // it may have been cut
   }
   leads_.clear();
   for (const Possible& order : candidates.orders) leads_.insert(order.behind);
@@ -213,7 +217,13 @@ void TrackOrder::tell(std::span<const Row> rows,
     return;
   }
   Telling telling(*this, visit);
-  for (const Row& row : rows) telling.take(row, &row == &rows.back());
+  std::vector<bool> outOfTurn(rows.size());
+  if (takesTurns() && !rows.empty() && rows.front().kinds.empty()) {
+    outOfTurn = rowsOutOfTurn(rows, {tracks_, leastLearnt_, !takeTurnsByBlock_});
+  }
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    telling.take(rows[row], row + 1 == rows.size(), !outOfTurn[row]);
+  }
   telling.finish();
 }
 

@@ -328,6 +328,8 @@ TEST(RebuiltSound, isToldByHowManyTracksItHas) {
       {"two as even as one at half the rate", {2, 50, halfApart}, {1, 50}, false},
       {"two, not four", {2}, {4}, false},
       {"three, not two", {3}, {2}, false},
+      {"two of which one ends soon", {2, 30, ",atrim=end=1.2"}, {2, 30}, false},
+      {"two apart, not two that begin together", {2, 30, apart}, {2, 30}, false},
   };
   for (const auto& row : rows) {
     Victim victim(clipOf(row.clip, 0));

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "MediaKit/Video/TrackOrder.h"
 
@@ -104,6 +105,68 @@ TEST(TrackOrder, followsFromGapToGap) {
     std::string told;
     order.tell(c.rows, [&](const auto& row) { told += lettersOf(row) + " "; });
     EXPECT_EQ(told, c.told);
+  }
+}
+
+// "0*20 1*20" for twenty blocks of each, "01*20" for as many in turn.
+std::string shortened(const std::string& letters) {
+  std::string text;
+  for (std::size_t i = 0; i < letters.size();) {
+    const std::string word = letters.substr(i, letters.compare(i, 4, "0101") == 0 ? 2 : 1);
+    std::size_t times = 0;
+    for (; letters.compare(i, word.size(), word) == 0; i += word.size()) ++times;
+    text += (text.empty() ? "" : " ") + word + (times > 1 ? "*" + std::to_string(times) : "");
+  }
+  return text;
+}
+
+// Where one track has ended, or tracks begin apart, nobody's turn is certain.
+TEST(TrackOrder, trustsTurnsOnlyWhereTheyAreTaken) {
+  const std::vector<std::string> byBlock{"01", "0101", "01"};
+  const std::vector<std::string> inChunks{std::string(20, '0') + std::string(20, '1')};
+  const std::string inRounds = inChunks.front() + "01";
+  struct Stretch {
+    std::vector<std::size_t> gaps;
+    std::size_t times = 1;
+  };
+  struct Case {
+    const char* label;
+    std::vector<std::string> seen;
+    std::string seenLast;
+    std::vector<Stretch> rows;
+    std::string told;
+  };
+  const std::vector<Case> cases{
+      {"one ends", byBlock, "", {{{4, 2, 2, 4}, 20}, {{2, 1}, 20}}, "01*120 ?*60"},
+      {"both end", byBlock, "", {{{4, 2, 2, 4}, 20}}, "01*120"},
+      {"apart", byBlock, "", {{{4, 4, 4, 3}, 20}}, "?*300"},
+      {"one block is lost", byBlock, "", {{{4}, 60}, {{3}}, {{4}, 60}}, "01*120 ?*3 01*120"},
+      {"chunks, one ends",
+       inChunks,
+       "",
+       {{{40}, 3}, {{20, 21}, 2}},
+       "0*20 1*20 0*20 1*20 0*20 1*20 ?*82"},
+      {"chunks, a short last one", inChunks, "", {{{40, 10}}}, "0*20 1*20 0*5 ?*5"},
+      {"chunks, a cut or a longer last one",
+       inChunks,
+       "",
+       {{{40, 42}}},
+       "0*20 1*20 0*20 ? 1*19 ?*2"},
+      {"chunks, a last round", inChunks, inRounds, {{{40, 42}}}, "0*20 1*20 0*20 1*20 0 ?"},
+  };
+  for (const Case& c : cases) {
+    TrackOrder order({0, 0}, 40);
+    for (const std::string& seen : c.seen) order.learn(orderOf(seen));
+    order.learnEnd(orderOf(c.seenLast));
+    std::vector<TrackOrder::Row> rows;
+    for (const Stretch& stretch : c.rows) {
+      for (std::size_t i = 0; i < stretch.times; ++i) {
+        for (const std::size_t gap : stretch.gaps) rows.push_back({gap, Anchor::both});
+      }
+    }
+    std::string told;
+    order.tell(rows, [&](const auto& row) { told += lettersOf(row); });
+    EXPECT_EQ(shortened(told), c.told) << c.label;
   }
 }
 
