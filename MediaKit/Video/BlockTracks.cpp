@@ -194,6 +194,40 @@ WindowSteps GatheredBlocks::steps(Owners::Tracks tracks) const {
   return all;
 }
 
+// Whether chunks are longer than the reference's, and what was found of them too much for so many
+// pictures: damage takes from both. The first and the last chunk are as the recording began and
+// ended.
+bool GatheredBlocks::areChunksTooLong() const {
+  constexpr double tooMuch = 1.41;
+  constexpr double longer = 1.25;
+  constexpr std::uint64_t farApart = 3;
+  const SoundArrivals& usual = layout_.arrivals;
+  if (rows_.size() < 3 || gaps_.size() < 3 || usual.gaps() == 0) {
+    return false;
+  }
+  std::size_t longest = 0;
+  std::size_t within = 0;
+  for (std::size_t row = gaps_.front().rows; row + 1 < rows_.size(); ++row) {
+    longest = std::max(longest, rows_[row].blocks);
+    within += rows_[row].blocks;
+  }
+  std::uint64_t withSound = 0;
+  for (std::size_t gap = 1; gap + 1 < gaps_.size(); ++gap) {
+    withSound += gaps_[gap].rows > gaps_[gap - 1].rows ? 1U : 0U;
+  }
+  const std::uint64_t pictures = gaps_.back().gap.frame;
+  const std::uint64_t picturesWithin = pictures - gaps_.front().gap.frame;
+  const auto isTooMuch = [&](std::uint64_t blocks, std::uint64_t frames) {
+    return static_cast<double>(blocks) >
+           tooMuch * usual.blocksPerPicture() * static_cast<double>(frames);
+  };
+  const std::uint64_t all = blocks_.size() - std::min(layout_.mostBlocks, blocks_.size());
+  const bool areLonger =
+      !usual.areFarApart() || static_cast<double>(longest) > longer * usual.blocksPerGap();
+  return picturesWithin >= farApart * withSound && areLonger &&
+         (isTooMuch(within, picturesWithin) || isTooMuch(all, pictures));
+}
+
 GatheredBlocks::Owners GatheredBlocks::owners() const {
   using Tracks = Owners::Tracks;
   if (layout_.kinds.size() > 1) {
@@ -213,7 +247,8 @@ GatheredBlocks::Owners GatheredBlocks::owners() const {
   if (windowsTell && learnt > 1 && asOne.areCertain() && seemsOne) {
     return {Tracks::one, true};
   }
-  const bool canBeLearnt = !windowsTell || !asLearnt.areImpossible();
+  const bool areOthers = areOfOtherTracks(arrivals, layout_.arrivals).value_or(areChunksTooLong());
+  const bool canBeLearnt = (!windowsTell || !asLearnt.areImpossible()) && (count || !areOthers);
   if (count.value_or(learnt) != learnt || !canBeLearnt) {
     return {Tracks::others, true};
   }
@@ -231,6 +266,7 @@ FoundBlocks GatheredBlocks::share() {
   tell(owners.tracks, [&](const TrackOrder::Told& told) { sharing.take(told); });
   FoundBlocks found = sharing.result();
   found.isCountTold = owners.areTold;
+  found.areInChunks = arrivals().areFarApart();
   return found;
 }
 

@@ -39,6 +39,8 @@ struct FoundBlocks {
   std::uint64_t unplaced = 0;
   /// The blocks themselves tell how many tracks they are of.
   bool isCountTold = false;
+  /// They stand together in chunks that belong to no picture.
+  bool areInChunks = false;
 
   /// Blocks of the longest track.
   std::uint64_t longest() const;
@@ -93,6 +95,7 @@ class GatheredBlocks {
   void tell(Owners::Tracks tracks, const Visit& visit) const;
   SoundArrivals arrivals() const;
   WindowSteps steps(Owners::Tracks tracks) const;
+  bool areChunksTooLong() const;
   Owners owners() const;
 
   const BlockLayout& layout_;

@@ -348,7 +348,8 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   constexpr double leastShare = 0.1;
   constexpr double leastToTell = 0.5;
   // Pictures that are dropped here and there make it more; between these blocks tell by themselves.
-  const double tooMuch = layout.arrivals.areFarApart() ? 1.4 : 1.6;
+  const bool areInChunks = layout.arrivals.areFarApart() || found.blocks.areInChunks;
+  const double tooMuch = !areInChunks ? 1.6 : hasVariableRate(*reference.videoTrack()) ? 1.4 : 1.25;
   const double stretch = meanStretch(*reference.videoTrack());
   if (soundFound < pictures * leastShare ||
       (isComplete && !ratesAgree(found, layout.lead, pictures, soundFound, block))) {

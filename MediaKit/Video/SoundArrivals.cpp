@@ -149,6 +149,19 @@ bool comeAsOneTrack(const SoundArrivals& clip) {
          clip.areEven(1, SoundArrivals::Extent::throughout);
 }
 
+std::optional<bool> areOfOtherTracks(const SoundArrivals& clip, const SoundArrivals& reference) {
+  constexpr std::size_t fewest = 3;
+  // Nearer to twice as many than to as many.
+  constexpr double other = 1.41;
+  const auto isOther = [](double times) { return times > other || times * other < 1; };
+  if (clip.gaps() < fewest || reference.gaps() == 0) {
+    return std::nullopt;
+  }
+  // Where pictures are dropped chunks stay as they are.
+  return clip.areFarApart() && isOther(clip.blocksPerPicture() / reference.blocksPerPicture()) &&
+         (!reference.areFarApart() || isOther(clip.blocksPerGap() / reference.blocksPerGap()));
+}
+
 std::optional<std::size_t> tracksByArrivals(const SoundArrivals& clip,
                                             const SoundArrivals& reference,
                                             std::size_t referenceTracks) {

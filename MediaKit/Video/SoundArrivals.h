@@ -58,6 +58,10 @@ class SoundArrivals {
 /// Whether blocks come as those of one track; or of several that begin as far apart as can be.
 bool comeAsOneTrack(const SoundArrivals& clip);
 
+/// Whether a clip's chunks hold so much more or so much less sound than the reference's tracks have
+/// in that time that it must be of another number of tracks. Nothing where too few are whole.
+std::optional<bool> areOfOtherTracks(const SoundArrivals& clip, const SoundArrivals& reference);
+
 /// How many sound tracks of one kind a clip has, as their blocks' arrivals tell it beside those of
 /// a reference with so many; nothing where they do not.
 std::optional<std::size_t> tracksByArrivals(const SoundArrivals& clip,

@@ -371,6 +371,23 @@ TEST(RebuiltSound, isToldByHowManyTracksItsChunksAreOf) {
   const auto two = testing::rebuildAndCompare(Victim(ofTwo), ofOne);
   EXPECT_TRUE(two.result.audioDropped);
   EXPECT_NEAR(two.result.seconds, 5, 0.05);
+  // Damage leaves few of them whole; what one's are is not told by others.
+  const fs::path inTurn = makeClip({.seconds = 5, .sound = livelySound(2, 48000), .channels = 2});
+  const struct {
+    unsigned count;
+    std::size_t size;
+  } holes[] = {{2, 40000}, {8, 4096}, {20, 2000}};
+  for (unsigned i = 0; i < 9; ++i) {
+    Victim victim(ofTwo);
+    victim.punch(i, holes[i % 3].count, holes[i % 3].size, Filling::zeros);
+    for (const fs::path& reference : {ofOne, inTurn}) {
+      const auto c = testing::rebuildAndCompare(victim, reference);
+      EXPECT_EQ(c.blocksExact + c.blocksInvented, 0U) << i << reference;
+    }
+  }
+  const auto same = testing::rebuildAndCompare(Victim(ofTwo), ofTwo);
+  EXPECT_EQ(same.blocksInvented, 0U);
+  EXPECT_GE(same.blocksExact + 5, same.blocks);
 }
 
 // For comparison: by framing alone every gap is unused and the sound is gone.
