@@ -152,7 +152,8 @@ SoundArrivals GatheredBlocks::arrivals() const {
   return arrivals;
 }
 
-void GatheredBlocks::tell(Owners::Tracks tracks, const Visit& visit) const {
+void GatheredBlocks::tell(Owners::Tracks tracks, const Visit& visit,
+                          TrackOrder::Turns turns) const {
   if (tracks == Owners::Tracks::learnt) {
     TrackOrder order = layout_.order;
     std::size_t rows = 0;
@@ -162,7 +163,7 @@ void GatheredBlocks::tell(Owners::Tracks tracks, const Visit& visit) const {
       }
       rows = ended.rows;
     }
-    order.tell(rows_, visit);
+    order.tell(rows_, visit, turns);
     return;
   }
   const auto first = tracks == Owners::Tracks::one ? std::optional<std::size_t>(0) : std::nullopt;
@@ -176,7 +177,7 @@ WindowSteps GatheredBlocks::steps(Owners::Tracks tracks) const {
   std::vector<WindowSteps> steps(layout_.tracks.size());
   std::size_t row = 0;
   std::size_t block = 0;
-  tell(tracks, [&](const TrackOrder::Told& told) {
+  const auto add = [&](const TrackOrder::Told& told) {
     if (!rows_[row++].goesOn) {
       for (WindowSteps& each : steps) each.forget();
     }
@@ -188,7 +189,8 @@ WindowSteps GatheredBlocks::steps(Owners::Tracks tracks) const {
       }
       ++block;
     }
-  });
+  };
+  tell(tracks, add, TrackOrder::Turns::trusted);
   WindowSteps all;
   for (const WindowSteps& each : steps) all.add(each);
   return all;

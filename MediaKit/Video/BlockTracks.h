@@ -92,7 +92,8 @@ class GatheredBlocks {
   };
 
   using Visit = std::function<void(const TrackOrder::Told&)>;
-  void tell(Owners::Tracks tracks, const Visit& visit) const;
+  void tell(Owners::Tracks tracks, const Visit& visit,
+            TrackOrder::Turns turns = TrackOrder::Turns::doubted) const;
   SoundArrivals arrivals() const;
   WindowSteps steps(Owners::Tracks tracks) const;
   bool areChunksTooLong() const;

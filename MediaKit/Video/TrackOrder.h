@@ -59,7 +59,12 @@ class TrackOrder {
 
   /// Tells the tracks of all rows of a clip and gives them to `visit`, in order. Where something is
   /// missing, what follows may tell what came before.
-  void tell(std::span<const Row> rows, const std::function<void(const Told&)>& visit) const;
+  void tell(std::span<const Row> rows, const std::function<void(const Told&)>& visit,
+            Turns turns = Turns::doubted) const;
+
+  /// What rows tell of each other: that tracks do not take turns where they should. Or each is
+  /// told for itself, as if they always did.
+  enum class Turns { doubted, trusted };
 
  private:
   /// Orders, and how many gaps have each.

@@ -208,8 +208,8 @@ void TrackOrder::Telling::take(const Row& row, bool isLast, bool inTurn) {
   }
 }
 
-void TrackOrder::tell(std::span<const Row> rows,
-                      const std::function<void(const Told&)>& visit) const {
+void TrackOrder::tell(std::span<const Row> rows, const std::function<void(const Told&)>& visit,
+                      Turns turns) const {
   if (tracks_ < 2) {
     for (const Row& row : rows) {
       visit({std::vector<std::optional<std::size_t>>(row.blocks, 0), Lead{0}});
@@ -218,7 +218,7 @@ void TrackOrder::tell(std::span<const Row> rows,
   }
   Telling telling(*this, visit);
   std::vector<bool> outOfTurn(rows.size());
-  if (takesTurns() && !rows.empty() && rows.front().kinds.empty()) {
+  if (turns == Turns::doubted && takesTurns() && !rows.empty() && rows.front().kinds.empty()) {
     outOfTurn = rowsOutOfTurn(rows, {tracks_, leastLearnt_, !takeTurnsByBlock_});
   }
   for (std::size_t row = 0; row < rows.size(); ++row) {
