@@ -52,6 +52,7 @@ class Learner {
   template <typename Visit>
   Gap forEachGap(const std::vector<Extent>& extents, std::uint64_t start, Visit visit) const;
   void learnGap(const Gap& gap);
+  double blocksOfPicture() const;
 
   const Movie& movie_;
   BlockLayout& layout_;
@@ -64,6 +65,16 @@ std::optional<std::size_t> Learner::placeOf(const Track* track) const {
     }
   }
   return std::nullopt;
+}
+
+// How long a picture lasts, in blocks.
+double Learner::blocksOfPicture() const {
+  const Track* video = movie_.videoTrack();
+  const Track* audio = movie_.audioTrack();
+  const std::uint32_t ticks = layout_.kinds.front().ticks;
+  return video->timescale == 0 || ticks == 0 ? 0
+                                             : static_cast<double>(video->typicalDuration()) /
+                                                   video->timescale * audio->timescale / ticks;
 }
 
 TrackOrder::Order orderOf(const Gap& gap) {
@@ -162,6 +173,8 @@ void Learner::learnLead(const std::vector<Extent>& extents) {
     }
   }
   layout_.lead = SoundLead::of(std::move(leads));
+  // Of chunks, pictures tell nothing so fine.
+  if (!layout_.arrivals.areFarApart()) layout_.order.learnPicture(blocksOfPicture());
 }
 
 /// Counts distances and keeps the usual ones.

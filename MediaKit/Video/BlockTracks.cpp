@@ -257,7 +257,20 @@ GatheredBlocks::Owners GatheredBlocks::owners() const {
   return {Tracks::learnt, count.has_value()};
 }
 
+// Which pictures rows stand behind, as far as these count on.
+void GatheredBlocks::timeRows() {
+  std::size_t row = 0;
+  for (const Ended& ended : gaps_) {
+    const bool isLast = &ended == &gaps_.back();
+    for (; row < ended.rows; ++row) {
+      rows_[row].frame =
+          ended.gap.isUsual && !isLast ? std::optional(ended.gap.frame) : std::nullopt;
+    }
+  }
+}
+
 FoundBlocks GatheredBlocks::share() {
+  timeRows();
   std::size_t first = 0;
   for (TrackOrder::Row& row : rows_) {
     row.kinds = kinds_.empty() ? row.kinds : std::span(kinds_).subspan(first, row.blocks);

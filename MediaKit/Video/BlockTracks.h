@@ -94,6 +94,7 @@ class GatheredBlocks {
   using Visit = std::function<void(const TrackOrder::Told&)>;
   void tell(Owners::Tracks tracks, const Visit& visit,
             TrackOrder::Turns turns = TrackOrder::Turns::doubted) const;
+  void timeRows();
   SoundArrivals arrivals() const;
   WindowSteps steps(Owners::Tracks tracks) const;
   bool areChunksTooLong() const;

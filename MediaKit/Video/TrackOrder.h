@@ -37,6 +37,8 @@ class TrackOrder {
     bool goesOn = true;
     /// Of each block; empty when all are of one.
     std::span<const std::uint8_t> kinds{};
+    /// Number of the picture behind it, where the one before it is the one before in the file.
+    std::optional<std::uint64_t> frame{};
   };
   /// A row of blocks given to tracks.
   struct Told {
@@ -52,19 +54,21 @@ class TrackOrder {
 
   /// Learns the tracks of the blocks between two pictures, in the reference's order.
   void learn(const Order& order);
+  /// Learns how many blocks a picture lasts.
+  void learnPicture(double blocks) { picture_ = blocks; }
   /// Learns what stands behind the last picture.
   void learnEnd(const Order& order);
   /// Learns that a clip whose tracks take turns has so many blocks between two pictures.
   void learnCount(std::size_t blocks);
 
+  /// What rows tell of each other: that tracks do not take turns where they should. Or each is
+  /// told for itself, as if they always did.
+  enum class Turns { doubted, trusted };
+
   /// Tells the tracks of all rows of a clip and gives them to `visit`, in order. Where something is
   /// missing, what follows may tell what came before.
   void tell(std::span<const Row> rows, const std::function<void(const Told&)>& visit,
             Turns turns = Turns::doubted) const;
-
-  /// What rows tell of each other: that tracks do not take turns where they should. Or each is
-  /// told for itself, as if they always did.
-  enum class Turns { doubted, trusted };
 
  private:
   /// Orders, and how many gaps have each.
@@ -128,6 +132,7 @@ class TrackOrder {
   /// Of the first gap with any.
   std::size_t firstBlocks_ = 0;
   bool hasTooMany_ = false;
+  double picture_ = 0;
   GapRhythm rhythm_;
   /// Behind what has been learnt.
   Lead reference_;

@@ -351,6 +351,44 @@ TEST(RebuiltSound, isToldByHowManyTracksItHas) {
   }
 }
 
+// Behind a hole tracks are told by how far apart they began, which the clip's own start shows. No
+// reference is long enough here to show a rhythm.
+TEST(RebuiltSound, isToldBehindHolesByHowFarApartItsTracksAre) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const auto clipOf = [](const std::string& lastTrack, int variant) {
+    return makeClip({.seconds = 8,
+                     .framesPerSecond = 30,
+                     .sound = livelySound(2, 48000, variant),
+                     .channels = 2,
+                     .soundTracks = 2,
+                     .lastTrack = lastTrack,
+                     .variant = variant});
+  };
+  const std::string apart = ",asetpts=PTS+0.007/TB";
+  const std::string halfApart = ",asetpts=PTS+0.01066/TB";
+  const struct {
+    std::string lastTrack;
+    std::string ofReference;
+    double kept;
+  } rows[] = {{",asetpts=PTS+0.005/TB", apart, 0.95},
+              {apart, apart, 0.95},
+              {halfApart, halfApart, 0.2},
+              {",atrim=end=3", apart, 0.2}};
+  for (const auto& row : rows) {
+    Victim victim(clipOf(row.lastTrack, 0));
+    const SampleList& frames = victim.truth().videoTrack()->samples;
+    for (const std::uint64_t hole : {frames.size() / 4, frames.size() / 2}) {
+      victim.blank(frames[hole].offset, frames[hole].offset + 8000);
+    }
+    const auto c = testing::rebuildAndCompare(victim, clipOf(row.ofReference, 1));
+    EXPECT_GT(static_cast<double>(c.blocksExact), row.kept * static_cast<double>(c.blocks))
+        << row.lastTrack;
+    EXPECT_EQ(c.blocksInvented, 0U) << row.lastTrack;
+  }
+}
+
 // Chunks of half a second tell by their length.
 TEST(RebuiltSound, isToldByHowManyTracksItsChunksAreOf) {
   if (!testing::canMakeClips()) {
