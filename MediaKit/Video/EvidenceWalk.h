@@ -37,6 +37,8 @@ struct FoundPCM {
 struct EvidencedFindings : Findings {
   /// Numbers of the video samples that follow a stretch which nothing explains.
   std::vector<std::uint64_t> losses;
+  /// Of all losses it is known how many pictures are missing, and those before last as long.
+  bool areMissingTold = false;
   std::vector<FoundPCM> otherAudio;
   /// Compressed sound.
   FoundBlocks blocks;

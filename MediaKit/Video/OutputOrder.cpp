@@ -31,7 +31,17 @@ constexpr int mostUnitsAhead = 64;
 struct Picture {
   std::int64_t count = 0;
   bool startsSequence = false;
+  /// Counts without their wrapping round are not known; 0 where they have none.
+  std::int64_t wrap = 0;
 };
+
+// How far H.264 and HEVC count before they begin again (H.264 §8.2.1, H.265 §8.3.1).
+std::int64_t wrapOf(const SequenceParameters& sps, NALFormat::Codec codec) {
+  if (codec == NALFormat::Codec::hevc || sps.orderType == 0) {
+    return std::int64_t{1} << sps.orderBits;
+  }
+  return sps.orderType == 2 ? std::int64_t{2} << sps.frameNumBits : 0;
+}
 
 /// Reads the samples of a track one after the other.
 class PictureReader {
@@ -43,7 +53,8 @@ class PictureReader {
         counter_(lessons.format.codec),
         deepest_(lessons.mostReordered) {}
 
-  std::optional<Picture> read(const Sample& sample) {
+  std::optional<Picture> read(const Sample& sample, bool isBehindLoss) {
+    isBehindLoss_ = isBehindLoss;
     const std::uint64_t end = sample.offset + sample.size;
     std::uint64_t at = sample.offset;
     for (int unit = 0; unit < mostUnitsAhead && at < end; ++unit) {
@@ -83,7 +94,8 @@ class PictureReader {
       return std::nullopt;
     }
     deepest_ = std::max<std::size_t>(deepest_, sps->mostReordered.value_or(0));
-    return Picture{counter_.next(*slice, head.header, *sps), slice->resetsOrder};
+    return Picture{counter_.next(*slice, head.header, *sps, isBehindLoss_), slice->resetsOrder,
+                   wrapOf(*sps, format_.codec)};
   }
 
   void takeIn(const UnitHead& head) {
@@ -103,6 +115,7 @@ class PictureReader {
   MediaWindow window_;
   PictureOrderCount counter_;
   std::size_t deepest_ = 0;
+  bool isBehindLoss_ = false;
 };
 
 /// Pictures one after the other in decoding order, each held against those just before it.
@@ -191,9 +204,10 @@ std::int64_t usualDistance(std::span<const std::int64_t> distances) {
   return usual.second;
 }
 
-std::vector<std::uint32_t> intervalsOf(std::span<const Picture> pictures,
-                                       std::span<const std::uint32_t> shown,
-                                       std::span<const std::uint32_t> sequences) {
+// Distances of counts between neighbours in output order; 0 between sequences.
+std::vector<std::int64_t> distancesOf(std::span<const Picture> pictures,
+                                      std::span<const std::uint32_t> shown,
+                                      std::span<const std::uint32_t> sequences) {
   std::vector<std::int64_t> distances;
   for (std::size_t place = 0; place + 1 < shown.size(); ++place) {
     const std::uint32_t here = shown[place];
@@ -201,8 +215,12 @@ std::vector<std::uint32_t> intervalsOf(std::span<const Picture> pictures,
     distances.push_back(
         sequences[here] == sequences[next] ? pictures[next].count - pictures[here].count : 0);
   }
-  const std::int64_t usual = usualDistance(distances);
-  std::vector<std::uint32_t> intervals(shown.size(), 1);
+  return distances;
+}
+
+std::vector<std::uint32_t> intervalsOf(std::span<const std::int64_t> distances,
+                                       std::int64_t usual) {
+  std::vector<std::uint32_t> intervals(distances.size() + 1, 1);
   for (std::size_t place = 0; place < distances.size(); ++place) {
     const std::int64_t distance = distances[place];
     if (distance > usual && distance % usual == 0) {
@@ -211,6 +229,16 @@ std::vector<std::uint32_t> intervalsOf(std::span<const Picture> pictures,
     }
   }
   return intervals;
+}
+
+std::vector<std::int64_t> positionsOf(std::span<const Picture> pictures, std::int64_t usual) {
+  std::vector<std::int64_t> positions;
+  positions.reserve(pictures.size());
+  for (const Picture& picture : pictures) {
+    const std::int64_t wrap = std::max<std::int64_t>(picture.wrap, 1);
+    positions.push_back(((picture.count % wrap) + wrap) % wrap / usual);
+  }
+  return positions;
 }
 
 }  // namespace
@@ -239,40 +267,72 @@ std::optional<PictureOrder> outputOrder(const SampleList& video, const ByteSourc
   std::vector<Picture> pictures;
   for (const Sample& sample : video) {
     stop.check();
-    const auto picture = reader.read(sample);
+    const bool isBehindLoss =
+        std::binary_search(losses.begin(), losses.end(), std::uint64_t{pictures.size()});
+    const auto picture = reader.read(sample, isBehindLoss);
     if (!picture) {
       return std::nullopt;
     }
     pictures.push_back(*picture);
   }
   const std::size_t heldBack = mostHeldBackIn(pictures, losses);
-  const std::vector<std::uint32_t> sequences =
+  std::vector<std::uint32_t> sequences =
       sequencesOf(pictures, losses, std::max(reader.deepestOrder(), heldBack));
   std::vector<std::uint32_t> shown(pictures.size());
   std::iota(shown.begin(), shown.end(), 0U);
   std::stable_sort(shown.begin(), shown.end(), [&](std::uint32_t a, std::uint32_t b) {
     return std::pair(sequences[a], pictures[a].count) < std::pair(sequences[b], pictures[b].count);
   });
-  PictureOrder order{std::vector<std::uint32_t>(shown.size()),
-                     intervalsOf(pictures, shown, sequences), heldBack};
+  const std::vector<std::int64_t> distances = distancesOf(pictures, shown, sequences);
+  const std::int64_t usual = usualDistance(distances);
+  PictureOrder order{.places = std::vector<std::uint32_t>(shown.size()),
+                     .intervals = intervalsOf(distances, usual),
+                     .mostHeldBack = heldBack,
+                     .sequences = std::move(sequences),
+                     .positions = positionsOf(pictures, usual),
+                     .cycle = pictures.empty() ? 0 : pictures.back().wrap / usual};
   for (std::uint32_t place = 0; place < shown.size(); ++place) order.places[shown[place]] = place;
   return order;
 }
 
+std::int32_t smallestOffset(const SampleList& samples) {
+  std::int32_t smallest = samples.empty() ? 0 : std::numeric_limits<std::int32_t>::max();
+  for (const SampleRun& run : samples.runs()) {
+    smallest = std::min(smallest, run.first.compositionOffset);
+  }
+  return smallest;
+}
+
 void showInOrder(Track& video, std::span<const std::uint32_t> order, std::int32_t smallestOffset) {
+  std::vector<std::uint64_t> durations;
+  durations.reserve(order.size());
+  for (const Sample& sample : video.samples) durations.push_back(sample.duration);
+  showInOrder(video, order, durations, smallestOffset);
+}
+
+void showInOrder(Track& video, std::span<const std::uint32_t> order,
+                 std::span<const std::uint64_t> shownFor, std::int32_t smallestOffset) {
+  if (order.empty()) {
+    return;
+  }
   std::vector<std::int64_t> times;
   times.reserve(order.size());
   std::int64_t time = 0;
-  for (const Sample& sample : video.samples) {
+  for (const std::uint64_t length : shownFor) {
     times.push_back(time);
-    time += sample.duration;
+    time += static_cast<std::int64_t>(length);
   }
-  std::int64_t smallest = 0;
-  std::int64_t largest = 0;
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    smallest = std::min(smallest, times[order[i]] - times[i]);
-    largest = std::max(largest, times[order[i]] - times[i]);
+  std::vector<std::int64_t> offsets;
+  offsets.reserve(order.size());
+  std::int64_t decoded = 0;
+  for (const Sample& sample : video.samples) {
+    offsets.push_back(times[order[offsets.size()]] - decoded);
+    decoded += sample.duration;
   }
+  const std::int64_t smallest =
+      std::min<std::int64_t>(0, *std::min_element(offsets.begin(), offsets.end()));
+  const std::int64_t largest =
+      std::max<std::int64_t>(0, *std::max_element(offsets.begin(), offsets.end()));
   // A presentation before zero could not be shown.
   const std::int64_t shift = std::max<std::int64_t>(smallestOffset - smallest, 0);
   if (largest + shift > std::numeric_limits<std::int32_t>::max()) {
@@ -282,7 +342,7 @@ void showInOrder(Track& video, std::span<const std::uint32_t> order, std::int32_
   shown.reserveRuns(order.size());
   std::size_t i = 0;
   for (Sample sample : video.samples) {
-    sample.compositionOffset = static_cast<std::int32_t>(times[order[i]] - times[i] + shift);
+    sample.compositionOffset = static_cast<std::int32_t>(offsets[i] + shift);
     shown.append(sample);
     ++i;
   }

@@ -36,6 +36,11 @@ struct PictureOrder {
   /// The most pictures that are decoded ahead of one and shown after it, several times and where
   /// nothing is missing.
   std::size_t mostHeldBack = 0;
+  /// For every sample the number of its sequence, and how many pictures' time its count has it
+  /// behind the picture that began that. Counts repeat after `cycle` pictures; 0 is not known.
+  std::vector<std::uint32_t> sequences;
+  std::vector<std::int64_t> positions;
+  std::int64_t cycle = 0;
 };
 
 /// The order of the samples of `video`; nothing when the slice headers of some
@@ -47,10 +52,16 @@ std::optional<PictureOrder> outputOrder(const SampleList& video, const ByteSourc
                                         std::span<const std::uint64_t> losses,
                                         const StopToken& stop = {});
 
+/// The smallest composition offset of a track's samples; 0 without any.
+std::int32_t smallestOffset(const SampleList& samples);
+
 /// Gives the samples of `video` the composition offsets of pictures shown in `order`, one after the
-/// other for as long as the samples last. The smallest offset is `smallestOffset`, in the track's
-/// timescale, as cameras differ in it; mediaStart is where the first picture shows. Changes nothing
-/// when an offset would not fit its field.
+/// other for as long as `shownFor` says in ticks. The smallest offset is `smallestOffset`, in the
+/// track's timescale, as cameras differ in it; mediaStart is where the first picture shows. Changes
+/// nothing when an offset would not fit its field.
+void showInOrder(Track& video, std::span<const std::uint32_t> order,
+                 std::span<const std::uint64_t> shownFor, std::int32_t smallestOffset);
+/// The same, each place for as long as the sample of that number.
 void showInOrder(Track& video, std::span<const std::uint32_t> order, std::int32_t smallestOffset);
 
 }  // namespace tallowmark

@@ -23,14 +23,14 @@ bool isPredictedFrom(const SliceHeader& slice, std::uint16_t header, NALFormat::
 }  // namespace
 
 std::int64_t PictureOrderCount::next(const SliceHeader& slice, std::uint16_t header,
-                                     const SequenceParameters& sps) {
+                                     const SequenceParameters& sps, bool isBehindLoss) {
   if (slice.resetsOrder) {
     base_ = 0;
     numberOffset_ = 0;
     lastNumber_ = 0;
   }
   if (codec_ == NALFormat::Codec::hevc || sps.orderType == 0) {
-    return fromLowBits(slice, sps, isPredictedFrom(slice, header, codec_));
+    return fromLowBits(slice, sps, isPredictedFrom(slice, header, codec_), isBehindLoss);
   }
   if (sps.orderType == 1) {
     return fromCycle(slice, sps);
@@ -40,13 +40,15 @@ std::int64_t PictureOrderCount::next(const SliceHeader& slice, std::uint16_t hea
 }
 
 std::int64_t PictureOrderCount::fromLowBits(const SliceHeader& slice, const SequenceParameters& sps,
-                                            bool predicts) {
+                                            bool predicts, bool isBehindLoss) {
   const std::int64_t wrap = std::int64_t{1} << sps.orderBits;
   const std::int64_t low = slice.order.value_or(0);
   std::int64_t count = base_ - (base_ & (wrap - 1)) + low;
-  if (base_ - count >= wrap / 2) {
+  // The nearest (§8.2.1.1), but of no more than a few pictures back where many may be gone.
+  const std::int64_t back = isBehindLoss ? wrap / 4 : wrap / 2;
+  if (base_ - count >= back) {
     count += wrap;
-  } else if (count - base_ > wrap / 2) {
+  } else if (count - base_ > wrap - back) {
     count -= wrap;
   }
   if (predicts) {

@@ -18,10 +18,13 @@ class PictureOrderCount {
   explicit PictureOrderCount(NALFormat::Codec codec) : codec_(codec) {}
 
   /// The count of the picture whose first slice this is, `header` being that unit's header.
-  std::int64_t next(const SliceHeader& slice, std::uint16_t header, const SequenceParameters& sps);
+  /// `isBehindLoss`: pictures ahead of it may be missing, so that counts went on rather than back.
+  std::int64_t next(const SliceHeader& slice, std::uint16_t header, const SequenceParameters& sps,
+                    bool isBehindLoss = false);
 
  private:
-  std::int64_t fromLowBits(const SliceHeader& slice, const SequenceParameters& sps, bool predicts);
+  std::int64_t fromLowBits(const SliceHeader& slice, const SequenceParameters& sps, bool predicts,
+                           bool isBehindLoss);
   std::int64_t fromCycle(const SliceHeader& slice, const SequenceParameters& sps);
   std::int64_t frameNumber(const SliceHeader& slice, const SequenceParameters& sps);
 

@@ -150,14 +150,6 @@ class Spreading {
   double most_ = slowest;
 };
 
-std::vector<double> startsOf(const SampleList& pictures, std::uint32_t timescale) {
-  std::vector<double> starts{0};
-  for (const Sample& picture : pictures) {
-    starts.push_back(starts.back() + static_cast<double>(picture.duration) / timescale);
-  }
-  return starts;
-}
-
 }  // namespace
 
 CountsTell whatCountsTell(const Track& video, std::span<const std::uint32_t> intervals) {
@@ -398,7 +390,7 @@ void paceBySound(SampleList& pictures, std::uint32_t timescale, const SoundPace&
                  std::span<const std::uint64_t> losses, std::size_t delay) {
   const std::uint32_t typical = pictures.typicalDuration();
   const double frame = static_cast<double>(typical) / timescale;
-  std::vector<double> starts = startsOf(pictures, timescale);
+  std::vector<double> starts = startSeconds(pictures, timescale);
   if (areInStep(sound, frame, starts)) {
     return;
   }

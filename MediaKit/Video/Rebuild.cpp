@@ -14,6 +14,7 @@
 #include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/MediaStart.h"
 #include "MediaKit/Video/MediaWalk.h"
+#include "MediaKit/Video/MissingPictures.h"
 #include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
 #include "MediaKit/Video/PCMTracks.h"
@@ -288,35 +289,6 @@ EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teache
   return found;
 }
 
-// A movie begins on a key frame; returns how many frames had to go ahead of it.
-std::uint64_t cutToFirstKeyframe(SampleList& video) {
-  for (const SampleRun& run : video.runs()) {
-    if (run.first.isSync) {
-      const std::uint64_t cut = run.start;
-      video = video.slice(cut, video.size());
-      return cut;
-    }
-  }
-  return 0;
-}
-
-// The losses as numbers of the samples that are left when the first `cut` are gone.
-std::vector<std::uint64_t> lossesBehind(std::uint64_t cut, std::span<const std::uint64_t> losses) {
-  std::vector<std::uint64_t> left;
-  for (const std::uint64_t loss : losses) {
-    if (loss > cut) left.push_back(loss - cut);
-  }
-  return left;
-}
-
-std::int32_t smallestOffset(const SampleList& samples) {
-  std::int32_t smallest = samples.empty() ? 0 : std::numeric_limits<std::int32_t>::max();
-  for (const SampleRun& run : samples.runs()) {
-    smallest = std::min(smallest, run.first.compositionOffset);
-  }
-  return smallest;
-}
-
 OrderLessons orderLessons(const Teacher& teacher) {
   return {teacher.evidence ? teacher.evidence->format() : teacher.format,
           teacher.evidence ? teacher.evidence->parameterSets()
@@ -418,39 +390,68 @@ std::optional<SoundPace> paceOfRest(SoundPace pace, const EvidencedFindings& fou
   return pace.anchors.empty() ? std::nullopt : std::optional(std::move(pace));
 }
 
-// Shows the pictures in the order their slice headers ask for, and where nothing is lost for as
-// long as their counts or the sound tell; says whether the headers could be read.
-bool restoreOrder(Track& video, std::span<const std::uint64_t> losses,
-                  const std::optional<SoundPace>& pace, const Sources& from,
-                  const StopToken& stop) {
+/// In which order pictures are shown, from the first key frame on, and what is missing among them.
+struct FoundOrder {
+  PictureOrder order;
+  CountsTell tell = CountsTell::nothing;
+  std::optional<MissingPictures> missing;
+  /// Of a picture behind which none is.
+  std::uint32_t pictureTicks = 0;
+};
+
+// Nothing where the headers cannot be read.
+std::optional<FoundOrder> findOrder(const EvidencedFindings& found, const Sources& from,
+                                    const StopToken& stop) {
+  const std::uint64_t cut = firstKeyframe(found.video);
+  const SampleList video = found.video.slice(cut, found.video.size());
+  const std::vector<std::uint64_t> losses = lossesBehind(cut, found.losses);
   const OrderLessons lessons = orderLessons(from.teacher);
-  const auto order = outputOrder(video.samples, from.clip, lessons, losses, stop);
-  if (order && losses.empty()) {
-    paceByCounts(video.samples, video.timescale, order->intervals,
-                 learnCounts(from.teacher, from.reference, lessons, stop), pace ? &*pace : nullptr);
+  auto order = outputOrder(video, from.clip, lessons, losses, stop);
+  if (!order) {
+    return std::nullopt;
   }
-  if (pace) {
-    paceBySound(video.samples, video.timescale, *pace, losses,
-                order ? decodingDelay(*from.teacher.video) : 0);
+  FoundOrder read{.order = std::move(*order),
+                  .tell = learnCounts(from.teacher, from.reference, lessons, stop),
+                  .pictureTicks = video.typicalDuration()};
+  // Where the camera drops pictures that its counts do not skip, these tell nothing of time.
+  const bool isTold = read.tell == CountsTell::time ||
+                      (read.tell == CountsTell::unknown && !hasVariableRate(*from.teacher.video));
+  if (!found.losses.empty() && isTold) {
+    read.missing = missingPictures(video, losses, read.order,
+                                   {.countsAreTime = read.tell == CountsTell::time,
+                                    .sequence = sequenceLength(from.teacher.video->samples),
+                                    .isReordered = lessons.mostReordered > 0,
+                                    .largestGap = largestGap(from.teacher.video->samples)});
   }
-  if (order) {
-    // A reference without B-frames tells decoders not to wait for any.
-    video.sampleEntry =
-        allowingReordering(video.sampleEntry, from.teacher.format.codec, order->mostHeldBack);
-    showInOrder(video, order->places, smallestOffset(from.teacher.video->samples));
-  }
-  return order.has_value();
+  return read;
 }
 
-// Tells the tracks of a rebuilt movie where their timecode is, as the reference's are told.
-void referToTimecode(Movie& movie, const Movie& reference, std::uint32_t timecodeID) {
-  for (Track& track : movie.tracks) {
-    for (const Track& taught : reference.tracks) {
-      if (taught.trackID == track.trackID) {
-        const auto boxes = timecodeReferences(taught, timecodeID);
-        track.extraBoxes.insert(track.extraBoxes.begin(), boxes.begin(), boxes.end());
-      }
-    }
+// Shows the pictures in the order their slice headers ask for, and where nothing is lost for as
+// long as their counts or the sound tell.
+void restoreOrder(Track& video, std::span<const std::uint64_t> losses,
+                  const std::optional<FoundOrder>& found, const std::optional<SoundPace>& pace,
+                  const Sources& from) {
+  const bool isTold = found && found->missing && found->missing->areAllTold;
+  if (found && losses.empty() && !isTold) {
+    paceByCounts(video.samples, video.timescale, found->order.intervals, found->tell,
+                 pace ? &*pace : nullptr);
+  }
+  if (pace && !isTold) {
+    paceBySound(video.samples, video.timescale, *pace, losses,
+                found ? decodingDelay(*from.teacher.video) : 0);
+  }
+  if (!found) {
+    return;
+  }
+  // A reference without B-frames tells decoders not to wait for any.
+  video.sampleEntry =
+      allowingReordering(video.sampleEntry, from.teacher.format.codec, found->order.mostHeldBack);
+  const std::int32_t smallest = smallestOffset(from.teacher.video->samples);
+  if (isTold) {
+    showInOrder(video, found->order.places,
+                shownFor(video.samples, *found->missing, found->pictureTicks), smallest);
+  } else {
+    showInOrder(video, found->order.places, smallest);
   }
 }
 
@@ -516,8 +517,15 @@ Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& referen
   std::optional<Track> audio =
       movie.audioTrack() != nullptr ? std::optional(*movie.audioTrack()) : std::nullopt;
   std::optional<SoundPace> pace = soundPace(found, teacher);
-  if (pace) adoptFrameRate(found, *pace, {source, reference, teacher});
+  const Sources sources{source, reference, teacher};
+  if (pace) adoptFrameRate(found, *pace, sources);
   const double late = pace ? lateStart(found, *pace, teacher) : 0;
+  const auto order =
+      depth == Depth::full ? findOrder(found, sources, stop) : std::optional<FoundOrder>();
+  if (order && order->missing) {
+    holdForMissing(found.video, firstKeyframe(found.video), *order->missing, order->pictureTicks);
+    found.areMissingTold = order->missing->areAllTold;
+  }
   std::uint64_t soundGivenUp = 0;
   RebuiltSound sound;
   if (teacher.blocks) {
@@ -537,11 +545,12 @@ Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& referen
   if (!hasSound) pace.reset();
   if (pace) pace->lead.moveBy(late);
   SampleList allPictures = found.video;
-  const std::uint64_t cut = cutToFirstKeyframe(found.video);
-  video.samples = std::move(found.video);
-  const bool orderRestored =
-      depth == Depth::full && restoreOrder(video, lossesBehind(cut, found.losses), pace,
-                                           {source, reference, teacher}, stop);
+  // A movie begins on a key frame.
+  const std::uint64_t cut = firstKeyframe(found.video);
+  video.samples = found.video.slice(cut, found.video.size());
+  if (depth == Depth::full) {
+    restoreOrder(video, lossesBehind(cut, found.losses), order, pace, sources);
+  }
   allPictures = cut == 0 ? video.samples : allPictures;
   movie.tracks = {std::move(video)};
   if (audio && !found.audio.empty()) {
@@ -563,7 +572,7 @@ Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& referen
 
   count(movie, found, sound, soundGivenUp, result);
   result.audioDropped = teacher.audio != nullptr && found.audioSeen && result.audioPackets == 0;
-  result.orderRestored = orderRestored;
+  result.orderRestored = order.has_value();
   return {std::move(movie),
           result,
           true,

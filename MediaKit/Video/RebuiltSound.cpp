@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
+#include <numeric>
 #include <optional>
 
 #include "MediaKit/Sound/SilentBlock.h"
@@ -27,13 +29,15 @@ struct Rates {
 /// Works out, loss by loss, which of sound and picture lost how much more than the other.
 class BlockPacer {
  public:
-  BlockPacer(const EvidencedFindings& found, const BlockLayout& layout, double frame, double block,
-             Rates rates)
-      : gaps_(found.blocks.gaps),
+  BlockPacer(const EvidencedFindings& found, const BlockLayout& layout,
+             std::uint32_t videoTimescale, double block, Rates rates)
+      : found_(found),
+        gaps_(found.blocks.gaps),
         end_{.frame = found.video.size(), .blocksBehind = found.blocks.longest()},
         lead_(layout.lead),
         tolerance_(std::max(layout.leadStep, block / 2)),
-        frame_(frame),
+        frame_(static_cast<double>(found.video.typicalDuration()) / videoTimescale),
+        starts_(startSeconds(found.video, videoTimescale)),
         block_(block),
         rates_(rates),
         key_(firstKeyframe(found.video)) {}
@@ -52,21 +56,31 @@ class BlockPacer {
 
  private:
   double leadBehind(const SoundGap& gap) const {
-    return static_cast<double>(gap.blocksBehind) * block_ - static_cast<double>(gap.frame) * frame_;
+    return static_cast<double>(gap.blocksBehind) * block_ - starts_[gap.frame];
   }
+  double heldFor(const SoundGap& gap, const SoundGap& whole) const;
   std::size_t nextWhole(std::size_t gap) const;
+  bool endsWhole(const SoundGap& gap) const;
+  bool isUntelling(const SoundGap& gap) const {
+    return gap.isLoss && !(found_.areMissingTold && endsWhole(gap));
+  }
+  std::size_t nextTelling(std::size_t gap) const;
+  double leadFrom(std::size_t gap) const;
+  void fillWhatIsLost();
   double unexplained(std::size_t from, std::size_t to) const;
   double lostSound(std::size_t from, std::size_t to, double surplus) const;
   void alignStart();
   void correct(const SoundGap& gap, double surplus);
   void paceEnd(std::size_t from);
 
+  const EvidencedFindings& found_;
   const std::vector<SoundGap>& gaps_;
   /// Behind the last picture.
   SoundGap end_;
   const SoundLead& lead_;
   double tolerance_;
   double frame_;
+  std::vector<double> starts_;
   double block_;
   Rates rates_;
   std::uint64_t key_;
@@ -74,6 +88,7 @@ class BlockPacer {
   double gained_ = 0;
   std::uint64_t dropped_ = 0;
   double lost_ = 0;
+  static constexpr std::size_t leadsEnough = 4;
   std::vector<Filling> fillings_;
   std::vector<std::pair<std::uint64_t, double>> holds_;
 };
@@ -86,6 +101,41 @@ std::size_t BlockPacer::nextWhole(std::size_t gap) const {
   return gap;
 }
 
+// Whether a gap in which something is lost has all of its last blocks, right ahead of the picture.
+bool BlockPacer::endsWhole(const SoundGap& gap) const {
+  if (gap.blocksBehind == gap.blocksBeforeLoss || gap.frame >= found_.video.size()) {
+    return false;
+  }
+  const std::uint64_t picture = found_.video[gap.frame].offset;
+  return std::any_of(found_.blocks.tracks.begin(), found_.blocks.tracks.end(),
+                     [&](const SampleList& blocks) {
+                       if (blocks.size() < gap.blocksBehind) {
+                         return false;
+                       }
+                       const Sample last = blocks[gap.blocksBehind - 1];
+                       return last.size > 0 && last.offset + last.size == picture;
+                     });
+}
+
+// The next gap whose sound is as far ahead of the picture as nothing but lost blocks makes it.
+std::size_t BlockPacer::nextTelling(std::size_t gap) const {
+  while (gap < gaps_.size() && isUntelling(gaps_[gap])) {
+    ++gap;
+  }
+  return gap;
+}
+
+// How far sound is ahead at the next few gaps, up to the next loss.
+double BlockPacer::leadFrom(std::size_t gap) const {
+  double sum = leadBehind(gaps_[gap]);
+  double count = 1;
+  for (std::size_t i = gap + 1; i < gaps_.size() && !gaps_[i].isLoss && count < leadsEnough; ++i) {
+    sum += leadBehind(gaps_[i]);
+    ++count;
+  }
+  return sum / count;
+}
+
 // Bytes of the losses numbered [from, to).
 double BlockPacer::unexplained(std::size_t from, std::size_t to) const {
   double bytes = 0;
@@ -93,6 +143,13 @@ double BlockPacer::unexplained(std::size_t from, std::size_t to) const {
     bytes += static_cast<double>(gaps_[gap].unexplained);
   }
   return bytes;
+}
+
+// Seconds that pictures are held already for those that are known to be missing at a loss and on to
+// where nothing is.
+double BlockPacer::heldFor(const SoundGap& gap, const SoundGap& whole) const {
+  const std::uint64_t from = std::max<std::uint64_t>(gap.frame, 1) - 1;
+  return starts_[whole.frame] - starts_[from] - static_cast<double>(whole.frame - from) * frame_;
 }
 
 // Seconds of sound that the losses numbered [from, to) took, which made sound gain `surplus` on the
@@ -113,7 +170,7 @@ void BlockPacer::alignStart() {
   });
   if (isLossy || losesFrames) {
     std::size_t whole = 0;
-    while (whole < gaps_.size() && (gaps_[whole].isLoss || gaps_[whole].frame < key_)) {
+    while (whole < gaps_.size() && (isUntelling(gaps_[whole]) || gaps_[whole].frame < key_)) {
       ++whole;
     }
     if (whole == gaps_.size()) {
@@ -127,7 +184,8 @@ void BlockPacer::alignStart() {
   if (surplus > 0) {
     dropped_ = static_cast<std::uint64_t>(std::lround(surplus / block_));
   } else if (-surplus > tolerance_) {
-    fillings_.push_back({0, static_cast<std::uint64_t>(std::lround(-surplus / block_))});
+    const std::uint64_t before = isLossy && key_ == 0 ? gaps_.front().blocksBeforeLoss : 0;
+    fillings_.push_back({before, static_cast<std::uint64_t>(std::lround(-surplus / block_))});
   }
 }
 
@@ -148,12 +206,52 @@ void BlockPacer::paceEnd(std::size_t from) {
     const std::size_t tail = gaps_.back().frame >= end_.frame ? 1 : 0;
     const std::size_t to = std::max(from, gaps_.size() - tail);
     const double inBytes = unexplained(from, to) / rates_.sound;
-    lost_ += lostSound(from, to, -std::min(lacking, inBytes));
+    const double lost = std::min(lacking, inBytes);
+    lost_ += found_.areMissingTold ? lost : lostSound(from, to, -lost);
+  }
+}
+
+// Where pictures last until the next one was due, sound can only have lost something against them:
+// wherever it is less far ahead than before, silence takes that time.
+void BlockPacer::fillWhatIsLost() {
+  // Further ahead than any sound of the reference by that many seconds: more pictures are missing.
+  constexpr double miscounted = 0.1;
+  std::deque<double> recent;
+  for (std::size_t i = 0; i < gaps_.size(); ++i) {
+    const bool isBehindLoss =
+        std::binary_search(found_.losses.begin(), found_.losses.end(), gaps_[i].frame);
+    if (!gaps_[i].isLoss) {
+      if (isBehindLoss) continue;
+      recent.push_back(leadBehind(gaps_[i]) - gained_);
+      if (recent.size() > leadsEnough) recent.pop_front();
+      continue;
+    }
+    const std::size_t telling = nextTelling(i);
+    if (telling == gaps_.size()) {
+      paceEnd(i);
+      return;
+    }
+    if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
+      const double usual = recent.empty() ? lead_.usual
+                                          : std::accumulate(recent.begin(), recent.end(), 0.0) /
+                                                static_cast<double>(recent.size());
+      const double surplus = leadFrom(telling) - gained_ - usual;
+      if (surplus < -tolerance_ || surplus > lead_.most - lead_.least + miscounted) {
+        lost_ += std::max(0.0, -surplus);
+        gained_ += surplus;
+        correct(gaps_[surplus < 0 && gaps_[telling].isLoss ? telling : i], surplus);
+      }
+    }
+    i = gaps_[telling].isLoss ? telling : telling - 1;
   }
 }
 
 void BlockPacer::pace() {
   alignStart();
+  if (found_.areMissingTold) {
+    fillWhatIsLost();
+    return;
+  }
   // Chunks make the lead swing; what a loss adds to that is carried on until it shows.
   double carried = 0;
   std::optional<double> before;
@@ -169,7 +267,7 @@ void BlockPacer::pace() {
     }
     if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
       const double surplus = leadBehind(gaps_[whole]) - before.value_or(lead_.usual);
-      lost_ += lostSound(i, whole, surplus);
+      lost_ += lostSound(i, whole, surplus + heldFor(gaps_[i], gaps_[whole]));
       gained_ += surplus;
       carried += surplus;
       if (std::abs(carried) > tolerance_) {
@@ -363,7 +461,7 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
       soundFound > tooMuch * stretch * everShown + std::max(0.0, layout.lead.most) + leastToTell) {
     return {};
   }
-  BlockPacer pacer(found, layout, frame, block, rates);
+  BlockPacer pacer(found, layout, videoTimescale, block, rates);
   pacer.pace();
 
   sound.lost = sound.filled + static_cast<std::uint64_t>(std::llround(pacer.lost() / block));

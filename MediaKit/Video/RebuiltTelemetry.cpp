@@ -159,6 +159,9 @@ Track rebuildTimecode(std::uint64_t position, const Movie& reference, const Time
   return track;
 }
 
+namespace {
+
+// The boxes by which a track of the reference refers to the timecode (tref), and to nothing else.
 std::vector<std::vector<std::uint8_t>> timecodeReferences(const Track& track,
                                                           std::uint32_t timecodeID) {
   // A tref of one reference: two box headers and a track number (ISO/IEC 14496-12 §8.3.3).
@@ -172,6 +175,19 @@ std::vector<std::vector<std::uint8_t>> timecodeReferences(const Track& track,
     }
   }
   return found;
+}
+
+}  // namespace
+
+void referToTimecode(Movie& movie, const Movie& reference, std::uint32_t timecodeID) {
+  for (Track& track : movie.tracks) {
+    for (const Track& taught : reference.tracks) {
+      if (taught.trackID == track.trackID) {
+        const auto boxes = timecodeReferences(taught, timecodeID);
+        track.extraBoxes.insert(track.extraBoxes.begin(), boxes.begin(), boxes.end());
+      }
+    }
+  }
 }
 
 }  // namespace tallowmark::VideoRepair

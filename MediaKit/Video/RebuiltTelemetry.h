@@ -28,8 +28,7 @@ Track rebuildTelemetry(const SideFindings& found, const Movie& reference,
 Track rebuildTimecode(std::uint64_t position, const Movie& reference, const TimecodePlace& place,
                       const Track& video);
 
-/// The boxes by which `track` of the reference refers to the timecode (tref), and to nothing else.
-std::vector<std::vector<std::uint8_t>> timecodeReferences(const Track& track,
-                                                          std::uint32_t timecodeID);
+/// Tells the tracks of a rebuilt movie where their timecode is, as the reference's are told.
+void referToTimecode(Movie& movie, const Movie& reference, std::uint32_t timecodeID);
 
 }  // namespace tallowmark::VideoRepair

@@ -27,6 +27,17 @@ std::uint32_t ticks(double seconds, std::uint32_t timescale) {
   return static_cast<std::uint32_t>(std::clamp(seconds * timescale + 0.5, 0.0, most));
 }
 
+std::vector<double> startSeconds(const SampleList& samples, std::uint32_t timescale) {
+  std::vector<double> starts{0};
+  starts.reserve(static_cast<std::size_t>(samples.size()) + 1);
+  std::uint64_t time = 0;
+  for (const Sample& sample : samples) {
+    time += sample.duration;
+    starts.push_back(static_cast<double>(time) / timescale);
+  }
+  return starts;
+}
+
 bool ratesAgree(const EvidencedFindings& found, const SoundLead& lead, double pictures,
                 double sound, double soundTick) {
   constexpr double tooShortToTell = 2;
@@ -113,6 +124,9 @@ class Pacer {
 
   void holdBehindLosses(std::uint64_t key);
 
+  /// Seconds of sound that are lost ahead of all that is left.
+  double silentStart() const { return silentStart_; }
+
  private:
   /// How far sound is ahead of the picture at an anchor, as the samples stand in the file.
   struct Anchor {
@@ -131,6 +145,7 @@ class Pacer {
   std::uint64_t soundIn(std::uint64_t frame) const;
   std::uint64_t placeOfSilence(std::span<const std::uint64_t> losses) const;
   double lostSound(std::uint64_t frame, double surplus) const;
+  bool isBelievable(double surplus, double tolerance) const;
   bool correct(std::span<const std::uint64_t> losses, double surplus);
   bool fallSilentAt(std::uint64_t frame, double seconds);
 
@@ -139,6 +154,7 @@ class Pacer {
   std::uint32_t videoTimescale_;
   std::uint32_t audioTimescale_;
   double frame_;
+  std::vector<double> starts_;
   std::vector<Anchor> anchors_;
   /// Seconds of a chunk of sound, where they are alike; else 0.
   double chunk_ = 0;
@@ -148,6 +164,7 @@ class Pacer {
   /// Where the first of them had it.
   double usual_;
   double corrected_ = 0;
+  double silentStart_ = 0;
   std::vector<Hold> videoHolds_;
   std::vector<Hold> audioHolds_;
 };
@@ -159,6 +176,7 @@ Pacer::Pacer(EvidencedFindings& found, const SoundLead& lead, std::uint32_t vide
       videoTimescale_(videoTimescale),
       audioTimescale_(audioTimescale),
       frame_(static_cast<double>(found.video.typicalDuration()) / videoTimescale),
+      starts_(startSeconds(found.video, videoTimescale)),
       usual_(lead.middle) {
   const std::vector<SoundAnchor> all = soundAnchors(found, 1.0 / audioTimescale);
   chunk_ = usualChunk(all);
@@ -168,8 +186,7 @@ Pacer::Pacer(EvidencedFindings& found, const SoundLead& lead, std::uint32_t vide
     if (!isLoss || isRightBehind(anchor)) {
       // What stands ahead of the first picture may be more than is usual.
       const double more = anchor.frame == 0 ? lead.first - lead.middle : 0;
-      anchors_.push_back(
-          {anchor.frame, anchor.seconds - static_cast<double>(anchor.frame) * frame_ - more});
+      anchors_.push_back({anchor.frame, anchor.seconds - starts_[anchor.frame] - more});
     }
   }
 }
@@ -292,12 +309,24 @@ bool Pacer::fallSilentAt(std::uint64_t frame, double seconds) {
   return sound > 0;
 }
 
+// Where pictures last until the next one was due, sound can only have lost something against them,
+// unless more are missing than their counts tell.
+bool Pacer::isBelievable(double surplus, double tolerance) const {
+  constexpr double miscounted = 0.1;
+  const double most = found_.areMissingTold ? lead_.most - lead_.least + miscounted : tolerance;
+  return surplus < -tolerance || surplus > most;
+}
+
 // What pictures lost is shared out by the bytes of the losses.
 bool Pacer::correct(std::span<const std::uint64_t> losses, double surplus) {
   const std::uint64_t place = placeOfSilence(losses);
-  const double silence = lostSound(place, surplus);
+  const double silence =
+      found_.areMissingTold ? std::max(0.0, -surplus) : lostSound(place, surplus);
   if (silence > 0 && !fallSilentAt(place, silence)) {
-    return false;
+    if (!found_.areMissingTold) {
+      return false;
+    }
+    silentStart_ += silence;
   }
   double bytes = 0;
   for (const std::uint64_t frame : losses) bytes += unexplained(frame);
@@ -326,7 +355,7 @@ void Pacer::holdBehindLosses(std::uint64_t key) {
     const std::vector<double> leads = leadsFrom(anchors_[next_].frame, loss);
     const double surplus = surplusBehind(leads);
     const std::size_t sure = recent_.empty() ? 1 : std::min(leads.size(), recent_.size());
-    if (std::abs(surplus) > tolerance(sure) && correct({first, loss}, surplus)) {
+    if (isBelievable(surplus, tolerance(sure)) && correct({first, loss}, surplus)) {
       corrected_ += surplus;
     }
   }
@@ -365,6 +394,7 @@ void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32
   } else if (-surplus > pacer.frameSeconds()) {
     audio.startDelay += ticks(-surplus, movieTimescale);
   }
+  audio.startDelay += ticks(pacer.silentStart(), movieTimescale);
 }
 
 }  // namespace tallowmark::VideoRepair

@@ -23,6 +23,9 @@ SampleList withHolds(const SampleList& samples, const std::vector<Hold>& holds);
 /// Seconds as ticks, within what a sample's duration holds.
 std::uint32_t ticks(double seconds, std::uint32_t timescale);
 
+/// Seconds at which each of a list's samples starts, and at which the last one ends.
+std::vector<double> startSeconds(const SampleList& samples, std::uint32_t timescale);
+
 /// The number of the first key frame; 0 when there is none.
 std::uint64_t firstKeyframe(const SampleList& video);
 

@@ -376,6 +376,30 @@ TEST(Accuracy, variableRatesStayWithTheSoundBesideLosses) {
   }
 }
 
+// Order counts tell how many pictures a hole took: the others are shown when they were, and what is
+// left of the sound is heard with them.
+TEST(Accuracy, picturesKeepTheirTimeBesideHoles) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  for (ClipRecipe recipe : {ClipRecipe{.audio = "aac"},
+                            {.audio = "aac", .bFrames = 2},
+                            {.codec = "libx265", .container = "mov", .audio = "pcm_s16le"}}) {
+    recipe.seconds = 8;
+    const auto clip = makeClip(recipe);
+    for (const unsigned seed : {0U, 1U, 2U}) {
+      for (const auto& [holes, size] : {std::pair{8U, 2000U}, {1U, 60000U}}) {
+        SCOPED_TRACE(labelOf(recipe) + std::to_string(seed) + " " + std::to_string(size));
+        Victim victim(clip);
+        victim.punch(seed, holes, size, Filling::noise);
+        const Comparison c = rebuildAndCompare(victim, clip);
+        EXPECT_LT(std::abs(c.worstTime), 0.1);
+        EXPECT_LT(std::abs(c.worstStep), 2);
+      }
+    }
+  }
+}
+
 // A camera that is busy drops pictures here and there. With sound at each picture all others keep
 // their time, to a picture at most, whatever their number and that of the reference.
 TEST(Accuracy, picturesKeepTheirTimeWhereOthersWereDropped) {
