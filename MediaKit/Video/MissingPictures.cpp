@@ -70,8 +70,9 @@ class Counting {
   std::optional<std::int64_t> withinSequence(std::uint64_t loss, std::int64_t skipped) const;
   std::optional<std::int64_t> betweenSequences(std::uint64_t loss, std::size_t place) const;
   std::size_t placeBefore(std::uint64_t loss) const;
-  bool runsOver(std::span<const Skip> skips) const;
-  bool tell(std::size_t loss, std::span<const Skip> skips);
+  bool isShownBehind(std::uint64_t loss) const;
+  std::vector<Skip>::iterator overrun(std::vector<Skip>& skips) const;
+  bool tell(std::size_t loss, std::vector<Skip> skips);
 
   std::span<const std::uint64_t> losses_;
   const PictureOrder& order_;
@@ -277,17 +278,25 @@ std::size_t Counting::placeBefore(std::uint64_t loss) const {
   return std::max(first, 1U) - 1;
 }
 
-// Whether counts that seem to go on must have begun anew.
-bool Counting::runsOver(std::span<const Skip> skips) const {
-  if (skips.empty() || bytes_.sequence == 0 || bytes_.sequence > order_.cycle) {
-    return false;
+// Whether all pictures behind a loss are shown behind those ahead of it.
+bool Counting::isShownBehind(std::uint64_t loss) const {
+  const auto at = order_.places.begin() + static_cast<std::ptrdiff_t>(loss);
+  const auto from = at - static_cast<std::ptrdiff_t>(std::min(loss, mostReordering));
+  return *std::max_element(from, at) <= placeBefore(loss);
+}
+
+// Where counts that seem to go on must have begun anew.
+std::vector<Counting::Skip>::iterator Counting::overrun(std::vector<Skip>& skips) const {
+  if (bytes_.sequence == 0 || bytes_.sequence > order_.cycle) {
+    return skips.end();
   }
-  const Skip& skip = skips.back();
-  return order_.positions[numbers_[skip.place]] + 1 + skip.pictures >= bytes_.sequence;
+  return std::find_if(skips.begin(), skips.end(), [&](const Skip& skip) {
+    return order_.positions[numbers_[skip.place]] + 1 + skip.pictures >= bytes_.sequence;
+  });
 }
 
 // Says whether the counts tell what is missing at a loss. `skips`: those that belong to it.
-bool Counting::tell(std::size_t loss, std::span<const Skip> skips) {
+bool Counting::tell(std::size_t loss, std::vector<Skip> skips) {
   const std::uint64_t at = losses_[loss];
   if (repeats(static_cast<std::size_t>(at))) {
     return false;
@@ -301,16 +310,18 @@ bool Counting::tell(std::size_t loss, std::span<const Skip> skips) {
     place = static_cast<std::size_t>(at) - 1;
     all = betweenSequences(at, place);
     if (all) *all += skipped;
-  } else if (runsOver(skips)) {
-    place = skips.back().place;
-    skipped -= skips.back().pictures;
-    skips = skips.first(skips.size() - 1);
+  } else if (const auto over = overrun(skips); over != skips.end()) {
+    place = over->place;
+    skipped -= over->pictures;
+    skips.erase(over);
     all = betweenSequences(at, place);
     if (all) *all += skipped;
   } else {
     all = withinSequence(at, skipped);
   }
-  if (!all || *all > mostMissing) {
+  // A whole sequence between them, and yet shown in turns: one was misread.
+  const bool isMisread = all && *all > skipped && !isShownBehind(at);
+  if (!all || *all > mostMissing || isMisread) {
     return false;
   }
   for (const Skip& skip : skips) missing_.shown[skip.place] += skip.pictures;

@@ -36,6 +36,7 @@ class BlockPacer {
         end_{.frame = found.video.size(), .blocksBehind = found.blocks.longest()},
         lead_(layout.lead),
         tolerance_(std::max(layout.leadStep, block / 2)),
+        isFarApart_(layout.arrivals.areFarApart()),
         frame_(static_cast<double>(found.video.typicalDuration()) / videoTimescale),
         starts_(startSeconds(found.video, videoTimescale)),
         block_(block),
@@ -67,6 +68,7 @@ class BlockPacer {
   std::size_t nextTelling(std::size_t gap) const;
   double leadFrom(std::size_t gap) const;
   void fillWhatIsLost();
+  void fillAsHeld(std::size_t from);
   double unexplained(std::size_t from, std::size_t to) const;
   double lostSound(std::size_t from, std::size_t to, double surplus) const;
   void alignStart();
@@ -79,6 +81,8 @@ class BlockPacer {
   SoundGap end_;
   const SoundLead& lead_;
   double tolerance_;
+  /// Sound comes in chunks that belong to no picture.
+  bool isFarApart_;
   double frame_;
   std::vector<double> starts_;
   double block_;
@@ -211,6 +215,21 @@ void BlockPacer::paceEnd(std::size_t from) {
   }
 }
 
+// Nothing tells what sound lost from a gap on: as much as its pictures, with which it is stored.
+void BlockPacer::fillAsHeld(std::size_t from) {
+  for (std::size_t i = from; i < gaps_.size() && !isFarApart_; ++i) {
+    const SoundGap& gap = gaps_[i];
+    const double held = gap.isLoss && gap.frame > key_ ? heldFor(gap, gap) : 0;
+    const bool isAmidSound = gap.blocksBeforeLoss > 0 && gap.blocksBeforeLoss < end_.blocksBehind;
+    if (held > tolerance_ && isAmidSound) {
+      gained_ -= held;
+      lost_ += held;
+      correct(gap, -held);
+    }
+  }
+  paceEnd(from);
+}
+
 // Where pictures last until the next one was due, sound can only have lost something against them:
 // wherever it is less far ahead than before, silence takes that time.
 void BlockPacer::fillWhatIsLost() {
@@ -228,7 +247,7 @@ void BlockPacer::fillWhatIsLost() {
     }
     const std::size_t telling = nextTelling(i);
     if (telling == gaps_.size()) {
-      paceEnd(i);
+      fillAsHeld(i);
       return;
     }
     if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
