@@ -59,6 +59,9 @@ class Spreading {
       }
       last_ = band.frame;
     }
+    // A few pictures that wait for their sound say nothing of those behind the last of it.
+    constexpr double tellsAPace = 0.5;
+    if (starts_[last_] - starts_[from_] < tellsAPace) close(last_);
     close(starts_.size() - 1);
     return std::move(factors_);
   }
