@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Video/PicturePacing.h"
+
+#include <gtest/gtest.h>
+
+namespace tallowmark {
+namespace {
+
+// Half a second of sound too much ahead of a few pictures, and none behind them.
+TEST(PicturePacing, picturesBehindTheLastSoundKeepTheirPace) {
+  constexpr std::uint32_t timescale = 600;
+  constexpr double lead = 2;
+  SampleList pictures;
+  pictures.append({.size = 1000, .duration = 20}, 120);
+  VideoRepair::SoundPace sound;
+  for (const std::uint64_t frame : {0U, 15U, 30U, 45U, 60U}) {
+    sound.anchors.push_back({frame, lead + static_cast<double>(frame) / 30});
+  }
+  sound.anchors.push_back({62, lead + 62.0 / 30 + 0.5});
+  sound.lead = SoundLead::of({lead, lead, lead});
+  VideoRepair::paceBySound(pictures, timescale, sound, {}, 0);
+  EXPECT_NEAR(static_cast<double>(pictures.duration()) / timescale, 4.5, 0.1);
+  EXPECT_EQ(pictures.back().duration, 20U);
+}
+
+}  // namespace
+}  // namespace tallowmark
