@@ -18,9 +18,9 @@ struct RebuiltSound {
   /// A block of silence, which belongs right behind the last byte of media that any sample of
   /// picture, sound or telemetry has: blocks of silence point there. Empty when there are none.
   std::vector<std::uint8_t> silence;
-  /// Blocks of one track: found in the file, silent ones put where as many are lost while their
-  /// pictures are not, and about how many are lost behind the first key frame, with or without
-  /// their pictures.
+  /// Blocks of one track: found in the file, silent ones put where as many are lost while time
+  /// goes on in the picture, and about how many are lost behind the first key frame, with or
+  /// without their pictures.
   std::uint64_t found = 0;
   std::uint64_t filled = 0;
   std::uint64_t lost = 0;

@@ -73,7 +73,8 @@ struct Result {
   std::uint64_t unusedBytes = 0;
   UnusedBytes unusedBy;
   /// Blocks of compressed sound in each track: found in the file; about how many are lost, as far
-  /// as the clip shows; silent ones that take the time of those of them whose pictures are there.
+  /// as the clip shows; silent ones that take the time of those of them beside which the picture
+  /// goes on.
   std::uint64_t soundBlocksFound = 0;
   std::uint64_t soundBlocksLost = 0;
   std::uint64_t soundBlocksFilled = 0;
