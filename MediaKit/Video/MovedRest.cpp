@@ -10,34 +10,43 @@ namespace tallowmark::VideoRepair {
 
 namespace {
 
-// The number of the first sample that starts at or behind a position, with the silence ahead of it,
-// which lies at `mediaEnd` wherever it is heard.
+// The number of the first sample that starts at or behind a position. Silence that was made lies at
+// `mediaEnd`, wherever it is heard.
 std::uint64_t firstFrom(std::uint64_t position, std::uint64_t mediaEnd, const SampleList& samples) {
-  std::uint64_t ahead = 0;
   for (const SampleRun& run : samples.runs()) {
     if (run.first.offset >= mediaEnd) {
       continue;
     }
     if (run.first.offset >= position) {
-      return ahead;
+      return run.start;
     }
     if (run.end() > position && run.first.size > 0) {
       const std::uint64_t bytes = position - run.first.offset + run.first.size - 1;
       return run.start + std::min(run.count, bytes / run.first.size);
     }
-    ahead = run.start + run.count;
   }
   return samples.size();
 }
 
-// Pictures that were lost ahead of the rest have their time in the one before.
+// Sound that was lost ahead of the rest has its time in the silence that the rebuild has there.
+void fallSilentUntil(std::uint64_t time, const SampleList& ahead, std::uint64_t mediaEnd,
+                     SampleList& samples) {
+  for (const SampleRun& run : ahead.runs()) {
+    const std::uint64_t left = time - std::min(time, samples.duration());
+    if (run.first.offset >= mediaEnd && run.first.duration > 0) {
+      samples.append(run.first, std::min(run.count, left / run.first.duration));
+    }
+  }
+}
+
+// Pictures that were lost ahead of it have theirs in the one before.
 void holdUntil(std::uint64_t time, SampleList& samples) {
   if (samples.empty() || samples.duration() >= time) {
     return;
   }
   Sample last = samples.back();
   const std::uint64_t longer = last.duration + (time - samples.duration());
-  samples = samples.slice(0, samples.size() - 1);
+  samples.removeLast();
   last.duration = static_cast<std::uint32_t>(
       std::min<std::uint64_t>(longer, std::numeric_limits<std::int32_t>::max()));
   samples.append(last);
@@ -57,8 +66,11 @@ bool goOnWithMoved(Movie& movie, std::uint64_t from, const Movie& rebuilt, std::
     if (again != nullptr && again->timescale == track.timescale) {
       const SampleList& samples = again->samples;
       const std::uint64_t first = firstFrom(from, mediaEnd, samples);
+      const SampleList ahead = samples.slice(0, first);
       if (track.kind == Track::Kind::video) {
-        holdUntil(samples.slice(0, first).duration(), track.samples);
+        holdUntil(ahead.duration(), track.samples);
+      } else {
+        fallSilentUntil(ahead.duration(), ahead, mediaEnd, track.samples);
       }
       track.samples.append(samples.slice(first, samples.size()));
     }

@@ -66,11 +66,12 @@ std::optional<std::uint64_t> tableOfPieces(const BoxReader& reader) {
 }
 
 // Where the index stands that most cameras write behind all media.
-std::optional<std::uint64_t> indexBehind(const BoxReader& reader) {
+std::optional<std::uint64_t> indexBehind(std::uint64_t media, const BoxReader& reader) {
   constexpr std::uint64_t searched = std::uint64_t{32} << 20U;
   const std::uint64_t end = reader.size();
+  const std::uint64_t from = std::max(media, end - std::min(end, searched));
   std::optional<std::uint64_t> found;
-  visitNames("moov", reader.source(), end - std::min(end, searched), end, [&](std::uint64_t name) {
+  visitNames("moov", reader.source(), from, end, [&](std::uint64_t name) {
     const auto index = name < 4 ? std::nullopt : reader.box(name - 4);
     const auto header = index ? reader.box(index->payloadOffset(), index->end()) : std::nullopt;
     if (header && !index->truncated && header->type == "mvhd") found = index->offset;
@@ -79,10 +80,11 @@ std::optional<std::uint64_t> indexBehind(const BoxReader& reader) {
   return found;
 }
 
-std::uint64_t endOfMedia(const ByteSource& clip) {
+// `media`: where it begins.
+std::uint64_t endOfMedia(std::uint64_t media, const ByteSource& clip) {
   const BoxReader reader(clip);
   if (const auto table = tableOfPieces(reader)) return *table;
-  return indexBehind(reader).value_or(clip.size());
+  return indexBehind(media, reader).value_or(clip.size());
 }
 
 /// Finds what is torn.
@@ -141,7 +143,7 @@ std::vector<Stretch> Search::stretchesOf(const Track& track) const {
 std::uint64_t Search::endOf(std::size_t piece) const {
   const std::uint64_t end = piece < pieces_ ? movie_.lostPieces[piece].to : clip_.size();
   if (end < clip_.size()) return end;
-  if (!mediaEnd_) mediaEnd_ = endOfMedia(clip_);
+  if (!mediaEnd_) mediaEnd_ = endOfMedia(video_.front().offset, clip_);
   return *mediaEnd_;
 }
 
@@ -162,12 +164,17 @@ bool Search::isHopeless(const Stretch& pictures) const {
   return pieces_ == 0 && !fits(pictures.to - 1, shiftOf(pictures));
 }
 
-// The pictures up to the stretch's last one that have moved.
+// The pictures up to the stretch's last one that have moved. Where most are torn that teach little,
+// another clip teaches more.
 void Search::findMoved(const Stretch& pictures, std::uint64_t first, Tear& tear) const {
+  constexpr std::uint64_t enoughToTeach = 12;
   const std::uint64_t by = shiftOf(pictures);
   std::uint64_t moved = pictures.to;
   while (moved > first && fits(moved - 1, by)) --moved;
-  if (by == 0 || moved == pictures.to) return;
+  const std::uint64_t torn = moved - first;
+  const std::uint64_t known = video_.size() - torn;
+  const bool isLittle = pieces_ == 0 && known < torn && known < enoughToTeach;
+  if (by == 0 || moved == pictures.to || isLittle) return;
   tear.to = video_[moved].offset;
   tear.by = by;
 }

@@ -98,6 +98,15 @@ class IndexFit : public ::testing::Test {
   TemporaryFolder folder_;
 };
 
+// How far all has moved is known from where the file ends.
+TEST_F(IndexFit, fewPicturesAreEnoughToTellByTheEnd) {
+  const Bytes clip = indexFirst(makeClip({.seconds = 0.5, .settings = ":crf=10"}));
+  const Bytes damaged = withForeignCluster(clip, clip.size() / 4, cluster);
+  EXPECT_TRUE(
+      std::holds_alternative<VideoRepair::Truncated>(VideoRepair::diagnose(MemorySource(damaged))));
+  expectAllThatIsLeft(clip, damaged, repaired(damaged));
+}
+
 TEST_F(IndexFit, whatHasMovedIsFoundByWhatTheIndexTeaches) {
   for (const ClipRecipe& recipe :
        {ClipRecipe{.bFrames = 2, .seconds = 6}, ClipRecipe{.codec = "libx265", .seconds = 6},
@@ -123,7 +132,8 @@ TEST_F(IndexFit, anIndexThatFitsNowhereIsNone) {
   recipe.variant = 1;
   const Bytes sibling = contentsOf(makeClip(recipe));
   const Bytes clip = indexFirst(path);
-  const Bytes damaged = withForeignCluster(clip, clip.size() / 8, cluster);
+  const Bytes damaged = withForeignCluster(withForeignCluster(clip, clip.size() * 63 / 64, cluster),
+                                           clip.size() / 16, cluster);
   EXPECT_TRUE(std::holds_alternative<VideoRepair::MissingIndex>(
       VideoRepair::diagnose(MemorySource(damaged))));
   const MemorySource reference(sibling);
