@@ -42,15 +42,23 @@ bool mostRunsDecode(const TriedClip& clip, const TrialDecoder& decoder) {
   return false;
 }
 
-// Whether a run decodes that is large enough not to do so by chance.
+// Whether a run decodes that is large enough not to do so by chance: a short one where damage
+// begins soon behind the key pictures.
 bool anyLargeRunDecodes(const TriedClip& clip, const TrialDecoder& decoder) {
-  const auto keys = clip.keys(runsToTry);
-  return std::any_of(keys.begin(), keys.end(), [&](std::uint64_t key) {
-    decoder.stop.check();
-    const PictureRun run = clip.runFrom(key, shortRun, largeRun);
-    const auto decoded = run.bytes >= largeRun ? decoder.decode(run.pictures) : std::nullopt;
-    return decoded && decoded->whole;
-  });
+  // Both kinds of pictures are among so many.
+  constexpr std::uint64_t shortestRun = 6;
+  constexpr std::size_t shortestRunsToTry = 2;
+  for (const std::uint64_t length : {shortRun, shortestRun}) {
+    for (const std::uint64_t key : clip.keys(length == shortRun ? runsToTry : shortestRunsToTry)) {
+      decoder.stop.check();
+      const PictureRun run = clip.runFrom(key, length, length == shortRun ? largeRun : 0);
+      const auto decoded = run.bytes >= largeRun ? decoder.decode(run.pictures) : std::nullopt;
+      if (decoded && decoded->whole) {
+        return true;
+      }
+    }
+  }
+  return false;
 }
 
 // Settings that were worked out from the pictures' headers leave key pictures as they are; others
@@ -71,11 +79,36 @@ bool otherSettingsFit(const TriedClip& clip, bool isWhole, const TrialDecoder& d
   return all.tried() >= enough && all.share() >= nearlyAll;
 }
 
+// A clip and its reference, each with a key picture that decodes, to put others behind.
+struct TrialPair {
+  const TriedClip& clip;
+  const PictureExcerpt& key;
+  const TriedClip& reference;
+  const PictureExcerpt& referenceKey;
+  const TrialDecoder& decoder;
+
+  // What to expect of such pictures of the clip when that share of them is intact.
+  TrialEvidence expected(Dependents which, double intact) const {
+    return TrialEvidence(intact * reference.askDependents(referenceKey, which, decoder).share());
+  }
+};
+
+// Whether pictures that others are built on are read as they were written, where `small` is what
+// others say. Damage hits them more often.
+bool largeDependentsFit(const TrialPair& pair, const TrialEvidence& small) {
+  const double timesAsLarge =
+      pair.clip.meanDependentSize(Dependents::large) / std::max(small.meanSize(), 1.0);
+  const double intact = std::pow(small.share(), timesAsLarge);
+  return !pair.clip
+              .askDependents(pair.key, Dependents::large, pair.decoder,
+                             pair.expected(Dependents::large, intact))
+              .speaksAgainstThem();
+}
+
 // Whether the pictures between key pictures are read as they were written, as far as that shows.
 // `share` of the key pictures fit: with them alone another encoder's settings can agree, and with
 // those between P pictures as well, which are the smaller ones. Nothing that was lost speaks
-// against settings, and damage hits the larger ones more often; nor do pictures that cannot be read
-// by themselves, as the reference's show.
+// against settings; nor do pictures that cannot be read by themselves, as the reference's show.
 bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double share,
                    const TrialDecoder& decoder) {
   if (anyLargeRunDecodes(clip, decoder)) {
@@ -86,19 +119,24 @@ bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double sha
   if (!key || !referenceKey) {
     return true;
   }
-  const auto expected = [&](Dependents which, double intact) {
-    return TrialEvidence(intact * reference.askDependents(*referenceKey, which, decoder).share());
-  };
-  const TrialEvidence small =
-      clip.askAllDependents(*key, Dependents::small, decoder, expected(Dependents::small, share));
-  if (small.speaksAgainstThem()) {
+  const TrialPair pair{clip, *key, reference, *referenceKey, decoder};
+  const TrialEvidence small = clip.askAllDependents(*key, Dependents::small, decoder,
+                                                    pair.expected(Dependents::small, share));
+  return !small.speaksAgainstThem() && largeDependentsFit(pair, small);
+}
+
+// The same where no key picture of the clip fits: others are put behind the reference's.
+bool dependentsFitTheReference(const TriedClip& clip, const TriedClip& reference,
+                               const TrialDecoder& decoder) {
+  const auto key = reference.goodKey(decoder);
+  if (!key) {
+    return true;
+  }
+  if (!clip.askDependents(*key, Dependents::small, decoder).speaksForThem()) {
     return false;
   }
-  const double timesAsLarge =
-      clip.meanDependentSize(Dependents::large) / std::max(small.meanSize(), 1.0);
-  const double intact = std::pow(small.share(), timesAsLarge);
-  return !clip.askDependents(*key, Dependents::large, decoder, expected(Dependents::large, intact))
-              .speaksAgainstThem();
+  const TrialEvidence small = clip.askAllDependents(*key, Dependents::small, decoder);
+  return largeDependentsFit({clip, *key, reference, *key, decoder}, small);
 }
 
 bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
@@ -114,11 +152,8 @@ bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
   }
   const Movie good = MovieParser::parse(BoxReader(reference));
   const TriedClip taught(good, reference);
-  if (keys.speaksForThem()) {
-    return dependentsFit(clip, taught, keys.share(), decoder);
-  }
-  const auto goodKey = taught.goodKey(decoder);
-  return !goodKey || clip.askDependents(*goodKey, Dependents::small, decoder).speaksForThem();
+  return keys.speaksForThem() ? dependentsFit(clip, taught, keys.share(), decoder)
+                              : dependentsFitTheReference(clip, taught, decoder);
 }
 
 }  // namespace

@@ -3,14 +3,29 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "DecoderKit/FFmpegDecoder.h"
 #include "DeviceKit/FileSource.h"
+#include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Container/MovieParser.h"
 #include "Tests/Support/Boxes.h"
 #include "Tests/Support/Clips.h"
+#include "Tests/Support/Clusters.h"
 #include "Tests/Support/Files.h"
 
 namespace tallowmark::testing {
 namespace {
+
+// The clip without index, and noise in it at these of its sixteenths.
+Bytes damaged(const std::filesystem::path& clip, std::initializer_list<std::size_t> sixteenths) {
+  Bytes bytes = withoutIndex(contentsOf(clip));
+  const Bytes noise = foreignCluster(4000);
+  for (const std::size_t place : sixteenths) {
+    std::copy(noise.begin(), noise.end(), bytes.begin() + placeOf(bytes.size() * place / 16));
+  }
+  return bytes;
+}
 
 // Each decoding is a child process: a person waits for it.
 TEST(PictureTrial, settlesASmallClipByFewDecodings) {
@@ -18,20 +33,68 @@ TEST(PictureTrial, settlesASmallClipByFewDecodings) {
     GTEST_SKIP() << "ffmpeg is not installed";
   }
   const TemporaryFolder folder;
-  ClipRecipe recipe{.codec = "libx265", .bFrames = 3, .seconds = 4, .keyInterval = 30};
-  const auto clip = makeClip(recipe);
-  const MemorySource source(withoutIndex(contentsOf(clip)));
-  recipe.variant = 1;
-  const FileSource reference(makeClip(recipe).string());
-  const auto plan = VideoRepair::planRebuild(source, reference);
-  unsigned decodings = 0;
-  const auto counted = [&](const std::filesystem::path& file, const StopToken& stop) {
-    ++decodings;
-    return decodePictures(file, stop);
+  const ClipRecipe many{.codec = "libx265", .bFrames = 3, .seconds = 4, .keyInterval = 30};
+  const ClipRecipe large{.seconds = 0.7, .width = 640, .height = 480, .settings = ":crf=8"};
+  const struct {
+    ClipRecipe recipe;
+    Bytes clip;
+  } rows[] = {{many, damaged(makeClip(many), {})}, {large, damaged(makeClip(large), {9, 12})}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.recipe.codec);
+    const MemorySource source(row.clip);
+    ClipRecipe other = row.recipe;
+    other.variant = 1;
+    const FileSource reference(makeClip(other).string());
+    const auto plan = VideoRepair::planRebuild(source, reference);
+    unsigned decodings = 0;
+    const auto counted = [&](const std::filesystem::path& file, const StopToken& stop) {
+      ++decodings;
+      return decodePictures(file, stop);
+    };
+    EXPECT_NO_THROW(requireDecodable(plan, source, &reference, folder.path(), counted, {}));
+    EXPECT_GE(decodings, 2U);
+    EXPECT_LE(decodings, 8U);
+  }
+}
+
+// Damage to all key pictures is no excuse for P pictures that are read otherwise; the B pictures
+// between them are read alike.
+TEST(PictureTrial, refusesOtherSettingsWhereKeyPicturesAreDamaged) {
+  if (!canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const TemporaryFolder folder;
+  const auto weighted = [](const char* weights, int variant) {
+    return makeClip({.codec = "libx265",
+                     .audio = "",
+                     .bFrames = 3,
+                     .width = 416,
+                     .height = 240,
+                     .keyInterval = 60,
+                     .settings = std::string(":weightp=") + weights,
+                     .variant = variant});
   };
-  EXPECT_NO_THROW(requireDecodable(plan, source, &reference, folder.path(), counted, {}));
-  EXPECT_GE(decodings, 2U);
-  EXPECT_LE(decodings, 8U);
+  const FileSource whole(weighted("0", 0).string());
+  Bytes clip = withoutIndex(contentsOf(weighted("0", 0)));
+  const Movie movie = MovieParser::parse(BoxReader(whole));
+  for (const Sample picture : movie.videoTrack()->samples) {
+    const Bytes noise = foreignCluster(picture.isSync ? picture.size / 2 : 0);
+    std::copy(noise.begin(), noise.end(),
+              clip.begin() + placeOf(picture.offset + picture.size / 4));
+  }
+  const MemorySource source(clip);
+  for (const bool isSame : {true, false}) {
+    const FileSource reference(weighted(isSame ? "0" : "1", 1).string());
+    const auto plan = VideoRepair::planRebuild(source, reference);
+    const auto require = [&] {
+      requireDecodable(plan, source, &reference, folder.path(), decodePictures, {});
+    };
+    if (isSame) {
+      EXPECT_NO_THROW(require());
+    } else {
+      EXPECT_THROW(require(), MediaError);
+    }
+  }
 }
 
 }  // namespace
