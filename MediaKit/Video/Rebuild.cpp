@@ -8,17 +8,13 @@
 
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
-#include "MediaKit/Video/EvidenceWalk.h"
-#include "MediaKit/Video/ForeignSound.h"
+#include "MediaKit/Video/FindMedia.h"
 #include "MediaKit/Video/FrameRate.h"
 #include "MediaKit/Video/Interleaving.h"
 #include "MediaKit/Video/MediaStart.h"
-#include "MediaKit/Video/MediaWalk.h"
 #include "MediaKit/Video/MissingPictures.h"
-#include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/OutputOrder.h"
 #include "MediaKit/Video/PCMTracks.h"
-#include "MediaKit/Video/ParameterFitting.h"
 #include "MediaKit/Video/PicturePacing.h"
 #include "MediaKit/Video/RebuiltSound.h"
 #include "MediaKit/Video/RebuiltTelemetry.h"
@@ -28,266 +24,13 @@
 #include "MediaKit/Video/SoundPacing.h"
 #include "MediaKit/Video/SoundStep.h"
 #include "MediaKit/Video/StatedClock.h"
+#include "MediaKit/Video/Teacher.h"
 #include "MediaKit/Video/VideoRepair.h"
 #include "MediaKit/Video/WrittenRange.h"
 
 namespace tallowmark::VideoRepair {
 
 namespace {
-
-constexpr std::size_t samplesForHeaders = 600;
-// Cameras have one or two; each costs a look at thousands of samples.
-constexpr std::size_t mostOtherTracks = 4;
-
-/// A good clip of the camera and what it teaches.
-struct Teacher {
-  Movie movie;
-  const Track* video = nullptr;
-  const Track* audio = nullptr;
-  NALFormat format;
-  std::optional<PCMLayout> pcm;
-  std::optional<SoundLayout> sound;
-  std::optional<BlockLayout> blocks;
-  std::optional<StreamEvidence> evidence;
-  std::vector<StreamEvidence> otherTracks;
-  Turns turns;
-  SideLessons side;
-  /// Where it believes other settings than the reference's, the video track has the clip's own
-  /// parameter sets, by which the reference's pictures make no sense.
-  std::optional<ParameterFitting> fitting;
-
-  bool hasOtherSettings() const { return fitting && fitting->hasOtherSettings(); }
-};
-
-// The largest frame that is looked for: well above the reference's largest, within reason.
-std::size_t frameSizeLimit(std::uint32_t largestSample) {
-  constexpr std::uint64_t least = std::uint64_t{1} << 20U;
-  constexpr std::uint64_t most = std::uint64_t{64} << 20U;
-  return static_cast<std::size_t>(
-      std::clamp<std::uint64_t>(std::uint64_t{largestSample} * 4, least, most));
-}
-
-void learnStreams(Teacher& teacher, const ByteSource& reference) {
-  teacher.format.learnHeaders(teacher.video->samples, reference, samplesForHeaders);
-  teacher.evidence = StreamEvidence::learn(*teacher.video, reference, teacher.format);
-  std::size_t others = 0;
-  for (const Track& track : teacher.movie.tracks) {
-    if (&track == teacher.video || track.kind != Track::Kind::video || others == mostOtherTracks) {
-      continue;
-    }
-    ++others;
-    const auto format = NALFormat::of(track.sampleEntry, track.codec);
-    if (format && format->codec == teacher.format.codec &&
-        format->lengthSize == teacher.format.lengthSize) {
-      if (auto other = StreamEvidence::learn(track, reference, *format)) {
-        teacher.otherTracks.push_back(std::move(*other));
-      }
-    }
-  }
-  if (!teacher.otherTracks.empty()) teacher.turns = turnsOf(teacher.movie, *teacher.video);
-}
-
-// `movie` is what is known of the reference.
-Teacher learn(Movie movie, const ByteSource& reference, Depth depth) {
-  Teacher teacher;
-  teacher.movie = std::move(movie);
-  // One that is cut short teaches what is there.
-  for (Track& track : teacher.movie.tracks) {
-    track.samples = track.samples.endingBy(reference.size());
-  }
-  teacher.video = teacher.movie.videoTrack();
-  teacher.audio = teacher.movie.audioTrack();
-  if (teacher.video == nullptr) {
-    throw MediaError::unsupported("The reference clip has no video.");
-  }
-  const auto format = NALFormat::of(teacher.video->sampleEntry, teacher.video->codec);
-  if (!format) {
-    throw MediaError::unsupported("Repair supports H.264 and HEVC video. The reference clip uses " +
-                                  teacher.video->codec.description() + ".");
-  }
-  teacher.format = *format;
-  teacher.pcm = teacher.audio != nullptr ? PCMLayout::of(*teacher.audio) : std::nullopt;
-  if (depth == Depth::basic) {
-    teacher.format.learnHeaders(teacher.video->samples, reference, samplesForHeaders);
-    return teacher;
-  }
-  learnStreams(teacher, reference);
-  teacher.fitting.emplace(*teacher.video, reference, teacher.format);
-  teacher.side = SideLessons::learn(teacher.movie, reference);
-  if (teacher.audio != nullptr) {
-    teacher.pcm = PCMLayout::ofEvenSamples(*teacher.audio);
-    teacher.sound = SoundLayout::learn(teacher.movie, reference);
-    teacher.blocks = BlockLayout::learn(teacher.movie, reference);
-  }
-  if (teacher.evidence && teacher.blocks) {
-    teacher.evidence->expectSound(teacher.blocks->mostBytes());
-  }
-  return teacher;
-}
-
-// How long a rebuilt frame lasts: as most of the reference's do. Where these are not what its
-// length is made of (some slow motion is timed by few long samples among many short ones), their
-// mean.
-std::uint32_t frameDuration(const Track& video) {
-  const std::uint32_t typical = video.typicalDuration();
-  const std::uint64_t mean =
-      video.samples.empty() ? typical : video.duration() / video.samples.size();
-  const bool isUsual = mean <= std::uint64_t{typical} * 2 && mean >= typical / 2;
-  return isUsual || mean == 0 ? typical
-                              : static_cast<std::uint32_t>(std::min<std::uint64_t>(
-                                    mean, std::numeric_limits<std::uint32_t>::max()));
-}
-
-EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const Teacher& teacher,
-                            const Progress& progress, const StopToken& stop) {
-  const std::size_t maxFrameSize = frameSizeLimit(teacher.video->samples.largestSize());
-  const std::uint32_t duration = frameDuration(*teacher.video);
-  if (!teacher.evidence) {
-    EvidencedFindings found;
-    static_cast<Findings&>(found) =
-        walk(source, from, teacher.format, teacher.pcm, teacher.video->typicalDuration(),
-             maxFrameSize, progress, stop);
-    return found;
-  }
-  const WalkLessons lessons{&*teacher.evidence,
-                            teacher.otherTracks,
-                            teacher.turns,
-                            teacher.sound ? &*teacher.sound : nullptr,
-                            teacher.blocks ? &*teacher.blocks : nullptr,
-                            duration,
-                            maxFrameSize,
-                            teacher.side};
-  return walkByEvidence(source, from, lessons, progress, stop);
-}
-
-// What the pictures found teach of their stream, as a good clip would.
-std::optional<StreamEvidence> learnFrom(const SampleList& found, const Teacher& teacher,
-                                        const ByteSource& source) {
-  Track own = *teacher.video;
-  own.samples = found;
-  return StreamEvidence::learn(own, source, teacher.format);
-}
-
-// Where the clip's pictures were coded with other settings than the reference's: takes these for
-// the clip's. Says whether pictures are numbered in another way by them, so that more may be found.
-bool adoptSettings(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source,
-                   const StopToken& stop) {
-  auto fitted = teacher.fitting->fit(found.video, source, found.losses, stop);
-  if (!fitted) {
-    return false;
-  }
-  for (Track& track : teacher.movie.tracks) {
-    if (&track == teacher.video) track.sampleEntry = std::move(fitted->sampleEntry);
-  }
-  if (!fitted->isRenumbered) {
-    return false;
-  }
-  if (const auto own = learnFrom(found.video, teacher, source)) {
-    teacher.evidence->adoptSets(*own);
-    teacher.evidence->adoptSlices(*own);
-  }
-  return true;
-}
-
-// Whether pictures may be missing: there are losses, or more follows the last one than sound.
-bool lacksPictures(const EvidencedFindings& found, const StreamEvidence& evidence,
-                   const ByteSource& source) {
-  if (found.video.empty() || !found.losses.empty()) {
-    return !found.video.empty();
-  }
-  const Sample last = found.video.back();
-  return source.size() - last.offset - last.size > 2 * evidence.largestGap();
-}
-
-// Behind losses pictures of kinds that the reference does not have are hard to find, until the clip
-// itself shows that it has them; so are those that lie further apart.
-bool adoptKinds(Teacher& teacher, const EvidencedFindings& found, const ByteSource& source) {
-  const auto own = lacksPictures(found, *teacher.evidence, source)
-                       ? learnFrom(found.video, teacher, source)
-                       : std::nullopt;
-  const bool hasOtherSlices = own && teacher.evidence->adoptSlices(*own);
-  const bool hasOtherGaps = own && teacher.evidence->adoptGaps(*own);
-  return hasOtherSlices || hasOtherGaps;
-}
-
-/// The progress of walks through one clip: each takes half of what those before left.
-class WalkProgress {
- public:
-  explicit WalkProgress(const Progress& progress) : progress_(progress) {}
-
-  /// Of the next walk, which reports up to a half. This object must outlive it.
-  Progress next() {
-    const double from = std::exchange(done_, done_ + (1 - done_) / 2);
-    return progress_ ? [this, from](double half) { progress_(from + half * (1 - from)); }
-                     : Progress();
-  }
-  /// Where it stands once they are over.
-  double done() const { return done_; }
-
- private:
-  const Progress& progress_;
-  double done_ = 0;
-};
-
-// Whether what lies between the pictures found cannot be the reference's PCM sound.
-bool isForeign(const EvidencedFindings& found, const Teacher& teacher, const SoundLayout& sound,
-               const ByteSource& source) {
-  const double second = static_cast<double>(sound.pcm().sampleSize) * teacher.audio->timescale;
-  const double picture =
-      static_cast<double>(frameDuration(*teacher.video)) / std::max(1U, teacher.video->timescale);
-  return isForeignSound(found.gaps, second * picture, sound, source);
-}
-
-// Of compressed sound hardly anything fits, half of it at most. Where more does it is PCM, of a
-// clip that others were written over.
-bool hasHardlyAnyPCM(const EvidencedFindings& found, const Teacher& teacher) {
-  constexpr double hardlyAny = 0.4;
-  const double pictures = static_cast<double>(found.video.size()) * frameDuration(*teacher.video);
-  return static_cast<double>(found.audio.size()) * teacher.video->timescale <
-         pictures * teacher.audio->timescale * hardlyAny;
-}
-
-// Walks a clip, and again as long as a walk teaches what the reference could not.
-EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teacher& teacher,
-                            WalkProgress& progress, const StopToken& stop) {
-  const auto walk = [&] {
-    EvidencedFindings found = walkMedia(source, from, teacher, progress.next(), stop);
-    found.video = found.video.endingBy(source.size());
-    return found;
-  };
-  EvidencedFindings found = walk();
-  if (!teacher.evidence) {
-    return found;
-  }
-  // Other sound than the reference's misleads the search for pictures, too.
-  if (teacher.sound && hasHardlyAnyPCM(found, teacher) &&
-      (areStrange(found.gaps) || isForeign(found, teacher, *teacher.sound, source))) {
-    auto sound = std::exchange(teacher.sound, std::nullopt);
-    auto evidence = teacher.evidence;
-    teacher.evidence->forgetGaps();
-    EvidencedFindings silent = walk();
-    // Pictures that only the reference's sound leads to show that it is there.
-    const bool isAsFull = silent.video.size() * 10 >= found.video.size() * 9;
-    if (isAsFull && isForeign(silent, teacher, *sound, source)) {
-      found = std::move(silent);
-    } else {
-      teacher.sound = std::move(sound);
-      teacher.evidence = std::move(evidence);
-    }
-  }
-  constexpr int mostWalks = 4;
-  for (int walks = 1; walks < mostWalks; ++walks) {
-    if (!adoptSettings(teacher, found, source, stop) && !adoptKinds(teacher, found, source)) {
-      break;
-    }
-    EvidencedFindings more = walk();
-    if (more.video.size() < found.video.size()) {
-      break;
-    }
-    found = std::move(more);
-  }
-  return found;
-}
 
 OrderLessons orderLessons(const Teacher& teacher) {
   return {teacher.evidence ? teacher.evidence->format() : teacher.format,
@@ -496,88 +239,160 @@ void count(const Movie& movie, const EvidencedFindings& found, const RebuiltSoun
   result.soundBlocksFilled = sound.filled;
 }
 
-Plan planBy(Teacher teacher, const ByteSource& source, const ByteSource& reference,
-            const Progress& progress, const StopToken& stop, Depth depth) {
-  const BoxReader reader(source);
+/// Makes the plan of a rebuilt clip, step by step.
+class Rebuilding {
+ public:
+  Rebuilding(Teacher teacher, const ByteSource& source, const ByteSource& reference, Depth depth)
+      : teacher_(std::move(teacher)), sources_{source, reference, teacher_}, depth_(depth) {}
+  Rebuilding(const Rebuilding&) = delete;
+  Rebuilding& operator=(const Rebuilding&) = delete;
+  Rebuilding(Rebuilding&&) = delete;
+  Rebuilding& operator=(Rebuilding&&) = delete;
+  ~Rebuilding() = default;
+
+  Plan plan(const Progress& progress, const StopToken& stop);
+
+ private:
+  void find(WalkProgress& walks, const StopToken& stop);
+  void describe();
+  void tellTime(const StopToken& stop);
+  void makeSound();
+  void keepPace();
+  void layPictures();
+  void laySound();
+  Result finish();
+  bool hasSound() const { return !sound_.tracks.empty() || !found_.audio.empty(); }
+
+  Teacher teacher_;
+  Sources sources_;
+  Depth depth_;
+  EvidencedFindings found_;
+  /// Of the clip, as far as it is made; and as the reference describes it.
+  Movie movie_;
+  Movie described_;
+  Track video_;
+  std::optional<Track> audio_;
+  std::optional<SoundPace> pace_;
+  /// By how many seconds its pictures start later than the reference's.
+  double late_ = 0;
+  std::optional<FoundOrder> order_;
+  RebuiltSound sound_;
+  std::uint64_t soundGivenUp_ = 0;
+  /// Those ahead of the first key picture, too.
+  SampleList allPictures_;
+};
+
+void Rebuilding::find(WalkProgress& walks, const StopToken& stop) {
+  const BoxReader reader(sources_.clip);
   const auto layout = MovieParser::layoutIfAny(reader);
   const bool hasMediaBox = !layout || !layout->mdats.empty();
-  WalkProgress walks(progress);
-  EvidencedFindings found = findMedia(source, mediaStart(reader, depth), teacher, walks, stop);
-  if (found.video.empty()) {
+  found_ = findMedia(sources_.clip, mediaStart(reader, depth_), teacher_, walks, stop);
+  if (found_.video.empty()) {
     throw hasMediaBox ? MediaError::noVideo()
                       : MediaError::malformed("no media data (mdat) was found");
   }
+}
 
-  Movie movie = teacher.movie;
-  forgetTheRecording(movie);
-  const Movie described = movie;
-  Track video = *movie.videoTrack();
-  video.mediaStart = 0;
-  video.startDelay = 0;
-  std::optional<Track> audio =
-      movie.audioTrack() != nullptr ? std::optional(*movie.audioTrack()) : std::nullopt;
-  std::optional<SoundPace> pace = soundPace(found, teacher);
-  const Sources sources{source, reference, teacher};
-  if (pace) adoptFrameRate(found, *pace, sources);
-  const double late = pace ? lateStart(found, *pace, teacher) : 0;
-  const auto order =
-      depth == Depth::full ? findOrder(found, sources, stop) : std::optional<FoundOrder>();
-  if (order && order->missing) {
-    holdForMissing(found.video, firstKeyframe(found.video), *order->missing, order->pictureTicks);
-    found.areMissingTold = order->missing->areAllTold;
+void Rebuilding::describe() {
+  movie_ = teacher_.movie;
+  forgetTheRecording(movie_);
+  described_ = movie_;
+  video_ = *movie_.videoTrack();
+  video_.mediaStart = 0;
+  video_.startDelay = 0;
+  if (const Track* audio = movie_.audioTrack()) audio_ = *audio;
+}
+
+// How long pictures last, in which order they are shown, and how many are missing.
+void Rebuilding::tellTime(const StopToken& stop) {
+  pace_ = soundPace(found_, teacher_);
+  if (pace_) {
+    adoptFrameRate(found_, *pace_, sources_);
+    late_ = lateStart(found_, *pace_, teacher_);
   }
-  std::uint64_t soundGivenUp = 0;
-  RebuiltSound sound;
-  if (teacher.blocks) {
-    const FoundBlocks& blocks = found.blocks;
-    sound = rebuildSound(found, movie, *teacher.blocks);
-    soundGivenUp = blocks.unplaced + (sound.tracks.empty() ? blocks.bytes : 0);
-  } else if (audio && teacher.sound) {
-    const std::uint64_t before = bytesOfPCM(found);
-    keepInStep(found, *teacher.sound, video.timescale, movie.timescale, *audio);
-    soundGivenUp = before - bytesOfPCM(found);
+  if (depth_ == Depth::full) order_ = findOrder(found_, sources_, stop);
+  if (order_ && order_->missing) {
+    holdForMissing(found_.video, firstKeyframe(found_.video), *order_->missing,
+                   order_->pictureTicks);
+    found_.areMissingTold = order_->missing->areAllTold;
   }
-  const bool hasSound = !sound.tracks.empty() || !found.audio.empty();
-  if (pace && !isWhole(found)) {
-    pace =
-        audio ? paceOfRest(std::move(*pace), found, sound, *audio, movie.timescale) : std::nullopt;
+}
+
+void Rebuilding::makeSound() {
+  if (teacher_.blocks) {
+    const FoundBlocks& blocks = found_.blocks;
+    sound_ = rebuildSound(found_, movie_, *teacher_.blocks);
+    soundGivenUp_ = blocks.unplaced + (sound_.tracks.empty() ? blocks.bytes : 0);
+  } else if (audio_ && teacher_.sound) {
+    const std::uint64_t before = bytesOfPCM(found_);
+    keepInStep(found_, *teacher_.sound, video_.timescale, movie_.timescale, *audio_);
+    soundGivenUp_ = before - bytesOfPCM(found_);
   }
-  if (!hasSound) pace.reset();
-  if (pace) pace->lead.moveBy(late);
-  SampleList allPictures = found.video;
-  // A movie begins on a key frame.
-  const std::uint64_t cut = firstKeyframe(found.video);
-  video.samples = found.video.slice(cut, found.video.size());
-  if (depth == Depth::full) {
-    restoreOrder(video, lossesBehind(cut, found.losses), order, pace, sources);
+}
+
+// The pace that is left for the pictures once sound is in its place.
+void Rebuilding::keepPace() {
+  if (pace_ && !isWhole(found_)) {
+    pace_ = audio_ ? paceOfRest(std::move(*pace_), found_, sound_, *audio_, movie_.timescale)
+                   : std::nullopt;
   }
-  allPictures = cut == 0 ? video.samples : allPictures;
-  movie.tracks = {std::move(video)};
-  if (audio && !found.audio.empty()) {
-    sound.tracks = rebuildPCM(found, described, std::move(*audio));
+  if (!hasSound()) pace_.reset();
+  if (pace_) pace_->lead.moveBy(late_);
+}
+
+// A movie begins on a key frame.
+void Rebuilding::layPictures() {
+  const std::uint64_t cut = firstKeyframe(found_.video);
+  allPictures_ = found_.video;
+  video_.samples = found_.video.slice(cut, found_.video.size());
+  if (depth_ == Depth::full) {
+    restoreOrder(video_, lossesBehind(cut, found_.losses), order_, pace_, sources_);
   }
-  for (Track& track : sound.tracks) {
+  if (cut == 0) allPictures_ = video_.samples;
+  movie_.tracks = {std::move(video_)};
+}
+
+void Rebuilding::laySound() {
+  if (audio_ && !found_.audio.empty()) {
+    sound_.tracks = rebuildPCM(found_, described_, std::move(*audio_));
+  }
+  for (Track& track : sound_.tracks) {
     if (!track.samples.empty()) {
-      movie.tracks.push_back(std::move(track));
+      movie_.tracks.push_back(std::move(track));
     }
   }
+}
 
+Result Rebuilding::finish() {
   Result result;
-  addSideTracks(movie, teacher, described, found.side, {allPictures, cut, found.losses}, result);
-  if (hasSound && depth == Depth::full) {
-    startPicturesAt(movie, pictureStart(teacher.movie) + late);
+  addSideTracks(movie_, teacher_, described_, found_.side,
+                {allPictures_, firstKeyframe(found_.video), found_.losses}, result);
+  if (hasSound() && depth_ == Depth::full) {
+    startPicturesAt(movie_, pictureStart(teacher_.movie) + late_);
   }
-  if (teacher.sound) sound.silence = fillHolds(movie);
-  const std::uint64_t mediaEnd = writtenRange(movie).upper - sound.silence.size();
+  if (teacher_.sound) sound_.silence = fillHolds(movie_);
+  count(movie_, found_, sound_, soundGivenUp_, result);
+  result.audioDropped = teacher_.audio != nullptr && found_.audioSeen && result.audioPackets == 0;
+  result.orderRestored = order_.has_value();
+  return result;
+}
 
-  count(movie, found, sound, soundGivenUp, result);
-  result.audioDropped = teacher.audio != nullptr && found.audioSeen && result.audioPackets == 0;
-  result.orderRestored = order.has_value();
-  return {std::move(movie),
+Plan Rebuilding::plan(const Progress& progress, const StopToken& stop) {
+  WalkProgress walks(progress);
+  find(walks, stop);
+  describe();
+  tellTime(stop);
+  makeSound();
+  keepPace();
+  layPictures();
+  laySound();
+  const Result result = finish();
+  const std::uint64_t mediaEnd = writtenRange(movie_).upper - sound_.silence.size();
+  return {std::move(movie_),
           result,
           true,
-          teacher.hasOtherSettings(),
-          {mediaEnd, std::move(sound.silence)},
+          teacher_.hasOtherSettings(),
+          {mediaEnd, std::move(sound_.silence)},
           walks.done()};
 }
 
@@ -588,14 +403,14 @@ Plan planRebuild(const ByteSource& source, const ByteSource& reference, const Pr
   const BoxReader reader(reference);
   Movie movie = MovieParser::parse(reader);
   if (depth == Depth::full) MovieParser::readHandlerNames(reader, movie);
-  return planBy(learn(std::move(movie), reference, depth), source, reference, progress, stop,
-                depth);
+  return Rebuilding(learn(std::move(movie), reference, depth), source, reference, depth)
+      .plan(progress, stop);
 }
 
 Plan planRebuildFrom(const Movie& known, const ByteSource& source, const Progress& progress,
                      const StopToken& stop) {
   constexpr Depth depth = Depth::full;
-  return planBy(learn(known, source, depth), source, source, progress, stop, depth);
+  return Rebuilding(learn(known, source, depth), source, source, depth).plan(progress, stop);
 }
 
 }  // namespace tallowmark::VideoRepair

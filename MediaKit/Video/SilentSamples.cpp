@@ -106,11 +106,11 @@ std::vector<std::uint8_t> fillHolds(Movie& movie) {
   return silence;
 }
 
-Silence fillLostSound(Movie& movie, const ByteSource& clip) {
+FilledSilence fillLostSound(Movie& movie, const ByteSource& clip) {
   // Of numbers that are made up.
   constexpr std::uint32_t longestSilence = 1U << 20U;
   const std::uint64_t mediaEnd = writtenRange(movie).upper;
-  Silence silence{fillHolds(movie)};
+  FilledSilence silence{fillHolds(movie)};
   for (Track& track : movie.tracks) {
     const auto numbers = aheadOfLosses(track, movie.lostPieces);
     const auto block = numbers.empty() ? std::vector<std::uint8_t>{} : silentBlockOf(track, clip);

@@ -15,7 +15,7 @@ namespace tallowmark::VideoRepair {
 std::vector<std::uint8_t> fillHolds(Movie& movie);
 
 /// What fills the sound of a movie.
-struct Silence {
+struct FilledSilence {
   /// As fillHolds returns them.
   std::vector<std::uint8_t> bytes;
   /// Blocks of AAC, in all tracks.
@@ -24,6 +24,6 @@ struct Silence {
 
 /// The same, and the same for blocks of AAC that last as long as two or more, of a movie whose
 /// index is that of `clip`. Throws DeviceError.
-Silence fillLostSound(Movie& movie, const ByteSource& clip);
+FilledSilence fillLostSound(Movie& movie, const ByteSource& clip);
 
 }  // namespace tallowmark::VideoRepair

@@ -106,7 +106,7 @@ Plan planWithMovedRest(const ByteSource& source, Movie movie, const Progress& pr
 // Lost sound becomes silence: players may go on with the next block at once.
 void fillSound(Plan& plan, const ByteSource& source) {
   const std::uint64_t mediaEnd = writtenRange(plan.movie).upper;
-  Silence silence = fillLostSound(plan.movie, source);
+  FilledSilence silence = fillLostSound(plan.movie, source);
   if (silence.bytes.empty()) return;
   plan.added = {mediaEnd, std::move(silence.bytes)};
   Result& result = plan.result;

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/Movie.h"
+#include "MediaKit/Video/EvidenceWalk.h"
+#include "MediaKit/Video/NALFormat.h"
+#include "MediaKit/Video/PCMLayout.h"
+#include "MediaKit/Video/ParameterFitting.h"
+#include "MediaKit/Video/VideoRepair.h"
+
+namespace tallowmark::VideoRepair {
+
+/// A good clip of the camera and what it teaches.
+struct Teacher {
+  Movie movie;
+  const Track* video = nullptr;
+  const Track* audio = nullptr;
+  NALFormat format;
+  std::optional<PCMLayout> pcm;
+  std::optional<SoundLayout> sound;
+  std::optional<BlockLayout> blocks;
+  std::optional<StreamEvidence> evidence;
+  std::vector<StreamEvidence> otherTracks;
+  Turns turns;
+  SideLessons side;
+  /// Where it believes other settings than the reference's, the video track has the clip's own
+  /// parameter sets, by which the reference's pictures make no sense.
+  std::optional<ParameterFitting> fitting;
+
+  bool hasOtherSettings() const { return fitting && fitting->hasOtherSettings(); }
+};
+
+/// Learns from the reference, of which `movie` is what is known. Throws MediaError::unsupported for
+/// one without video or with another codec than H.264 and HEVC, and the reference's errors.
+Teacher learn(Movie movie, const ByteSource& reference, Depth depth);
+
+/// How long a rebuilt frame lasts, in the track's timescale: as most of the reference's do. Where
+/// these are not what its length is made of (some slow motion is timed by few long samples among
+/// many short ones), their mean.
+std::uint32_t frameDuration(const Track& video);
+
+}  // namespace tallowmark::VideoRepair
