@@ -9,9 +9,9 @@
 
 #include "DeviceKit/FileSource.h"
 #include "DeviceKit/MemorySource.h"
+#include "MediaKit/Bitstream/EmulationRule.h"
 #include "MediaKit/Container/MovieParser.h"
-#include "MediaKit/Video/EmulationRule.h"
-#include "MediaKit/Video/EvidenceWalk.h"
+#include "MediaKit/Walk/EvidenceWalk.h"
 #include "Tests/Support/Clips.h"
 
 namespace {

@@ -7,9 +7,9 @@
 #include "CommandLine/JsonText.h"
 #include "DeviceKit/Disks/DiskEnumerator.h"
 #include "DeviceKit/SourceOpener.h"
+#include "MediaKit/Bitstream/NALFormat.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
-#include "MediaKit/Video/NALFormat.h"
 #include "MediaKit/Video/VideoRepair.h"
 
 namespace tallowmark {

@@ -4,9 +4,9 @@
 #include <cstdlib>
 
 #include "ByteStream.h"
-#include "MediaKit/Video/ParameterSetWriting.h"
-#include "MediaKit/Video/ParameterSets.h"
-#include "MediaKit/Video/Reordering.h"
+#include "MediaKit/Bitstream/ParameterSetWriting.h"
+#include "MediaKit/Bitstream/ParameterSets.h"
+#include "MediaKit/Bitstream/Reordering.h"
 
 namespace {
 

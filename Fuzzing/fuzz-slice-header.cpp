@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "ByteStream.h"
-#include "MediaKit/Video/PictureOrderCount.h"
-#include "MediaKit/Video/ReferenceWindow.h"
+#include "MediaKit/Bitstream/PictureOrderCount.h"
+#include "MediaKit/Bitstream/ReferenceWindow.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include "DeviceKit/FileSource.h"
 #include "HostileRun.h"
 #include "MediaKit/Container/MovieParser.h"
-#include "MediaKit/Video/BlockSearch.h"
-#include "MediaKit/Video/SoundLayout.h"
+#include "MediaKit/Interleaving/BlockSearch.h"
+#include "MediaKit/Interleaving/SoundLayout.h"
 #include "Tests/Support/Boxes.h"
 #include "Tests/Support/Clips.h"
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "MediaKit/Sound/BitSink.h"
+#include "MediaKit/Container/BitSink.h"
 
 namespace tallowmark {
 

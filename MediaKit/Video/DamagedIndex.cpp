@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <span>
 
+#include "MediaKit/Bitstream/NALFormat.h"
+#include "MediaKit/Bitstream/ParameterSets.h"
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/IndexDamage.h"
 #include "MediaKit/Sound/AACConfig.h"
-#include "MediaKit/Video/NALFormat.h"
-#include "MediaKit/Video/ParameterSets.h"
 
 namespace tallowmark::DamagedIndex {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <utility>
 
-#include "MediaKit/Video/ForeignSound.h"
-#include "MediaKit/Video/MediaWalk.h"
+#include "MediaKit/Walk/ForeignSound.h"
+#include "MediaKit/Walk/MediaWalk.h"
 
 namespace tallowmark::VideoRepair {
 

@@ -6,8 +6,8 @@
 
 #include "DeviceKit/ByteSource.h"
 #include "DeviceKit/StopToken.h"
-#include "MediaKit/Video/EvidenceWalk.h"
 #include "MediaKit/Video/Teacher.h"
+#include "MediaKit/Walk/EvidenceWalk.h"
 
 namespace tallowmark::VideoRepair {
 

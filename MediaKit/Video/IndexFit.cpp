@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "MediaKit/Video/NALFormat.h"
+#include "MediaKit/Bitstream/NALFormat.h"
 
 namespace tallowmark::IndexFit {
 

@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <vector>
 
+#include "MediaKit/Bitstream/NALFormat.h"
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/NameSearch.h"
 #include "MediaKit/Video/IndexFit.h"
-#include "MediaKit/Video/NALFormat.h"
 
 namespace tallowmark::LostIndex {
 

@@ -15,7 +15,6 @@ namespace {
 // As much room as an index in front is made with.
 constexpr std::size_t searchedForBox = std::size_t{16} << 20U;
 constexpr std::uint64_t shortHeader = 8;
-constexpr std::uint64_t longHeader = 16;
 
 // The first media-data box behind a stretch of zeros that starts at `from`. The first byte that is
 // none belongs to its size or, where this is 0, to its name.
@@ -65,13 +64,6 @@ std::uint64_t mediaStart(const BoxReader& reader, Depth depth) {
     throw MediaError::malformed("no media data (mdat) was found");
   }
   return end + shortHeader;
-}
-
-bool opensMedia(const BoxReader& reader, std::uint64_t from) {
-  return std::ranges::any_of(std::vector{shortHeader, longHeader}, [&](std::uint64_t header) {
-    const auto box = from >= header ? reader.box(from - header) : std::nullopt;
-    return box && box->type == "mdat" && box->payloadOffset() == from;
-  });
 }
 
 }  // namespace tallowmark::VideoRepair

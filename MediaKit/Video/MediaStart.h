@@ -14,7 +14,4 @@ namespace tallowmark::VideoRepair {
 /// nothing can be there.
 std::uint64_t mediaStart(const BoxReader& reader, Depth depth);
 
-/// Whether media data begins at `from`: nothing ahead of it was lost with its box's header.
-bool opensMedia(const BoxReader& reader, std::uint64_t from);
-
 }  // namespace tallowmark::VideoRepair

@@ -5,16 +5,16 @@
 #include <span>
 
 #include "DeviceKit/MemorySource.h"
+#include "MediaKit/Bitstream/EmulationRule.h"
+#include "MediaKit/Bitstream/NALFormat.h"
 #include "MediaKit/Container/MovieWriter.h"
-#include "MediaKit/Video/EmulationRule.h"
-#include "MediaKit/Video/NALFormat.h"
 
 namespace tallowmark {
 
 namespace {
 
 // Up to four times as much is held while pictures are tried.
-constexpr std::size_t mostBytes = std::size_t{24} << 20U;
+constexpr std::size_t mostHeld = std::size_t{24} << 20U;
 // Entropy-coded, 128 bits hardly ever stand for the same blocks as 128 others.
 constexpr std::size_t changedBytes = 16;
 constexpr std::uint8_t strangeByte = 0xA5;
@@ -59,7 +59,7 @@ PictureExcerpt::PictureExcerpt(const Track& video) {
 }
 
 bool PictureExcerpt::add(const Sample& picture, const ByteSource& source) {
-  if (picture.size > mostBytes - bytes_.size()) {
+  if (picture.size > mostHeld - bytes_.size()) {
     return false;
   }
   const auto bytes = source.read(picture.offset, picture.size);

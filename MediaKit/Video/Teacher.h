@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
+#include "MediaKit/Bitstream/NALFormat.h"
+#include "MediaKit/Bitstream/ParameterFitting.h"
 #include "MediaKit/Container/Movie.h"
-#include "MediaKit/Video/EvidenceWalk.h"
-#include "MediaKit/Video/NALFormat.h"
-#include "MediaKit/Video/PCMLayout.h"
-#include "MediaKit/Video/ParameterFitting.h"
+#include "MediaKit/Interleaving/PCMLayout.h"
 #include "MediaKit/Video/VideoRepair.h"
+#include "MediaKit/Walk/EvidenceWalk.h"
 
 namespace tallowmark::VideoRepair {
 

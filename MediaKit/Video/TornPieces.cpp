@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "MediaKit/Bitstream/NALFormat.h"
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/Box.h"
 #include "MediaKit/Container/NameSearch.h"
 #include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Video/IndexFit.h"
-#include "MediaKit/Video/NALFormat.h"
 
 namespace tallowmark::TornPieces {
 

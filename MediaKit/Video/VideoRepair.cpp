@@ -7,14 +7,14 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Container/WrittenRange.h"
+#include "MediaKit/Timing/SilentSamples.h"
 #include "MediaKit/Video/DamagedIndex.h"
 #include "MediaKit/Video/IndexFit.h"
 #include "MediaKit/Video/LostIndex.h"
 #include "MediaKit/Video/LostPieces.h"
 #include "MediaKit/Video/MovedRest.h"
-#include "MediaKit/Video/SilentSamples.h"
 #include "MediaKit/Video/TornPieces.h"
-#include "MediaKit/Video/WrittenRange.h"
 
 namespace tallowmark::VideoRepair {
 

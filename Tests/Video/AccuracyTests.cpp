@@ -13,7 +13,7 @@
 #include "MediaKit/Container/MediaError.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/MovieWriter.h"
-#include "MediaKit/Video/Interleaving.h"
+#include "MediaKit/Interleaving/Interleaving.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Files.h"
 #include "Tests/Support/Process.h"

@@ -7,9 +7,9 @@
 
 #include "DeviceKit/FileSink.h"
 #include "DeviceKit/MemorySource.h"
+#include "MediaKit/Bitstream/NALFormat.h"
+#include "MediaKit/Bitstream/ParameterSets.h"
 #include "MediaKit/Container/MovieParser.h"
-#include "MediaKit/Video/NALFormat.h"
-#include "MediaKit/Video/ParameterSets.h"
 #include "MediaKit/Video/VideoRepair.h"
 #include "Tests/Support/Boxes.h"
 #include "Tests/Support/Clips.h"

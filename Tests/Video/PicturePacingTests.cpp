@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "MediaKit/Video/PicturePacing.h"
+#include "MediaKit/Timing/PicturePacing.h"
 
 #include <gtest/gtest.h>
 

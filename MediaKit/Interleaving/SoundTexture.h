@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/Movie.h"
+#include "MediaKit/Interleaving/PCMLayout.h"
+
+namespace tallowmark {
+
+/// Tells PCM sound from compressed data by its bytes: in sound the most significant byte of a
+/// channel moves little from one sample to the next, in compressed data every byte is as good as
+/// random. Needs neither byte order nor bit depth.
+class SoundTexture {
+ public:
+  /// Measures the reference's sound. Throws DeviceError.
+  static SoundTexture learn(const Track& audio, PCMLayout pcm, const ByteSource& source);
+
+  /// The reference's sound can be told from noise at all.
+  bool isTelling() const { return largestStep_ > 0; }
+
+  /// Bytes that are judged together: whole samples, enough of them for a steady mean.
+  std::size_t blockSize() const { return blockSize_; }
+
+  /// Whether a block of whole samples moves as the reference's sound does. Zeros are sound only
+  /// where the reference has such silence: cameras and card readers leave them for other reasons.
+  bool isSound(std::span<const std::uint8_t> block) const;
+  /// Whether it moves more than that. Zeros do not.
+  bool isNoise(std::span<const std::uint8_t> block) const;
+
+ private:
+  double smallestStep(std::span<const std::uint8_t> block) const;
+
+  std::uint32_t sampleSize_ = 1;
+  std::size_t blockSize_ = 1024;
+  double largestStep_ = 0;
+  bool hasDigitalSilence_ = false;
+};
+
+}  // namespace tallowmark

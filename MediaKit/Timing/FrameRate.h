@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "MediaKit/Interleaving/BlockLayout.h"
+#include "MediaKit/Timing/PicturePacing.h"
+#include "MediaKit/Walk/EvidenceWalk.h"
+
+namespace tallowmark::VideoRepair {
+
+/// Seconds of sound to a picture: a line through anchors.
+struct SoundRate {
+  double perPicture = 0;
+  /// How far apart nearly all anchors lie beside the line, and how long it is, in seconds of sound.
+  double swing = 0;
+  double length = 0;
+
+  /// Nothing when there are too few anchors, or all within two seconds.
+  static std::optional<SoundRate> of(const std::vector<SoundAnchor>& anchors);
+
+  /// Whether the anchors lie as close to the line as the reference's swing lets them.
+  bool isSteady(const SoundLead& reference) const;
+};
+
+/// Seconds of a picture of a clip that was recorded at another of the rates that cameras have than
+/// its reference, whose pictures last `frame` seconds: steady sound tells, as far as nothing is
+/// lost. Nothing when the rates are the same, or when something else can make as much more or less
+/// sound, in PCM channels and sample rates, in AAC another number of tracks, and the clip does not
+/// state the same. `blocks`: the reference's AAC sound, null for PCM. `stated`: how much longer the
+/// clip's pictures last by its own word.
+std::optional<double> otherPictureLength(const EvidencedFindings& found, const SoundPace& pace,
+                                         double frame, const BlockLayout* blocks,
+                                         std::optional<double> stated);
+
+/// Lets each picture last that many ticks, or one more or less.
+void showFor(SampleList& pictures, double ticks);
+
+}  // namespace tallowmark::VideoRepair
