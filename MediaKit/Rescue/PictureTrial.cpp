@@ -95,14 +95,14 @@ struct TrialPair {
 
 // Whether pictures that others are built on are read as they were written, where `small` is what
 // others say. Damage hits them more often.
-bool largeDependentsFit(const TrialPair& pair, const TrialEvidence& small) {
+bool largeDependentsFit(const TrialPair& pair, const TrialEvidence& small, bool isBadlyDamaged) {
   const double timesAsLarge =
       pair.clip.meanDependentSize(Dependents::large) / std::max(small.meanSize(), 1.0);
   const double intact = std::pow(small.share(), timesAsLarge);
   return !pair.clip
               .askDependents(pair.key, Dependents::large, pair.decoder,
                              pair.expected(Dependents::large, intact))
-              .speaksAgainstThem();
+              .speaksAgainstThem(isBadlyDamaged);
 }
 
 // Whether the pictures between key pictures are read as they were written, as far as that shows.
@@ -122,7 +122,7 @@ bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double sha
   const TrialPair pair{clip, *key, reference, *referenceKey, decoder};
   const TrialEvidence small = clip.askAllDependents(*key, Dependents::small, decoder,
                                                     pair.expected(Dependents::small, share));
-  return !small.speaksAgainstThem() && largeDependentsFit(pair, small);
+  return !small.speaksAgainstThem() && largeDependentsFit(pair, small, false);
 }
 
 // The same where no key picture of the clip fits: others are put behind the reference's.
@@ -136,7 +136,7 @@ bool dependentsFitTheReference(const TriedClip& clip, const TriedClip& reference
     return false;
   }
   const TrialEvidence small = clip.askAllDependents(*key, Dependents::small, decoder);
-  return largeDependentsFit({clip, *key, reference, *key, decoder}, small);
+  return largeDependentsFit({clip, *key, reference, *key, decoder}, small, true);
 }
 
 bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,

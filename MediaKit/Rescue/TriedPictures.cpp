@@ -75,10 +75,11 @@ bool TrialEvidence::speaksForThem() const {
   return fitting_ > 0 && (weight_ >= 0 || weightIfNearlyIntact_ > unusual);
 }
 
-// One in 20: with other sets than their own few pictures fit at all.
-bool TrialEvidence::speaksAgainstThem() const {
+// With other sets than their own few pictures fit at all.
+bool TrialEvidence::speaksAgainstThem(bool isBadlyDamaged) const {
   constexpr double unlikely = -3;
-  return !isSettled_ && weight_ < unlikely;
+  constexpr double hardlyPossible = -5;
+  return !isSettled_ && weight_ < (isBadlyDamaged ? hardlyPossible : unlikely);
 }
 
 double TrialEvidence::share() const {
