@@ -2,6 +2,8 @@
 #include "MediaKit/Interleaving/SoundLayout.h"
 
 #include <algorithm>
+#include <tuple>
+#include <utility>
 
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MovieParser.h"
@@ -79,6 +81,10 @@ void SoundLayoutLearner::learnGap(const std::vector<Piece>& pieces) {
   if (sound > 0 && pattern.others.size() < mostOthers) {
     pattern.others.emplace(before, total - before - sound);
   }
+  // Smaller chunks come between any two pictures, and there their sizes are as many as the gaps'.
+  constexpr std::uint64_t leastChunk = std::uint64_t{1} << 14U;
+  constexpr std::size_t mostSizes = 4;
+  if (sound >= leastChunk && layout_.chunks_.size() < mostSizes) layout_.chunks_.insert(sound);
   if (sound > 0) {
     layout_.smallestSound_ =
         layout_.smallestSound_ == 0 ? sound : std::min(layout_.smallestSound_, sound);
@@ -169,20 +175,67 @@ std::optional<ByteRange> SoundLayout::byKnownTotal(std::uint64_t from, std::uint
   return ByteRange{from + before, from + before + sound};
 }
 
-std::optional<ByteRange> SoundLayout::byPattern(std::uint64_t from, std::uint64_t to) const {
+// How many blocks on the edges of the stretch are as they should be: sound within, none without.
+std::size_t SoundLayout::edgesThatFit(const ByteSource& source, const ByteRange& gap,
+                                      const ByteRange& sound) const {
+  constexpr std::uint64_t blocksLookedAt = 4;
+  const std::size_t block = texture_.blockSize();
+  const auto sounding = [&](const ByteRange& range, bool fromEnd) {
+    std::size_t count = 0;
+    const std::uint64_t blocks = std::min<std::uint64_t>(blocksLookedAt, range.length() / block);
+    for (std::uint64_t i = 0; i < blocks; ++i) {
+      const std::uint64_t at = fromEnd ? range.upper - (i + 1) * block : range.lower + i * block;
+      count += texture_.isSound(source.read(at, block)) ? 1U : 0U;
+    }
+    return std::pair(count, static_cast<std::size_t>(blocks));
+  };
+  const auto head = sounding(sound, false);
+  const auto tail = sounding(sound, true);
+  const auto before = sounding({gap.lower, sound.lower}, true);
+  const auto behind = sounding({sound.upper, gap.upper}, false);
+  return head.first + tail.first + (before.second - before.first) + (behind.second - behind.first);
+}
+
+// Where sound may be in a gap with other data, by the reference's gaps: beside as many bytes of
+// these, or as long a chunk as one there.
+std::vector<SoundLayout::Candidate> SoundLayout::candidates(std::uint64_t from,
+                                                            std::uint64_t to) const {
   const std::uint64_t gap = to - from;
-  const Pattern* best = nullptr;
-  ByteRange found;
+  const auto fits = [&](const std::pair<std::uint64_t, std::uint64_t>& others) {
+    const std::uint64_t other = others.first + others.second;
+    return other < gap && isUsualSound(gap - other);
+  };
+  std::vector<Candidate> found;
   for (const auto& [shape, pattern] : patterns_) {
-    for (const auto& [before, behind] : pattern.others) {
-      if (before + behind < gap && isUsualSound(gap - before - behind) &&
-          (best == nullptr || pattern.count > best->count)) {
-        best = &pattern;
-        found = {from + before, to - behind};
-      }
+    const auto others = std::find_if(pattern.others.begin(), pattern.others.end(), fits);
+    if (others != pattern.others.end()) {
+      found.push_back({{from + others->first, to - others->second}, true, pattern.count});
     }
   }
-  return best != nullptr ? std::optional(found) : std::nullopt;
+  for (const std::uint64_t sound : chunks_) {
+    if (sound < gap && patterns_.contains("AO")) found.push_back({{from, from + sound}});
+    if (sound < gap && patterns_.contains("OA")) found.push_back({{to - sound, to}});
+  }
+  return found;
+}
+
+// The candidate that sounds, and of several the one that most of the reference's gaps are like.
+std::optional<ByteRange> SoundLayout::byPattern(const ByteSource& source, std::uint64_t from,
+                                                std::uint64_t to) const {
+  const std::vector<Candidate> found = candidates(from, to);
+  const Candidate* best = nullptr;
+  std::size_t mostEdges = 0;
+  for (const Candidate& one : found) {
+    const bool isAsked = found.size() > 1 && texture_.isTelling();
+    if (!isAsked && !one.isExact) continue;
+    const std::size_t edges = isAsked ? edgesThatFit(source, {from, to}, one.sound) : 0;
+    const auto rank = std::tuple(edges, one.isExact, one.count);
+    if (best == nullptr || rank > std::tuple(mostEdges, best->isExact, best->count)) {
+      best = &one;
+      mostEdges = edges;
+    }
+  }
+  return best != nullptr ? std::optional(best->sound) : std::nullopt;
 }
 
 // Phones store timed metadata behind the sound: items of a 32-bit size and a small key number
@@ -404,7 +457,7 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   std::optional<ByteRange> whole = byKnownTotal(from, to);
   const bool isKnown = whole.has_value();
   if (!whole) {
-    whole = byPattern(from, to);
+    whole = byPattern(source, from, to);
   }
   if (!whole && hasOtherTracks() && to - from <= largestSound_ * 2) {
     whole = beforeItems(source, from, to);

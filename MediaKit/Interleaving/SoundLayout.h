@@ -90,10 +90,22 @@ class SoundLayout {
     std::set<std::pair<std::uint64_t, std::uint64_t>> others;
   };
 
+  /// Where the one stretch of sound in a gap may be.
+  struct Candidate {
+    ByteRange sound;
+    /// What is beside it has just as many bytes in this many gaps of the reference.
+    bool isExact = false;
+    std::uint64_t count = 0;
+  };
+
   bool isUsualSound(std::uint64_t bytes) const;
+  std::vector<Candidate> candidates(std::uint64_t from, std::uint64_t to) const;
   bool hasOtherTracks() const;
   std::optional<ByteRange> byKnownTotal(std::uint64_t from, std::uint64_t to) const;
-  std::optional<ByteRange> byPattern(std::uint64_t from, std::uint64_t to) const;
+  std::size_t edgesThatFit(const ByteSource& source, const ByteRange& gap,
+                           const ByteRange& sound) const;
+  std::optional<ByteRange> byPattern(const ByteSource& source, std::uint64_t from,
+                                     std::uint64_t to) const;
   std::optional<ByteRange> beforeItems(const ByteSource& source, std::uint64_t from,
                                        std::uint64_t to) const;
   bool isMostlySound(const ByteSource& source, const ByteRange& range) const;
@@ -110,6 +122,8 @@ class SoundLayout {
   /// Gap size → (bytes before the sound, bytes of sound), where the reference is unanimous.
   std::map<std::uint64_t, std::optional<std::pair<std::uint64_t, std::uint64_t>>> totals_;
   std::map<std::string, Pattern> patterns_;
+  /// Bytes of large stretches of sound.
+  std::set<std::uint64_t> chunks_;
   std::uint64_t smallestSound_ = 0;
   std::uint64_t largestSound_ = 0;
   bool soundFollowsFrames_ = false;
