@@ -175,7 +175,6 @@ void TrackOrder::addRounds(const Order& before, std::size_t blocks,
 // Behind the last picture stands what the recording had left: a round, or several as if there were
 // pictures between them.
 std::vector<TrackOrder::Possible> TrackOrder::lastTurns(const Row& row) const {
-  std::vector<Possible> found;
   std::vector<Order> orders;
   if (takeTurnsByGap_ && row.blocks <= longestOrder && mostShare_ > 0) {
     if (row.blocks % tracks_ == 0 && row.blocks > mostShare_ * tracks_ && !endsInRounds_) {
@@ -194,6 +193,8 @@ std::vector<TrackOrder::Possible> TrackOrder::lastTurns(const Row& row) const {
     orders.push_back(std::move(order));
   }
   const Lead none(tracks_, 0);
+  std::vector<Possible> found;
+  found.reserve(orders.size());
   for (Order& order : orders) found.push_back({std::move(order), none, none});
   return orders.size() > mostEndings ? std::vector<Possible>{} : found;
 }
