@@ -339,7 +339,7 @@ fs::path withTexts(const ClipRecipe& recipe, const testing::TemporaryFolder& fol
     lines << "\n\n";
   }
   lines.close();
-  const fs::path clip = folder / ("texts" + std::to_string(recipe.variant) + ".mov");
+  fs::path clip = folder / ("texts" + std::to_string(recipe.variant) + ".mov");
   testing::run({"ffmpeg", "-v", "error", "-y", "-i", makeClip(recipe).string(), "-i",
                 texts.string(), "-map", "0", "-map", "1", "-c", "copy", "-c:s", "mov_text",
                 "-chunk_duration", "500000", clip.string()});
