@@ -105,7 +105,7 @@ void FragmentReader::readTrack(const Box& traf) {
   Fields header(reader_.payload(*headerBox, longestPayload));
   const std::uint32_t trackID = header.next();
   if (header.has(hasBase)) {
-    place_.next = header.next<std::uint64_t>() + static_cast<std::uint64_t>(place_.moved);
+    place_.next = header.next<std::uint64_t>() + place_.moved;
   } else if (header.has(baseIsMoof)) {
     place_.next = start_;
   }

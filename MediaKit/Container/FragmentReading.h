@@ -28,8 +28,8 @@ DefaultsByTrack readDefaults(const Box& extends, const BoxReader& reader, const 
 /// Where the data of runs stands.
 struct DataPlace {
   std::uint64_t base = 0;
-  /// How far all has moved, back or on, since the file said where it is.
-  std::int64_t moved = 0;
+  /// How far all has moved, modulo 2^64, since the file said where it is.
+  std::uint64_t moved = 0;
   /// Behind the run ahead: there stand the samples of a run that does not say where.
   std::uint64_t next = 0;
   /// Bytes that samples without fields of their own may still claim: no more than the file has, for

@@ -1,9 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MediaKit/Container/Movie.h"
 
+#include <utility>
+
 #include <algorithm>
 
 namespace tallowmark {
+
+const LostPiece::Resumption* LostPiece::resumptionOf(std::uint32_t trackID) const {
+  const auto found = std::find_if(resumptions.begin(), resumptions.end(),
+                                  [&](const auto& place) { return place.trackID == trackID; });
+  return found == resumptions.end() ? nullptr : &*found;
+}
+
+LostPiece::Resumption* LostPiece::resumptionOf(std::uint32_t trackID) {
+  const auto found = std::as_const(*this).resumptionOf(trackID);
+  return found == nullptr ? nullptr
+                          : &resumptions[static_cast<std::size_t>(found - resumptions.data())];
+}
 
 double Movie::seconds() const {
   double longest = 0;

@@ -80,6 +80,10 @@ struct LostPiece {
   bool isMoved = false;
   /// Tracks that go on only behind a later lost piece, or not at all, are not among them.
   std::vector<Resumption> resumptions;
+
+  /// Where that track goes on; null when it is not among them.
+  const Resumption* resumptionOf(std::uint32_t trackID) const;
+  Resumption* resumptionOf(std::uint32_t trackID);
 };
 
 /// A movie's index as a value: what the repair, the join and the writer share.

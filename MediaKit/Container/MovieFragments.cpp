@@ -26,8 +26,8 @@ struct Survey {
   /// Whether a track starts before its samples so far end, and how many seconds later one does.
   bool isEarlier = false;
   double later = 0;
-  /// How far from where the file says.
-  std::int64_t moved = 0;
+  /// How far from where the file says, modulo 2^64.
+  std::uint64_t moved = 0;
 };
 
 /// Reads the fragments of a file one after the other, and looks for the next where damage hides it.
@@ -108,7 +108,7 @@ Survey Fragments::survey(const Box& moof) const {
     return seen;
   }
   DataPlace place = place_;
-  place.moved += static_cast<std::int64_t>(media->payloadOffset() - seen.from);
+  place.moved += media->payloadOffset() - seen.from;
   const Survey again = survey(moof, place);
   return again.from == media->payloadOffset() ? again : seen;
 }

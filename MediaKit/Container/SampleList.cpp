@@ -169,6 +169,19 @@ std::uint32_t SampleList::largestSize() const {
   return largest;
 }
 
+void SampleList::lengthenLast(std::uint64_t ticks) {
+  // What the field of a duration takes in every player.
+  constexpr std::uint64_t most = std::numeric_limits<std::int32_t>::max();
+  if (empty() || ticks == 0) {
+    return;
+  }
+  Sample last = back();
+  removeLast();
+  const std::uint64_t longer = std::min(saturatingAdd(last.duration, ticks), most);
+  last.duration = std::max(last.duration, static_cast<std::uint32_t>(longer));
+  append(last);
+}
+
 SampleList SampleList::slice(std::uint64_t from, std::uint64_t to) const {
   SampleList part;
   const std::uint64_t end = std::min(to, size_);

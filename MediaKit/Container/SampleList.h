@@ -113,6 +113,8 @@ class SampleList {
   void append(const SampleList& more);
   /// Takes the last sample away; there must be one.
   void removeLast();
+  /// Lets the last sample, if there is one, last so much longer, as far as a duration can.
+  void lengthenLast(std::uint64_t ticks);
   void clear() { *this = SampleList(); }
   void reserveRuns(std::size_t count);
 

@@ -17,12 +17,6 @@ namespace {
 // A day, in seconds: of numbers that are made up.
 constexpr double longestDelay = 86400;
 
-LostPiece::Resumption* resumptionOf(std::uint32_t trackID, LostPiece& piece) {
-  const auto found = std::find_if(piece.resumptions.begin(), piece.resumptions.end(),
-                                  [&](const auto& place) { return place.trackID == trackID; });
-  return found == piece.resumptions.end() ? nullptr : &*found;
-}
-
 double secondsOf(std::uint64_t ticks, const Track& track) {
   return static_cast<double>(ticks) / std::max<std::uint32_t>(track.timescale, 1);
 }
@@ -196,7 +190,7 @@ void FilledTrack::putIn() {
 // the next piece starts, and the sample ahead of the damage keeps what time is left.
 void FilledTrack::fill(std::vector<LostPiece>& pieces) {
   for (LostPiece& piece : pieces) {
-    auto* place = resumptionOf(track_.trackID, piece);
+    auto* place = piece.resumptionOf(track_.trackID);
     const bool isNext = place != nullptr || &piece == &pieces.back();
     gather(isNext ? cutSound(piece, place) : piece.from, piece.to);
     if (place != nullptr) {

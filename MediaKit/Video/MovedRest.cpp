@@ -2,7 +2,6 @@
 #include "MediaKit/Video/MovedRest.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "MediaKit/Video/LostPieces.h"
 
@@ -39,19 +38,6 @@ void fallSilentUntil(std::uint64_t time, const SampleList& ahead, std::uint64_t 
   }
 }
 
-// Pictures that were lost ahead of it have theirs in the one before.
-void holdUntil(std::uint64_t time, SampleList& samples) {
-  if (samples.empty() || samples.duration() >= time) {
-    return;
-  }
-  Sample last = samples.back();
-  const std::uint64_t longer = last.duration + (time - samples.duration());
-  samples.removeLast();
-  last.duration = static_cast<std::uint32_t>(
-      std::min<std::uint64_t>(longer, std::numeric_limits<std::int32_t>::max()));
-  samples.append(last);
-}
-
 }  // namespace
 
 bool goOnWithMoved(Movie& movie, std::uint64_t from, const Movie& rebuilt, std::uint64_t mediaEnd) {
@@ -68,7 +54,9 @@ bool goOnWithMoved(Movie& movie, std::uint64_t from, const Movie& rebuilt, std::
       const std::uint64_t first = firstFrom(from, mediaEnd, samples);
       const SampleList ahead = samples.slice(0, first);
       if (track.kind == Track::Kind::video) {
-        holdUntil(ahead.duration(), track.samples);
+        // Pictures that were lost ahead of the rest have their time in the one before.
+        const std::uint64_t due = ahead.duration();
+        track.samples.lengthenLast(due - std::min(due, track.samples.duration()));
       } else {
         fallSilentUntil(ahead.duration(), ahead, mediaEnd, track.samples);
       }

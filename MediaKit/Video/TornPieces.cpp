@@ -44,14 +44,6 @@ struct Tear {
 /// By the number of the lost piece behind.
 using Tears = std::vector<std::optional<Tear>>;
 
-template <typename Piece>
-auto* resumptionOf(const Track& track, Piece& piece) {
-  const auto found =
-      std::find_if(piece.resumptions.begin(), piece.resumptions.end(),
-                   [&](const auto& place) { return place.trackID == track.trackID; });
-  return found == piece.resumptions.end() ? nullptr : &*found;
-}
-
 // Behind the last piece's media there may be a table that tells where each is (ISO/IEC 14496-12
 // §8.8.9, §8.8.11).
 std::optional<std::uint64_t> tableOfPieces(const BoxReader& reader) {
@@ -126,7 +118,7 @@ std::vector<Stretch> Search::stretchesOf(const Track& track) const {
   std::vector<Stretch> stretches;
   Stretch stretch;
   for (std::size_t i = 0; i < pieces_; ++i) {
-    if (const auto* place = resumptionOf(track, movie_.lostPieces[i])) {
+    if (const auto* place = movie_.lostPieces[i].resumptionOf(track.trackID)) {
       stretch.to = place->sample;
       stretch.resumesBehind = i;
       stretches.push_back(stretch);
@@ -175,7 +167,10 @@ void Search::findMoved(const Stretch& pictures, std::uint64_t first, Tear& tear)
   const std::uint64_t known = video_.size() - torn;
   const bool isLittle = pieces_ == 0 && known < torn && known < enoughToTeach;
   if (by == 0 || moved == pictures.to || isLittle) return;
-  tear.to = video_[moved].offset;
+  const std::uint64_t to = video_[moved].offset;
+  // An index that is made up has its samples anywhere.
+  if (to < tear.from || to + by > clip_.size()) return;
+  tear.to = to;
   tear.by = by;
 }
 
@@ -194,7 +189,8 @@ void Search::lookAt(const Stretch& pictures) {
   if (!isTorn) return;
   const std::uint64_t last = std::max(end, pictures.from + 1) - 1;
   Tear tear;
-  tear.from = video_[last].offset + (end > pictures.from ? video_[last].size : 0);
+  const std::uint64_t fitting = end > pictures.from ? video_[last].size : 0;
+  tear.from = std::min(saturatingAdd(video_[last].offset, fitting), clip_.size());
   findMoved(pictures, end, tear);
   if (isAhead || tear.hasMoved() || (pieces_ > 0 && misfits >= enoughMisfits)) {
     tears_[pictures.piece] = tear;
@@ -223,21 +219,10 @@ class MendedTrack {
   void finish() { track_.samples = std::move(samples_); }
 
  private:
-  void lengthenLast(std::uint64_t ticks);
-
   Track& track_;
   std::vector<LostPiece>& pieces_;
   SampleList samples_;
 };
-
-void MendedTrack::lengthenLast(std::uint64_t ticks) {
-  if (samples_.empty() || ticks == 0) return;
-  Sample last = samples_.back();
-  samples_.removeLast();
-  last.duration = static_cast<std::uint32_t>(std::min<std::uint64_t>(
-      saturatingAdd(last.duration, ticks), std::numeric_limits<std::uint32_t>::max()));
-  samples_.append(last);
-}
 
 // What is torn is left out, and the sample ahead lasts as long where the track goes on.
 void MendedTrack::append(const Stretch& stretch, const std::optional<Tear>& tear) {
@@ -245,14 +230,16 @@ void MendedTrack::append(const Stretch& stretch, const std::optional<Tear>& tear
   const SampleList ahead = tear ? all.endingBy(tear->from) : all;
   SampleList behind;
   for (const SampleRun& run : all.runs()) {
-    if (tear && run.first.offset >= tear->to) behind.append(run.first, run.count);
+    if (tear && run.first.offset >= tear->to && run.end() > tear->from)
+      behind.append(run.first, run.count);
   }
-  const std::uint64_t lost = all.duration() - ahead.duration() - behind.duration();
+  const std::uint64_t kept = saturatingAdd(ahead.duration(), behind.duration());
+  const std::uint64_t lost = all.duration() - std::min(kept, all.duration());
   auto* place = stretch.resumesBehind < pieces_.size()
-                    ? resumptionOf(track_, pieces_[stretch.resumesBehind])
+                    ? pieces_[stretch.resumesBehind].resumptionOf(track_.trackID)
                     : nullptr;
   samples_.append(ahead);
-  if (place != nullptr || !behind.empty()) lengthenLast(lost);
+  if (place != nullptr || !behind.empty()) samples_.lengthenLast(lost);
   if (!behind.empty()) {
     auto& resumptions = pieces_[stretch.piece].resumptions;
     const bool isSame = place != nullptr && stretch.piece == stretch.resumesBehind;
@@ -296,8 +283,9 @@ void mend(Movie& movie, const ByteSource& clip) {
   for (std::size_t i = 0; i < movie.lostPieces.size(); ++i) {
     LostPiece& piece = movie.lostPieces[i];
     if (!tears[i]) continue;
-    piece.from = std::min(piece.from, tears[i]->from);
+    // The last picture that begins where the index says may be torn behind that.
     if (tears[i]->hasMoved()) piece.to = tears[i]->to + tears[i]->by;
+    piece.from = std::min({piece.from, tears[i]->from, piece.to});
   }
 }
 

@@ -189,7 +189,8 @@ TEST(LostPieces, loseOnlyWhatIsTorn) {
       const fs::path path = folder / "copy.mp4";
       {
         FileSink sink(path.string());
-        (void)VideoRepair::repair(source, nullptr, sink);
+        const auto result = VideoRepair::repair(source, nullptr, sink);
+        EXPECT_LE(result.unusedBytes, 2 * lost + 4000);
       }
       const FileSource copy(path.string());
       const Differences pictures =
@@ -201,6 +202,46 @@ TEST(LostPieces, loseOnlyWhatIsTorn) {
       EXPECT_LE(sound.missing, row.blocks);
       EXPECT_LE(sound.foreign, row.blocks + 1);
     }
+  }
+}
+
+// Behind a place, each fragment says in turn that its samples are at the end of all numbers, in
+// their middle and at their start.
+Bytes withWildPlaces(Bytes file, std::size_t from) {
+  constexpr std::uint64_t places[] = {~std::uint64_t{0}, std::uint64_t{1} << 63U, 0};
+  const MemorySource source(file);
+  const BoxReader reader(source);
+  std::size_t count = 0;
+  for (const Box& moof : boxesOf(file, "moof")) {
+    if (moof.offset < from) continue;
+    const std::uint64_t place = places[count++ % std::size(places)];
+    for (const Box& traf : reader.children(moof)) {
+      if (traf.type != FourCC("traf")) continue;
+      const std::size_t field = reader.child(traf, "tfhd")->payloadOffset() + 8;
+      for (std::size_t i = 0; i < 8; ++i) {
+        file[field + i] = static_cast<std::uint8_t>(place >> (56 - 8 * i));
+      }
+    }
+  }
+  return file;
+}
+
+TEST(LostPieces, standWhereTheirMediaIsWhateverTheySay) {
+  if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
+  const TemporaryFolder folder;
+  const Bytes clip = inPieces({.seconds = 6}, "frag_keyframe+empty_moov", folder);
+  const std::vector<Box> indexes = boxesOf(clip, "moof");
+  const Bytes wild = withWildPlaces(clip, indexes[2].offset);
+  const MemorySource source(overwritten(wild, indexes[1].offset, indexes[1].end(), false));
+  const MemorySource whole(clip);
+  const fs::path path = folder / "copy.mp4";
+  {
+    FileSink sink(path.string());
+    (void)VideoRepair::repair(source, nullptr, sink);
+  }
+  const FileSource copy(path.string());
+  for (const auto kind : {Track::Kind::video, Track::Kind::audio}) {
+    EXPECT_TRUE(shown(copy, kind) == shown(whole, kind)) << static_cast<int>(kind);
   }
 }
 
