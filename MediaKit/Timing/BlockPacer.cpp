@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MediaKit/Timing/BlockPacer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <numeric>
+#include <optional>
+
+#include "MediaKit/Timing/SoundPacing.h"
+
+namespace tallowmark::VideoRepair {
+
+BlockPacer::BlockPacer(const EvidencedFindings& found, const BlockLayout& layout,
+                       std::uint32_t videoTimescale, double block, ByteRates rates)
+    : found_(found),
+      gaps_(found.blocks.gaps),
+      end_{.frame = found.video.size(), .blocksBehind = found.blocks.longest()},
+      lead_(layout.lead),
+      tolerance_(std::max(layout.leadStep, block / 2)),
+      isFarApart_(layout.arrivals.areFarApart()),
+      frame_(static_cast<double>(found.video.typicalDuration()) / videoTimescale),
+      starts_(startSeconds(found.video, videoTimescale)),
+      block_(block),
+      rates_(rates),
+      key_(firstKeyframe(found.video)) {}
+
+// The next gap in which nothing is lost.
+std::size_t BlockPacer::nextWhole(std::size_t gap) const {
+  while (gap < gaps_.size() && gaps_[gap].isLoss) {
+    ++gap;
+  }
+  return gap;
+}
+
+// Whether a gap in which something is lost has all of its last blocks, right ahead of the picture.
+bool BlockPacer::endsWhole(const SoundGap& gap) const {
+  if (gap.blocksBehind == gap.blocksBeforeLoss || gap.frame >= found_.video.size()) {
+    return false;
+  }
+  const std::uint64_t picture = found_.video[gap.frame].offset;
+  return std::any_of(found_.blocks.tracks.begin(), found_.blocks.tracks.end(),
+                     [&](const SampleList& blocks) {
+                       if (blocks.size() < gap.blocksBehind) {
+                         return false;
+                       }
+                       const Sample last = blocks[gap.blocksBehind - 1];
+                       return last.size > 0 && last.offset + last.size == picture;
+                     });
+}
+
+// The next gap whose sound is as far ahead of the picture as nothing but lost blocks makes it.
+std::size_t BlockPacer::nextTelling(std::size_t gap) const {
+  while (gap < gaps_.size() && isUntelling(gaps_[gap])) {
+    ++gap;
+  }
+  return gap;
+}
+
+// How far sound is ahead at the next few gaps, up to the next loss.
+double BlockPacer::leadFrom(std::size_t gap) const {
+  double sum = leadBehind(gaps_[gap]);
+  double count = 1;
+  for (std::size_t i = gap + 1; i < gaps_.size() && !gaps_[i].isLoss && count < leadsEnough; ++i) {
+    sum += leadBehind(gaps_[i]);
+    ++count;
+  }
+  return sum / count;
+}
+
+// Bytes of the losses numbered [from, to).
+double BlockPacer::unexplained(std::size_t from, std::size_t to) const {
+  double bytes = 0;
+  for (std::size_t gap = from; gap < to; ++gap) {
+    bytes += static_cast<double>(gaps_[gap].unexplained);
+  }
+  return bytes;
+}
+
+// Seconds that pictures are held already for those that are known to be missing at a loss and on to
+// where nothing is.
+double BlockPacer::heldFor(const SoundGap& gap, const SoundGap& whole) const {
+  const std::uint64_t from = std::max<std::uint64_t>(gap.frame, 1) - 1;
+  return starts_[whole.frame] - starts_[from] - static_cast<double>(whole.frame - from) * frame_;
+}
+
+// Seconds of sound that the losses numbered [from, to) took, which made sound gain `surplus` on the
+// picture: both together took the bytes that nothing explains.
+double BlockPacer::lostSound(std::size_t from, std::size_t to, double surplus) const {
+  const double bytes = unexplained(from, to);
+  const double pictures = (bytes + surplus * rates_.sound) / (rates_.picture + rates_.sound);
+  return std::max(0.0, std::max(0.0, pictures) - surplus);
+}
+
+// Pictures ahead of the first key frame will go. What was lost before it is not known, but how far
+// sound is ahead of the picture in such files.
+void BlockPacer::alignStart() {
+  double surplus = static_cast<double>(key_) * frame_;
+  const bool isLossy = !gaps_.empty() && gaps_.front().isLoss && gaps_.front().frame <= key_;
+  const bool losesFrames = std::any_of(gaps_.begin(), gaps_.end(), [&](const SoundGap& gap) {
+    return gap.isLoss && gap.frame <= key_;
+  });
+  if (isLossy || losesFrames) {
+    std::size_t whole = 0;
+    while (whole < gaps_.size() && (isUntelling(gaps_[whole]) || gaps_[whole].frame < key_)) {
+      ++whole;
+    }
+    if (whole == gaps_.size()) {
+      gained_ = -surplus;
+      return;
+    }
+    const double lead = leadBehind(gaps_[whole]) + surplus;
+    surplus = lead - std::clamp(lead, lead_.least, lead_.most);
+    gained_ = surplus - static_cast<double>(key_) * frame_;
+  }
+  if (surplus > 0) {
+    dropped_ = static_cast<std::uint64_t>(std::lround(surplus / block_));
+  } else if (-surplus > tolerance_) {
+    const std::uint64_t before = isLossy && key_ == 0 ? gaps_.front().blocksBeforeLoss : 0;
+    fillings_.push_back({before, static_cast<std::uint64_t>(std::lround(-surplus / block_))});
+  }
+}
+
+void BlockPacer::correct(const SoundGap& gap, double surplus) {
+  if (surplus > 0) {
+    holds_.emplace_back(gap.frame - 1, surplus);
+  } else if (const auto blocks = std::lround(-surplus / block_); blocks > 0) {
+    fillings_.push_back({gap.blocksBeforeLoss, static_cast<std::uint64_t>(blocks)});
+  }
+}
+
+// Nothing that is whole follows the losses from `from` on. Both end together, so what sound lacks
+// shows there. Some cameras stop it a little before the picture: only what there are bytes of can
+// be lost, and what stands behind the last picture may be anything.
+void BlockPacer::paceEnd(std::size_t from) {
+  const double lacking = gained_ + std::min(lead_.least, 0.0) - leadBehind(end_);
+  if (lacking > tolerance_) {
+    const std::size_t tail = gaps_.back().frame >= end_.frame ? 1 : 0;
+    const std::size_t to = std::max(from, gaps_.size() - tail);
+    const double inBytes = unexplained(from, to) / rates_.sound;
+    const double lost = std::min(lacking, inBytes);
+    lost_ += found_.areMissingTold ? lost : lostSound(from, to, -lost);
+  }
+}
+
+// Nothing tells what sound lost from a gap on: as much as its pictures, with which it is stored.
+void BlockPacer::fillAsHeld(std::size_t from) {
+  for (std::size_t i = from; i < gaps_.size() && !isFarApart_; ++i) {
+    const SoundGap& gap = gaps_[i];
+    const double held = gap.isLoss && gap.frame > key_ ? heldFor(gap, gap) : 0;
+    const bool isAmidSound = gap.blocksBeforeLoss > 0 && gap.blocksBeforeLoss < end_.blocksBehind;
+    if (held > tolerance_ && isAmidSound) {
+      gained_ -= held;
+      lost_ += held;
+      correct(gap, -held);
+    }
+  }
+  paceEnd(from);
+}
+
+// Where pictures last until the next one was due, sound can only have lost something against them:
+// wherever it is less far ahead than before, silence takes that time.
+void BlockPacer::fillWhatIsLost() {
+  // Further ahead than any sound of the reference by that many seconds: more pictures are missing.
+  constexpr double miscounted = 0.1;
+  std::deque<double> recent;
+  for (std::size_t i = 0; i < gaps_.size(); ++i) {
+    const bool isBehindLoss =
+        std::binary_search(found_.losses.begin(), found_.losses.end(), gaps_[i].frame);
+    if (!gaps_[i].isLoss) {
+      if (isBehindLoss) continue;
+      recent.push_back(leadBehind(gaps_[i]) - gained_);
+      if (recent.size() > leadsEnough) recent.pop_front();
+      continue;
+    }
+    const std::size_t telling = nextTelling(i);
+    if (telling == gaps_.size()) {
+      fillAsHeld(i);
+      return;
+    }
+    if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
+      const double usual = recent.empty() ? lead_.usual
+                                          : std::accumulate(recent.begin(), recent.end(), 0.0) /
+                                                static_cast<double>(recent.size());
+      const double surplus = leadFrom(telling) - gained_ - usual;
+      if (surplus < -tolerance_ || surplus > lead_.most - lead_.least + miscounted) {
+        lost_ += std::max(0.0, -surplus);
+        gained_ += surplus;
+        correct(gaps_[surplus < 0 && gaps_[telling].isLoss ? telling : i], surplus);
+      }
+    }
+    i = gaps_[telling].isLoss ? telling : telling - 1;
+  }
+}
+
+void BlockPacer::pace() {
+  alignStart();
+  if (found_.areMissingTold) {
+    fillWhatIsLost();
+    return;
+  }
+  // Chunks make the lead swing; what a loss adds to that is carried on until it shows.
+  double carried = 0;
+  std::optional<double> before;
+  for (std::size_t i = 0; i < gaps_.size(); ++i) {
+    if (!gaps_[i].isLoss) {
+      before = leadBehind(gaps_[i]);
+      continue;
+    }
+    const std::size_t whole = nextWhole(i);
+    if (whole == gaps_.size()) {
+      paceEnd(i);
+      return;
+    }
+    if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
+      const double surplus = leadBehind(gaps_[whole]) - before.value_or(lead_.usual);
+      lost_ += lostSound(i, whole, surplus + heldFor(gaps_[i], gaps_[whole]));
+      gained_ += surplus;
+      carried += surplus;
+      if (std::abs(carried) > tolerance_) {
+        correct(gaps_[i], carried);
+        carried = 0;
+      }
+    }
+    i = whole - 1;
+  }
+}
+
+std::vector<SoundAnchor> BlockPacer::anchors() const {
+  std::vector<SoundAnchor> anchors;
+  std::uint64_t filled = 0;
+  auto filling = fillings_.begin();
+  for (const SoundGap& gap : gaps_) {
+    for (; filling != fillings_.end() && filling->before <= gap.blocksBehind; ++filling) {
+      filled += filling->blocks;
+    }
+    if (!gap.isLoss && gap.frame < end_.frame && gap.blocksBehind >= dropped_) {
+      const std::uint64_t blocks = gap.blocksBehind - dropped_ + filled;
+      anchors.push_back({gap.frame, static_cast<double>(blocks) * block_});
+    }
+  }
+  return anchors;
+}
+
+}  // namespace tallowmark::VideoRepair
