@@ -33,6 +33,8 @@ struct Picture {
   bool startsSequence = false;
   /// Counts without their wrapping round are not known; 0 where they have none.
   std::int64_t wrap = 0;
+  /// It may be shown ahead of the picture that began its sequence.
+  bool isLeading = false;
 };
 
 // How far H.264 and HEVC count before they begin again (H.264 §8.2.1, H.265 §8.3.1).
@@ -94,8 +96,9 @@ class PictureReader {
       return std::nullopt;
     }
     deepest_ = std::max<std::size_t>(deepest_, sps->mostReordered.value_or(0));
+    const bool isLeading = isHEVC() && head.type() >= 6 && head.type() <= 9;
     return Picture{counter_.next(*slice, head.header, *sps, isBehindLoss_), slice->resetsOrder,
-                   wrapOf(*sps, format_.codec)};
+                   wrapOf(*sps, format_.codec), isLeading};
   }
 
   void takeIn(const UnitHead& head) {
@@ -117,6 +120,23 @@ class PictureReader {
   std::size_t deepest_ = 0;
   bool isBehindLoss_ = false;
 };
+
+// Behind a loss counts are taken to have gone on by less than half of what they count to. None but
+// leading pictures is shown ahead of the one that began the sequence (H.264 §8.2.1, H.265 §3.77):
+// where one would be, they have gone on by more.
+void unwrapBehindLosses(std::vector<Picture>& pictures) {
+  std::optional<std::int64_t> first;
+  std::int64_t more = 0;
+  for (Picture& picture : pictures) {
+    if (picture.startsSequence) {
+      first = picture.count;
+      more = 0;
+      continue;
+    }
+    if (first && !picture.isLeading && picture.count + more < *first) more += picture.wrap;
+    picture.count += more;
+  }
+}
 
 /// Pictures one after the other in decoding order, each held against those just before it.
 class Backlog {
@@ -275,6 +295,7 @@ std::optional<PictureOrder> outputOrder(const SampleList& video, const ByteSourc
     }
     pictures.push_back(*picture);
   }
+  if (!losses.empty()) unwrapBehindLosses(pictures);
   const std::size_t heldBack = mostHeldBackIn(pictures, losses);
   std::vector<std::uint32_t> sequences =
       sequencesOf(pictures, losses, std::max(reader.deepestOrder(), heldBack));

@@ -400,6 +400,23 @@ TEST(Accuracy, picturesKeepTheirTimeBesideHoles) {
   }
 }
 
+// Counts may have gone on by more than half of what they count to.
+TEST(Accuracy, picturesBehindALongHoleAreShownBehindIt) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const auto clip = makeClip({.bFrames = 2, .seconds = 4, .keyInterval = 250});
+  const Victim whole(clip);
+  const SampleList& pictures = whole.truth().videoTrack()->samples;
+  for (const std::uint64_t lost : {14U, 18U, 22U, 26U, 30U}) {
+    Victim victim(clip);
+    victim.blank(pictures[1].offset, pictures[1 + lost].offset);
+    const Comparison c = rebuildAndCompare(victim, clip);
+    EXPECT_EQ(c.inOrder, c.shared) << lost;
+    EXPECT_LT(std::abs(c.worstTime), 2) << lost;
+  }
+}
+
 // A camera that is busy drops pictures here and there. With sound at each picture all others keep
 // their time, to a picture at most, whatever their number and that of the reference.
 TEST(Accuracy, picturesKeepTheirTimeWhereOthersWereDropped) {
