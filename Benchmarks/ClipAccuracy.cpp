@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "Tests/Video/GroundTruth.h"
 
@@ -37,10 +38,17 @@ double percent(std::uint64_t part, std::uint64_t whole) {
   return whole == 0 ? 100 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
 }
 
-// Holes of every filling and of 4 KB to 256 KB; what cannot be rebuilt at all counts as missed.
-Comparison withHoles(const std::string& clip, const std::string& reference,
-                     const testing::Bytes& other) {
+/// Of many runs with holes.
+struct Holed {
   Comparison sum;
+  /// How far picture and sound were apart, in seconds, in each run.
+  std::vector<double> apart;
+};
+
+// Holes of every filling and of 4 KB to 256 KB; what cannot be rebuilt at all counts as missed.
+Holed withHoles(const std::string& clip, const std::string& reference,
+                const testing::Bytes& other) {
+  Holed holed;
   unsigned seed = 1;
   for (const Filling filling : {Filling::zeros, Filling::noise, Filling::otherFile}) {
     for (const auto& [count, size] :
@@ -48,12 +56,28 @@ Comparison withHoles(const std::string& clip, const std::string& reference,
       Victim victim(clip);
       victim.punch(seed++, count, size, filling, other);
       try {
-        add(sum, rebuildAndCompare(victim, reference));
+        const Comparison c = rebuildAndCompare(victim, reference);
+        add(holed.sum, c);
+        holed.apart.push_back(c.apart);
       } catch (const std::exception&) {
       }
     }
   }
-  return sum;
+  std::sort(holed.apart.begin(), holed.apart.end());
+  return holed;
+}
+
+// The worst run, the middle one, and how many were more than a tenth of a second apart.
+void printApart(const std::vector<double>& apart) {
+  constexpr double noticeable = 0.1;
+  if (apart.empty()) {
+    std::printf("| | | ");
+    return;
+  }
+  const auto more = std::count_if(apart.begin(), apart.end(),
+                                  [](double seconds) { return seconds > noticeable; });
+  std::printf("%.2f s | %.2f s | %jd of %ju | ", apart.back(), apart[apart.size() / 2],
+              static_cast<std::intmax_t>(more), static_cast<std::uintmax_t>(apart.size()));
 }
 
 void printBlocks(const Comparison& c) {
@@ -80,7 +104,7 @@ void printRow(const std::string& reference, const std::string& clip, const testi
   const char* teacher = reference == clip ? "itself" : "sibling";
   try {
     const Comparison c = rebuildAndCompare(Victim(clip), reference);
-    const Comparison holes = withHoles(clip, reference, other);
+    const auto [holes, apart] = withHoles(clip, reference, other);
     std::printf("| %s | %s | %ju of %ju | %ju | ", name.c_str(), teacher,
                 static_cast<std::uintmax_t>(c.exact), static_cast<std::uintmax_t>(c.frames),
                 static_cast<std::uintmax_t>(c.invented));
@@ -102,6 +126,7 @@ void printRow(const std::string& reference, const std::string& clip, const testi
     printBlocks(holes);
     printTelemetry(c);
     printTelemetry(holes);
+    printApart(apart);
     std::printf("%s |\n", !c.hasTimecode ? "" : c.timecodeRight ? "yes" : "no");
   } catch (const std::exception& error) {
     std::printf("| %s | %s | %s |\n", name.c_str(), teacher, error.what());
@@ -117,9 +142,9 @@ int main(int count, char** arguments) {
       "exact with holes | of these before a key frame | invented with holes | AAC blocks | "
       "invented | "
       "AAC blocks with holes | invented | telemetry | invented | time | telemetry with holes | "
-      "invented | time | timecode |\n"
+      "invented | time | apart with holes | middle | above 0.1 s | timecode |\n"
       "| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- | "
-      "--- | --- | --- | --- | --- | --- | --- | --- |\n");
+      "--- | --- | --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
   const testing::Bytes other =
       count > 1 ? testing::contentsOf(arguments[count - 1]) : testing::Bytes{};
   for (int i = 1; i + 1 < count; ++i) {

@@ -255,6 +255,50 @@ void compareTracks(std::map<long long, double>& first, std::map<long long, doubl
   if (first.empty()) first = std::move(moves);
 }
 
+// For every frame that is left: how much later it is shown, and how much later the sound is heard
+// that is nearest to its time.
+void compareApart(const Victim& victim, const Movie& rebuilt, std::uint64_t shift,
+                  const std::vector<Stretch>& truth, const std::vector<Stretch>& found,
+                  Comparison& comparison) {
+  constexpr double near = 0.15;
+  struct Moved {
+    double from = 0;
+    double to = 0;
+    double by = 0;
+  };
+  std::vector<Moved> sounds;
+  for (const Stretch& now : found) {
+    for (const Stretch& then : truth) {
+      if (!overlap(now.range, then.range)) continue;
+      const std::uint64_t from = std::max(now.range.lower, then.range.lower);
+      const std::uint64_t to = std::min(now.range.upper, then.range.upper);
+      const double start = then.start + static_cast<double>(from - then.range.lower) * then.perByte;
+      const double heard = now.start + static_cast<double>(from - now.range.lower) * now.perByte;
+      sounds.push_back(
+          {start, start + static_cast<double>(to - from) * then.perByte, heard - start});
+    }
+  }
+  const auto delayOf = [](const Movie& movie) {
+    return static_cast<double>(movie.videoTrack()->startDelay) / movie.timescale;
+  };
+  const double delay = delayOf(rebuilt) - delayOf(victim.truth());
+  const auto shownThen = shownTimes(*victim.truth().videoTrack(), 0);
+  for (const auto& [offset, shown] : shownTimes(*rebuilt.videoTrack(), shift)) {
+    const auto known = shownThen.find(offset);
+    if (known == shownThen.end()) continue;
+    const double time = known->second + delayOf(victim.truth());
+    const auto distance = [&](const Moved& sound) {
+      return std::max({0.0, sound.from - time, time - sound.to});
+    };
+    const auto heard =
+        std::min_element(sounds.begin(), sounds.end(),
+                         [&](const Moved& a, const Moved& b) { return distance(a) < distance(b); });
+    if (heard == sounds.end() || distance(*heard) > near) continue;
+    const double later = shown - known->second + delay;
+    comparison.apart = std::max(comparison.apart, std::abs(later - heard->by));
+  }
+}
+
 void compareOrder(const Track& truth, const Track& rebuilt, std::uint64_t shift,
                   Comparison& comparison) {
   auto then = shownTimes(truth, 0);
@@ -415,6 +459,9 @@ Comparison rebuildAndCompare(const Victim& victim, const std::filesystem::path& 
       });
       compareSound(victim, truth, found, comparison);
       compareSteps(victim, rebuilt, shift, truth, found, comparison);
+      if (then == victim.truth().audioTrack()) {
+        compareApart(victim, rebuilt, shift, truth, found, comparison);
+      }
       compareTracks(moves, movesOf(truth, found), comparison);
     }
   }

@@ -76,6 +76,9 @@ struct Comparison {
   /// The largest difference in how far a frame is shown from the sound before it, in frame
   /// durations.
   double worstStep = 0;
+  /// By how many seconds a frame is shown earlier or later than it was against the sound that is
+  /// heard with it, as far as some of that is left. The largest.
+  double apart = 0;
   /// Frames of both, and those that are shown at the same place among these.
   std::uint64_t shared = 0;
   std::uint64_t inOrder = 0;
