@@ -79,8 +79,10 @@ class Counting {
   std::vector<Sample> samples_;
   /// The number of the sample at each place.
   std::vector<std::size_t> numbers_;
-  /// Pictures are decoded in the order they are shown in.
+  /// Pictures are decoded in the order they are shown in; else this many places apart from it at
+  /// most, and one more.
   bool isInLine_;
+  std::uint64_t reordering_ = 1;
   double largestGap_;
   double between_ = 0;
   PictureBytes bytes_;
@@ -96,7 +98,13 @@ Counting::Counting(const SampleList& video, std::span<const std::uint64_t> losse
       largestGap_(static_cast<double>(habits.largestGap)) {
   samples_.reserve(static_cast<std::size_t>(video.size()));
   for (const Sample& sample : video) samples_.push_back(sample);
-  for (std::size_t i = 0; i < order.places.size(); ++i) numbers_[order.places[i]] = i;
+  for (std::size_t i = 0; i < order.places.size(); ++i) {
+    const std::uint64_t place = order.places[i];
+    numbers_[order.places[i]] = i;
+    reordering_ = std::max(
+        reordering_, std::max<std::uint64_t>(place, i) - std::min<std::uint64_t>(place, i) + 1);
+  }
+  reordering_ = std::min(reordering_, mostReordering);
   between_ = bytesBetween();
   bytes_ = bytesOfPictures();
   bytes_.sequence = sequenceLength(habits.sequence);
@@ -140,10 +148,10 @@ std::int64_t Counting::sequenceLength(std::int64_t taught) const {
 std::optional<std::size_t> Counting::nearestLoss(std::size_t place) const {
   const auto [first, last] = std::minmax(numbers_[place], numbers_[place + 1]);
   std::optional<std::size_t> nearest;
-  std::uint64_t distance = mostReordering + 1;
+  std::uint64_t distance = reordering_ + 1;
   auto loss = std::upper_bound(losses_.begin(), losses_.end(),
-                               first > mostReordering ? first - mostReordering : 0);
-  for (; loss != losses_.end() && *loss <= last + mostReordering; ++loss) {
+                               first > reordering_ ? first - reordering_ : 0);
+  for (; loss != losses_.end() && *loss <= last + reordering_; ++loss) {
     const std::uint64_t beside = *loss <= first ? first + 1 - *loss
                                  : *loss > last ? *loss - last
                                                 : 0;
