@@ -11,6 +11,11 @@
 
 namespace tallowmark {
 
+namespace {
+// What is damaged in part, or still for a while, is sound all the same.
+constexpr double mostly = 0.75;
+}  // namespace
+
 class SoundLayoutLearner {
  public:
   explicit SoundLayoutLearner(PCMLayout pcm) { layout_.pcm_ = pcm; }
@@ -227,7 +232,8 @@ std::optional<ByteRange> SoundLayout::byPattern(const ByteSource& source, std::u
   std::size_t mostEdges = 0;
   for (const Candidate& one : found) {
     const bool isAsked = found.size() > 1 && texture_.isTelling();
-    if (!isAsked && !one.isExact) continue;
+    // Another chunk's length alone does not make sound of anything.
+    if (!one.isExact && (!isAsked || isMostlyNoSound(source, one.sound))) continue;
     const std::size_t edges = isAsked ? edgesThatFit(source, {from, to}, one.sound) : 0;
     const auto rank = std::tuple(edges, one.isExact, one.count);
     if (best == nullptr || rank > std::tuple(mostEdges, best->isExact, best->count)) {
@@ -268,21 +274,29 @@ std::optional<ByteRange> SoundLayout::beforeItems(const ByteSource& source, std:
   return earliest ? std::optional(ByteRange{from, *earliest}) : std::nullopt;
 }
 
-// Of a long stretch evenly spread blocks tell; one can be as long as the clip.
-bool SoundLayout::isMostlySound(const ByteSource& source, const ByteRange& range) const {
+// How many of its blocks are like that, 1 for all. Of a long stretch evenly spread blocks tell; one
+// can be as long as the clip.
+double SoundLayout::shareOf(IsLike isLike, const ByteSource& source, const ByteRange& range) const {
   constexpr std::uint64_t blocksEnough = 8192;
   const std::size_t block = texture_.blockSize();
-  if (!texture_.isTelling() || range.length() < block) {
-    return true;
-  }
   const std::uint64_t step =
       std::max<std::uint64_t>(1, range.length() / block / blocksEnough) * block;
   std::uint64_t blocks = 0;
-  std::uint64_t sounding = 0;
+  std::uint64_t alike = 0;
   for (std::uint64_t at = range.lower; at + block <= range.upper; at += step, ++blocks) {
-    sounding += texture_.isSound(source.read(at, block)) ? 1U : 0U;
+    alike += (texture_.*isLike)(source.read(at, block)) ? 1U : 0U;
   }
-  return sounding * 4 >= blocks * 3;
+  return static_cast<double>(alike) / static_cast<double>(std::max<std::uint64_t>(blocks, 1));
+}
+
+bool SoundLayout::isMostlySound(const ByteSource& source, const ByteRange& range) const {
+  return !texture_.isTelling() || range.length() < texture_.blockSize() ||
+         shareOf(&SoundTexture::isSound, source, range) >= mostly;
+}
+
+bool SoundLayout::isMostlyNoSound(const ByteSource& source, const ByteRange& range) const {
+  return texture_.isTelling() && range.length() >= texture_.blockSize() &&
+         shareOf(&SoundTexture::isNoSound, source, range) >= mostly;
 }
 
 bool SoundLayout::isLike(const ByteSource& source, const ByteRange& gap) const {
@@ -469,13 +483,17 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
     whole = ByteRange{from, to};
   }
   // A clip may be louder than its reference: between frames that count on, nothing was destroyed.
+  // So it may have been where it is as long as the reference's to the byte, if half of it is sound.
+  constexpr double half = 0.5;
   const bool sounds =
-      whole && ((isKnown && neighbours != Neighbours::unknown) || isMostlySound(source, *whole));
+      whole && ((isKnown && neighbours != Neighbours::unknown) || isMostlySound(source, *whole) ||
+                (isKnown && shareOf(&SoundTexture::isSound, source, *whole) >= half));
   if (whole && (neighbours != Neighbours::unknown || sounds)) {
     Division division;
     if (whole->length() > 0) division.sound.push_back(*whole);
     division.isUsual = true;
     division.isDoubtful = !sounds;
+    division.isNoSound = !sounds && isMostlyNoSound(source, *whole);
     return division;
   }
   return {besideFrames(source, from, to), {}, false};

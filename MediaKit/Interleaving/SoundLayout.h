@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,8 @@ class SoundLayout {
     bool isUndivided = false;
     /// As long as sound may be, but neither a length that the reference has nor like its sound.
     bool isDoubtful = false;
+    /// And like no other sound, however loud.
+    bool isNoSound = false;
   };
 
   /// What is known of a gap besides its bytes: the frames on both sides count on from one another,
@@ -108,7 +111,10 @@ class SoundLayout {
                                      std::uint64_t to) const;
   std::optional<ByteRange> beforeItems(const ByteSource& source, std::uint64_t from,
                                        std::uint64_t to) const;
+  using IsLike = bool (SoundTexture::*)(std::span<const std::uint8_t>) const;
+  double shareOf(IsLike isLike, const ByteSource& source, const ByteRange& range) const;
   bool isMostlySound(const ByteSource& source, const ByteRange& range) const;
+  bool isMostlyNoSound(const ByteSource& source, const ByteRange& range) const;
   Division byOrder(const ByteSource& source, std::uint64_t from, std::uint64_t to,
                    Neighbours neighbours) const;
   Division divisionOf(const ByteSource& source, const std::vector<std::vector<ByteRange>>& chunks,

@@ -17,6 +17,7 @@ bool isAllZeros(std::span<const std::uint8_t> block) {
 // Random bytes lie 64 apart on the circle of 256 values, on average; over a block of few samples
 // with many bytes each, the calmest byte comes down to 50.
 constexpr double clearlyNotRandom = 40;
+constexpr double leastRandom = 50;
 }  // namespace
 
 // The mean distance between neighbours, for the byte position where it is smallest.
@@ -80,6 +81,10 @@ SoundTexture SoundTexture::learn(const Track& audio, PCMLayout pcm, const ByteSo
 
 bool SoundTexture::isNoise(std::span<const std::uint8_t> block) const {
   return smallestStep(block) > largestStep_;
+}
+
+bool SoundTexture::isNoSound(std::span<const std::uint8_t> block) const {
+  return smallestStep(block) >= leastRandom || (!hasDigitalSilence_ && isAllZeros(block));
 }
 
 bool SoundTexture::isSound(std::span<const std::uint8_t> block) const {

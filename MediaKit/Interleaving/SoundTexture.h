@@ -29,6 +29,9 @@ class SoundTexture {
   bool isSound(std::span<const std::uint8_t> block) const;
   /// Whether it moves more than that. Zeros do not.
   bool isNoise(std::span<const std::uint8_t> block) const;
+  /// Whether it is like no sound, however loud: as good as random in every byte of its samples, or
+  /// zeros, where the reference has no such silence.
+  bool isNoSound(std::span<const std::uint8_t> block) const;
 
  private:
   double smallestStep(std::span<const std::uint8_t> block) const;

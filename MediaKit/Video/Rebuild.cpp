@@ -169,6 +169,37 @@ std::optional<FoundOrder> findOrder(const EvidencedFindings& found, const Source
   return read;
 }
 
+// Takes out what lies where the reference has sound but does not sound like it, where order counts
+// tell that a picture is missing there: it was that one.
+void takeOutTornPictures(EvidencedFindings& found, const Sources& from, const StopToken& stop) {
+  EvidencedFindings torn = found;
+  for (const DoubtfulSound& doubtful : found.doubtful) torn.losses.push_back(doubtful.frame);
+  std::sort(torn.losses.begin(), torn.losses.end());
+  torn.losses.erase(std::unique(torn.losses.begin(), torn.losses.end()), torn.losses.end());
+  const auto order = found.doubtful.empty() ? std::nullopt : findOrder(torn, from, stop);
+  const std::uint64_t cut = firstKeyframe(found.video);
+  if (!order || !order->missing) {
+    return;
+  }
+  SampleList sound;
+  std::uint64_t done = 0;
+  for (const DoubtfulSound& doubtful : found.doubtful) {
+    const std::uint64_t place = doubtful.frame - std::min(doubtful.frame, cut);
+    if (place == 0 || place > order->missing->decoded.size() ||
+        order->missing->decoded[place - 1] == 0) {
+      continue;
+    }
+    found.losses.push_back(doubtful.frame);
+    found.unused += (doubtful.to - doubtful.from) * found.audio[doubtful.from].size;
+    sound.append(found.audio.slice(done, doubtful.from));
+    done = doubtful.to;
+  }
+  sound.append(found.audio.slice(done, found.audio.size()));
+  found.audio = std::move(sound);
+  std::sort(found.losses.begin(), found.losses.end());
+  found.losses.erase(std::unique(found.losses.begin(), found.losses.end()), found.losses.end());
+}
+
 // Shows the pictures in the order their slice headers ask for, and where nothing is lost for as
 // long as their counts or the sound tell.
 void restoreOrder(Track& video, std::span<const std::uint64_t> losses,
@@ -291,6 +322,7 @@ void Rebuilding::find(WalkProgress& walks, const StopToken& stop) {
     throw hasMediaBox ? MediaError::noVideo()
                       : MediaError::malformed("no media data (mdat) was found");
   }
+  if (depth_ == Depth::full) takeOutTornPictures(found_, sources_, stop);
 }
 
 void Rebuilding::describe() {

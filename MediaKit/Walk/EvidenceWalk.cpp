@@ -199,6 +199,7 @@ SoundLayout::Division Walker::dividePCM(const ByteRange& gap, SoundLayout::Neigh
     all.isUsual = all.isUsual && divided.isUsual;
     all.isUndivided = all.isUndivided || divided.isUndivided;
     all.isDoubtful = all.isDoubtful || divided.isDoubtful;
+    all.isNoSound = all.isNoSound || divided.isNoSound;
   }
   return all;
 }
@@ -225,6 +226,7 @@ bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
 // The stretches of sound that were taken, of all tracks, in file order.
 std::vector<ByteRange> Walker::takePCM(const SoundLayout::Division& division) {
   std::vector<ByteRange> taken;
+  const std::uint64_t before = findings_.audio.size();
   ordered_ += division.isUsual && !division.sound.empty() ? 1U : 0U;
   const auto take = [&](SampleList& track, std::uint64_t at, std::uint32_t size,
                         std::uint64_t samples) {
@@ -245,6 +247,10 @@ std::vector<ByteRange> Walker::takePCM(const SoundLayout::Division& division) {
     if (sounding_ + doubtful_ == 0) firstLead_ = leadBehind(0);
     if (!findings_.video.empty()) mostLead_ = std::max(mostLead_, leadBehind(0));
     ++(division.isDoubtful ? doubtful_ : sounding_);
+    if (division.isDoubtful) {
+      findings_.doubtful.push_back(
+          {findings_.video.size(), before, findings_.audio.size(), division.isNoSound});
+    }
   }
   std::sort(taken.begin(), taken.end(),
             [](const ByteRange& a, const ByteRange& b) { return a.lower < b.lower; });
@@ -466,6 +472,9 @@ EvidencedFindings Walker::run() {
     findings_.blocks = collector_->result();
   }
   settleOrder();
+  if (doubtful_ > sounding_) {
+    std::erase_if(findings_.doubtful, [](const DoubtfulSound& sound) { return !sound.isNoSound; });
+  }
   findings_.side = side_.result();
   return std::move(findings_);
 }

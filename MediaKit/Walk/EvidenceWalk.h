@@ -33,6 +33,18 @@ struct FoundPCM {
   SampleList samples;
 };
 
+/// PCM sound that lies where the reference's does and has such a length, yet does not sound like
+/// it.
+struct DoubtfulSound {
+  /// Number of the picture behind it.
+  std::uint64_t frame = 0;
+  /// Numbers of its samples.
+  std::uint64_t from = 0;
+  std::uint64_t to = 0;
+  /// It is like no sound at all.
+  bool isNoSound = false;
+};
+
 /// What a walk by evidence found: frames and sound, and where something between them is lost.
 struct EvidencedFindings : Findings {
   /// Numbers of the video samples that follow a stretch which nothing explains.
@@ -40,6 +52,8 @@ struct EvidencedFindings : Findings {
   /// Of all losses it is known how many pictures are missing, and those before last as long.
   bool areMissingTold = false;
   std::vector<FoundPCM> otherAudio;
+  /// In order; where half of the clip's sound is, which may be louder, only what is like none.
+  std::vector<DoubtfulSound> doubtful;
   /// Compressed sound.
   FoundBlocks blocks;
   /// All gaps, where no compressed sound was looked for.
