@@ -100,6 +100,7 @@ BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCo
                                              StretchEnd end, std::span<const ByteRange> others,
                                              const TornPictures& torn) {
   Content content{gap, end, chainsIn(gap, end, others, torn), lengthOf(others)};
+  content.countsOn = framesCountOn;
   std::uint64_t blocks = 0;
   std::uint64_t sound = 0;
   for (const BlockChain& chain : content.chains) {
@@ -132,7 +133,9 @@ std::vector<ByteRange> BlockCollector::take(const Content& content, std::uint64_
     gathered_.noteLoss();
   }
   gathered_.endGap({.frame = frame,
+                    .range = content.gap,
                     .unknown = content.gap.length() - content.others,
+                    .countsOn = content.countsOn && content.others == 0,
                     .isUsual = content.isUsual,
                     .isAnothers = content.isAnothers,
                     .leadsFromStart = content.soundLeadsFromStart});

@@ -26,6 +26,8 @@ class BlockCollector {
     std::vector<BlockChain> chains;
     /// Bytes of what is known to be no sound.
     std::uint64_t others = 0;
+    /// Nothing is missing between the pictures around it.
+    bool countsOn = false;
     /// The gap is one as the reference has them: nothing was lost in it.
     bool isUsual = false;
     /// What else is in it is another track's: the pictures around it count on, and the reference

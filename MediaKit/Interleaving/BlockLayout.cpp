@@ -160,18 +160,21 @@ void Learner::learnLead(const std::vector<Extent>& extents) {
   const Track* audio = movie_.audioTrack();
   std::vector<double> leads;
   double sound = 0;
+  double pictures = 0;
   bool isBehindSound = false;
   for (const Extent& extent : extents) {
     if (extent.track == audio) {
       sound = extent.startTime + extent.length;
       isBehindSound = true;
-    } else if (extent.track == movie_.videoTrack() && isBehindSound) {
-      isBehindSound = false;
+    } else if (extent.track == movie_.videoTrack()) {
+      pictures = extent.startTime + extent.length;
+      if (!std::exchange(isBehindSound, false)) continue;
       leads.push_back(sound - extent.startTime);
       const double step = leads.size() > 1 ? leads.back() - leads[leads.size() - 2] : 0;
       layout_.leadStep = std::max(layout_.leadStep, std::abs(step));
     }
   }
+  layout_.endLead = sound - pictures;
   layout_.lead = SoundLead::of(std::move(leads));
   // Of chunks, pictures tell nothing so fine.
   if (!layout_.arrivals.areFarApart()) layout_.order.learnPicture(blocksOfPicture());

@@ -62,6 +62,8 @@ struct BlockLayout {
   /// swings from one such gap to the next.
   SoundLead lead;
   double leadStep = 0;
+  /// Seconds by which its sound ends behind its pictures.
+  double endLead = 0;
 
   /// Walks blocks of all the tracks.
   BlockWalk walk() const;

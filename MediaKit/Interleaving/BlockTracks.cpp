@@ -2,6 +2,8 @@
 #include "MediaKit/Interleaving/BlockTracks.h"
 
 #include <algorithm>
+#include <optional>
+#include <span>
 #include <utility>
 
 namespace tallowmark {
@@ -47,6 +49,7 @@ class GatheredBlocks::Sharing {
   using Shares = std::vector<std::vector<Sample>>;
 
   void align(const TrackOrder::Lead& lead, const Shares& shares, std::uint64_t at);
+  void noteHole(const Gap& gap, std::uint64_t to, std::span<const std::uint64_t> usual);
   void endGaps();
 
   const GatheredBlocks& gathered_;
@@ -60,6 +63,8 @@ class GatheredBlocks::Sharing {
   std::uint64_t atStart_ = 0;
   bool isFirstRow_ = true;
   bool isUntold_ = false;
+  /// Where its last row ends.
+  std::optional<std::uint64_t> rowEnd_;
 };
 
 // What tracks lack beside others ahead of a row that tells by how many blocks each is to be ahead:
@@ -81,8 +86,23 @@ void GatheredBlocks::Sharing::align(const TrackOrder::Lead& lead, const Shares& 
   }
 }
 
+// What is missing of sound between the last row, or the gap's start, and `to`. `usual`: how many
+// bytes may be there where nothing is.
+void GatheredBlocks::Sharing::noteHole(const Gap& gap, std::uint64_t to,
+                                       std::span<const std::uint64_t> usual) {
+  const std::uint64_t bytes = to - rowEnd_.value_or(gap.range.lower);
+  const std::uint64_t none = usual.empty() ? 0 : *std::min_element(usual.begin(), usual.end());
+  const bool isUsual = std::find(usual.begin(), usual.end(), bytes) != usual.end();
+  if (gap.countsOn && !gap.isUsual && found_.tracks.size() == 1 && !isUsual && bytes > none) {
+    found_.holes.push_back({gap.frame, found_.tracks.front().size(), bytes - none});
+  }
+}
+
 void GatheredBlocks::Sharing::take(const TrackOrder::Told& told) {
   endGaps();
+  if (!told.tracks.empty()) {
+    noteHole(gathered_.gaps_[gap_].gap, (*block_).offset, gathered_.layout_.dueBehind);
+  }
   Shares shares(found_.tracks.size());
   bool isAnyTold = false;
   std::uint64_t end = 0;
@@ -103,6 +123,7 @@ void GatheredBlocks::Sharing::take(const TrackOrder::Told& told) {
     for (const Sample& block : shares[track]) found_.tracks[track].append(block);
   }
   isUntold_ = isUntold_ || !isAnyTold;
+  if (end > 0) rowEnd_ = end;
   if (std::exchange(isFirstRow_, false)) {
     atStart_ = found_.longest() - before_;
   }
@@ -113,6 +134,7 @@ void GatheredBlocks::Sharing::take(const TrackOrder::Told& told) {
 void GatheredBlocks::Sharing::endGaps() {
   for (; gap_ < gathered_.gaps_.size() && gathered_.gaps_[gap_].rows == row_; ++gap_) {
     const Gap& gap = gathered_.gaps_[gap_].gap;
+    noteHole(gap, gap.range.upper, gathered_.layout_.edgeAhead);
     const bool isLoss = !gap.isUsual || isUntold_;
     const std::uint64_t behind = found_.longest();
     if (behind > before_ || isLoss) {
@@ -126,6 +148,7 @@ void GatheredBlocks::Sharing::endGaps() {
     atStart_ = 0;
     isFirstRow_ = true;
     isUntold_ = false;
+    rowEnd_.reset();
   }
 }
 

@@ -28,12 +28,23 @@ struct SoundGap {
   std::uint64_t unexplained = 0;
 };
 
+/// Bytes that were sound: they lie beside blocks, between pictures that count on.
+struct SoundHole {
+  /// Number of the picture behind it.
+  std::uint64_t frame = 0;
+  /// Blocks of the first track ahead of it.
+  std::uint64_t blocksBefore = 0;
+  std::uint64_t bytes = 0;
+};
+
 /// AAC sound found in a damaged file.
 struct FoundBlocks {
   /// One list for each of the layout's tracks. Blocks without a size stand where a track lost one
   /// that another track has.
   std::vector<SampleList> tracks;
   std::vector<SoundGap> gaps;
+  /// Of a clip with one track, in order.
+  std::vector<SoundHole> holes;
   std::uint64_t bytes = 0;
   /// Bytes of blocks whose track cannot be told, or is left out.
   std::uint64_t unplaced = 0;
@@ -54,8 +65,11 @@ class GatheredBlocks {
   struct Gap {
     /// Number of the picture behind it.
     std::uint64_t frame = 0;
+    ByteRange range;
     /// Bytes, but for what is known to be no sound.
     std::uint64_t unknown = 0;
+    /// The pictures on both sides count on, and nothing in it is known to be no sound.
+    bool countsOn = false;
     /// Nothing was lost in it.
     bool isUsual = false;
     /// What nothing explains in it is another track's.

@@ -3,9 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <deque>
 #include <numeric>
-#include <optional>
 
 #include "MediaKit/Timing/SoundPacing.h"
 
@@ -19,7 +17,9 @@ BlockPacer::BlockPacer(const EvidencedFindings& found, const BlockLayout& layout
       lead_(layout.lead),
       tolerance_(std::max(layout.leadStep, block / 2)),
       isFarApart_(layout.arrivals.areFarApart()),
+      endLead_(layout.endLead),
       frame_(static_cast<double>(found.video.typicalDuration()) / videoTimescale),
+      betweenChunks_(layout.arrivals.picturesPerGap() * frame_),
       starts_(startSeconds(found.video, videoTimescale)),
       block_(block),
       rates_(rates),
@@ -95,6 +95,7 @@ double BlockPacer::lostSound(std::size_t from, std::size_t to, double surplus) c
 // Pictures ahead of the first key frame will go. What was lost before it is not known, but how far
 // sound is ahead of the picture in such files.
 void BlockPacer::alignStart() {
+  double tolerance = tolerance_;
   double surplus = static_cast<double>(key_) * frame_;
   const bool isLossy = !gaps_.empty() && gaps_.front().isLoss && gaps_.front().frame <= key_;
   const bool losesFrames = std::any_of(gaps_.begin(), gaps_.end(), [&](const SoundGap& gap) {
@@ -109,13 +110,17 @@ void BlockPacer::alignStart() {
       gained_ = -surplus;
       return;
     }
-    const double lead = leadBehind(gaps_[whole]) + surplus;
-    surplus = lead - std::clamp(lead, lead_.least, lead_.most);
-    gained_ = surplus - static_cast<double>(key_) * frame_;
+    gained_ = -surplus;
+    fillHoles(0, whole + 1);
+    const double lead = leadBehind(gaps_[whole]) - gained_;
+    const auto byEnd = surplusByEnd(whole);
+    if (byEnd) tolerance = endsApart;
+    surplus = byEnd ? *byEnd - gained_ : lead - std::clamp(lead, lead_.least, lead_.most);
+    gained_ += surplus;
   }
   if (surplus > 0) {
-    dropped_ = static_cast<std::uint64_t>(std::lround(surplus / block_));
-  } else if (-surplus > tolerance_) {
+    dropFromStart(static_cast<std::uint64_t>(std::lround(surplus / block_)));
+  } else if (-surplus > tolerance) {
     const std::uint64_t before = isLossy && key_ == 0 ? gaps_.front().blocksBeforeLoss : 0;
     fillings_.push_back({before, static_cast<std::uint64_t>(std::lround(-surplus / block_))});
   }
@@ -158,6 +163,96 @@ void BlockPacer::fillAsHeld(std::size_t from) {
   paceEnd(from);
 }
 
+// Whether pictures go on behind a gap, with nothing lost among them, for longer than it takes the
+// next chunk to come.
+bool BlockPacer::isSoundOver(std::size_t gap) const {
+  constexpr double overdue = 1.5;
+  std::uint64_t from = gaps_[gap].frame;
+  const auto isLong = [&](std::uint64_t to) {
+    return static_cast<double>(to - from) * frame_ > overdue * betweenChunks_;
+  };
+  for (std::size_t i = gap + 1; i < gaps_.size() && !isLong(gaps_[i].frame); ++i) {
+    from = gaps_[i].frame;
+  }
+  return gaps_[gap].blocksBehind == end_.blocksBehind && isLong(end_.frame);
+}
+
+// What sound gained on the picture up to the last chunk, where nothing is lost from a gap to that
+// one: both end together then, as in the reference.
+std::optional<double> BlockPacer::surplusByEnd(std::size_t gap) const {
+  std::size_t last = gap;
+  while (last + 1 < gaps_.size() && !gaps_[last + 1].isLoss) ++last;
+  if (!isFarApart_ || gaps_[last].frame >= end_.frame || !isSoundOver(last)) {
+    return std::nullopt;
+  }
+  const double lead = starts_.back() - starts_[gaps_[last].frame] + endLead_;
+  const bool isUsual = lead >= lead_.least - endsApart && lead <= lead_.most + endsApart;
+  return isUsual ? std::optional(leadBehind(gaps_[last]) - lead) : std::nullopt;
+}
+
+// How far ahead sound was at `recent` gaps, or is in the reference.
+double BlockPacer::usualLead(const std::deque<double>& recent) const {
+  return recent.empty() ? lead_.usual
+                        : std::accumulate(recent.begin(), recent.end(), 0.0) /
+                              static_cast<double>(recent.size());
+}
+
+// Silence for the holes in chunks of the gaps numbered [from, to), by their bytes. Between pictures
+// nothing but sound is lost then.
+std::vector<Filling> BlockPacer::silenceIn(std::size_t from, std::size_t to) const {
+  std::vector<Filling> silence;
+  if (!isFarApart_ || !found_.areMissingTold || from >= to) {
+    return silence;
+  }
+  auto gap = gaps_.begin() + static_cast<std::ptrdiff_t>(from);
+  const auto end = gaps_.begin() + static_cast<std::ptrdiff_t>(to);
+  for (const SoundHole& hole : found_.blocks.holes) {
+    while (gap != end && gap->frame < hole.frame) ++gap;
+    if (gap == end) {
+      break;
+    }
+    const bool isAllSound = hole.frame == 0 ? key_ == 0 : heldFor(*gap, *gap) < frame_ / 2;
+    const double seconds = static_cast<double>(hole.bytes) / rates_.sound;
+    const auto blocks = static_cast<std::uint64_t>(std::lround(seconds / block_));
+    if (gap->frame == hole.frame && gap->isLoss && isAllSound && blocks > 0) {
+      silence.push_back({hole.blocksBefore, blocks});
+    }
+  }
+  return silence;
+}
+
+// Puts it in unless sound would be further ahead of the pictures than any of the reference's: then
+// the bytes were something else. Seconds of it.
+double BlockPacer::fillHoles(std::size_t from, std::size_t to) {
+  const std::vector<Filling> silence = silenceIn(from, to);
+  std::uint64_t blocks = 0;
+  for (const Filling& filling : silence) blocks += filling.blocks;
+  const double seconds = static_cast<double>(blocks) * block_;
+  const std::size_t telling = std::min(to, gaps_.size()) - 1;
+  if (silence.empty() || gaps_[telling].frame >= end_.frame ||
+      leadBehind(gaps_[telling]) - gained_ + seconds > lead_.most + endsApart) {
+    return 0;
+  }
+  fillings_.insert(fillings_.end(), silence.begin(), silence.end());
+  lost_ += seconds;
+  gained_ -= seconds;
+  return seconds;
+}
+
+// Takes that many blocks, of sound and of silence put in, from the start.
+void BlockPacer::dropFromStart(std::uint64_t blocks) {
+  for (Filling& filling : fillings_) {
+    const std::uint64_t ahead =
+        std::min(blocks, filling.before - std::min(filling.before, dropped_));
+    dropped_ += ahead;
+    const std::uint64_t silent = std::min(blocks - ahead, filling.blocks);
+    filling.blocks -= silent;
+    blocks -= ahead + silent;
+  }
+  dropped_ += blocks;
+  std::erase_if(fillings_, [](const Filling& filling) { return filling.blocks == 0; });
+}
+
 // Where pictures last until the next one was due, sound can only have lost something against them:
 // wherever it is less far ahead than before, silence takes that time.
 void BlockPacer::fillWhatIsLost() {
@@ -179,11 +274,11 @@ void BlockPacer::fillWhatIsLost() {
       return;
     }
     if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
-      const double usual = recent.empty() ? lead_.usual
-                                          : std::accumulate(recent.begin(), recent.end(), 0.0) /
-                                                static_cast<double>(recent.size());
-      const double surplus = leadFrom(telling) - gained_ - usual;
-      if (surplus < -tolerance_ || surplus > lead_.most - lead_.least + miscounted) {
+      fillHoles(i, telling + 1);
+      const auto byEnd = surplusByEnd(telling);
+      const double surplus = byEnd.value_or(leadFrom(telling) - usualLead(recent)) - gained_;
+      const double tolerance = byEnd ? endsApart : tolerance_;
+      if (surplus < -tolerance || surplus > lead_.most - lead_.least + miscounted) {
         lost_ += std::max(0.0, -surplus);
         gained_ += surplus;
         correct(gaps_[surplus < 0 && gaps_[telling].isLoss ? telling : i], surplus);
@@ -197,6 +292,8 @@ void BlockPacer::pace() {
   alignStart();
   if (found_.areMissingTold) {
     fillWhatIsLost();
+    std::stable_sort(fillings_.begin(), fillings_.end(),
+                     [](const Filling& a, const Filling& b) { return a.before < b.before; });
     return;
   }
   // Chunks make the lead swing; what a loss adds to that is carried on until it shows.

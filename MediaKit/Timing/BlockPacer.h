@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -55,6 +57,12 @@ class BlockPacer {
   }
   std::size_t nextTelling(std::size_t gap) const;
   double leadFrom(std::size_t gap) const;
+  bool isSoundOver(std::size_t gap) const;
+  std::optional<double> surplusByEnd(std::size_t gap) const;
+  double usualLead(const std::deque<double>& recent) const;
+  std::vector<Filling> silenceIn(std::size_t from, std::size_t to) const;
+  double fillHoles(std::size_t from, std::size_t to);
+  void dropFromStart(std::uint64_t blocks);
   void fillWhatIsLost();
   void fillAsHeld(std::size_t from);
   double unexplained(std::size_t from, std::size_t to) const;
@@ -71,7 +79,10 @@ class BlockPacer {
   double tolerance_;
   /// Sound comes in chunks that belong to no picture.
   bool isFarApart_;
+  double endLead_;
   double frame_;
+  /// Seconds of pictures that usually come between two chunks.
+  double betweenChunks_;
   std::vector<double> starts_;
   double block_;
   ByteRates rates_;
@@ -81,6 +92,8 @@ class BlockPacer {
   std::uint64_t dropped_ = 0;
   double lost_ = 0;
   static constexpr std::size_t leadsEnough = 4;
+  /// How far sound and picture of a camera may end apart, in seconds.
+  static constexpr double endsApart = 0.1;
   std::vector<Filling> fillings_;
   std::vector<std::pair<std::uint64_t, double>> holds_;
 };
