@@ -170,12 +170,16 @@ void Learner::learnLead(const std::vector<Extent>& extents) {
       pictures = extent.startTime + extent.length;
       if (!std::exchange(isBehindSound, false)) continue;
       leads.push_back(sound - extent.startTime);
-      const double step = leads.size() > 1 ? leads.back() - leads[leads.size() - 2] : 0;
-      layout_.leadStep = std::max(layout_.leadStep, std::abs(step));
     }
   }
   layout_.endLead = sound - pictures;
-  layout_.lead = SoundLead::of(std::move(leads));
+  layout_.lead = SoundLead::of(leads);
+  constexpr std::size_t enough = 3;
+  if (leads.size() >= enough) leads.erase(leads.begin());
+  for (std::size_t i = 1; i < leads.size(); ++i) {
+    layout_.leadStep = std::max(layout_.leadStep, std::abs(leads[i] - leads[i - 1]));
+  }
+  layout_.laterLead = SoundLead::of(std::move(leads));
   // Of chunks, pictures tell nothing so fine.
   if (!layout_.arrivals.areFarApart()) layout_.order.learnPicture(blocksOfPicture());
 }

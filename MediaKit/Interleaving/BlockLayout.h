@@ -58,9 +58,11 @@ struct BlockLayout {
   bool hasGapsWithoutSound = false;
   /// How its blocks, of all tracks, come between its pictures.
   SoundArrivals arrivals;
-  /// How far sound is ahead of the picture behind gaps with sound, and by how many seconds that
-  /// swings from one such gap to the next.
+  /// How far sound is ahead of the picture behind gaps with sound.
   SoundLead lead;
+  /// The same without the first of them, where cameras begin with more of one than of the other,
+  /// and by how many seconds that swings from one such gap to the next.
+  SoundLead laterLead;
   double leadStep = 0;
   /// Seconds by which its sound ends behind its pictures.
   double endLead = 0;

@@ -57,6 +57,16 @@ bool SoundArrivals::areFarApart() const {
   return picturesPerGap() >= 3;
 }
 
+double SoundArrivals::usualChunk() const {
+  std::vector<double> chunks;
+  for (std::size_t i = 1; i < arrivals_.size(); ++i) {
+    if (arrivals_[i].joins) {
+      chunks.push_back(static_cast<double>(arrivals_[i].blocks - arrivals_[i - 1].blocks));
+    }
+  }
+  return tallowmark::usualChunk(std::move(chunks));
+}
+
 std::size_t SoundArrivals::inStep() const {
   // At 24 pictures a second one gap of 21 has one block of 48 kHz, and all others have two.
   constexpr std::size_t seldom = 50;
@@ -143,6 +153,21 @@ std::optional<std::size_t> tracksApart(double times, const SoundArrivals& refere
 }
 
 }  // namespace
+
+double usualChunk(std::vector<double> chunks) {
+  constexpr double alike = 0.1;
+  constexpr std::size_t enough = 4;
+  if (chunks.size() < enough) {
+    return 0;
+  }
+  const std::size_t all = chunks.size();
+  std::sort(chunks.begin(), chunks.end());
+  const double usual = chunks[all / 2];
+  std::erase_if(chunks, [&](double chunk) { return std::abs(chunk - usual) > alike * usual; });
+  const double mean =
+      std::accumulate(chunks.begin(), chunks.end(), 0.0) / static_cast<double>(chunks.size());
+  return chunks.size() * 4 >= all * 3 ? mean : 0;
+}
 
 bool comeAsOneTrack(const SoundArrivals& clip) {
   return clip.gaps() >= fewestGaps && !clip.areFarApart() && clip.inStep() == 1 &&

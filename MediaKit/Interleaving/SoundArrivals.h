@@ -24,6 +24,8 @@ class SoundArrivals {
   double picturesPerGap() const;
   /// Sound comes in chunks that belong to no picture.
   bool areFarApart() const;
+  /// Blocks of a chunk where nearly all but the first are alike; else 0.
+  double usualChunk() const;
   /// All gaps but the first.
   std::size_t wholeGaps() const { return wholeGaps_; }
   double blocksPerGap() const;
@@ -54,6 +56,10 @@ class SoundArrivals {
   std::uint64_t blocks_ = 0;
   bool joins_ = false;
 };
+
+/// The mean of chunks of so many blocks where nearly all are alike; 0 where they differ, or are too
+/// few to tell.
+double usualChunk(std::vector<double> chunks);
 
 /// Whether blocks come as those of one track; or of several that begin as far apart as can be.
 bool comeAsOneTrack(const SoundArrivals& clip);

@@ -9,12 +9,28 @@
 
 namespace tallowmark::VideoRepair {
 
+namespace {
+
+// Of chunks between which nothing is lost, but for the first.
+double chunkOf(const std::vector<SoundGap>& gaps) {
+  std::vector<double> chunks;
+  for (std::size_t i = 1; i < gaps.size(); ++i) {
+    if (!gaps[i].isLoss && !gaps[i - 1].isLoss) {
+      chunks.push_back(static_cast<double>(gaps[i].blocksBehind - gaps[i - 1].blocksBehind));
+    }
+  }
+  return usualChunk(std::move(chunks));
+}
+
+}  // namespace
+
 BlockPacer::BlockPacer(const EvidencedFindings& found, const BlockLayout& layout,
                        std::uint32_t videoTimescale, double block, ByteRates rates)
     : found_(found),
       gaps_(found.blocks.gaps),
       end_{.frame = found.video.size(), .blocksBehind = found.blocks.longest()},
-      lead_(layout.lead),
+      lead_(layout.laterLead),
+      moreAtFirst_(layout.lead.first - layout.laterLead.middle),
       tolerance_(std::max(layout.leadStep, block / 2)),
       isFarApart_(layout.arrivals.areFarApart()),
       endLead_(layout.endLead),
@@ -23,7 +39,13 @@ BlockPacer::BlockPacer(const EvidencedFindings& found, const BlockLayout& layout
       starts_(startSeconds(found.video, videoTimescale)),
       block_(block),
       rates_(rates),
-      key_(firstKeyframe(found.video)) {}
+      key_(firstKeyframe(found.video)) {
+  if (isFarApart_) {
+    chunk_ = chunkOf(gaps_);
+    if (chunk_ == 0) chunk_ = layout.arrivals.usualChunk();
+    tolerance_ = layout.leadStep + block / 2;
+  }
+}
 
 // The next gap in which nothing is lost.
 std::size_t BlockPacer::nextWhole(std::size_t gap) const {
@@ -134,6 +156,35 @@ void BlockPacer::correct(const SoundGap& gap, double surplus) {
   }
 }
 
+// Seconds that a loss took of a chunk of which some is left, where they are alike.
+double BlockPacer::lostOfChunk(std::size_t gap) const {
+  const std::uint64_t before = gap > 0 ? gaps_[gap - 1].blocksBehind : 0;
+  const auto left = static_cast<double>(gaps_[gap].blocksBehind - before);
+  return gaps_[gap].isLoss && left > 0 ? std::max(0.0, chunk_ - left) * block_ : 0;
+}
+
+// Shares the silence for what losses from `from` on took out among these: each chunk of which some
+// is left gets its rest, and sound is never later than when the next one is due. What remains is
+// where most is missing, or ahead of what is left of the chunk that tells.
+void BlockPacer::fallSilent(std::size_t from, std::size_t telling, double seconds) {
+  const double latest = lead_.least - betweenChunks_;
+  const std::size_t end = gaps_[telling].isLoss ? telling + 1 : telling;
+  std::size_t most = from;
+  double filled = 0;
+  for (std::size_t i = from; i < end && isFarApart_; ++i) {
+    if (!gaps_[i].isLoss) continue;
+    if (gaps_[i].unexplained > gaps_[most].unexplained) most = i;
+    const double lacking = latest - (leadBehind(gaps_[i]) - gained_ + filled);
+    const double here =
+        std::min(std::max(lacking > tolerance_ ? lacking : 0, lostOfChunk(i)), seconds - filled);
+    if (here > block_) {
+      correct(gaps_[i], -here);
+      filled += here;
+    }
+  }
+  correct(gaps_[gaps_[telling].isLoss ? telling : most], filled - seconds);
+}
+
 // Nothing that is whole follows the losses from `from` on. Both end together, so what sound lacks
 // shows there. Some cameras stop it a little before the picture: only what there are bytes of can
 // be lost, and what stands behind the last picture may be anything.
@@ -185,7 +236,8 @@ std::optional<double> BlockPacer::surplusByEnd(std::size_t gap) const {
   if (!isFarApart_ || gaps_[last].frame >= end_.frame || !isSoundOver(last)) {
     return std::nullopt;
   }
-  const double lead = starts_.back() - starts_[gaps_[last].frame] + endLead_;
+  const double lead =
+      starts_.back() - starts_[gaps_[last].frame] + endLead_ - moreAhead(gaps_[last]);
   const bool isUsual = lead >= lead_.least - endsApart && lead <= lead_.most + endsApart;
   return isUsual ? std::optional(leadBehind(gaps_[last]) - lead) : std::nullopt;
 }
@@ -239,6 +291,20 @@ double BlockPacer::fillHoles(std::size_t from, std::size_t to) {
   return seconds;
 }
 
+// Chunks that are alike tell to the block what the losses from `from` up to a gap took of them,
+// where `about` so many seconds are missing.
+std::optional<double> BlockPacer::lostOfChunks(std::size_t from, std::size_t telling,
+                                               double about) const {
+  if (chunk_ == 0 || from == 0) {
+    return std::nullopt;
+  }
+  const std::size_t last = gaps_[telling].isLoss ? telling : telling - 1;
+  const auto left = static_cast<double>(gaps_[last].blocksBehind - gaps_[from - 1].blocksBehind);
+  const double chunks = std::round((left + about / block_) / chunk_);
+  const double lost = chunks * chunk_ - left;
+  return lost >= 0 ? std::optional(lost * block_) : std::nullopt;
+}
+
 // Takes that many blocks, of sound and of silence put in, from the start.
 void BlockPacer::dropFromStart(std::uint64_t blocks) {
   for (Filling& filling : fillings_) {
@@ -274,14 +340,23 @@ void BlockPacer::fillWhatIsLost() {
       return;
     }
     if (gaps_[i].frame > key_ && gaps_[i].frame > 0) {
-      fillHoles(i, telling + 1);
+      const double filled = fillHoles(i, telling + 1);
       const auto byEnd = surplusByEnd(telling);
-      const double surplus = byEnd.value_or(leadFrom(telling) - usualLead(recent)) - gained_;
-      const double tolerance = byEnd ? endsApart : tolerance_;
+      double surplus = byEnd.value_or(leadFrom(telling) - usualLead(recent)) - gained_;
+      double tolerance = byEnd ? endsApart : tolerance_;
+      const auto lost = byEnd ? std::nullopt : lostOfChunks(i, telling, filled - surplus);
+      if (lost) {
+        surplus = filled - *lost;
+        tolerance = block_;
+      }
       if (surplus < -tolerance || surplus > lead_.most - lead_.least + miscounted) {
+        if (surplus < 0) {
+          fallSilent(i, telling, -surplus);
+        } else {
+          correct(gaps_[i], surplus);
+        }
         lost_ += std::max(0.0, -surplus);
         gained_ += surplus;
-        correct(gaps_[surplus < 0 && gaps_[telling].isLoss ? telling : i], surplus);
       }
     }
     i = gaps_[telling].isLoss ? telling : telling - 1;

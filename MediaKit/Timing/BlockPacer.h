@@ -47,8 +47,10 @@ class BlockPacer {
 
  private:
   double leadBehind(const SoundGap& gap) const {
-    return static_cast<double>(gap.blocksBehind) * block_ - starts_[gap.frame];
+    return static_cast<double>(gap.blocksBehind) * block_ - starts_[gap.frame] - moreAhead(gap);
   }
+  /// What is more than usual in sound ahead of the first picture.
+  double moreAhead(const SoundGap& gap) const { return gap.frame == 0 ? moreAtFirst_ : 0; }
   double heldFor(const SoundGap& gap, const SoundGap& whole) const;
   std::size_t nextWhole(std::size_t gap) const;
   bool endsWhole(const SoundGap& gap) const;
@@ -62,6 +64,7 @@ class BlockPacer {
   double usualLead(const std::deque<double>& recent) const;
   std::vector<Filling> silenceIn(std::size_t from, std::size_t to) const;
   double fillHoles(std::size_t from, std::size_t to);
+  std::optional<double> lostOfChunks(std::size_t from, std::size_t telling, double about) const;
   void dropFromStart(std::uint64_t blocks);
   void fillWhatIsLost();
   void fillAsHeld(std::size_t from);
@@ -69,6 +72,8 @@ class BlockPacer {
   double lostSound(std::size_t from, std::size_t to, double surplus) const;
   void alignStart();
   void correct(const SoundGap& gap, double surplus);
+  double lostOfChunk(std::size_t gap) const;
+  void fallSilent(std::size_t from, std::size_t telling, double seconds);
   void paceEnd(std::size_t from);
 
   const EvidencedFindings& found_;
@@ -76,6 +81,7 @@ class BlockPacer {
   /// Behind the last picture.
   SoundGap end_;
   const SoundLead& lead_;
+  double moreAtFirst_;
   double tolerance_;
   /// Sound comes in chunks that belong to no picture.
   bool isFarApart_;
@@ -83,6 +89,8 @@ class BlockPacer {
   double frame_;
   /// Seconds of pictures that usually come between two chunks.
   double betweenChunks_;
+  /// Blocks of a chunk, where nearly all are alike; else 0.
+  double chunk_ = 0;
   std::vector<double> starts_;
   double block_;
   ByteRates rates_;

@@ -65,6 +65,52 @@ TEST(SoundBesideHoles, holesWithinChunksAreSilentWhereTheyAre) {
   }
 }
 
+// Chunks that are alike tell to the block what was lost of them together with pictures, though the
+// first one stands further ahead of these, and each loss takes its own part.
+TEST(SoundBesideHoles, chunksTellWhatIsMissingOfThem) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  ClipRecipe recipe{.bFrames = 2, .seconds = 16, .sound = livelySound(2, 48000), .channels = 2};
+  const fs::path clip = inChunks(recipe, "1000000", folder.path());
+  recipe.variant = 1;
+  const fs::path sibling = inChunks(recipe, "1000000", folder.path());
+  const Victim whole(clip);
+  const auto chunks = chunksOf(*whole.truth().audioTrack());
+  const SampleList& pictures = whole.truth().videoTrack()->samples;
+  ASSERT_GT(chunks.size(), 12U);
+  const auto pictureBehind = [&](std::uint64_t at, std::size_t more) {
+    std::size_t i = 0;
+    while (pictures[i].offset < at) ++i;
+    return pictures[i + more].offset;
+  };
+  const auto middle = [](const ByteRange& chunk) { return chunk.lower + chunk.length() / 2; };
+  const struct {
+    const char* label;
+    std::vector<ByteRange> holes;
+  } rows[] = {
+      {"the end of one and pictures", {{middle(chunks[4]), pictureBehind(chunks[4].upper, 7)}}},
+      {"pictures and the start of one", {{chunks[5].lower - 9000, middle(chunks[5])}}},
+      {"all of one", {{chunks[5].lower - 2000, pictureBehind(chunks[5].upper, 3)}}},
+      {"two in a row",
+       {{middle(chunks[4]), pictureBehind(chunks[4].upper, 4)},
+        {middle(chunks[5]), pictureBehind(chunks[5].upper, 4)}}},
+      {"every other one",
+       {{middle(chunks[3]), pictureBehind(chunks[3].upper, 2)},
+        {middle(chunks[5]), pictureBehind(chunks[5].upper, 2)},
+        {middle(chunks[7]), pictureBehind(chunks[7].upper, 2)},
+        {middle(chunks[9]), pictureBehind(chunks[9].upper, 2)}}},
+  };
+  for (const auto& row : rows) {
+    Victim victim(clip);
+    for (const ByteRange& hole : row.holes) victim.blank(hole.lower, hole.upper);
+    for (const fs::path& reference : {clip, sibling}) {
+      EXPECT_LT(rebuildAndCompare(victim, reference).apart, 0.08) << row.label << reference;
+    }
+  }
+}
+
 // The last chunk is shorter, and less far ahead, than those before it. What is lost before it is no
 // more than makes sound end with the pictures.
 TEST(SoundBesideHoles, soundEndsWithThePictures) {
