@@ -289,9 +289,13 @@ double SoundLayout::shareOf(IsLike isLike, const ByteSource& source, const ByteR
   return static_cast<double>(alike) / static_cast<double>(std::max<std::uint64_t>(blocks, 1));
 }
 
-bool SoundLayout::isMostlySound(const ByteSource& source, const ByteRange& range) const {
+bool SoundLayout::isMostly(IsLike isLike, const ByteSource& source, const ByteRange& range) const {
   return !texture_.isTelling() || range.length() < texture_.blockSize() ||
-         shareOf(&SoundTexture::isSound, source, range) >= mostly;
+         shareOf(isLike, source, range) >= mostly;
+}
+
+bool SoundLayout::isMostlySound(const ByteSource& source, const ByteRange& range) const {
+  return isMostly(&SoundTexture::isSound, source, range);
 }
 
 bool SoundLayout::isMostlyNoSound(const ByteSource& source, const ByteRange& range) const {
@@ -336,13 +340,17 @@ bool SoundLayout::isEdge(const ByteSource& source, std::uint64_t at, bool soundI
          texture_.isSound(soundIsBefore ? before : behind);
 }
 
-// The part of a stretch that sounds like sound from its start on.
+// The part of a stretch that sounds like sound from its start on. Silence at its end may as well be
+// what the damage left; silence will stand there.
 ByteRange SoundLayout::soundingStart(const ByteSource& source, const ByteRange& range) const {
   const std::size_t block = texture_.blockSize();
   std::uint64_t end = range.lower;
-  while (texture_.isTelling() && end + block <= range.upper &&
-         texture_.isSound(source.read(end, block))) {
-    end += block;
+  for (std::uint64_t at = end; texture_.isTelling() && at + block <= range.upper; at += block) {
+    const auto bytes = source.read(at, block);
+    if (!texture_.isSound(bytes)) {
+      break;
+    }
+    if (!SoundTexture::isZeros(bytes)) end = at + block;
   }
   return {range.lower, end};
 }
@@ -362,9 +370,13 @@ std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::
     head = soundingStart(source, {from, std::min(to, from + most)}).upper;
   }
   std::uint64_t tail = to;
-  while (soundPrecedesFrames_ && tail >= head + block && to - tail + block <= most &&
-         texture_.isSound(source.read(tail - block, block))) {
-    tail -= block;
+  for (std::uint64_t at = to; soundPrecedesFrames_ && at >= head + block && to - at + block <= most;
+       at -= block) {
+    const auto bytes = source.read(at - block, block);
+    if (!texture_.isSound(bytes)) {
+      break;
+    }
+    if (!SoundTexture::isZeros(bytes)) tail = at - block;
   }
   if (head > from) {
     found.push_back({from, head});
@@ -476,10 +488,10 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   if (!whole && hasOtherTracks() && to - from <= largestSound_ * 2) {
     whole = beforeItems(source, from, to);
   }
-  // A camera that pauses its pictures goes on with sound.
+  // A camera that pauses its pictures goes on with sound; zeros are destroyed ones rather.
   if (!whole && neighbours != Neighbours::unknown && patterns_.size() == 1 &&
       patterns_.begin()->first == "A" && (to - from) % pcm_.sampleSize == 0 &&
-      isMostlySound(source, {from, to})) {
+      isMostly(&SoundTexture::isHeard, source, {from, to})) {
     whole = ByteRange{from, to};
   }
   // A clip may be louder than its reference: between frames that count on, nothing was destroyed.

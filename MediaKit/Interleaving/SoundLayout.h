@@ -113,6 +113,7 @@ class SoundLayout {
                                        std::uint64_t to) const;
   using IsLike = bool (SoundTexture::*)(std::span<const std::uint8_t>) const;
   double shareOf(IsLike isLike, const ByteSource& source, const ByteRange& range) const;
+  bool isMostly(IsLike isLike, const ByteSource& source, const ByteRange& range) const;
   bool isMostlySound(const ByteSource& source, const ByteRange& range) const;
   bool isMostlyNoSound(const ByteSource& source, const ByteRange& range) const;
   Division byOrder(const ByteSource& source, std::uint64_t from, std::uint64_t to,

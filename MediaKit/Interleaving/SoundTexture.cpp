@@ -10,10 +10,6 @@ namespace tallowmark {
 namespace {
 constexpr std::uint64_t blocksToLearnFrom = 400;
 
-bool isAllZeros(std::span<const std::uint8_t> block) {
-  return std::all_of(block.begin(), block.end(), [](std::uint8_t byte) { return byte == 0; });
-}
-
 // Random bytes lie 64 apart on the circle of 256 values, on average; over a block of few samples
 // with many bytes each, the calmest byte comes down to 50.
 constexpr double clearlyNotRandom = 40;
@@ -65,7 +61,7 @@ SoundTexture SoundTexture::learn(const Track& audio, PCMLayout pcm, const ByteSo
         audio.samples[i + samplesPerBlock - 1].offset ==
             audio.samples[i].offset + (samplesPerBlock - 1) * pcm.sampleSize) {
       steps.push_back(texture.smallestStep(block));
-      texture.hasDigitalSilence_ = texture.hasDigitalSilence_ || isAllZeros(block);
+      texture.hasDigitalSilence_ = texture.hasDigitalSilence_ || isZeros(block);
     }
   }
   if (steps.size() < 4) {
@@ -79,16 +75,20 @@ SoundTexture SoundTexture::learn(const Track& audio, PCMLayout pcm, const ByteSo
   return texture;
 }
 
+bool SoundTexture::isZeros(std::span<const std::uint8_t> block) {
+  return std::all_of(block.begin(), block.end(), [](std::uint8_t byte) { return byte == 0; });
+}
+
 bool SoundTexture::isNoise(std::span<const std::uint8_t> block) const {
   return smallestStep(block) > largestStep_;
 }
 
 bool SoundTexture::isNoSound(std::span<const std::uint8_t> block) const {
-  return smallestStep(block) >= leastRandom || (!hasDigitalSilence_ && isAllZeros(block));
+  return smallestStep(block) >= leastRandom || (!hasDigitalSilence_ && isZeros(block));
 }
 
 bool SoundTexture::isSound(std::span<const std::uint8_t> block) const {
-  return !isNoise(block) && (hasDigitalSilence_ || !isAllZeros(block));
+  return !isNoise(block) && (hasDigitalSilence_ || !isZeros(block));
 }
 
 }  // namespace tallowmark

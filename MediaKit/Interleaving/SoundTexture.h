@@ -27,6 +27,11 @@ class SoundTexture {
   /// Whether a block of whole samples moves as the reference's sound does. Zeros are sound only
   /// where the reference has such silence: cameras and card readers leave them for other reasons.
   bool isSound(std::span<const std::uint8_t> block) const;
+  static bool isZeros(std::span<const std::uint8_t> block);
+  /// Sound that is not still.
+  bool isHeard(std::span<const std::uint8_t> block) const {
+    return isSound(block) && !isZeros(block);
+  }
   /// Whether it moves more than that. Zeros do not.
   bool isNoise(std::span<const std::uint8_t> block) const;
   /// Whether it is like no sound, however loud: as good as random in every byte of its samples, or
