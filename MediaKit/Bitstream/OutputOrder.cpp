@@ -121,20 +121,36 @@ class PictureReader {
   bool isBehindLoss_ = false;
 };
 
-// Behind a loss counts are taken to have gone on by less than half of what they count to. None but
-// leading pictures is shown ahead of the one that began the sequence (H.264 §8.2.1, H.265 §3.77):
-// where one would be, they have gone on by more.
-void unwrapBehindLosses(std::vector<Picture>& pictures) {
+// The count nearest to another that is the same but for wrapping round.
+std::int64_t nearestTo(std::int64_t other, std::int64_t count, std::int64_t wrap) {
+  if (wrap <= 0) {
+    return count;
+  }
+  const std::int64_t apart = (count - other) % wrap;
+  const std::int64_t half = wrap / 2;
+  return other + (apart >= half ? apart - wrap : apart < -half ? apart + wrap : apart);
+}
+
+// Behind a loss counts are taken to have gone on by less than half of what they count to, and those
+// of pictures that no other refers to by themselves. Two with nothing lost between them are that
+// near in truth; and none but leading pictures is shown ahead of the one that began the sequence
+// (H.264 §8.2.1, H.265 §3.77): where one would be, they have gone on by more.
+void unwrapBehindLosses(std::vector<Picture>& pictures, std::span<const std::uint64_t> losses) {
   std::optional<std::int64_t> first;
-  std::int64_t more = 0;
-  for (Picture& picture : pictures) {
+  bool isLossy = false;
+  for (std::size_t i = 0; i < pictures.size(); ++i) {
+    Picture& picture = pictures[i];
     if (picture.startsSequence) {
       first = picture.count;
-      more = 0;
+      isLossy = false;
       continue;
     }
-    if (first && !picture.isLeading && picture.count + more < *first) more += picture.wrap;
-    picture.count += more;
+    const bool isBehindLoss = std::binary_search(losses.begin(), losses.end(), std::uint64_t{i});
+    isLossy = isLossy || isBehindLoss;
+    if (isLossy && i > 0) {
+      picture.count = nearestTo(pictures[i - 1].count, picture.count, picture.wrap);
+    }
+    if (first && !picture.isLeading && picture.count < *first) picture.count += picture.wrap;
   }
 }
 
@@ -185,11 +201,52 @@ std::size_t mostHeldBackIn(std::span<const Picture> pictures,
   return most;
 }
 
+// The losses that took more pictures than any is held back for, by their bytes: of more than the
+// largest gap where nothing is lost.
+std::vector<std::uint64_t> wideLosses(const SampleList& video,
+                                      std::span<const std::uint64_t> losses, std::size_t deepest) {
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> lost;
+  std::uint64_t largest = 0;
+  std::uint64_t bytes = 0;
+  std::uint64_t number = 0;
+  std::uint64_t end = std::numeric_limits<std::uint64_t>::max();
+  for (const Sample& sample : video) {
+    const std::uint64_t gap = sample.offset > end ? sample.offset - end : 0;
+    if (std::binary_search(losses.begin(), losses.end(), number)) {
+      lost.emplace_back(number, gap);
+    } else {
+      largest = std::max(largest, gap);
+    }
+    bytes += sample.size;
+    end = sample.offset + sample.size;
+    ++number;
+  }
+  const std::uint64_t wide =
+      largest + 2 * (deepest + 1) * (bytes / std::max<std::uint64_t>(number, 1));
+  std::vector<std::uint64_t> wideOnes;
+  for (const auto& [place, gap] : lost) {
+    if (gap > wide) wideOnes.push_back(place);
+  }
+  return wideOnes;
+}
+
+// The least count of a picture and of those that may be shown ahead of it.
+std::int64_t leastFrom(std::span<const Picture> pictures, std::size_t from, std::size_t to) {
+  const auto few = pictures.subspan(from, to - from);
+  std::int64_t least = few.front().count;
+  for (const Picture& picture : few) {
+    if (picture.startsSequence) break;
+    least = std::min(least, picture.count);
+  }
+  return least;
+}
+
 // Numbers the sequences: pictures of a later one are shown after all of those before. One begins
 // where the stream says so, and where a picture would be shown earlier than the stream could: the
-// picture that began its sequence was lost.
+// picture that began its sequence was lost, or counts have gone on by more than can be told.
 std::vector<std::uint32_t> sequencesOf(std::span<const Picture> pictures,
-                                       std::span<const std::uint64_t> losses, std::size_t deepest) {
+                                       std::span<const std::uint64_t> losses,
+                                       std::span<const std::uint64_t> wide, std::size_t deepest) {
   std::vector<std::uint32_t> sequences;
   sequences.reserve(pictures.size());
   Backlog backlog;
@@ -202,7 +259,11 @@ std::vector<std::uint32_t> sequencesOf(std::span<const Picture> pictures,
       sinceLoss = 0;
     }
     const std::size_t most = sinceLoss <= mostHeldBack ? deepest : mostHeldBack;
-    if (pictures[i].startsSequence || backlog.heldBackFor(pictures[i].count) > most) {
+    const bool isBehindWide = std::binary_search(wide.begin(), wide.end(), i);
+    const std::uint64_t next = loss != losses.end() ? *loss : pictures.size();
+    const std::uint64_t few = std::min<std::uint64_t>({next, pictures.size(), i + deepest + 2});
+    const bool isMixed = isBehindWide && backlog.heldBackFor(leastFrom(pictures, i, few)) > 0;
+    if (pictures[i].startsSequence || isMixed || backlog.heldBackFor(pictures[i].count) > most) {
       ++sequence;
       backlog.clear();
     }
@@ -295,10 +356,11 @@ std::optional<PictureOrder> outputOrder(const SampleList& video, const ByteSourc
     }
     pictures.push_back(*picture);
   }
-  if (!losses.empty()) unwrapBehindLosses(pictures);
+  if (!losses.empty()) unwrapBehindLosses(pictures, losses);
   const std::size_t heldBack = mostHeldBackIn(pictures, losses);
+  const std::size_t deepest = std::max(reader.deepestOrder(), heldBack);
   std::vector<std::uint32_t> sequences =
-      sequencesOf(pictures, losses, std::max(reader.deepestOrder(), heldBack));
+      sequencesOf(pictures, losses, wideLosses(video, losses, deepest), deepest);
   std::vector<std::uint32_t> shown(pictures.size());
   std::iota(shown.begin(), shown.end(), 0U);
   std::stable_sort(shown.begin(), shown.end(), [&](std::uint32_t a, std::uint32_t b) {

@@ -255,25 +255,28 @@ std::optional<std::int64_t> Counting::withinSequence(std::uint64_t loss,
 // `place`: the last one of the sequence before.
 std::optional<std::int64_t> Counting::betweenSequences(std::uint64_t loss,
                                                        std::size_t place) const {
-  if (bytes_.sequence == 0 || bytes_.sequence > order_.cycle) {
+  // Sequences of any length hardly begin in a hole; then counts go on round their cycle.
+  const bool goesOn = bytes_.sequence == 0 && order_.cycle > 1 && !samples_[loss].isSync;
+  const std::int64_t period = goesOn ? order_.cycle : bytes_.sequence;
+  if (period == 0 || period > order_.cycle) {
     return std::nullopt;
   }
   const std::int64_t last = order_.positions[numbers_[place]];
   const std::int64_t next = order_.positions[numbers_[place + 1]];
-  if (last >= bytes_.sequence || next >= bytes_.sequence) {
+  if (last >= period || next >= period) {
     return std::nullopt;
   }
   const double bytes = bytesAt(loss);
   const PictureBytes beside = bytesBeside(loss);
-  std::int64_t best = bytes_.sequence - 1 - last + next;
+  std::int64_t best = (period - 1 - last + next) % period;
   const auto wrong = [&](std::int64_t pictures) {
     return apart(beside.of(pictures, last + 1), bytes);
   };
-  for (std::int64_t more = best + bytes_.sequence; more <= mostMissing; more += bytes_.sequence) {
+  for (std::int64_t more = best + period; more <= mostMissing; more += period) {
     if (wrong(more) < wrong(best)) best = more;
   }
   constexpr double near = 0.4;
-  const double most = beside.of(bytes_.sequence, 0) * near;
+  const double most = beside.of(period, 0) * near;
   return best <= mostMissing && wrong(best) <= most ? std::optional(best) : std::nullopt;
 }
 
