@@ -150,7 +150,7 @@ void unwrapBehindLosses(std::vector<Picture>& pictures, std::span<const std::uin
     if (isLossy && i > 0) {
       picture.count = nearestTo(pictures[i - 1].count, picture.count, picture.wrap);
     }
-    if (first && !picture.isLeading && picture.count < *first) picture.count += picture.wrap;
+    if (first && !picture.isLeading && picture.count <= *first) picture.count += picture.wrap;
   }
 }
 
