@@ -8,6 +8,7 @@
 #include "MediaKit/Container/BigEndian.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Interleaving/BoxesInMedia.h"
+#include "MediaKit/Interleaving/SoundArrivals.h"
 
 namespace tallowmark {
 
@@ -119,8 +120,10 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
                                const Track& video, const Track& audio, const ByteSource& source) {
   BoxesInMedia boxes(source);
   std::vector<Piece> pieces;
+  std::vector<double> chunks;
   std::uint64_t at = media.lower;
   for (const Extent& extent : extents) {
+    if (extent.track == &audio) chunks.push_back(extent.length);
     if (extent.from < at) {
       continue;  // lies outside the media data, or over another stretch
     }
@@ -142,6 +145,8 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
   learnGap(pieces);
   layout_.lead_ = leadOf(extents, video, audio);
   layout_.leadBehindSound_ = leadBehindSound(extents, video, audio);
+  if (!chunks.empty()) chunks.erase(chunks.begin());
+  layout_.usualChunk_ = usualChunk(std::move(chunks));
   layout_.soundTick_ = 1.0 / std::max(1U, audio.timescale);
   layout_.pictureTick_ = 1.0 / std::max(1U, video.timescale);
 }

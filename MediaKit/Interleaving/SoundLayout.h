@@ -82,6 +82,8 @@ class SoundLayout {
   double pictureTick() const { return pictureTick_; }
   /// The same where pictures follow sound: there its chunks do not make it swing.
   const SoundLead& leadBehindSound() const { return leadBehindSound_; }
+  /// Seconds of a chunk of sound, where nearly all but the first are alike; else 0.
+  double usualChunk() const { return usualChunk_; }
 
  private:
   friend class SoundLayoutLearner;
@@ -140,6 +142,7 @@ class SoundLayout {
   SoundTexture texture_;
   SoundLead lead_;
   SoundLead leadBehindSound_;
+  double usualChunk_ = 0;
   double soundTick_ = 0;
   double pictureTick_ = 0;
 };

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <span>
 
+#include "MediaKit/Interleaving/SoundArrivals.h"
 #include "MediaKit/Timing/PicturePacing.h"
 #include "MediaKit/Walk/PCMTracks.h"
 
@@ -91,29 +92,24 @@ double meanOf(std::span<const double> leads) {
   return std::accumulate(leads.begin(), leads.end(), 0.0) / static_cast<double>(leads.size());
 }
 
-// Seconds of nearly every chunk of sound; 0 where they differ.
-double usualChunk(const std::vector<SoundAnchor>& anchors) {
+// Seconds of nearly every chunk of sound between pictures of which nothing is lost; 0 where they
+// differ.
+double chunkOf(const std::vector<SoundAnchor>& anchors, const std::vector<std::uint64_t>& losses) {
   std::vector<double> chunks;
   for (std::size_t i = 1; i < anchors.size(); ++i) {
-    chunks.push_back(anchors[i].seconds - anchors[i - 1].seconds);
+    const auto loss = std::lower_bound(losses.begin(), losses.end(), anchors[i - 1].frame);
+    if (loss == losses.end() || *loss > anchors[i].frame) {
+      chunks.push_back(anchors[i].seconds - anchors[i - 1].seconds);
+    }
   }
-  if (chunks.empty()) {
-    return 0;
-  }
-  const auto middle = chunks.begin() + static_cast<std::ptrdiff_t>(chunks.size() / 2);
-  std::nth_element(chunks.begin(), middle, chunks.end());
-  const double usual = *middle;
-  const auto alike = std::count_if(chunks.begin(), chunks.end(), [&](double chunk) {
-    return std::abs(chunk - usual) <= usual / 10;
-  });
-  return static_cast<std::size_t>(alike) * 4 >= chunks.size() * 3 ? usual : 0;
+  return usualChunk(std::move(chunks));
 }
 
 /// Works out, loss by loss, what is held for how long. A picture right behind sound is an anchor:
 /// however long chunks are, sound is about as far ahead of each of them.
 class Pacer {
  public:
-  Pacer(EvidencedFindings& found, const SoundLead& lead, std::uint32_t videoTimescale,
+  Pacer(EvidencedFindings& found, const SoundLayout& layout, std::uint32_t videoTimescale,
         std::uint32_t audioTimescale);
 
   double frameSeconds() const { return frame_; }
@@ -145,6 +141,8 @@ class Pacer {
   std::uint64_t soundIn(std::uint64_t frame) const;
   std::uint64_t placeOfSilence(std::span<const std::uint64_t> losses) const;
   double lostSound(std::uint64_t frame, double surplus) const;
+  double lostOfChunks(std::span<const std::uint64_t> losses, double about) const;
+  bool fallSilent(std::span<const std::uint64_t> losses, double seconds);
   bool isBelievable(double surplus, double tolerance) const;
   bool correct(std::span<const std::uint64_t> losses, double surplus);
   bool fallSilentAt(std::uint64_t frame, double seconds);
@@ -169,23 +167,24 @@ class Pacer {
   std::vector<Hold> audioHolds_;
 };
 
-Pacer::Pacer(EvidencedFindings& found, const SoundLead& lead, std::uint32_t videoTimescale,
+Pacer::Pacer(EvidencedFindings& found, const SoundLayout& layout, std::uint32_t videoTimescale,
              std::uint32_t audioTimescale)
     : found_(found),
-      lead_(lead),
+      lead_(layout.leadBehindSound()),
       videoTimescale_(videoTimescale),
       audioTimescale_(audioTimescale),
       frame_(static_cast<double>(found.video.typicalDuration()) / videoTimescale),
       starts_(startSeconds(found.video, videoTimescale)),
-      usual_(lead.middle) {
+      usual_(lead_.middle) {
   const std::vector<SoundAnchor> all = soundAnchors(found, 1.0 / audioTimescale);
-  chunk_ = usualChunk(all);
+  chunk_ = chunkOf(all, found.losses);
+  if (chunk_ == 0) chunk_ = layout.usualChunk();
   if (chunk_ < 2 * frame_) chunk_ = 0;
   for (const SoundAnchor& anchor : all) {
     const bool isLoss = std::binary_search(found.losses.begin(), found.losses.end(), anchor.frame);
     if (!isLoss || isRightBehind(anchor)) {
       // What stands ahead of the first picture may be more than is usual.
-      const double more = anchor.frame == 0 ? lead.first - lead.middle : 0;
+      const double more = anchor.frame == 0 ? lead_.first - lead_.middle : 0;
       anchors_.push_back({anchor.frame, anchor.seconds - starts_[anchor.frame] - more});
     }
   }
@@ -290,6 +289,19 @@ double Pacer::lostSound(std::uint64_t frame, double surplus) const {
   return lost + surplus > frame_ / 2 ? lost : least;
 }
 
+// What of `about` so many seconds losses took, to the sample, where chunks are alike.
+double Pacer::lostOfChunks(std::span<const std::uint64_t> losses, double about) const {
+  if (chunk_ == 0) {
+    return about;
+  }
+  double left = 0;
+  for (const std::uint64_t frame : losses) {
+    left += static_cast<double>(soundIn(frame)) / audioTimescale_;
+  }
+  const double lost = std::round((left + about) / chunk_) * chunk_ - left;
+  return lost >= 0 ? lost : about;
+}
+
 // Holds the sound behind what is left of it at the end of the picture before, or else ahead of it.
 bool Pacer::fallSilentAt(std::uint64_t frame, double seconds) {
   const Sample last = found_.video[frame - 1];
@@ -309,6 +321,26 @@ bool Pacer::fallSilentAt(std::uint64_t frame, double seconds) {
   return sound > 0;
 }
 
+// Each chunk of which some is left gets its rest; what else is lost goes where that is likeliest.
+bool Pacer::fallSilent(std::span<const std::uint64_t> losses, double seconds) {
+  const std::uint64_t place = placeOfSilence(losses);
+  std::vector<std::pair<std::uint64_t, double>> silences;
+  double placed = 0;
+  for (const std::uint64_t frame : losses) {
+    const double left = static_cast<double>(soundIn(frame)) / audioTimescale_;
+    const double rest = left > 0 && frame != place ? chunk_ - left : 0;
+    if (rest > frame_ / 2 && placed + rest <= seconds) {
+      silences.emplace_back(frame, rest);
+      placed += rest;
+    }
+  }
+  silences.insert(std::upper_bound(silences.begin(), silences.end(), std::pair(place, 0.0)),
+                  {place, seconds - placed});
+  bool areHeld = true;
+  for (const auto& [frame, silence] : silences) areHeld = fallSilentAt(frame, silence) && areHeld;
+  return areHeld;
+}
+
 // Where pictures last until the next one was due, sound can only have lost something against them,
 // unless more are missing than their counts tell.
 bool Pacer::isBelievable(double surplus, double tolerance) const {
@@ -319,10 +351,9 @@ bool Pacer::isBelievable(double surplus, double tolerance) const {
 
 // What pictures lost is shared out by the bytes of the losses.
 bool Pacer::correct(std::span<const std::uint64_t> losses, double surplus) {
-  const std::uint64_t place = placeOfSilence(losses);
   const double silence =
-      found_.areMissingTold ? std::max(0.0, -surplus) : lostSound(place, surplus);
-  if (silence > 0 && !fallSilentAt(place, silence)) {
+      found_.areMissingTold ? std::max(0.0, -surplus) : lostSound(placeOfSilence(losses), surplus);
+  if (silence > 0 && !fallSilent(losses, silence)) {
     if (!found_.areMissingTold) {
       return false;
     }
@@ -353,9 +384,13 @@ void Pacer::holdBehindLosses(std::uint64_t key) {
     }
     loss = std::upper_bound(loss, end, anchors_[next_].frame);
     const std::vector<double> leads = leadsFrom(anchors_[next_].frame, loss);
-    const double surplus = surplusBehind(leads);
+    double surplus = surplusBehind(leads);
     const std::size_t sure = recent_.empty() ? 1 : std::min(leads.size(), recent_.size());
-    if (isBelievable(surplus, tolerance(sure)) && correct({first, loss}, surplus)) {
+    if (!isBelievable(surplus, tolerance(sure))) {
+      continue;
+    }
+    if (found_.areMissingTold && surplus < 0) surplus = -lostOfChunks({first, loss}, -surplus);
+    if (correct({first, loss}, surplus)) {
       corrected_ += surplus;
     }
   }
@@ -380,7 +415,7 @@ void keepInStep(EvidencedFindings& found, const SoundLayout& layout, std::uint32
     giveUpPCM(found);
     return;
   }
-  Pacer pacer(found, layout.leadBehindSound(), videoTimescale, audio.timescale);
+  Pacer pacer(found, layout, videoTimescale, audio.timescale);
   const std::uint64_t key = firstKeyframe(found.video);
   const double surplus = pacer.surplusAtStart(key);
   pacer.holdBehindLosses(key);
