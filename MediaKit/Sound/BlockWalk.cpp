@@ -54,6 +54,27 @@ struct Section {
   std::uint16_t coefficients = 0;
 };
 
+constexpr unsigned mostZeros = 32;
+
+unsigned zerosAtTop(std::uint64_t bits) {
+  return static_cast<unsigned>(std::countl_zero(bits));
+}
+
+// A value of 16 or more is written as n ones, a zero and n + 4 bits; no value has more than 13
+// (§4.6.3.3).
+bool passEscapes(BitWindow& bits, int count) {
+  constexpr unsigned mostOnes = 8;
+  bits.fill();
+  for (; count > 0; --count) {
+    const auto ones = static_cast<unsigned>(std::countl_one(bits.held()));
+    if (ones > mostOnes) {
+      return false;
+    }
+    bits.drop(2 * ones + 5);
+  }
+  return true;
+}
+
 /// Where a channel may use what only one place allows.
 enum class Intensity { allowed, forbidden };
 
@@ -81,7 +102,6 @@ class Walk {
   bool spectrum();
   void tuples(const Codebook& book, unsigned count);
   bool escapedTuples(unsigned count);
-  bool escape();
   void data();
   void programConfig();
   void fill();
@@ -271,26 +291,30 @@ bool Walk::sections(const Window& window, Intensity intensity) {
 }
 
 // §4.4.2.7, scale_factor_data: differences; the factors themselves are bytes. Noise starts with a
-// value of its own.
+// value of its own. Most differences are none, which is a zero bit each.
 bool Walk::scalefactors(int value) {
   bool isFirstNoise = true;
   for (std::size_t i = 0; i < sectionCount_; ++i) {
     const Section& section = sections_[i];
-    if (section.book == zeroBook) {
-      continue;
+    unsigned bands = section.book == zeroBook ? 0 : section.bands;
+    if (section.book == noiseBook && std::exchange(isFirstNoise, false)) {
+      bits_.skip(9);
+      --bands;
     }
-    for (unsigned band = 0; band < section.bands; ++band) {
-      if (section.book == noiseBook && std::exchange(isFirstNoise, false)) {
-        bits_.skip(9);
+    while (bands > 0) {
+      bits_.fill();
+      const unsigned same = std::min({zerosAtTop(bits_.held()), bands, mostZeros});
+      bits_.drop(same);
+      bands -= same;
+      if (bands == 0 || same == mostZeros) {
         continue;
       }
-      const Codebook::Codeword word = books_.scalefactors.at(bits_.peek());
-      bits_.skip(word.length);
-      if (section.book < reservedBook) {
-        value += word.value;
-        if (value < 0 || value > 255) {
-          return false;
-        }
+      const Codebook::Codeword word = books_.scalefactors.at(bits_.held());
+      bits_.drop(word.length);
+      --bands;
+      value += section.book < reservedBook ? word.value : 0;
+      if (value < 0 || value > 255) {
+        return false;
       }
     }
   }
@@ -355,49 +379,44 @@ bool Walk::spectrum() {
   return true;
 }
 
-// As many codewords as possible from one look at the bits: most of a walk's time is spent here.
+// Most of a walk's time is spent here, and most of that waiting for the length of a codeword: where
+// the next one starts.
 void Walk::tuples(const Codebook& book, unsigned count) {
+  constexpr unsigned atOnce = BitWindow::filled / Codebook::longest;
+  BitWindow bits = bits_;
   while (count > 0) {
-    std::uint64_t window = bits_.peekLong();
-    unsigned used = 0;
-    for (; count > 0 && used + Codebook::longest <= BitWindow::longBits; --count) {
-      const unsigned length = book.at(static_cast<std::uint32_t>(window >> 32U)).length;
-      window <<= length;
-      used += length;
+    bits.fill();
+    for (unsigned i = 0; i < atOnce && count > 0; ++i) {
+      const Codebook::Run run = book.runAt(bits.held(), count);
+      bits.drop(run.length);
+      count -= run.count;
     }
-    bits_.skip(used);
   }
+  bits_ = bits;
 }
 
 bool Walk::escapedTuples(unsigned count) {
+  constexpr unsigned longestHere = 14;
+  constexpr unsigned atOnce = BitWindow::filled / longestHere;
   const Codebook& book = books_.spectrum[escapeBook];
+  BitWindow bits = bits_;
   while (count > 0) {
-    std::uint64_t window = bits_.peekLong();
-    unsigned used = 0;
-    std::int8_t escapes = 0;
-    for (; count > 0 && escapes == 0 && used + Codebook::longest <= BitWindow::longBits; --count) {
-      const Codebook::Codeword word = book.at(static_cast<std::uint32_t>(window >> 32U));
-      window <<= word.length;
-      used += word.length;
-      escapes = word.value;
-    }
-    bits_.skip(used);
-    for (; escapes > 0; --escapes) {
-      if (!escape()) {
-        return false;
+    bits.fill();
+    for (unsigned i = 0; i < atOnce && count > 0; ++i) {
+      const Codebook::Codeword word = book.at(bits.held());
+      bits.drop(word.length);
+      --count;
+      if (word.value != 0) {
+        if (!passEscapes(bits, word.value)) {
+          bits_ = bits;
+          return false;
+        }
+        break;
       }
     }
   }
+  bits_ = bits;
   return true;
-}
-
-// A value of 16 or more is written as n ones, a zero and n + 4 bits; no value has more than 13
-// (§4.6.3.3).
-bool Walk::escape() {
-  constexpr std::size_t mostOnes = 8;
-  const auto ones = static_cast<std::size_t>(std::countl_one(bits_.peek()));
-  bits_.skip(2 * ones + 5);
-  return ones <= mostOnes;
 }
 
 // §4.4.2.3, coupling_channel_element
@@ -419,7 +438,10 @@ bool Walk::coupling() {
 }
 
 bool Walk::couplingGains(unsigned lists, bool isIndependent) {
-  const auto skipGain = [&] { bits_.skip(books_.scalefactors.at(bits_.peek()).length); };
+  const auto skipGain = [&] {
+    bits_.fill();
+    bits_.drop(books_.scalefactors.at(bits_.held()).length);
+  };
   for (unsigned list = 1; list < lists; ++list) {
     if (isIndependent || bits_.flag()) {
       skipGain();

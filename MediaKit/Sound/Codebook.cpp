@@ -23,6 +23,22 @@ Codebook::Codebook(std::span<const std::uint8_t> counts, std::span<const Meaning
       }
     }
   }
+  gatherRuns();
+}
+
+// The signs of the last one may lie behind the first bits.
+void Codebook::gatherRuns() {
+  for (std::size_t first = 0; first < runs_.size(); ++first) {
+    Run& run = runs_[first];
+    while (run.length < shortBits) {
+      const Codeword word = short_[(first << run.length) % short_.size()];
+      if (word.length == 0 || (run.count > 0 && run.length + word.length > shortBits)) {
+        break;
+      }
+      run.length = static_cast<std::uint8_t>(run.length + word.length);
+      ++run.count;
+    }
+  }
 }
 
 Codebook::Codeword Codebook::longAt(std::uint32_t window) const {

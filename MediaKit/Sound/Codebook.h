@@ -32,10 +32,25 @@ class Codebook {
   /// `counts[i]` codewords have i + 1 bits.
   Codebook(std::span<const std::uint8_t> counts, std::span<const Meaning> meanings);
 
-  /// The codeword that the next 32 bits of a stream start with.
-  Codeword at(std::uint32_t window) const {
-    const Codeword word = short_[window >> (32 - shortBits)];
-    return word.length != 0 ? word : longAt(window);
+  /// The codeword that a stream starts with, the next 32 bits of which are the top of `window`.
+  Codeword at(std::uint64_t window) const {
+    const Codeword word = short_[window >> (64 - shortBits)];
+    return word.length != 0 ? word : longAt(static_cast<std::uint32_t>(window >> 32U));
+  }
+
+  /// Codewords one behind the other.
+  struct Run {
+    std::uint8_t count = 0;
+    /// Bits of all of them and of what follows each at once.
+    std::uint8_t length = 0;
+  };
+  /// As many codewords as are told at once, from 1 to `most`.
+  Run runAt(std::uint64_t window, unsigned most) const {
+    Run run = runs_[window >> (64 - shortBits)];
+    if (run.count - 1U >= most) {
+      run = {1, at(window).length};
+    }
+    return run;
   }
 
  private:
@@ -50,9 +65,12 @@ class Codebook {
     std::size_t firstWord = 0;
   };
 
+  void gatherRuns();
   Codeword longAt(std::uint32_t window) const;
 
+  // By the first bits of a stream; empty where these are too few.
   std::array<Codeword, 1U << shortBits> short_{};
+  std::array<Run, 1U << shortBits> runs_{};
   std::vector<Codeword> words_;
   std::vector<Group> longGroups_;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "DeviceKit/FileSource.h"
@@ -58,10 +59,33 @@ TEST(SpectrumCodebooks, haveACodewordForAllBits) {
   const SpectrumCodebooks& books = SpectrumCodebooks::standard();
   for (std::uint32_t bits = 0; bits < 1U << 19U; ++bits) {
     for (std::size_t book = 1; book <= 11; ++book) {
-      ASSERT_GT(books.spectrum.at(book).at(bits << 13U).length, 0) << book << ": " << bits;
+      ASSERT_GT(books.spectrum.at(book).at(std::uint64_t{bits} << 45U).length, 0)
+          << book << ": " << bits;
     }
-    const auto word = books.scalefactors.at(bits << 13U);
+    const auto word = books.scalefactors.at(std::uint64_t{bits} << 45U);
     ASSERT_TRUE(word.length > 0 && word.value >= -60 && word.value <= 60) << bits;
+  }
+}
+
+TEST(Codebook, passesSeveralCodewordsAsOneByOne) {
+  const SpectrumCodebooks& books = SpectrumCodebooks::standard();
+  std::mt19937_64 random(3);
+  for (std::size_t number = 1; number <= 11; ++number) {
+    const Codebook& book = books.spectrum.at(number);
+    unsigned longest = 0;
+    for (int i = 0; i < 20'000; ++i) {
+      const std::uint64_t bits = random();
+      for (const unsigned most : {1U, 2U, 100U}) {
+        const Codebook::Run run = book.runAt(bits, most);
+        ASSERT_TRUE(run.count > 0 && run.count <= most) << number;
+        unsigned length = 0;
+        for (unsigned word = 0; word < run.count; ++word) length += book.at(bits << length).length;
+        ASSERT_EQ(run.length, length) << number << ": " << bits;
+        longest = std::max<unsigned>(longest, run.count);
+      }
+    }
+    // The shortest of book 10 have six bits with their signs.
+    EXPECT_EQ(longest > 1, number != 10) << number;
   }
 }
 
