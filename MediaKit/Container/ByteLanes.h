@@ -18,8 +18,12 @@ inline Mask load(const std::uint8_t* bytes) {
   return lanes;
 }
 
+inline Mask equal(const Mask& lanes, std::uint8_t value) {
+  return reinterpret_cast<Mask>(lanes == value);
+}
+
 inline Mask equal(const std::uint8_t* bytes, std::uint8_t value) {
-  return reinterpret_cast<Mask>(load(bytes) == value);
+  return equal(load(bytes), value);
 }
 
 inline Mask atMost(const std::uint8_t* bytes, std::uint8_t value) {
@@ -29,6 +33,10 @@ inline Mask atMost(const std::uint8_t* bytes, std::uint8_t value) {
 /// Where not all three bytes of a lane are 0.
 inline Mask notAllZero(const std::uint8_t* a, const std::uint8_t* b, const std::uint8_t* c) {
   return reinterpret_cast<Mask>((load(a) | load(b) | load(c)) != 0);
+}
+
+inline Mask least(const Mask& a, const Mask& b) {
+  return a < b ? a : b;
 }
 
 /// Bytes from `first` to `last`, in a form that one comparison answers for sixteen.

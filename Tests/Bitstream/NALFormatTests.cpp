@@ -129,10 +129,12 @@ TEST(NALFormat, framesEndWhereTheNextBegins) {
   EXPECT_FALSE(format.frame(both, 0, 10)) << "no slice within the largest frame";
 }
 
-// Every place of a long stretch, so that no lane of the search is left out.
+// Every place of a long stretch, so that no lane of the search is left out; pairs of zeros that are
+// allowed ahead of it, and an end behind it at any distance.
 TEST(EmulationRule, findsTheFirstForbiddenBytesAnywhere) {
-  for (std::size_t at = 0; at < 80; ++at) {
-    Bytes bytes(90, 0x55);
+  for (std::size_t at = 0; at < 210; ++at) {
+    Bytes bytes(at + 3 + at % 70, 0x55);
+    for (std::size_t pair = 1; pair + 3 < at; pair += 97) bytes[pair] = bytes[pair + 1] = 0;
     bytes[at] = bytes[at + 1] = 0;
     bytes[at + 2] = 3;
     EXPECT_FALSE(findForbiddenStretch(bytes)) << at;
