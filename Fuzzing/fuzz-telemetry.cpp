@@ -61,11 +61,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(!telemetry || telemetry->treesPerSample > 0);
   const auto habits = SideTrackHabit::learn(movie, source);
   const ByteRange gap{std::min<std::uint64_t>(data[0], source.size()), source.size()};
-  std::uint64_t told = 0;
-  for (const auto& [name, bytes] : sideTracksIn(gap, source, habits)) {
-    told += bytes;
-  }
+  MediaWindow window(source, source.size(), {64, 4096});
+  BytesByTrack byTrack;
+  const std::uint64_t told = addSideTracksIn(gap, window, habits, byTrack);
   require(told <= gap.length());
+  std::uint64_t sum = 0;
+  for (const auto& [name, bytes] : byTrack) sum += bytes;
+  require(sum == told);
   try {
     if (const auto place = TimecodePlace::learn(movie, source)) {
       const auto found = place->find(source, gap, {}, 1);

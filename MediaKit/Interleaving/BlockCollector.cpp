@@ -86,6 +86,9 @@ void BlockCollector::addRows(const Content& content, const TornPictures& torn) {
 std::vector<BlockChain> BlockCollector::chainsIn(const ByteRange& gap, StretchEnd end,
                                                  std::span<const ByteRange> others,
                                                  const TornPictures& torn) {
+  if (others.empty()) {
+    return search_.in(gap, end, torn);
+  }
   std::vector<BlockChain> chains;
   for (const ByteRange& piece : rest(gap, others)) {
     const StretchEnd pieceEnd = piece.upper == gap.upper ? end : StretchEnd::unknown;
@@ -140,6 +143,7 @@ std::vector<ByteRange> BlockCollector::take(const Content& content, std::uint64_
                     .isAnothers = content.isAnothers,
                     .leadsFromStart = content.soundLeadsFromStart});
   std::vector<ByteRange> sound;
+  sound.reserve(content.chains.size());
   for (const BlockChain& chain : content.chains) sound.push_back({chain.from, chain.to});
   return sound;
 }

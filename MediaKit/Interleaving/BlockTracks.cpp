@@ -40,6 +40,7 @@ class GatheredBlocks::Sharing {
   explicit Sharing(const GatheredBlocks& gathered)
       : gathered_(gathered), block_(gathered.blocks_.begin()) {
     found_.tracks.resize(gathered.layout_.tracks.size());
+    shares_.resize(found_.tracks.size());
   }
 
   void take(const TrackOrder::Told& told);
@@ -48,13 +49,15 @@ class GatheredBlocks::Sharing {
  private:
   using Shares = std::vector<std::vector<Sample>>;
 
-  void align(const TrackOrder::Lead& lead, const Shares& shares, std::uint64_t at);
+  void align(const TrackOrder::Lead& lead, std::uint64_t at);
   void noteHole(const Gap& gap, std::uint64_t to, std::span<const std::uint64_t> usual);
   void endGaps();
 
   const GatheredBlocks& gathered_;
   SampleList::Iterator block_;
   FoundBlocks found_;
+  /// Of the row that is being taken.
+  Shares shares_;
   std::size_t row_ = 0;
   std::size_t gap_ = 0;
   /// Of the gap that is being gone through.
@@ -69,16 +72,15 @@ class GatheredBlocks::Sharing {
 
 // What tracks lack beside others ahead of a row that tells by how many blocks each is to be ahead:
 // silence will stand there.
-void GatheredBlocks::Sharing::align(const TrackOrder::Lead& lead, const Shares& shares,
-                                    std::uint64_t at) {
+void GatheredBlocks::Sharing::align(const TrackOrder::Lead& lead, std::uint64_t at) {
   const BlockLayout& layout = gathered_.layout_;
   const auto apart = [&](std::size_t track) {
-    return static_cast<std::int64_t>(found_.tracks[track].size() + shares[track].size()) -
+    return static_cast<std::int64_t>(found_.tracks[track].size() + shares_[track].size()) -
            static_cast<std::int64_t>(lead[track]);
   };
   std::int64_t most = apart(0);
-  for (std::size_t track = 1; track < shares.size(); ++track) most = std::max(most, apart(track));
-  for (std::size_t track = 0; track < shares.size(); ++track) {
+  for (std::size_t track = 1; track < shares_.size(); ++track) most = std::max(most, apart(track));
+  for (std::size_t track = 0; track < shares_.size(); ++track) {
     const std::uint32_t ticks = layout.kinds[layout.tracks[track].kind].ticks;
     for (std::int64_t lacking = most - apart(track); lacking > 0; --lacking) {
       found_.tracks[track].append({.offset = at, .size = 0, .duration = ticks, .isSync = true});
@@ -103,7 +105,7 @@ void GatheredBlocks::Sharing::take(const TrackOrder::Told& told) {
   if (!told.tracks.empty()) {
     noteHole(gathered_.gaps_[gap_].gap, (*block_).offset, gathered_.layout_.dueBehind);
   }
-  Shares shares(found_.tracks.size());
+  for (auto& share : shares_) share.clear();
   bool isAnyTold = false;
   std::uint64_t end = 0;
   for (const std::optional<std::size_t>& track : told.tracks) {
@@ -113,14 +115,14 @@ void GatheredBlocks::Sharing::take(const TrackOrder::Told& told) {
     isAnyTold = isAnyTold || track;
     (track ? found_.bytes : found_.unplaced) += block.size;
     if (track) {
-      shares[*track].push_back(block);
+      shares_[*track].push_back(block);
     }
   }
   if (told.lead && isAnyTold) {
-    align(*told.lead, shares, end);
+    align(*told.lead, end);
   }
-  for (std::size_t track = 0; track < shares.size(); ++track) {
-    for (const Sample& block : shares[track]) found_.tracks[track].append(block);
+  for (std::size_t track = 0; track < shares_.size(); ++track) {
+    for (const Sample& block : shares_[track]) found_.tracks[track].append(block);
   }
   isUntold_ = isUntold_ || !isAnyTold;
   if (end > 0) rowEnd_ = end;

@@ -124,14 +124,16 @@ std::vector<SideTrackHabit> SideTrackHabit::learn(const Movie& reference,
   return habits;
 }
 
-BytesByTrack sideTracksIn(const ByteRange& stretch, const ByteSource& source,
-                          std::span<const SideTrackHabit> habits) {
-  BytesByTrack found;
+std::uint64_t addSideTracksIn(const ByteRange& stretch, MediaWindow& window,
+                              std::span<const SideTrackHabit> habits, BytesByTrack& found) {
   if (habits.empty() || stretch.length() > longestStretch) {
-    return found;
+    return 0;
   }
-  const auto held = source.read(stretch.lower, static_cast<std::size_t>(stretch.length()));
-  for (Bytes bytes(held); !bytes.empty();) {
+  const auto length = static_cast<std::size_t>(stretch.length());
+  const Bytes held = window.at(stretch.lower, length);
+  Bytes bytes = held.first(std::min(held.size(), length));
+  std::uint64_t told = 0;
+  while (!bytes.empty()) {
     std::size_t size = 0;
     for (auto habit = habits.begin(); habit != habits.end() && size == 0; ++habit) {
       size = sampleAt(bytes, *habit, habits);
@@ -142,9 +144,10 @@ BytesByTrack sideTracksIn(const ByteRange& stretch, const ByteSource& source,
     if (size == 0) {
       break;
     }
+    told += size;
     bytes = bytes.subspan(size);
   }
-  return found;
+  return told;
 }
 
 }  // namespace tallowmark

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/MediaWindow.h"
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Container/MovieWriter.h"
 
@@ -39,8 +40,9 @@ struct SideTrackHabit {
 };
 
 /// Tells what of a stretch between pictures and sound is which side track's, sample by sample from
-/// its start; what comes behind something unknown stays untold. Throws DeviceError.
-BytesByTrack sideTracksIn(const ByteRange& stretch, const ByteSource& source,
-                          std::span<const SideTrackHabit> habits);
+/// its start; what comes behind something unknown stays untold. Adds it to `found` and returns how
+/// much it is. Throws DeviceError.
+std::uint64_t addSideTracksIn(const ByteRange& stretch, MediaWindow& window,
+                              std::span<const SideTrackHabit> habits, BytesByTrack& found);
 
 }  // namespace tallowmark

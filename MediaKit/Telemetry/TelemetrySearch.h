@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/MediaWindow.h"
 #include "MediaKit/Container/MovieWriter.h"
 
 namespace tallowmark {
@@ -22,7 +24,10 @@ class TelemetrySearch {
   std::vector<ByteRange> in(const ByteRange& stretch, std::uint64_t reach);
 
  private:
+  std::optional<std::uint64_t> nextOpening(std::uint64_t from, const ByteRange& stretch);
+
   const ByteSource& source_;
+  MediaWindow window_;
   std::uint64_t bytesToTry_;
 };
 

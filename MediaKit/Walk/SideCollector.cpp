@@ -14,6 +14,9 @@ bool isBefore(const ByteRange& a, const ByteRange& b) {
   return a.lower < b.lower;
 }
 
+// Records between blocks have a few bytes each.
+constexpr MediaWindow::ReadAhead pieceReadAhead{64, std::size_t{4} << 10U};
+
 // Two lists of stretches, each in order, as one.
 std::vector<ByteRange> merged(std::span<const ByteRange> a, std::span<const ByteRange> b) {
   std::vector<ByteRange> all(a.size() + b.size());
@@ -36,25 +39,35 @@ SideLessons SideLessons::learn(const Movie& reference, const ByteSource& source)
           SideTrackHabit::learn(reference, source)};
 }
 
+SideCollector::SideCollector(const ByteSource& source, const SideLessons& lessons)
+    : source_(source),
+      lessons_(lessons),
+      search_(source),
+      window_(source, source.size(), pieceReadAhead) {}
+
+// The stretch up to a picture was gone through to find that one.
 std::vector<ByteRange> SideCollector::telemetryIn(const ByteRange& stretch) {
-  return lessons_.telemetry ? search_.in(stretch, stretch.upper) : std::vector<ByteRange>{};
+  if (!lessons_.telemetry || stretch == searched_) {
+    return met_;
+  }
+  return search_.in(stretch, stretch.upper);
 }
 
 std::optional<std::uint64_t> SideCollector::telemetryOver(std::uint64_t at, std::uint64_t from) {
   if (!lessons_.telemetry) {
     return std::nullopt;
   }
-  if (from != searchedFrom_) {
-    searchedFrom_ = from;
-    searchedTo_ = from;
-    met_.reset();
+  if (from != searched_.lower) {
+    searched_ = {from, from};
+    met_.clear();
   }
-  if (at > searchedTo_) {
-    const auto trees = search_.in({searchedTo_, at}, source_.size());
-    met_ = trees.empty() ? met_ : trees.back();
-    searchedTo_ = std::max(at, met_ ? met_->upper : at);
+  if (at > searched_.upper) {
+    const auto trees = search_.in({searched_.upper, at}, source_.size());
+    met_.insert(met_.end(), trees.begin(), trees.end());
+    searched_.upper = met_.empty() ? at : std::max(at, met_.back().upper);
   }
-  return met_ && met_->lower <= at && at < met_->upper ? std::optional(met_->upper) : std::nullopt;
+  const bool isOver = !met_.empty() && met_.back().lower <= at && at < met_.back().upper;
+  return isOver ? std::optional(met_.back().upper) : std::nullopt;
 }
 
 // Trees that stand together make a sample as many as the reference's have.
@@ -88,10 +101,7 @@ SideCollector::Left SideCollector::take(const ByteRange& gap, std::span<const By
   Left left;
   for (const ByteRange& piece : rest(gap, taken)) {
     left.unused += piece.length();
-    for (const auto& [track, bytes] : sideTracksIn(piece, source_, lessons_.others)) {
-      found_.others[track] += bytes;
-      left.told += bytes;
-    }
+    left.told += addSideTracksIn(piece, window_, lessons_.others, found_.others);
   }
   return left;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
+#include "MediaKit/Container/MediaWindow.h"
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Container/MovieWriter.h"
 #include "MediaKit/Telemetry/SideTracks.h"
@@ -47,8 +48,7 @@ struct SideFindings {
 class SideCollector {
  public:
   /// Both must outlive it.
-  SideCollector(const ByteSource& source, const SideLessons& lessons)
-      : source_(source), lessons_(lessons), search_(source) {}
+  SideCollector(const ByteSource& source, const SideLessons& lessons);
 
   /// The telemetry trees in a stretch, in order. Throws DeviceError.
   std::vector<ByteRange> telemetryIn(const ByteRange& stretch);
@@ -76,11 +76,11 @@ class SideCollector {
   const ByteSource& source_;
   const SideLessons& lessons_;
   TelemetrySearch search_;
+  MediaWindow window_;
   SideFindings found_;
-  /// How far telemetryOver has looked, from where, and the last tree it met.
-  std::uint64_t searchedFrom_ = 0;
-  std::uint64_t searchedTo_ = 0;
-  std::optional<ByteRange> met_;
+  /// What telemetryOver has gone through, and the trees that it met there.
+  ByteRange searched_;
+  std::vector<ByteRange> met_;
 };
 
 }  // namespace tallowmark

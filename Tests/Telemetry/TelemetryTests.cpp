@@ -80,6 +80,18 @@ TEST(TelemetrySearch, findsTreesBetweenOtherBytes) {
   EXPECT_EQ(starts({0, file.size()}, second + b.size() - 1), Starts{first});
 }
 
+// An opening may lie across the ends of what is read at once.
+TEST(TelemetrySearch, findsATreeWhereverReadsEnd) {
+  const Bytes tree = deviceTree(1);
+  for (const std::size_t end : {4U << 10U, 12U << 10U, 28U << 10U, 508U << 10U}) {
+    for (std::size_t at = end - 5; at < end + 3; ++at) {
+      const MemorySource source(Bytes(at, 'x') + tree + Bytes(100, 'y'));
+      const std::vector<ByteRange> found{{at, at + tree.size()}};
+      EXPECT_EQ(TelemetrySearch(source).in({0, source.size()}, source.size()), found) << at;
+    }
+  }
+}
+
 // Thousands of heads that claim all that follows must not cost a read of it each.
 TEST(TelemetrySearch, givesUpWhatIsMadeToBeSlow) {
   Bytes file;
@@ -108,7 +120,10 @@ struct SideClip {
   BytesByTrack tell(const Bytes& stretch) const {
     const MemorySource teacher(file);
     const MemorySource source(stretch);
-    return sideTracksIn({0, stretch.size()}, source, SideTrackHabit::learn(movie, teacher));
+    MediaWindow window(source, source.size(), {64, 4096});
+    BytesByTrack found;
+    addSideTracksIn({0, stretch.size()}, window, SideTrackHabit::learn(movie, teacher), found);
+    return found;
   }
 };
 
