@@ -6,9 +6,9 @@
 namespace tallowmark {
 
 namespace {
-constexpr std::size_t pageSize = std::size_t{1} << 10U;
+constexpr std::size_t pageSize = std::size_t{4} << 10U;
 /// The most that is read at once.
-constexpr std::size_t mostPages = 32;
+constexpr std::size_t mostPages = 16;
 constexpr std::size_t longestKept = std::size_t{16} << 10U;
 }  // namespace
 
@@ -40,12 +40,12 @@ void CachedSource::load(std::uint64_t number, std::size_t count) const {
   }
 }
 
-std::span<const std::uint8_t> CachedSource::page(std::uint64_t number) const {
+std::span<const std::uint8_t> CachedSource::page(std::uint64_t number, std::size_t wanted) const {
   const auto place = static_cast<std::size_t>(number % pages);
   if (!holds(number)) {
-    // A look here and there stays cheap; where reading goes on, it takes twice as much each time.
-    load(number,
-         std::clamp<std::size_t>(heldBefore(number), 1, std::min(mostPages, pages - place)));
+    // A look here and there stays cheap; where reading goes on, it takes twice as much each time,
+    // and never less than is asked for.
+    load(number, std::min({std::max(heldBefore(number), wanted), mostPages, pages - place}));
   }
   return std::span(bytes_).subspan(place * pageSize, pages_.at(place).count);
 }
@@ -58,9 +58,10 @@ std::size_t CachedSource::readInto(std::uint64_t offset, std::span<std::uint8_t>
   std::size_t done = 0;
   while (done < into.size() && offset + done < size_) {
     const std::uint64_t at = offset + done;
-    const auto whole = page(at / pageSize);
-    const auto held =
-        whole.subspan(std::min(whole.size(), static_cast<std::size_t>(at % pageSize)));
+    const auto skipped = static_cast<std::size_t>(at % pageSize);
+    const auto whole =
+        page(at / pageSize, (skipped + into.size() - done + pageSize - 1) / pageSize);
+    const auto held = whole.subspan(std::min(whole.size(), skipped));
     if (held.empty()) {
       break;  // it became shorter
     }

@@ -29,9 +29,9 @@ class CachedSource final : public ByteSource {
     /// Bytes that are there; 0 in a place that holds nothing.
     std::size_t count = 0;
   };
-  static constexpr std::size_t pages = 256;
+  static constexpr std::size_t pages = 64;
 
-  std::span<const std::uint8_t> page(std::uint64_t number) const;
+  std::span<const std::uint8_t> page(std::uint64_t number, std::size_t wanted) const;
   bool holds(std::uint64_t number) const;
   std::size_t heldBefore(std::uint64_t number) const;
   void load(std::uint64_t number, std::size_t count) const;

@@ -8,7 +8,7 @@
 namespace tallowmark {
 
 namespace {
-constexpr MediaWindow::ReadAhead stretchReadAhead{std::size_t{4} << 10U, std::size_t{256} << 10U};
+constexpr MediaWindow::ReadAhead stretchReadAhead{std::size_t{16} << 10U, std::size_t{256} << 10U};
 constexpr std::uint64_t neighbourhood = 64;
 }  // namespace
 
