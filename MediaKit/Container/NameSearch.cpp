@@ -6,7 +6,42 @@
 #include <span>
 #include <vector>
 
+#include "MediaKit/Container/ByteLanes.h"
+
 namespace tallowmark {
+
+namespace {
+
+constexpr std::size_t stride = 4 * ByteLanes::width;
+
+// One question for four steps: its first and its last letter hardly ever stand so far apart.
+bool mayBeInStride(const std::uint8_t* data, std::string_view name) {
+  ByteLanes::Mask any{};
+  for (std::size_t at = 0; at < stride; at += ByteLanes::width) {
+    any |= ByteLanes::equal(data + at, static_cast<std::uint8_t>(name.front())) &
+           ByteLanes::equal(data + at + name.size() - 1, static_cast<std::uint8_t>(name.back()));
+  }
+  return ByteLanes::any(any);
+}
+
+// Where the name first stands from `from` on; the end of `bytes` when it does not.
+std::size_t findName(std::span<const std::uint8_t> bytes, std::size_t from, std::string_view name) {
+  std::size_t at = from;
+  while (at + name.size() <= bytes.size()) {
+    const bool isWhole = at + stride + name.size() <= bytes.size();
+    const std::size_t end = isWhole ? at + stride : bytes.size() - name.size() + 1;
+    const bool mayBe = !isWhole || mayBeInStride(bytes.data() + at, name);
+    for (; at < end && mayBe; ++at) {
+      if (std::memcmp(bytes.data() + at, name.data(), name.size()) == 0) {
+        return at;
+      }
+    }
+    at = end;
+  }
+  return bytes.size();
+}
+
+}  // namespace
 
 void visitNames(std::string_view name, const ByteSource& source, std::uint64_t from,
                 std::uint64_t to, const std::function<bool(std::uint64_t place)>& visitor) {
@@ -19,17 +54,12 @@ void visitNames(std::string_view name, const ByteSource& source, std::uint64_t f
     buffer.resize(std::clamp(buffer.size() * 4, least, most));
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), to - at));
     const std::size_t got = source.readInto(at, std::span(buffer).first(wanted));
-    for (std::size_t done = 0;;) {
-      const void* hit = ::memmem(buffer.data() + done, got - done, name.data(), name.size());
-      if (hit == nullptr) {
-        break;
-      }
-      const auto place =
-          static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - buffer.data());
+    const auto bytes = std::span<const std::uint8_t>(buffer).first(got);
+    for (std::size_t place = findName(bytes, 0, name); place < got;
+         place = findName(bytes, place + 1, name)) {
       if (!visitor(at + place)) {
         return;
       }
-      done = place + 1;
     }
   }
 }

@@ -3,9 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <numeric>
+
 #include "DeviceKit/DeviceError.h"
 #include "DeviceKit/FailingSource.h"
+#include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/BoxWriter.h"
+#include "MediaKit/Container/NameSearch.h"
 #include "Tests/Support/Boxes.h"
 
 namespace tallowmark {
@@ -110,6 +115,36 @@ TEST(BoxWriters, nestAndPutSizesInPlace) {
   });
   EXPECT_EQ(writer.data(), joined({u32(23), text("moov"), u32(14), text("mvhd"), u32(0x01000007),
                                    u16(0x0102), Bytes{9}}));
+}
+
+// Everywhere in the first strides of the search, at the ends of pieces that are read at once, and
+// among letters that are nearly the name.
+TEST(NameSearch, findsANameWhereverItStands) {
+  const std::string name = "mdat";
+  const auto placesIn = [&](const Bytes& bytes, std::uint64_t from, std::uint64_t to) {
+    std::vector<std::uint64_t> places;
+    visitNames(name, MemorySource(bytes), from, to, [&](std::uint64_t place) {
+      places.push_back(place);
+      return true;
+    });
+    return places;
+  };
+  using Places = std::vector<std::uint64_t>;
+  std::vector<std::size_t> starts(200);
+  std::iota(starts.begin(), starts.end(), 0);
+  for (std::size_t at = 4080; at < 4110; ++at) starts.push_back(at);
+  for (const std::size_t at : starts) {
+    Bytes bytes;
+    while (bytes.size() < at + 4 + at % 80) bytes.insert(bytes.end(), {'m', 'd', 'd', 't'});
+    std::copy(name.begin(), name.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+    EXPECT_EQ(placesIn(bytes, 0, bytes.size()), Places{at});
+    EXPECT_EQ(placesIn(bytes, at, at + 4), Places{at});
+    EXPECT_EQ(placesIn(bytes, at + 1, bytes.size()), Places{}) << at;
+    EXPECT_EQ(placesIn(bytes, 0, at + 3), Places{}) << at;
+  }
+  Bytes many;
+  for (int i = 0; i < 3000; ++i) many.insert(many.end(), name.begin(), name.end());
+  EXPECT_EQ(placesIn(many, 0, many.size()).size(), 3000U);
 }
 
 }  // namespace
