@@ -19,6 +19,8 @@ struct Gap {
     std::optional<std::size_t> track;
     std::uint64_t bytes = 0;
     std::uint64_t blocks = 0;
+    /// Pictures of another track, which a walk may pass over before it comes to the gap.
+    bool isPictures = false;
   };
   std::vector<Piece> pieces;
 
@@ -26,7 +28,8 @@ struct Gap {
     if (piece.bytes == 0) {
       return;
     }
-    if (!pieces.empty() && pieces.back().track == piece.track) {
+    if (!pieces.empty() && pieces.back().track == piece.track &&
+        pieces.back().isPictures == piece.isPictures) {
       pieces.back().bytes += piece.bytes;
       pieces.back().blocks += piece.blocks;
     } else {
@@ -49,6 +52,7 @@ class Learner {
 
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
+  bool isOtherPicture(const Track& track) const;
   template <typename Visit>
   Gap forEachGap(const std::vector<Extent>& extents, std::uint64_t start, Visit visit) const;
   void learnGap(const Gap& gap);
@@ -65,6 +69,12 @@ std::optional<std::size_t> Learner::placeOf(const Track* track) const {
     }
   }
   return std::nullopt;
+}
+
+// Whether its pictures are passed over as this track's are taken.
+bool Learner::isOtherPicture(const Track& track) const {
+  const Track& video = *movie_.videoTrack();
+  return &track != &video && track.kind == Track::Kind::video && track.codec == video.codec;
 }
 
 // How long a picture lasts, in blocks.
@@ -91,14 +101,16 @@ void Learner::learnGap(const Gap& gap) {
     return;
   }
   std::uint64_t others = 0;
+  std::uint64_t pictures = 0;
   std::uint64_t blocks = 0;
   for (const Gap::Piece& piece : gap.pieces) {
     blocks += piece.blocks;
     others += piece.track ? 0 : piece.bytes;
+    pictures += piece.isPictures ? piece.bytes : 0;
   }
   layout_.mostBlocks = std::max(layout_.mostBlocks, blocks);
   layout_.mostOthers = std::max(layout_.mostOthers, others);
-  layout_.fewestOthers = std::min(layout_.fewestOthers, others);
+  layout_.fewestOthers = std::min(layout_.fewestOthers, others - pictures);
   layout_.hasGapsWithoutSound = layout_.hasGapsWithoutSound || blocks == 0;
 }
 
@@ -112,7 +124,7 @@ Gap Learner::forEachGap(const std::vector<Extent>& extents, std::uint64_t start,
     if (extent.from < at) {
       continue;  // lies outside the media data, or over another stretch
     }
-    gap.add({std::nullopt, extent.from - at, 0});
+    gap.add({std::nullopt, extent.from - at});
     at = extent.to;
     if (extent.track == movie_.videoTrack()) {
       visit(gap);
@@ -120,7 +132,7 @@ Gap Learner::forEachGap(const std::vector<Extent>& extents, std::uint64_t start,
     } else if (const auto place = placeOf(extent.track)) {
       gap.add({place, extent.to - extent.from, extent.samples});
     } else {
-      gap.add({std::nullopt, extent.to - extent.from, 0});
+      gap.add({std::nullopt, extent.to - extent.from, 0, isOtherPicture(*extent.track)});
     }
   }
   return gap;
@@ -251,11 +263,18 @@ void Learner::learnEdges(const std::vector<Extent>& extents, const ByteSource& s
   Distances edges;
   MarkLearner mark;
   const Track* video = movie_.videoTrack();
-  std::optional<std::uint64_t> known;  // end of the last picture or sound
+  std::optional<std::uint64_t> known;  // end of the last picture, of any track, or sound
   std::optional<std::uint64_t> sound;  // end of the last sound, while no picture follows
   for (const Extent& extent : extents) {
     const bool isSound = placeOf(extent.track).has_value();
-    if ((known && extent.from < *known) || (!isSound && extent.track != video)) {
+    const bool isOthers = isOtherPicture(*extent.track);
+    if ((known && extent.from < *known) || (!isSound && extent.track != video && !isOthers)) {
+      continue;
+    }
+    // Sound ahead of pictures that are passed over does not end at one of ours.
+    if (isOthers) {
+      known = extent.to;
+      sound.reset();
       continue;
     }
     if (isSound && known) {

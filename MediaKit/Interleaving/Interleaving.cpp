@@ -54,10 +54,11 @@ class RowLengths {
     }
     return std::nullopt;
   }
-  /// As nearly all.
+  /// As nearly all; the last one is as long as the recording went on.
   std::optional<std::uint64_t> usual() const {
     const auto isUsual = [&](const auto& length) {
-      return count() >= enough && length.second >= count() - count() / unusualShare;
+      const std::uint64_t others = std::max<std::uint64_t>(1, count() / unusualShare);
+      return count() >= enough && length.second + others >= count();
     };
     const auto found = std::find_if(lengths_.begin(), lengths_.end(), isUsual);
     return found != lengths_.end() ? std::optional(found->first) : std::nullopt;

@@ -12,6 +12,7 @@
 #include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "Tests/Support/Boxes.h"
+#include "Tests/Support/Chunks.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Process.h"
 #include "Tests/Video/GroundTruth.h"
@@ -21,6 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::Bytes;
+using testing::Chunk;
+using testing::chunksOf;
 using testing::ClipRecipe;
 using testing::Comparison;
 using testing::Filling;
@@ -40,34 +43,6 @@ struct Storing {
   /// something in it follows.
   std::size_t chunksPerBox = 0;
 };
-
-/// A track's samples [from, to), which are stored together.
-struct Chunk {
-  std::uint64_t number = 0;
-  std::size_t track = 0;
-  std::uint64_t from = 0;
-  std::uint64_t to = 0;
-};
-
-std::vector<Chunk> chunksOf(const Movie& movie, double seconds) {
-  std::vector<Chunk> chunks;
-  for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
-    const Track& track = movie.tracks[i];
-    double time = 0;
-    std::uint64_t index = 0;
-    for (const Sample& sample : track.samples) {
-      const auto number = static_cast<std::uint64_t>(std::floor(time / seconds + 1e-9));
-      if (chunks.empty() || chunks.back().track != i || chunks.back().number != number) {
-        chunks.push_back({number, i, index, index});
-      }
-      chunks.back().to = ++index;
-      time += static_cast<double>(sample.duration) / track.timescale;
-    }
-  }
-  std::stable_sort(chunks.begin(), chunks.end(),
-                   [](const Chunk& a, const Chunk& b) { return a.number < b.number; });
-  return chunks;
-}
 
 /// Media-data boxes with free space between them.
 class MediaBoxes {

@@ -2,11 +2,13 @@
 // Two video tracks in one clip, as phones with two lenses write them.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Tests/Support/Chunks.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Process.h"
 #include "Tests/Video/GroundTruth.h"
@@ -118,6 +120,22 @@ TEST(TwoVideoTracks, thatTakeTurnsAreToldApart) {
     EXPECT_GE(sum.exact * 1000, sum.frames * 995) << sum.exact << " of " << sum.frames;
     EXPECT_LE(sum.invented * 1000, sum.frames * 5);
   }
+}
+
+// Chunks of half a second of each lens, and of sound behind the second one's.
+TEST(TwoVideoTracks, inChunksKeepTheirTime) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  const auto clip = folder / "chunks.mov";
+  testing::storeInChunks(makeClip(TwoTracks{"libx264", "320x240", 25, "aac"}, folder / "turns.mov"),
+                         0.48, clip);
+  const Comparison c = rebuildAndCompare(Victim(clip), clip);
+  EXPECT_EQ(c.exact, c.frames);
+  EXPECT_EQ(c.blocksExact, c.blocks);
+  EXPECT_LT(std::abs(c.worstTime), 0.05);
+  EXPECT_EQ(c.result.soundBlocksLost, 0U);
 }
 
 }  // namespace

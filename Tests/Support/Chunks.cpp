@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Tests/Support/Chunks.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "DeviceKit/FileSink.h"
+#include "DeviceKit/FileSource.h"
+#include "DeviceKit/MemorySource.h"
+#include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Container/MovieWriter.h"
+#include "Tests/Support/Files.h"
+
+namespace tallowmark::testing {
+
+std::vector<Chunk> chunksOf(const Movie& movie, double seconds) {
+  std::vector<Chunk> chunks;
+  for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
+    const Track& track = movie.tracks[i];
+    double time = 0;
+    std::uint64_t index = 0;
+    for (const Sample& sample : track.samples) {
+      const auto number = static_cast<std::uint64_t>(std::floor(time / seconds + 1e-9));
+      if (chunks.empty() || chunks.back().track != i || chunks.back().number != number) {
+        chunks.push_back({number, i, index, index});
+      }
+      chunks.back().to = ++index;
+      time += static_cast<double>(sample.duration) / track.timescale;
+    }
+  }
+  std::stable_sort(chunks.begin(), chunks.end(),
+                   [](const Chunk& a, const Chunk& b) { return a.number < b.number; });
+  return chunks;
+}
+
+void storeInChunks(const std::filesystem::path& clip, double seconds,
+                   const std::filesystem::path& target) {
+  const FileSource source(clip.string());
+  Movie movie = MovieParser::parse(BoxReader(source));
+  std::vector<SampleList> lists(movie.tracks.size());
+  Bytes media;
+  for (const Chunk& chunk : chunksOf(movie, seconds)) {
+    for (Sample sample : movie.tracks[chunk.track].samples.slice(chunk.from, chunk.to)) {
+      const Bytes bytes = source.read(sample.offset, sample.size);
+      sample.offset = media.size();
+      lists[chunk.track].append(sample);
+      media.insert(media.end(), bytes.begin(), bytes.end());
+    }
+  }
+  for (std::size_t i = 0; i < lists.size(); ++i) movie.tracks[i].samples = lists[i];
+  FileSink sink(target.string());
+  MovieWriter::write(movie, MemorySource(media), {0, media.size()}, sink);
+  sink.close();
+}
+
+}  // namespace tallowmark::testing

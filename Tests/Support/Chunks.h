@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+#include "MediaKit/Container/Movie.h"
+
+namespace tallowmark::testing {
+
+/// A track's samples [from, to), which are stored together.
+struct Chunk {
+  std::uint64_t number = 0;
+  std::size_t track = 0;
+  std::uint64_t from = 0;
+  std::uint64_t to = 0;
+};
+
+/// Chunks of so many seconds of each track in turn, in the order of the tracks.
+std::vector<Chunk> chunksOf(const Movie& movie, double seconds);
+
+/// Writes a clip anew in such chunks.
+void storeInChunks(const std::filesystem::path& clip, double seconds,
+                   const std::filesystem::path& target);
+
+}  // namespace tallowmark::testing
