@@ -49,6 +49,7 @@ class Learner {
   void learnArrivals(const std::vector<Extent>& extents);
   void learnLead(const std::vector<Extent>& extents);
   void learnEdges(const std::vector<Extent>& extents, const ByteSource& source);
+  void learnSoundBeside(const std::vector<Extent>& extents, const ByteSource& source);
 
  private:
   std::optional<std::size_t> placeOf(const Track* track) const;
@@ -80,7 +81,7 @@ bool Learner::isOtherPicture(const Track& track) const {
 // How long a picture lasts, in blocks.
 double Learner::blocksOfPicture() const {
   const Track* video = movie_.videoTrack();
-  const Track* audio = movie_.audioTrack();
+  const Track* audio = &movie_.tracks[layout_.tracks.front().number];
   const std::uint32_t ticks = layout_.kinds.front().ticks;
   return video->timescale == 0 || ticks == 0 ? 0
                                              : static_cast<double>(video->typicalDuration()) /
@@ -169,7 +170,7 @@ void Learner::learnArrivals(const std::vector<Extent>& extents) {
 
 // At the first picture behind each stretch of sound.
 void Learner::learnLead(const std::vector<Extent>& extents) {
-  const Track* audio = movie_.audioTrack();
+  const Track* audio = &movie_.tracks[layout_.tracks.front().number];
   std::vector<double> leads;
   double sound = 0;
   double pictures = 0;
@@ -221,31 +222,31 @@ class Distances {
   std::uint64_t total_ = 0;
 };
 
-/// Finds what the bytes ahead of sound have in common.
+/// Finds what the bytes in one place beside sound have in common.
 class MarkLearner {
  public:
-  void add(const std::vector<std::uint8_t>& ahead) {
-    if (ahead.size() != mark_.bytes.size()) {
+  void add(const std::vector<std::uint8_t>& there) {
+    if (there.size() != mark_.bytes.size()) {
       return;
     }
     if (seen_++ == 0) {
-      std::copy(ahead.begin(), ahead.end(), mark_.bytes.begin());
+      std::copy(there.begin(), there.end(), mark_.bytes.begin());
       mark_.fixed = 0xFFFF;
     }
-    for (std::size_t i = 0; i < ahead.size(); ++i) {
-      if (ahead[i] != mark_.bytes[i]) {
+    for (std::size_t i = 0; i < there.size(); ++i) {
+      if (there[i] != mark_.bytes[i]) {
         mark_.fixed &= ~(1U << i);
       }
     }
   }
   bool wantsMore() const { return seen_ < mostLooks; }
-  SoundMark result() {
+  /// `least`: bits, of which fewer are no habit.
+  SoundMark result(double least) {
     // Zeros stand ahead of many things.
     for (std::size_t i = 0; i < mark_.bytes.size(); ++i) {
       mark_.bits += ((mark_.fixed >> i) & 1U) == 0 ? 0 : mark_.bytes[i] == 0 ? 0.5 : 7;
     }
     constexpr unsigned enoughLooks = 8;
-    constexpr double least = 14;
     constexpr double most = 28;
     return seen_ >= enoughLooks && mark_.bits >= least
                ? SoundMark{mark_.bytes, mark_.fixed, std::min(mark_.bits, most)}
@@ -292,7 +293,35 @@ void Learner::learnEdges(const std::vector<Extent>& extents, const ByteSource& s
   }
   layout_.dueBehind = due.usual();
   layout_.edgeAhead = edges.usual();
-  layout_.mark = mark.result();
+  layout_.mark = mark.result(14);
+}
+
+void Learner::learnSoundBeside(const std::vector<Extent>& extents, const ByteSource& source) {
+  MarkLearner opening;
+  SoundBeside& beside = layout_.beside;
+  // Where PCM is kept, its chunks are what stands between blocks.
+  beside.isUncompressed = !placeOf(movie_.audioTrack());
+  const auto kind = beside.isUncompressed ? Track::Kind::audio : Track::Kind::other;
+  std::uint64_t at = 0;      // end of the last stretch of any track
+  std::uint64_t length = 0;  // of other sound that ends there
+  bool isBehindBlock = false;
+  for (const Extent& extent : extents) {
+    const bool isBlock = placeOf(extent.track).has_value();
+    const bool isOther = !isBlock && extent.track->kind == kind && extent.track->handler == "soun";
+    const bool goesOn = extent.from == at;
+    if (isBlock && goesOn && length > 0) {
+      beside.shortest = beside.shortest == 0 ? length : std::min(beside.shortest, length);
+      beside.longest = std::max(beside.longest, length);
+    } else if (isOther && goesOn && isBehindBlock && opening.wantsMore() &&
+               !beside.isUncompressed) {
+      opening.add(source.read(extent.from, SoundMark().bytes.size()));
+    }
+    length = isOther ? (goesOn ? length : 0) + extent.to - extent.from : 0;
+    at = extent.to;
+    isBehindBlock = isBlock;
+  }
+  constexpr double oneByte = 7;
+  beside.opening = opening.result(oneByte);
 }
 
 bool looksAlike(const SoundHabits& a, const SoundHabits& b) {
@@ -328,9 +357,13 @@ std::optional<std::uint8_t> kindAmong(std::vector<SoundHabits>& kinds, const Sou
 
 }  // namespace
 
-bool SoundMark::matches(std::span<const std::uint8_t> ahead) const {
+bool SoundBeside::mayFill(std::uint64_t distance) const {
+  return !isUncompressed && longest > 0 && distance >= shortest / 2 && distance <= longest * 2;
+}
+
+bool SoundMark::matches(std::span<const std::uint8_t> there) const {
   for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (((fixed >> i) & 1U) != 0 && ahead[i] != bytes[i]) {
+    if (((fixed >> i) & 1U) != 0 && there[i] != bytes[i]) {
       return false;
     }
   }
@@ -343,6 +376,12 @@ bool BlockLayout::isDueBehind(std::uint64_t distance) const {
 
 bool BlockLayout::isEdgeAhead(std::uint64_t distance) const {
   return std::find(edgeAhead.begin(), edgeAhead.end(), distance) != edgeAhead.end();
+}
+
+bool BlockLayout::isOf(const Movie& reference, const Track& track) const {
+  return std::any_of(tracks.begin(), tracks.end(), [&](const SoundTrack& own) {
+    return &reference.tracks[own.number] == &track;
+  });
 }
 
 BlockWalk BlockLayout::walk() const {
@@ -378,8 +417,21 @@ std::uint8_t BlockLayout::kindOf(ElementPattern pattern) const {
 }
 
 std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const ByteSource& source) {
+  return learnFrom(reference.audioTrack(), reference, source);
+}
+
+std::optional<BlockLayout> BlockLayout::learnBeside(const Movie& reference,
+                                                    const ByteSource& source) {
+  const auto first =
+      std::find_if(reference.tracks.begin(), reference.tracks.end(), [](const Track& track) {
+        return track.kind == Track::Kind::audio && AACConfig::of(track.sampleEntry);
+      });
+  return first == reference.tracks.end() ? std::nullopt : learnFrom(&*first, reference, source);
+}
+
+std::optional<BlockLayout> BlockLayout::learnFrom(const Track* audio, const Movie& reference,
+                                                  const ByteSource& source) {
   const Track* video = reference.videoTrack();
-  const Track* audio = reference.audioTrack();
   auto habits = audio != nullptr ? SoundHabits::learn(*audio, source) : std::nullopt;
   const std::vector<Box> mdats = MovieParser::layout(BoxReader(source)).mdats;
   if (!habits || video == nullptr || mdats.empty()) {
@@ -414,6 +466,7 @@ std::optional<BlockLayout> BlockLayout::learn(const Movie& reference, const Byte
   learner.learnArrivals(extents);
   learner.learnLead(extents);
   learner.learnEdges(extents, source);
+  learner.learnSoundBeside(extents, source);
   return layout;
 }
 

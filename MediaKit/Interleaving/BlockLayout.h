@@ -16,7 +16,7 @@
 
 namespace tallowmark {
 
-/// Bytes that stand right ahead of every stretch of sound: some cameras head each piece of media
+/// Bytes that are always the same in one place beside sound: some cameras head each piece of media
 /// with a record of its own.
 struct SoundMark {
   std::array<std::uint8_t, 16> bytes{};
@@ -25,8 +25,22 @@ struct SoundMark {
   /// How much a match proves, in bits; 0 when there is no such habit.
   double bits = 0;
 
-  /// Whether `ahead`, as many bytes as `bytes`, has the fixed ones.
-  bool matches(std::span<const std::uint8_t> ahead) const;
+  /// Whether `there`, as many bytes as `bytes`, has the fixed ones.
+  bool matches(std::span<const std::uint8_t> there) const;
+};
+
+/// Sound of other kinds that stands between a camera's AAC blocks.
+struct SoundBeside {
+  /// Bytes of its stretches ahead of a block; 0 when there is none.
+  std::uint64_t shortest = 0;
+  std::uint64_t longest = 0;
+  /// It takes as many bytes in any clip, so that blocks are due behind it at known places.
+  bool isUncompressed = false;
+  /// What opens it behind a block.
+  SoundMark opening;
+
+  /// Whether about as many of its bytes may stand ahead of a block.
+  bool mayFill(std::uint64_t distance) const;
 };
 
 /// How a camera mixes AAC sound and other tracks in between its pictures, as the reference's index
@@ -48,7 +62,9 @@ struct BlockLayout {
   /// and from sound to the picture that comes next.
   std::vector<std::uint64_t> dueBehind;
   std::vector<std::uint64_t> edgeAhead;
+  /// Right ahead of every stretch of sound.
   SoundMark mark;
+  SoundBeside beside;
   /// The most blocks of any gap, over all tracks.
   std::uint64_t mostBlocks = 0;
   /// The fewest and the most bytes of other data in a gap.
@@ -81,6 +97,15 @@ struct BlockLayout {
   /// Nothing when the movie's first sound track is not AAC or not beside video, or when blocks of
   /// another one cannot be told from its. Throws DeviceError.
   static std::optional<BlockLayout> learn(const Movie& reference, const ByteSource& source);
+  /// The same of the AAC tracks beside a movie's first sound track, which is of another kind.
+  static std::optional<BlockLayout> learnBeside(const Movie& reference, const ByteSource& source);
+
+  /// Whether a track of the reference is one of its tracks.
+  bool isOf(const Movie& reference, const Track& track) const;
+
+ private:
+  static std::optional<BlockLayout> learnFrom(const Track* audio, const Movie& reference,
+                                              const ByteSource& source);
 };
 
 }  // namespace tallowmark

@@ -15,6 +15,7 @@ constexpr MediaWindow::ReadAhead blockReadAhead{std::size_t{16} << 10U, std::siz
 
 // Bits of evidence. Where a block ends is one of a thousand places.
 constexpr double whereDue = 4;
+constexpr double whereAmongOthers = 4;
 constexpr double endsAtEdge = 10;
 constexpr double enoughEvidence = 14;
 constexpr double beyondQuestion = 24;
@@ -97,6 +98,15 @@ void BlockSearch::learn(const BlockTraits& traits) {
   }
 }
 
+// Whether a chain shows how this clip's blocks look: one that leads from where sound is due to a
+// picture, or any among other sound, where chains are short.
+bool BlockSearch::isBeyondDoubt(const BlockChain& chain, double bits, std::uint64_t searchedFrom,
+                                bool endsAtPicture, bool isDue) const {
+  return (isDue && endsAtPicture && bits >= beyondQuestion) ||
+         (layout_.beside.longest > 0 &&
+          (isDue || layout_.beside.mayFill(chain.from - searchedFrom)));
+}
+
 // The first position from `at` on at which a block may start; `end` when there is none. Within
 // `far` only such as begin like this camera's are worth a walk.
 std::uint64_t BlockSearch::nextStart(std::uint64_t at, std::uint64_t end, const ByteRange& far) {
@@ -170,22 +180,35 @@ bool BlockSearch::endsAtPicture(const BlockChain& chain, const ByteRange& stretc
          torn.oneStartsBehind(chain.to, layout_.edgeAhead);
 }
 
+bool BlockSearch::hasMark(const SoundMark& mark, std::uint64_t at) {
+  const auto bytes = window_.at(at, mark.bytes.size());
+  return mark.bits > 0 && bytes.size() >= mark.bytes.size() && mark.matches(bytes);
+}
+
 // What a chain and its place prove. Every position passed could have held a false start; of those
-// that lead exactly to a picture, only such as are not too far from it.
+// that lead exactly to a picture, only such as are not too far from it. Where other sound stands
+// between blocks it is as good as certain that there is one.
 double BlockSearch::evidenceOf(const BlockChain& chain, std::uint64_t searchedFrom,
                                const ByteRange& stretch, StretchEnd end, const TornPictures& torn) {
   double bits = chain.bits;
   std::uint64_t rivals = chain.from - searchedFrom;
+  const SoundBeside& beside = layout_.beside;
+  const bool due = isDue(chain, searchedFrom, torn);
+  bool isBeside = beside.isUncompressed ? due : beside.mayFill(rivals);
   if (endsAtPicture(chain, stretch, end, torn)) {
     bits += endsAtEdge;
     rivals = std::min<std::uint64_t>(
         rivals, std::uint64_t{walk_.rules().largestSize} * chain.blocks.size());
+  } else if (beside.opening.bits > 0) {
+    const bool opensOther = chain.to < stretch.upper && hasMark(beside.opening, chain.to);
+    bits += opensOther ? std::min(beside.opening.bits, endsAtEdge) : 0;
+    isBeside = isBeside && opensOther;
   }
-  bits += isDue(chain, searchedFrom, torn) ? whereDue : -std::log2(static_cast<double>(rivals) + 1);
+  bits += (due ? whereDue : 0) + (isBeside ? whereAmongOthers : 0);
+  bits -= due || isBeside ? 0 : std::log2(static_cast<double>(rivals) + 1);
   const std::size_t length = layout_.mark.bytes.size();
-  if (bits < enoughEvidence && layout_.mark.bits > 0 && chain.from >= stretch.lower + length) {
-    const auto ahead = window_.at(chain.from - length, length);
-    bits += ahead.size() >= length && layout_.mark.matches(ahead) ? layout_.mark.bits : 0;
+  if (bits < enoughEvidence && chain.from >= stretch.lower + length) {
+    bits += hasMark(layout_.mark, chain.from - length) ? layout_.mark.bits : 0;
   }
   return bits;
 }
@@ -268,11 +291,11 @@ std::vector<BlockChain> BlockSearch::in(const ByteRange& stretch, StretchEnd end
       ++at;
       continue;
     }
-    if (!isDue(chain, searchedFrom, torn)) {
-      chain = withBlocksAhead(withBestStart(std::move(chain)), searchedFrom);
-    } else if (bits >= beyondQuestion && endsAtPicture(chain, stretch, end, {})) {
+    const bool due = isDue(chain, searchedFrom, torn);
+    if (isBeyondDoubt(chain, bits, searchedFrom, endsAtPicture(chain, stretch, end, {}), due)) {
       learn(chain.traits);
     }
+    if (!due) chain = withBlocksAhead(withBestStart(std::move(chain)), searchedFrom);
     at = chain.to;
     searchedFrom = at;
     found.push_back(std::move(chain));

@@ -63,6 +63,8 @@ class BlockSearch {
  private:
   const BlockOpenings& usualOpenings();
   void learn(const BlockTraits& traits);
+  bool isBeyondDoubt(const BlockChain& chain, double bits, std::uint64_t searchedFrom,
+                     bool endsAtPicture, bool isDue) const;
   std::uint64_t nextStart(std::uint64_t at, std::uint64_t end, const ByteRange& far);
   BlockChain chainAt(std::uint64_t at, std::uint64_t end);
   const SoundHabits& habitsOf(std::uint8_t kind) const;
@@ -78,6 +80,7 @@ class BlockSearch {
   bool isDue(const BlockChain& chain, std::uint64_t searchedFrom, const TornPictures& torn) const;
   bool endsAtPicture(const BlockChain& chain, const ByteRange& stretch, StretchEnd end,
                      const TornPictures& torn) const;
+  bool hasMark(const SoundMark& mark, std::uint64_t at);
   double evidenceOf(const BlockChain& chain, std::uint64_t searchedFrom, const ByteRange& stretch,
                     StretchEnd end, const TornPictures& torn);
 

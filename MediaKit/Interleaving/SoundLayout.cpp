@@ -19,10 +19,13 @@ constexpr double mostly = 0.75;
 
 class SoundLayoutLearner {
  public:
-  explicit SoundLayoutLearner(PCMLayout pcm) { layout_.pcm_ = pcm; }
+  SoundLayoutLearner(const Movie& movie, PCMLayout pcm, const BlockLayout* beside)
+      : movie_(movie), beside_(beside) {
+    layout_.pcm_ = pcm;
+    layout_.isAmongBlocks_ = beside != nullptr;
+  }
 
-  void learn(const std::vector<Extent>& extents, const ByteRange& media, const Track& video,
-             const Track& audio, const ByteSource& source);
+  void learn(const std::vector<Extent>& extents, const ByteRange& media, const ByteSource& source);
   void learnTexture(const Track& audio, const ByteSource& source) {
     layout_.texture_ = SoundTexture::learn(audio, layout_.pcm_, source);
   }
@@ -35,10 +38,13 @@ class SoundLayoutLearner {
     std::uint64_t bytes;
   };
 
+  bool endsGap(const Track& track) const;
   void learnGap(const std::vector<Piece>& pieces);
   void addUnknown(std::vector<Piece>& pieces, const ByteRange& stretch, BoxesInMedia& boxes);
   static void add(std::vector<Piece>& pieces, bool isSound, std::uint64_t bytes);
 
+  const Movie& movie_;
+  const BlockLayout* beside_;
   SoundLayout layout_;
 };
 
@@ -116,8 +122,17 @@ void SoundLayoutLearner::addUnknown(std::vector<Piece>& pieces, const ByteRange&
   endAt(stretch.upper);
 }
 
+// Pictures of another track of this codec are passed over as this one's are taken.
+bool SoundLayoutLearner::endsGap(const Track& track) const {
+  const Track& video = *movie_.videoTrack();
+  const bool isPicture = track.kind == Track::Kind::video && track.codec == video.codec;
+  return isPicture || &track == &video || (beside_ != nullptr && beside_->isOf(movie_, track));
+}
+
 void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRange& media,
-                               const Track& video, const Track& audio, const ByteSource& source) {
+                               const ByteSource& source) {
+  const Track& video = *movie_.videoTrack();
+  const Track& audio = *movie_.audioTrack();
   BoxesInMedia boxes(source);
   std::vector<Piece> pieces;
   std::vector<double> chunks;
@@ -129,10 +144,7 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
     }
     if (extent.from > at) addUnknown(pieces, {at, extent.from}, boxes);
     at = extent.to;
-    // Pictures of another track of this codec are passed over as this one's are taken.
-    const bool isPicture = extent.track == &video || (extent.track->kind == Track::Kind::video &&
-                                                      extent.track->codec == video.codec);
-    if (isPicture) {
+    if (endsGap(*extent.track)) {
       learnGap(pieces);
       pieces.clear();
     } else {
@@ -151,7 +163,8 @@ void SoundLayoutLearner::learn(const std::vector<Extent>& extents, const ByteRan
   layout_.pictureTick_ = 1.0 / std::max(1U, video.timescale);
 }
 
-std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const ByteSource& source) {
+std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const ByteSource& source,
+                                              const BlockLayout* beside) {
   const Track* video = reference.videoTrack();
   const Track* audio = reference.audioTrack();
   const auto pcm = audio != nullptr ? PCMLayout::ofEvenSamples(*audio) : std::nullopt;
@@ -162,18 +175,23 @@ std::optional<SoundLayout> SoundLayout::learn(const Movie& reference, const Byte
   if (mdats.empty()) {
     return std::nullopt;
   }
-  SoundLayoutLearner learner(*pcm);
+  SoundLayoutLearner learner(reference, *pcm, beside);
   const std::vector<Extent> extents = extentsOf(reference);
   const ByteRange media{mdats.front().payloadOffset(), mdats.back().end()};
-  learner.learn(extents, media, *video, *audio, source);
+  learner.learn(extents, media, source);
   learner.learnOrder(ChunkOrder::learn(extents, media, *video, *audio, source));
   learner.learnTexture(*audio, source);
   return learner.result();
 }
 
+// Of a stretch. A block of AAC that was not found must not pass for more.
+std::uint64_t SoundLayout::mostSound() const {
+  return isAmongBlocks_ ? largestSound_ : largestSound_ + largestSound_ / 2;
+}
+
 bool SoundLayout::isUsualSound(std::uint64_t bytes) const {
   return bytes > 0 && bytes % pcm_.sampleSize == 0 && bytes >= smallestSound_ / 2 &&
-         bytes <= largestSound_ + largestSound_ / 2;
+         bytes <= mostSound();
 }
 
 std::optional<ByteRange> SoundLayout::byKnownTotal(std::uint64_t from, std::uint64_t to) const {
@@ -369,7 +387,7 @@ std::vector<ByteRange> SoundLayout::besideFrames(const ByteSource& source, std::
     return found;
   }
   const std::size_t block = texture_.blockSize();
-  const std::uint64_t most = largestSound_ + largestSound_ / 2;
+  const std::uint64_t most = mostSound();
   std::uint64_t head = from;
   if (soundFollowsFrames_) {
     head = soundingStart(source, {from, std::min(to, from + most)}).upper;
@@ -496,6 +514,7 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   // A camera that pauses its pictures goes on with sound; zeros are destroyed ones rather.
   if (!whole && neighbours != Neighbours::unknown && patterns_.size() == 1 &&
       patterns_.begin()->first == "A" && (to - from) % pcm_.sampleSize == 0 &&
+      (!isAmongBlocks_ || to - from <= largestSound_) &&
       isMostly(&SoundTexture::isHeard, source, {from, to})) {
     whole = ByteRange{from, to};
   }

@@ -12,6 +12,7 @@
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
 #include "MediaKit/Container/MovieWriter.h"
+#include "MediaKit/Interleaving/BlockLayout.h"
 #include "MediaKit/Interleaving/ChunkOrder.h"
 #include "MediaKit/Interleaving/Interleaving.h"
 #include "MediaKit/Interleaving/PCMLayout.h"
@@ -24,8 +25,10 @@ namespace tallowmark {
 /// file.
 class SoundLayout {
  public:
-  /// Nothing when the movie has no PCM sound beside its video.
-  static std::optional<SoundLayout> learn(const Movie& reference, const ByteSource& source);
+  /// Nothing when the movie has no PCM sound beside its video. `beside`: AAC tracks, whose blocks
+  /// are found by themselves, so that they end a gap as pictures do; null for none.
+  static std::optional<SoundLayout> learn(const Movie& reference, const ByteSource& source,
+                                          const BlockLayout* beside = nullptr);
 
   const PCMLayout& pcm() const { return pcm_; }
 
@@ -106,6 +109,7 @@ class SoundLayout {
   bool isUsualSound(std::uint64_t bytes) const;
   std::vector<Candidate> candidates(std::uint64_t from, std::uint64_t to) const;
   bool hasOtherTracks() const;
+  std::uint64_t mostSound() const;
   std::optional<ByteRange> byKnownTotal(std::uint64_t from, std::uint64_t to) const;
   std::size_t edgesThatFit(const ByteSource& source, const ByteRange& gap,
                            const ByteRange& sound) const;
@@ -135,6 +139,8 @@ class SoundLayout {
   std::set<std::uint64_t> chunks_;
   std::uint64_t smallestSound_ = 0;
   std::uint64_t largestSound_ = 0;
+  /// Its chunks stand between blocks of AAC.
+  bool isAmongBlocks_ = false;
   bool soundFollowsFrames_ = false;
   bool soundPrecedesFrames_ = false;
   /// Where a gap's size alone does not tell what in it is sound.

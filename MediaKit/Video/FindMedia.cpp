@@ -36,6 +36,7 @@ EvidencedFindings walkMedia(const ByteSource& source, std::uint64_t from, const 
                             teacher.turns,
                             teacher.sound ? &*teacher.sound : nullptr,
                             teacher.blocks ? &*teacher.blocks : nullptr,
+                            teacher.sound && teacher.beside ? &*teacher.beside : nullptr,
                             duration,
                             maxFrameSize,
                             teacher.side};

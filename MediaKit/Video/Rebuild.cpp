@@ -404,7 +404,7 @@ Result Rebuilding::finish() {
   }
   if (teacher_.sound) sound_.silence = fillHolds(movie_);
   count(movie_, found_, sound_, soundGivenUp_, result);
-  result.audioDropped = teacher_.audio != nullptr && found_.audioSeen && result.audioPackets == 0;
+  result.audioDropped = teacher_.hasSound && found_.audioSeen && result.audioPackets == 0;
   result.orderRestored = order_.has_value();
   return result;
 }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "MediaKit/Container/MediaError.h"
+#include "MediaKit/Sound/AACConfig.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -35,6 +36,14 @@ void learnStreams(Teacher& teacher, const ByteSource& reference) {
   if (!teacher.otherTracks.empty()) teacher.turns = turnsOf(teacher.movie, *teacher.video);
 }
 
+// Sound of kinds that nothing but an index finds stands between pictures as other side tracks do.
+void setOtherSoundAside(Movie& movie) {
+  for (Track& track : movie.tracks) {
+    const bool isKnown = PCMLayout::ofEvenSamples(track) || AACConfig::of(track.sampleEntry);
+    if (track.kind == Track::Kind::audio && !isKnown) track.kind = Track::Kind::other;
+  }
+}
+
 }  // namespace
 
 Teacher learn(Movie movie, const ByteSource& reference, Depth depth) {
@@ -44,6 +53,8 @@ Teacher learn(Movie movie, const ByteSource& reference, Depth depth) {
   for (Track& track : teacher.movie.tracks) {
     track.samples = track.samples.endingBy(reference.size());
   }
+  teacher.hasSound = teacher.movie.audioTrack() != nullptr;
+  if (depth == Depth::full) setOtherSoundAside(teacher.movie);
   teacher.video = teacher.movie.videoTrack();
   teacher.audio = teacher.movie.audioTrack();
   if (teacher.video == nullptr) {
@@ -65,7 +76,9 @@ Teacher learn(Movie movie, const ByteSource& reference, Depth depth) {
   teacher.side = SideLessons::learn(teacher.movie, reference);
   if (teacher.audio != nullptr) {
     teacher.pcm = PCMLayout::ofEvenSamples(*teacher.audio);
-    teacher.sound = SoundLayout::learn(teacher.movie, reference);
+    if (teacher.pcm) teacher.beside = BlockLayout::learnBeside(teacher.movie, reference);
+    teacher.sound =
+        SoundLayout::learn(teacher.movie, reference, teacher.beside ? &*teacher.beside : nullptr);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);
   }
   if (teacher.evidence && teacher.blocks) {

@@ -19,11 +19,15 @@ namespace tallowmark::VideoRepair {
 struct Teacher {
   Movie movie;
   const Track* video = nullptr;
+  /// The first sound track whose samples can be found without an index.
   const Track* audio = nullptr;
+  bool hasSound = false;
   NALFormat format;
   std::optional<PCMLayout> pcm;
   std::optional<SoundLayout> sound;
   std::optional<BlockLayout> blocks;
+  /// AAC tracks beside PCM, which is kept.
+  std::optional<BlockLayout> beside;
   std::optional<StreamEvidence> evidence;
   std::vector<StreamEvidence> otherTracks;
   Turns turns;

@@ -9,6 +9,7 @@
 #include "DeviceKit/CachedSource.h"
 #include "MediaKit/Container/Box.h"
 #include "MediaKit/Interleaving/BoxesInMedia.h"
+#include "MediaKit/Interleaving/Stretches.h"
 #include "MediaKit/Walk/PCMTracks.h"
 #include "MediaKit/Walk/PictureSearch.h"
 
@@ -25,6 +26,10 @@ bool hasNoSize(const ByteSource& source, const Box& box) {
   return std::all_of(size.begin(), size.end(), [](std::uint8_t byte) { return byte == 0; });
 }
 
+bool liesBefore(const ByteRange& a, const ByteRange& b) {
+  return a.lower < b.lower;
+}
+
 class Walker {
  public:
   Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& lessons,
@@ -39,6 +44,8 @@ class Walker {
     std::vector<ByteRange> telemetry;
     std::optional<BlockCollector::Content> blocks;
     SoundLayout::Division pcm;
+    /// Blocks of AAC beside PCM.
+    std::vector<ByteRange> beside;
 
     bool isUsual() const { return blocks ? blocks->isUsual : pcm.isUsual; }
     bool isWhole() const { return isUsual() || (!blocks && pcm.isUndivided); }
@@ -47,7 +54,9 @@ class Walker {
   std::optional<std::uint64_t> boxBehind(std::uint64_t at);
   void take(const FoundFrame& frame);
   Between lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours, StretchEnd end);
-  SoundLayout::Division dividePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours);
+  std::vector<ByteRange> besideIn(const ByteRange& gap, StretchEnd end);
+  SoundLayout::Division dividePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours,
+                                  const std::vector<ByteRange>& beside);
   double leadBehind(std::uint64_t samples) const;
   bool isTooMuch(const SoundLayout::Division& division) const;
   bool takeBetween(Between between, SoundLayout::Neighbours neighbours);
@@ -75,6 +84,7 @@ class Walker {
   const StopToken& stop_;
   EvidencedFindings findings_;
   std::optional<BlockCollector> collector_;
+  std::optional<BlockSearch> besideSearch_;
   std::vector<SoundLayout::OtherTrack> otherPCM_;
   int endings_ = 0;
   std::uint64_t reported_ = 0;
@@ -117,6 +127,7 @@ Walker::Walker(const ByteSource& source, std::uint64_t from, const WalkLessons& 
     for (const auto& other : otherPCM_) {
       findings_.otherAudio.push_back({other.track->trackID, {}});
     }
+    if (lessons.beside != nullptr && !isInTurns()) besideSearch_.emplace(source, *lessons.beside);
   }
 }
 
@@ -148,14 +159,25 @@ void Walker::take(const FoundFrame& frame) {
 
 Walker::Between Walker::lookBetween(const ByteRange& gap, SoundLayout::Neighbours neighbours,
                                     StretchEnd end) {
-  Between between{gap, side_.telemetryIn(gap), std::nullopt, {}};
+  Between between{gap, side_.telemetryIn(gap), std::nullopt, {}, {}};
   if (collector_) {
     between.blocks = collector_->look(gap, neighbours != SoundLayout::Neighbours::unknown, end,
                                       between.telemetry, search_.torn());
   } else if (lessons_.sound != nullptr) {
-    between.pcm = dividePCM(gap, neighbours);
+    between.beside = besideIn(gap, end);
+    between.pcm = dividePCM(gap, neighbours, between.beside);
   }
   return between;
+}
+
+std::vector<ByteRange> Walker::besideIn(const ByteRange& gap, StretchEnd end) {
+  std::vector<ByteRange> found;
+  if (besideSearch_) {
+    for (const BlockChain& chain : besideSearch_->in(gap, end, search_.torn())) {
+      found.push_back({chain.from, chain.to});
+    }
+  }
+  return found;
 }
 
 double Walker::leadBehind(std::uint64_t samples) const {
@@ -183,13 +205,19 @@ bool Walker::isTooMuch(const SoundLayout::Division& division) const {
 }
 
 // The reference's gaps are without their boxes, too.
-SoundLayout::Division Walker::dividePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours) {
+SoundLayout::Division Walker::dividePCM(const ByteRange& gap, SoundLayout::Neighbours neighbours,
+                                        const std::vector<ByteRange>& beside) {
   if (isInTurns()) {
     return lessons_.sound->divide(source_, gap.lower, gap.upper, neighbours);
   }
   SoundLayout::Division all;
   all.isUsual = true;
-  for (const ByteRange& part : boxes_.outside(gap)) {
+  std::vector<ByteRange> parts;
+  for (const ByteRange& piece : rest(gap, beside)) {
+    const auto outside = boxes_.outside(piece);
+    parts.insert(parts.end(), outside.begin(), outside.end());
+  }
+  for (const ByteRange& part : parts) {
     auto divided = lessons_.sound->divide(source_, part.lower, part.upper, neighbours);
     if (isTooMuch(divided)) {
       divided =
@@ -207,14 +235,20 @@ SoundLayout::Division Walker::dividePCM(const ByteRange& gap, SoundLayout::Neigh
 // Takes what stands in a gap; whether the gap is one as the reference has them.
 bool Walker::takeBetween(Between between, SoundLayout::Neighbours neighbours) {
   const std::uint64_t frame = findings_.video.size();
-  const std::vector<ByteRange> sound =
-      between.blocks ? collector_->take(*between.blocks, frame, search_.torn())
-                     : takePCM(between.pcm);
+  std::vector<ByteRange> sound = between.blocks
+                                     ? collector_->take(*between.blocks, frame, search_.torn())
+                                     : takePCM(between.pcm);
   // Ahead of the first picture nothing is lost where media begins: what stands there is as long as
   // the reference's, or no timecode.
   const bool opens = !search_.last() && opensMedia(BoxReader(source_), between.gap.lower);
   const bool isKnown = opens || neighbours != SoundLayout::Neighbours::unknown;
   const bool isIntact = isKnown && findings_.losses.empty();
+  for (const ByteRange& blocks : between.beside) {
+    side_.tell("mp4a", blocks.length());
+    findings_.unused += blocks.length();
+    sound.push_back(blocks);
+  }
+  std::sort(sound.begin(), sound.end(), liesBefore);
   const auto left = side_.take(between.gap, sound, std::move(between.telemetry), frame, isIntact);
   findings_.unused += left.unused;
   const std::uint64_t untold = left.unused - left.told;
@@ -252,8 +286,7 @@ std::vector<ByteRange> Walker::takePCM(const SoundLayout::Division& division) {
           {findings_.video.size(), before, findings_.audio.size(), division.isNoSound});
     }
   }
-  std::sort(taken.begin(), taken.end(),
-            [](const ByteRange& a, const ByteRange& b) { return a.lower < b.lower; });
+  std::sort(taken.begin(), taken.end(), liesBefore);
   return taken;
 }
 
@@ -351,8 +384,11 @@ FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
               : lookBetweenAll(from, next.offset, neighbours, StretchEnd::known);
   const bool isUsual = std::all_of(between.begin(), between.end(),
                                    [](const Between& piece) { return piece.isUsual(); });
-  const bool isAllThere = std::all_of(between.begin(), between.end(),
-                                      [](const Between& piece) { return piece.isWhole(); });
+  // Without sound to look for, what stands there is other tracks', as much as in the reference.
+  const bool isAllThere = hasSound
+                              ? std::all_of(between.begin(), between.end(),
+                                            [](const Between& piece) { return piece.isWhole(); })
+                              : last && evidence_.isUsualGap(next.offset - last->end());
   // Sound that begins where the last frame ends shows that it ends there.
   const Between& first = between.front();
   const bool isWhole = (continues && (isAllThere || !hasSound)) ||
@@ -367,7 +403,7 @@ FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
   }
   if (!isAllThere || !continues) {
     noteLoss();
-  } else if (!isUsual) {
+  } else if (hasSound && !isUsual) {
     undivided_.push_back(findings_.video.size());
   }
   return next;

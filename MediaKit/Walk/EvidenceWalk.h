@@ -78,6 +78,8 @@ struct WalkLessons {
   /// The reference's sound: PCM, compressed or neither.
   const SoundLayout* sound = nullptr;
   const BlockLayout* blocks = nullptr;
+  /// AAC beside PCM, of which nothing is kept.
+  const BlockLayout* beside = nullptr;
   std::uint32_t frameDuration = 1;
   std::uint64_t maxFrameSize = 0;
   /// Tracks that are neither picture nor sound.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
@@ -67,6 +68,9 @@ class SideCollector {
   /// its telemetry. `isIntact`: nothing is lost up to its end. Throws DeviceError.
   Left take(const ByteRange& gap, std::span<const ByteRange> sound, std::vector<ByteRange> trees,
             std::uint64_t frame, bool isIntact);
+
+  /// Bytes of a track that was told elsewhere.
+  void tell(const std::string& track, std::uint64_t bytes) { found_.others[track] += bytes; }
 
   SideFindings result() { return std::move(found_); }
 

@@ -493,6 +493,10 @@ double StreamEvidence::gapBits(std::uint64_t gap) const {
   return std::max(0.0, anywhere - std::log2(static_cast<double>(most - least + 1)));
 }
 
+bool StreamEvidence::isUsualGap(std::uint64_t gap) const {
+  return gap >= smallestGap_ / 2 && gap <= largestGap_ + largestGap_ / 4;
+}
+
 bool StreamEvidence::isRepeated(const SliceHeader& before, const SliceHeader& slice) const {
   return neverRepeats_ && haveSameNumbers(before, slice);
 }

@@ -95,6 +95,8 @@ class StreamEvidence {
   double followerBits(std::span<const std::uint8_t> bytes) const;
   /// Bits in favour of a frame that starts `gap` bytes behind the one before.
   double gapBits(std::uint64_t gap) const;
+  /// Whether about as many bytes lie between two frames of the reference.
+  bool isUsualGap(std::uint64_t gap) const;
   /// So few frames were seen that their kinds say little about the others.
   bool isShort() const { return isShort_; }
   /// The largest stretch between two frames of the reference, or that sound may fill.
