@@ -126,6 +126,60 @@ std::optional<AACConfig> AACConfig::of(std::span<const std::uint8_t> sampleEntry
   return config;
 }
 
+namespace {
+
+constexpr std::array<std::uint32_t, 13> indexedRates{
+    96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350};
+
+// Band replication may be announced behind all else (§1.6.2.1, syncExtensionType).
+bool mayReplicateBands(Bytes info) {
+  constexpr unsigned announcement = 0x2B7;
+  BitWindow bits(info);
+  bits.skip(9);
+  const bool listsChannels = bits.take(4) == 0;
+  const bool hasExtensions = (bits.take(3) & 3U) != 0;
+  if (listsChannels || hasExtensions) {
+    return true;
+  }
+  const bool isAnnounced = bits.take(11) == announcement;
+  bits.skip(5);
+  return isAnnounced && bits.take(1) != 0 && !bits.isOver();
+}
+
+// Where its two bytes begin, which hold the type and the index.
+std::optional<std::size_t> placeOfSoleRate(Bytes sampleEntry) {
+  const auto info = specificInfo(sampleEntry);
+  if (!info || info->size() < 2 || !AACConfig::of(sampleEntry)) {
+    return std::nullopt;
+  }
+  BitWindow bits(*info);
+  const bool isPlain = readObjectType(bits) == lowComplexity && bits.take(4) < indexedRates.size();
+  return isPlain && !mayReplicateBands(*info)
+             ? std::optional(static_cast<std::size_t>(info->data() - sampleEntry.data()))
+             : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> AACConfig::soleRate(std::span<const std::uint8_t> sampleEntry) {
+  const auto config = placeOfSoleRate(sampleEntry) ? of(sampleEntry) : std::nullopt;
+  return config ? std::optional(indexedRates.at(config->rateIndex)) : std::nullopt;
+}
+
+bool AACConfig::setSoleRate(std::span<std::uint8_t> sampleEntry, std::uint32_t rate) {
+  const auto place = placeOfSoleRate(sampleEntry);
+  const auto index = std::find(indexedRates.begin(), indexedRates.end(), rate);
+  if (!place || index == indexedRates.end()) {
+    return false;
+  }
+  const auto number = static_cast<unsigned>(index - indexedRates.begin());
+  std::uint8_t& first = sampleEntry[*place];
+  std::uint8_t& second = sampleEntry[*place + 1];
+  first = static_cast<std::uint8_t>((first & 0xF8U) | (number >> 1U));
+  second = static_cast<std::uint8_t>((second & 0x7FU) | ((number & 1U) << 7U));
+  return true;
+}
+
 unsigned AACConfig::mostChannels() const {
   static constexpr std::array<unsigned, 8> channels{8, 1, 2, 3, 4, 5, 6, 8};
   return channelConfiguration < channels.size() ? channels[channelConfiguration] : channels[0];

@@ -21,6 +21,12 @@ struct AACConfig {
   /// spectral band replication on top of it.
   static std::optional<AACConfig> of(std::span<const std::uint8_t> sampleEntry);
 
+  /// The rate of an AAC-LC stream without band replication, which states it by its index alone;
+  /// nothing for others.
+  static std::optional<std::uint32_t> soleRate(std::span<const std::uint8_t> sampleEntry);
+  /// Lets such a stream state another one; returns whether it has an index.
+  static bool setSoleRate(std::span<std::uint8_t> sampleEntry, std::uint32_t rate);
+
   /// Channels by the configuration, or as many as a stream that lists them itself may have.
   unsigned mostChannels() const;
 

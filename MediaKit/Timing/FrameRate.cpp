@@ -48,6 +48,16 @@ bool isOfMoreTracks(const FoundBlocks& blocks, double ratio) {
   return others * 8 < blocks.gaps.size();
 }
 
+// Which of the usual rates sound may have in place of another. One that is twice the other, or in
+// PCM half as much again, may as well be another frame rate, other channels or larger samples.
+bool mayBeRate(std::uint32_t rate, std::uint32_t taught, const BlockLayout* blocks) {
+  const double ratio = static_cast<double>(std::max(rate, taught)) / std::min(rate, taught);
+  constexpr double ofPCM = 1.1;
+  constexpr double ofBlocks = 1.6;
+  const bool isSole = blocks != nullptr && blocks->tracks.size() == 1;
+  return ratio > 1 && ratio < (isSole ? ofBlocks : ofPCM);
+}
+
 std::vector<SoundAnchor> anchorsBefore(std::uint64_t frame, std::vector<SoundAnchor> anchors) {
   std::erase_if(anchors, [&](const SoundAnchor& anchor) { return anchor.frame >= frame; });
   return anchors;
@@ -87,6 +97,7 @@ std::optional<SoundRate> SoundRate::of(const std::vector<SoundAnchor>& anchors) 
   }
   const SoundLead lead = SoundLead::of(std::move(leads));
   rate.swing = lead.mostlyMost - lead.mostlyLeast;
+  rate.width = lead.most - lead.least;
   return rate;
 }
 
@@ -120,6 +131,35 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
                         : !found.blocks.isCountTold &&
                               (blocks->tracks.size() > 1 || isOfMoreTracks(found.blocks, ratio));
   return isOtherSound ? std::nullopt : std::optional(1 / usual);
+}
+
+std::optional<std::uint32_t> otherSamplingRate(const EvidencedFindings& found,
+                                               const SoundPace& pace, double frame,
+                                               std::uint32_t taught, const BlockLayout* blocks) {
+  constexpr std::array<std::uint32_t, 9> usual{8000,  11025, 16000, 22050, 24000,
+                                               32000, 44100, 48000, 96000};
+  constexpr double nearest = 0.0015;
+  constexpr double vaguest = 0.015;
+  // A camera that drops as many pictures as would make the difference drops more than a dozen in
+  // that time, and not evenly.
+  constexpr double longEnough = 6;
+  constexpr double block = 1024;
+  const std::uint64_t lossless = found.losses.empty() ? found.video.size() : found.losses.front();
+  const auto rate = SoundRate::of(anchorsBefore(lossless, pace.anchors));
+  if (!rate || frame <= 0 || taught == 0 || pace.variableRate || rate->length < longEnough ||
+      rate->width > frame + block / taught) {
+    return std::nullopt;
+  }
+  const double tolerance = std::max(nearest, rate->swing / rate->length);
+  const double frames = 1 / rate->perPicture;
+  if (tolerance > vaguest || isNear(frames, nearestRate(frames), tolerance)) {
+    return std::nullopt;
+  }
+  const auto told = std::find_if(usual.begin(), usual.end(), [&](std::uint32_t other) {
+    return mayBeRate(other, taught, blocks) &&
+           isNear(rate->perPicture * taught / other, frame, tolerance);
+  });
+  return told != usual.end() ? std::optional(*told) : std::nullopt;
 }
 
 void showFor(SampleList& pictures, double ticks) {

@@ -14,8 +14,10 @@ namespace tallowmark::VideoRepair {
 /// Seconds of sound to a picture: a line through anchors.
 struct SoundRate {
   double perPicture = 0;
-  /// How far apart nearly all anchors lie beside the line, and how long it is, in seconds of sound.
+  /// How far apart nearly all anchors and all of them lie beside the line, and how long it is, in
+  /// seconds of sound.
   double swing = 0;
+  double width = 0;
   double length = 0;
 
   /// Nothing when there are too few anchors, or all within two seconds.
@@ -34,6 +36,14 @@ struct SoundRate {
 std::optional<double> otherPictureLength(const EvidencedFindings& found, const SoundPace& pace,
                                          double frame, const BlockLayout* blocks,
                                          std::optional<double> stated);
+
+/// The sampling rate of a clip whose reference has sound of another one, `taught`, and else the
+/// same: steady sound tells, as far as nothing is lost, where pictures of `frame` seconds ask for
+/// just that rate and no other frame rate would do. Nothing where something else can make as much
+/// more or less sound, or drop as many pictures. `blocks` as above.
+std::optional<std::uint32_t> otherSamplingRate(const EvidencedFindings& found,
+                                               const SoundPace& pace, double frame,
+                                               std::uint32_t taught, const BlockLayout* blocks);
 
 /// Lets each picture last that many ticks, or one more or less.
 void showFor(SampleList& pictures, double ticks);

@@ -12,6 +12,7 @@
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/WrittenRange.h"
 #include "MediaKit/Interleaving/Interleaving.h"
+#include "MediaKit/Sound/SamplingRate.h"
 #include "MediaKit/Timing/FrameRate.h"
 #include "MediaKit/Timing/MissingPictures.h"
 #include "MediaKit/Timing/PicturePacing.h"
@@ -105,6 +106,25 @@ void adoptFrameRate(EvidencedFindings& found, const SoundPace& pace, const Sourc
                                          teacher.blocks ? &*teacher.blocks : nullptr, stated);
   if (length) {
     showFor(found.video, *length * teacher.video->timescale);
+  }
+}
+
+// Sound that was recorded at another rate than the reference's is described so.
+void adoptSamplingRate(const EvidencedFindings& found, Teacher& teacher, const ByteSource& clip,
+                       const ByteSource& reference) {
+  const auto pace = soundPace(found, teacher);
+  const auto taught = pace ? samplingRateOf(*teacher.audio) : std::nullopt;
+  if (!taught) {
+    return;
+  }
+  const BlockLayout* blocks = teacher.blocks ? &*teacher.blocks : nullptr;
+  const double stated =
+      statedRatio(found.video, clip, *teacher.video, reference, teacher.format).value_or(1);
+  const double frame = pictureLength(found.video, *teacher.video) * stated;
+  const auto rate = otherSamplingRate(found, *pace, frame, *taught, blocks);
+  for (Track& track : teacher.movie.tracks) {
+    const bool isKept = track.kind == Track::Kind::audio && samplingRateOf(track) == taught;
+    if (rate && isKept) setSamplingRate(track, *rate);
   }
 }
 
@@ -322,7 +342,10 @@ void Rebuilding::find(WalkProgress& walks, const StopToken& stop) {
     throw hasMediaBox ? MediaError::noVideo()
                       : MediaError::malformed("no media data (mdat) was found");
   }
-  if (depth_ == Depth::full) takeOutTornPictures(found_, sources_, stop);
+  if (depth_ == Depth::full) {
+    takeOutTornPictures(found_, sources_, stop);
+    adoptSamplingRate(found_, teacher_, sources_.clip, sources_.reference);
+  }
 }
 
 void Rebuilding::describe() {

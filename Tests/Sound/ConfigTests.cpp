@@ -58,5 +58,36 @@ TEST(AACConfig, readsWhatTheSyntaxHangsOn) {
   }
 }
 
+TEST(AACConfig, setsARateThatIsStatedOnce) {
+  const struct {
+    const char* label;
+    Bytes sampleEntry;
+    std::optional<std::uint32_t> rate;
+  } rows[] = {
+      {"48 kHz stereo", entry(0x40, {0x11, 0x90}), 48000},
+      {"44.1 kHz, no band replication", entry(0x40, {0x12, 0x10, 0x56, 0xE5, 0x00}), 44100},
+      {"all flags set", entry(0x40, {0x11, 0x90}, 0xE0), 48000},
+      {"band replication", entry(0x40, {0x2B, 0x11, 0x88, 0x00}), std::nullopt},
+      {"band replication behind", entry(0x40, {0x13, 0x10, 0x56, 0xE5, 0x98}), std::nullopt},
+      {"a rate written out", entry(0x40, {0x17, 0x80, 0x5D, 0xC0, 0x10}), std::nullopt},
+      {"channels listed", entry(0x40, {0x11, 0x80, 0x04, 0x00}), std::nullopt},
+      {"nothing", {}, std::nullopt},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(AACConfig::soleRate(row.sampleEntry), row.rate) << row.label;
+    for (const std::uint32_t rate : {96000U, 44100U, 8000U}) {
+      Bytes changed = row.sampleEntry;
+      EXPECT_EQ(AACConfig::setSoleRate(changed, rate), row.rate.has_value()) << row.label;
+      EXPECT_EQ(AACConfig::soleRate(changed), row.rate ? std::optional(rate) : std::nullopt)
+          << row.label;
+      // Channels and all else stay.
+      EXPECT_TRUE(!row.rate || AACConfig::setSoleRate(changed, *row.rate)) << row.label;
+      EXPECT_EQ(changed, row.sampleEntry) << row.label;
+    }
+    Bytes changed = row.sampleEntry;
+    EXPECT_FALSE(AACConfig::setSoleRate(changed, 47999)) << row.label;
+  }
+}
+
 }  // namespace
 }  // namespace tallowmark
