@@ -100,8 +100,8 @@ void BM_Resynchronise(benchmark::State& state) {
   const auto which = static_cast<std::size_t>(state.range(0));
   const Lessons& lessons = which == 0 ? h264 : which == 1 ? hevc : compressed;
   const Between source(lessons.clip, sourceOf(static_cast<Content>(state.range(1))));
-  const VideoRepair::WalkLessons walk{&*lessons.evidence,     {}, {},       orNull(lessons.sound),
-                                      orNull(lessons.blocks), 1,  4U << 20U};
+  const VideoRepair::WalkLessons walk{&*lessons.evidence,     {},      {}, orNull(lessons.sound),
+                                      orNull(lessons.blocks), nullptr, 1,  4U << 20U};
   while (state.KeepRunning()) {
     benchmark::DoNotOptimize(VideoRepair::walkByEvidence(source, 0, walk).video.size());
   }
