@@ -121,6 +121,17 @@ BlockCollector::Content BlockCollector::look(const ByteRange& gap, bool framesCo
   return content;
 }
 
+// Whether what a gap lost is behind its first blocks. Where other tracks' data stands ahead of
+// sound, it is at no usual distance from the picture before; but where sound leads up to pictures
+// it should do so here.
+bool BlockCollector::losesBehindFirst(const Content& content) const {
+  if (content.soundLeadsFromStart || content.chains.empty() || layout_.edgeAhead.empty()) {
+    return content.soundLeadsFromStart;
+  }
+  const std::uint64_t ahead = content.chains.front().from - content.gap.lower;
+  return ahead <= layout_.mostOthers && (content.chains.size() > 1 || !content.soundLeadsToEnd);
+}
+
 std::vector<ByteRange> BlockCollector::take(const Content& content, std::uint64_t frame,
                                             const TornPictures& torn) {
   if (!content.isUsual) {
@@ -141,7 +152,7 @@ std::vector<ByteRange> BlockCollector::take(const Content& content, std::uint64_
                     .countsOn = content.countsOn && content.others == 0,
                     .isUsual = content.isUsual,
                     .isAnothers = content.isAnothers,
-                    .leadsFromStart = content.soundLeadsFromStart});
+                    .leadsFromStart = losesBehindFirst(content)});
   std::vector<ByteRange> sound;
   sound.reserve(content.chains.size());
   for (const BlockChain& chain : content.chains) sound.push_back({chain.from, chain.to});

@@ -57,6 +57,7 @@ class BlockCollector {
  private:
   std::vector<BlockChain> chainsIn(const ByteRange& gap, StretchEnd end,
                                    std::span<const ByteRange> others, const TornPictures& torn);
+  bool losesBehindFirst(const Content& content) const;
   bool spans(const std::vector<BlockChain>& chains, const ByteRange& gap) const;
   bool isUsual(std::uint64_t blocks, std::uint64_t others) const;
   void addRows(const Content& content, const TornPictures& torn);

@@ -189,7 +189,8 @@ void Learner::learnLead(const std::vector<Extent>& extents) {
   layout_.lead = SoundLead::of(leads);
   constexpr std::size_t enough = 3;
   if (leads.size() >= enough) leads.erase(leads.begin());
-  for (std::size_t i = 1; i < leads.size(); ++i) {
+  // The last chunk is as long as the recording went on.
+  for (std::size_t i = 1; i + 1 < leads.size(); ++i) {
     layout_.leadStep = std::max(layout_.leadStep, std::abs(leads[i] - leads[i - 1]));
   }
   layout_.laterLead = SoundLead::of(std::move(leads));

@@ -74,7 +74,7 @@ class GatheredBlocks {
     bool isUsual = false;
     /// What nothing explains in it is another track's.
     bool isAnothers = false;
-    /// Its first row lies against the picture before.
+    /// Nothing is lost ahead of its first row.
     bool leadsFromStart = false;
   };
 

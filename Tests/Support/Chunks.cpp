@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "DeviceKit/FileSink.h"
 #include "DeviceKit/FileSource.h"
@@ -34,12 +35,18 @@ std::vector<Chunk> chunksOf(const Movie& movie, double seconds) {
 }
 
 void storeInChunks(const std::filesystem::path& clip, double seconds,
-                   const std::filesystem::path& target) {
+                   const std::filesystem::path& target, const std::vector<std::size_t>& order) {
   const FileSource source(clip.string());
   Movie movie = MovieParser::parse(BoxReader(source));
   std::vector<SampleList> lists(movie.tracks.size());
   Bytes media;
-  for (const Chunk& chunk : chunksOf(movie, seconds)) {
+  const auto placeOf = [&](const Chunk& chunk) {
+    return std::pair(chunk.number, std::find(order.begin(), order.end(), chunk.track));
+  };
+  std::vector<Chunk> chunks = chunksOf(movie, seconds);
+  std::stable_sort(chunks.begin(), chunks.end(),
+                   [&](const Chunk& a, const Chunk& b) { return placeOf(a) < placeOf(b); });
+  for (const Chunk& chunk : chunks) {
     for (Sample sample : movie.tracks[chunk.track].samples.slice(chunk.from, chunk.to)) {
       const Bytes bytes = source.read(sample.offset, sample.size);
       sample.offset = media.size();

@@ -21,8 +21,9 @@ struct Chunk {
 /// Chunks of so many seconds of each track in turn, in the order of the tracks.
 std::vector<Chunk> chunksOf(const Movie& movie, double seconds);
 
-/// Writes a clip anew in such chunks.
+/// Writes a clip anew in such chunks. `order`: numbers of the tracks, as their chunks follow one
+/// another; empty for their own order.
 void storeInChunks(const std::filesystem::path& clip, double seconds,
-                   const std::filesystem::path& target);
+                   const std::filesystem::path& target, const std::vector<std::size_t>& order = {});
 
 }  // namespace tallowmark::testing

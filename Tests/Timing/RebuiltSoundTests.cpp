@@ -2,11 +2,14 @@
 // Rebuilt AAC sound as a decoder hears it.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <fstream>
 #include <sstream>
 
 #include "DeviceKit/FileSource.h"
 #include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/MovieParser.h"
+#include "Tests/Support/Chunks.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Process.h"
 #include "Tests/Video/GroundTruth.h"
@@ -435,6 +438,76 @@ TEST(RebuiltSound, isToldByHowManyTracksItsChunksAreOf) {
   const auto same = testing::rebuildAndCompare(Victim(ofTwo), ofTwo);
   EXPECT_EQ(same.blocksInvented, 0U);
   EXPECT_GE(same.blocksExact + 5, same.blocks);
+}
+
+// A clip with a text of some hundred letters every 0.4 s, in chunks of sound, pictures and texts.
+fs::path inChunksWithTexts(const testing::TemporaryFolder& folder) {
+  constexpr int texts = 20;
+  const fs::path subtitles = folder / "texts.srt";
+  std::ofstream lines(subtitles);
+  for (int i = 0; i < texts; ++i) {
+    const auto time = [](int number) {
+      return "00:00:0" + std::to_string(number * 2 / 5) + "," +
+             std::to_string(1000 + number * 400 % 1000).substr(1);
+    };
+    lines << i + 1 << "\n"
+          << time(i) << " --> " << time(i + 1) << "\n"
+          << std::string(static_cast<std::size_t>(400 + i * 37 % 300), 'x') << "\n\n";
+  }
+  lines.close();
+  const auto made = testing::run(
+      {"ffmpeg", "-v", "error", "-y", "-i",
+       makeClip({.container = "mov", .seconds = 8, .sound = livelySound(2, 48000), .channels = 2})
+           .string(),
+       "-i", subtitles.string(), "-map", "0", "-map", "1", "-c", "copy", "-c:s", "mov_text",
+       (folder / "turns.mov").string()});
+  EXPECT_EQ(made.exitCode, 0) << made.errors;
+  fs::path clip = folder / "chunks.mov";
+  testing::storeInChunks(folder / "turns.mov", 0.48, clip, {1, 0, 2});
+  return clip;
+}
+
+// Silence stands where blocks are lost in a chunk, so that all others keep their time: behind what
+// is left of it, and even when fewer are lost than the recording's last chunk lacks.
+TEST(RebuiltSound, isSilentWhereAChunkLostBlocks) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  const fs::path plain = folder / "plain.mp4";
+  testing::storeInChunks(makeClip({.seconds = 8, .sound = livelySound(2, 48000), .channels = 2}),
+                         0.48, plain, {1, 0});
+  const fs::path texts = inChunksWithTexts(folder);
+  const struct {
+    const char* label;
+    fs::path clip;
+    /// Of the chunk of five seconds: blocks that are lost, and pictures behind them.
+    std::size_t from;
+    std::size_t to;
+    std::size_t pictures = 0;
+  } rows[] = {{"in the middle", plain, 6, 12},
+              {"at the end, with a picture", plain, 16, 22, 1},
+              {"at the end, with a picture, behind texts", texts, 16, 22, 1}};
+  for (const auto& row : rows) {
+    Victim victim(row.clip);
+    const Track& audio = *victim.truth().audioTrack();
+    std::vector<Sample> chunk;
+    for (std::uint64_t i = 0; i < audio.samples.size(); ++i) {
+      const double time = static_cast<double>(i) * 1024 / 48000;
+      if (std::floor(time / 0.48 + 1e-9) == 10) chunk.push_back(audio.samples[i]);
+    }
+    ASSERT_GE(chunk.size(), row.to) << row.label;
+    std::uint64_t end = chunk[row.to - 1].offset + chunk[row.to - 1].size;
+    if (row.pictures > 0) end = victim.truth().videoTrack()->samples[120].offset + 8;
+    victim.blank(chunk[row.from].offset, end);
+    const auto c = testing::rebuildAndCompare(victim, row.clip);
+    EXPECT_EQ(c.blocksExact, c.blocks) << row.label;
+    EXPECT_NEAR(static_cast<double>(c.result.soundBlocksFilled),
+                static_cast<double>(audio.samples.size() - c.blocks), 1)
+        << row.label;
+    EXPECT_LT(std::abs(c.worstStep), 1.0) << row.label;
+    EXPECT_LT(std::abs(c.worstTime), 0.05) << row.label;
+  }
 }
 
 // For comparison: by framing alone every gap is unused and the sound is gone.
