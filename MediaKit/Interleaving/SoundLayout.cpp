@@ -189,6 +189,15 @@ std::uint64_t SoundLayout::mostSound() const {
   return isAmongBlocks_ ? largestSound_ : largestSound_ + largestSound_ / 2;
 }
 
+// Whether so many bytes may be sound that goes on while no picture comes. Any number may be samples
+// of one byte: what does not sound must be as long as a chunk, to be told from torn pictures.
+bool SoundLayout::mayGoOn(std::uint64_t bytes, Neighbours neighbours) const {
+  if (pcm_.sampleSize > 1 || texture_.isTelling()) {
+    return !isAmongBlocks_ || bytes <= largestSound_;
+  }
+  return bytes <= mostSound() && (bytes >= smallestSound_ || neighbours == Neighbours::endOfMedia);
+}
+
 bool SoundLayout::isUsualSound(std::uint64_t bytes) const {
   return bytes > 0 && bytes % pcm_.sampleSize == 0 && bytes >= smallestSound_ / 2 &&
          bytes <= mostSound();
@@ -514,8 +523,7 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   // A camera that pauses its pictures goes on with sound; zeros are destroyed ones rather.
   if (!whole && neighbours != Neighbours::unknown && patterns_.size() == 1 &&
       patterns_.begin()->first == "A" && (to - from) % pcm_.sampleSize == 0 &&
-      (!isAmongBlocks_ || to - from <= largestSound_) &&
-      isMostly(&SoundTexture::isHeard, source, {from, to})) {
+      mayGoOn(to - from, neighbours) && isMostly(&SoundTexture::isHeard, source, {from, to})) {
     whole = ByteRange{from, to};
   }
   // A clip may be louder than its reference: between frames that count on, nothing was destroyed.
@@ -524,7 +532,9 @@ SoundLayout::Division SoundLayout::divide(const ByteSource& source, std::uint64_
   const bool sounds =
       whole && ((isKnown && neighbours != Neighbours::unknown) || isMostlySound(source, *whole) ||
                 (isKnown && shareOf(&SoundTexture::isSound, source, *whole) >= half));
-  if (whole && (neighbours != Neighbours::unknown || sounds)) {
+  const bool sizeTells = isKnown || pcm_.sampleSize > 1;
+  const bool mayBe = whole && (sizeTells || mayGoOn(whole->length(), neighbours));
+  if (mayBe && (sounds || (neighbours != Neighbours::unknown && sizeTells))) {
     Division division;
     if (whole->length() > 0) division.sound.push_back(*whole);
     division.isUsual = true;

@@ -110,6 +110,7 @@ class SoundLayout {
   std::vector<Candidate> candidates(std::uint64_t from, std::uint64_t to) const;
   bool hasOtherTracks() const;
   std::uint64_t mostSound() const;
+  bool mayGoOn(std::uint64_t bytes, Neighbours neighbours) const;
   std::optional<ByteRange> byKnownTotal(std::uint64_t from, std::uint64_t to) const;
   std::size_t edgesThatFit(const ByteSource& source, const ByteRange& gap,
                            const ByteRange& sound) const;

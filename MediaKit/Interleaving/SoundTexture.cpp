@@ -10,14 +10,40 @@ namespace tallowmark {
 namespace {
 constexpr std::uint64_t blocksToLearnFrom = 400;
 
+// From the loudest below zero to the loudest above it, which bytes by these laws are not in order
+// of.
+std::vector<std::uint8_t> loudnessOf(FourCC codec) {
+  constexpr unsigned above = 0x80;
+  const bool isMuLaw = codec == "ulaw";
+  if (!isMuLaw && codec != "alaw") {
+    return {};
+  }
+  std::vector<std::uint8_t> loudness(256);
+  for (unsigned byte = 0; byte < loudness.size(); ++byte) {
+    const unsigned stored = byte ^ (isMuLaw ? 0x7FU : 0x55U);
+    const unsigned magnitude = stored & 0x7FU;
+    loudness[byte] = static_cast<std::uint8_t>((stored & above) != 0 ? above + magnitude
+                                                                     : above - 1 - magnitude);
+  }
+  return loudness;
+}
+
 // Random bytes lie 64 apart on the circle of 256 values, on average; over a block of few samples
 // with many bytes each, the calmest byte comes down to 50.
 constexpr double clearlyNotRandom = 40;
+constexpr double clearlyNotRandomByLaw = 54;
 constexpr double leastRandom = 50;
+constexpr double leastRandomByLaw = 58;
 }  // namespace
 
 // The mean distance between neighbours, for the byte position where it is smallest.
 double SoundTexture::smallestStep(std::span<const std::uint8_t> block) const {
+  std::vector<std::uint8_t> heard;
+  if (!loudness_.empty()) {
+    heard.reserve(block.size());
+    for (const std::uint8_t byte : block) heard.push_back(loudness_[byte]);
+    block = heard;
+  }
   const std::size_t size = sampleSize_;
   if (block.size() <= size) {
     return std::numeric_limits<double>::max();
@@ -47,6 +73,7 @@ double SoundTexture::smallestStep(std::span<const std::uint8_t> block) const {
 SoundTexture SoundTexture::learn(const Track& audio, PCMLayout pcm, const ByteSource& source) {
   SoundTexture texture;
   texture.sampleSize_ = pcm.sampleSize;
+  texture.loudness_ = loudnessOf(audio.codec);
   const std::uint64_t samplesPerBlock = std::max<std::uint64_t>(96, 1024 / pcm.sampleSize);
   texture.blockSize_ = static_cast<std::size_t>(samplesPerBlock * pcm.sampleSize);
 
@@ -69,8 +96,11 @@ SoundTexture SoundTexture::learn(const Track& audio, PCMLayout pcm, const ByteSo
   }
   std::sort(steps.begin(), steps.end());
   const double usual = steps[steps.size() * 19 / 20];
-  if (usual * 2 < clearlyNotRandom) {
-    texture.largestStep_ = std::clamp(usual * 4, 12.0, clearlyNotRandom);
+  // The mean of a thousand bytes is steady; one by one they are not as calm as the calmest of two.
+  const bool isByLaw = !texture.loudness_.empty();
+  const double least = isByLaw ? clearlyNotRandomByLaw : clearlyNotRandom;
+  if (usual * (isByLaw ? 1.25 : 2) < least) {
+    texture.largestStep_ = std::clamp(usual * 4, 12.0, least);
   }
   return texture;
 }
@@ -84,7 +114,8 @@ bool SoundTexture::isNoise(std::span<const std::uint8_t> block) const {
 }
 
 bool SoundTexture::isNoSound(std::span<const std::uint8_t> block) const {
-  return smallestStep(block) >= leastRandom || (!hasDigitalSilence_ && isZeros(block));
+  const double least = loudness_.empty() ? leastRandom : leastRandomByLaw;
+  return smallestStep(block) >= least || (!hasDigitalSilence_ && isZeros(block));
 }
 
 bool SoundTexture::isSound(std::span<const std::uint8_t> block) const {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
@@ -42,6 +43,9 @@ class SoundTexture {
   double smallestStep(std::span<const std::uint8_t> block) const;
 
   std::uint32_t sampleSize_ = 1;
+  /// Samples of one byte by a law of ITU-T G.711: as loud as each is, in steps of it. Empty for
+  /// others.
+  std::vector<std::uint8_t> loudness_;
   std::size_t blockSize_ = 1024;
   double largestStep_ = 0;
   bool hasDigitalSilence_ = false;

@@ -370,6 +370,45 @@ TEST(ChunkOrder, destroyedPicturesAreNoSound) {
   }
 }
 
+// Any number of bytes is a whole number of samples by the laws of ITU-T G.711, and ahead of a key
+// picture nothing tells that pictures are missing.
+TEST(ChunkOrder, tornPicturesAreNoSoundOfOneByteASample) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  const struct {
+    const char* audio;
+    std::string sound;
+  } rows[] = {{"pcm_mulaw", testing::livelySound(1, 16000)},
+              {"pcm_alaw", testing::livelySound(1, 16000)},
+              {"pcm_mulaw", "anoisesrc=sample_rate=16000:amplitude=0.5:seed=1"}};
+  for (const auto& [audio, sound] : rows) {
+    const ClipRecipe recipe{.container = "mov",
+                            .audio = audio,
+                            .seconds = 6,
+                            .framesPerSecond = 30,
+                            .keyInterval = 15,
+                            .settings = ":scenecut=0",
+                            .sound = sound,
+                            .sampleRate = 16000};
+    const Storing halves{.label = "", .seconds = 0.5, .chunksPerBox = 2};
+    const fs::path clip = stored(makeClip(recipe), halves, folder / "clip.mov");
+    Victim victim(clip);
+    const SampleList& pictures = victim.truth().videoTrack()->samples;
+    for (const std::uint64_t torn : {41U, 42U, 43U, 44U}) {
+      victim.blank(pictures[torn].offset, pictures[torn].offset + 64);
+    }
+    const Comparison c = rebuildAndCompare(victim, clip);
+    EXPECT_EQ(c.exact, c.frames) << audio << sound;
+    EXPECT_LE(static_cast<std::uint64_t>(c.result.audioPackets),
+              victim.truth().audioTrack()->samples.size() + 800)
+        << audio << sound;
+    EXPECT_NEAR(c.result.seconds, 6, 0.05) << audio << sound;
+    EXPECT_LT(std::abs(c.worstStep), 1.5) << audio << sound;
+  }
+}
+
 // However long the camera's chunks of sound are, each tells where the pictures beside it belong.
 TEST(ChunkOrder, eachChunkKeepsThePicturesBesideItInStep) {
   if (!testing::canMakeClips()) {
