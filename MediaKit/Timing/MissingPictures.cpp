@@ -72,6 +72,7 @@ class Counting {
   std::size_t placeBefore(std::uint64_t loss) const;
   bool isShownBehind(std::uint64_t loss) const;
   std::vector<Skip>::iterator overrun(std::vector<Skip>& skips) const;
+  std::optional<Skip> skipAtEnd(std::uint64_t loss) const;
   bool tell(std::size_t loss, std::vector<Skip> skips);
 
   std::span<const std::uint64_t> losses_;
@@ -306,6 +307,25 @@ std::vector<Counting::Skip>::iterator Counting::overrun(std::vector<Skip>& skips
   });
 }
 
+// What is missing at the end of a sequence right behind a loss, where it ends earlier than all
+// others do: no count that follows tells of it.
+std::optional<Counting::Skip> Counting::skipAtEnd(std::uint64_t loss) const {
+  std::size_t next = loss;
+  while (next < samples_.size() && !changesSequence(next)) ++next;
+  const bool isLossBehind = std::upper_bound(losses_.begin(), losses_.end(), loss) !=
+                            std::upper_bound(losses_.begin(), losses_.end(), std::uint64_t{next});
+  if (bytes_.sequence == 0 || next == samples_.size() || next - loss > reordering_ ||
+      isLossBehind || order_.positions[next] != 0 || order_.places[next] == 0) {
+    return std::nullopt;
+  }
+  const std::size_t place = order_.places[next] - 1;
+  const std::int64_t missing = bytes_.sequence - 1 - order_.positions[numbers_[place]];
+  const bool isSame = order_.sequences[numbers_[place]] == order_.sequences[loss];
+  return isSame && missing > 0 && missing <= static_cast<std::int64_t>(reordering_)
+             ? std::optional(Skip{place, static_cast<std::uint32_t>(missing)})
+             : std::nullopt;
+}
+
 // Says whether the counts tell what is missing at a loss. `skips`: those that belong to it.
 bool Counting::tell(std::size_t loss, std::vector<Skip> skips) {
   const std::uint64_t at = losses_[loss];
@@ -328,6 +348,10 @@ bool Counting::tell(std::size_t loss, std::vector<Skip> skips) {
     all = betweenSequences(at, place);
     if (all) *all += skipped;
   } else {
+    if (const auto last = skipAtEnd(at)) {
+      skips.push_back(*last);
+      skipped += last->pictures;
+    }
     all = withinSequence(at, skipped);
   }
   // A whole sequence between them, and yet shown in turns: one was misread.

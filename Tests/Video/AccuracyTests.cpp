@@ -419,6 +419,29 @@ TEST(Accuracy, picturesBehindALongHoleAreShownBehindIt) {
   }
 }
 
+// The last picture of a sequence is missed by no count behind it, only by the sequence's length.
+TEST(Accuracy, picturesKeepTheirTimeBehindTheEndOfASequence) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const auto clip = makeClip({.bFrames = 2, .seconds = 4});
+  const Victim whole(clip);
+  const SampleList& pictures = whole.truth().videoTrack()->samples;
+  std::size_t ends = 0;
+  for (std::uint64_t key = 25; key < pictures.size(); key += 25) {
+    ASSERT_TRUE(pictures[key].isSync);
+    std::uint64_t last = key - 1;
+    while (pictures[last].compositionOffset <= pictures[last + 1].compositionOffset) --last;
+    Victim victim(clip);
+    victim.blank(pictures[last].offset, pictures[last].offset + pictures[last].size);
+    const Comparison c = rebuildAndCompare(victim, clip);
+    EXPECT_EQ(c.inOrder, c.shared) << last;
+    EXPECT_LT(std::abs(c.worstTime), 0.1) << last;
+    ++ends;
+  }
+  EXPECT_GT(ends, 1U);
+}
+
 // A camera that is busy drops pictures here and there. With sound at each picture all others keep
 // their time, to a picture at most, whatever their number and that of the reference.
 TEST(Accuracy, picturesKeepTheirTimeWhereOthersWereDropped) {
