@@ -44,6 +44,7 @@ BlockPacer::BlockPacer(const EvidencedFindings& found, const BlockLayout& layout
     chunk_ = chunkOf(gaps_);
     if (chunk_ == 0) chunk_ = layout.arrivals.usualChunk();
     tolerance_ = layout.leadStep + block / 2;
+    lastLong_ = lastLongStretch();
   }
 }
 
@@ -214,18 +215,17 @@ void BlockPacer::fillAsHeld(std::size_t from) {
   paceEnd(from);
 }
 
-// Whether pictures go on behind a gap, with nothing lost among them, for longer than it takes the
-// next chunk to come.
-bool BlockPacer::isSoundOver(std::size_t gap) const {
+std::size_t BlockPacer::lastLongStretch() const {
   constexpr double overdue = 1.5;
-  std::uint64_t from = gaps_[gap].frame;
-  const auto isLong = [&](std::uint64_t to) {
-    return static_cast<double>(to - from) * frame_ > overdue * betweenChunks_;
-  };
-  for (std::size_t i = gap + 1; i < gaps_.size() && !isLong(gaps_[i].frame); ++i) {
-    from = gaps_[i].frame;
+  std::uint64_t to = end_.frame;
+  for (std::size_t gap = gaps_.size(); gap > 0; --gap) {
+    const std::uint64_t from = gaps_[gap - 1].frame;
+    if (static_cast<double>(to - std::min(from, to)) * frame_ > overdue * betweenChunks_) {
+      return gap;
+    }
+    to = from;
   }
-  return gaps_[gap].blocksBehind == end_.blocksBehind && isLong(end_.frame);
+  return 0;
 }
 
 // What sound gained on the picture up to the last chunk, where nothing is lost from a gap to that
@@ -233,7 +233,8 @@ bool BlockPacer::isSoundOver(std::size_t gap) const {
 std::optional<double> BlockPacer::surplusByEnd(std::size_t gap) const {
   std::size_t last = gap;
   while (last + 1 < gaps_.size() && !gaps_[last + 1].isLoss) ++last;
-  if (!isFarApart_ || gaps_[last].frame >= end_.frame || !isSoundOver(last)) {
+  const bool isSoundOver = gaps_[last].blocksBehind == end_.blocksBehind && lastLong_ > last;
+  if (!isFarApart_ || gaps_[last].frame >= end_.frame || !isSoundOver) {
     return std::nullopt;
   }
   const double lead =
@@ -258,16 +259,20 @@ std::vector<Filling> BlockPacer::silenceIn(std::size_t from, std::size_t to) con
   }
   auto gap = gaps_.begin() + static_cast<std::ptrdiff_t>(from);
   const auto end = gaps_.begin() + static_cast<std::ptrdiff_t>(to);
-  for (const SoundHole& hole : found_.blocks.holes) {
-    while (gap != end && gap->frame < hole.frame) ++gap;
+  const std::vector<SoundHole>& holes = found_.blocks.holes;
+  auto hole = std::partition_point(holes.begin(), holes.end(), [&](const SoundHole& before) {
+    return before.frame < gap->frame;
+  });
+  for (; hole != holes.end(); ++hole) {
+    while (gap != end && gap->frame < hole->frame) ++gap;
     if (gap == end) {
       break;
     }
-    const bool isAllSound = hole.frame == 0 ? key_ == 0 : heldFor(*gap, *gap) < frame_ / 2;
-    const double seconds = static_cast<double>(hole.bytes) / rates_.sound;
+    const bool isAllSound = hole->frame == 0 ? key_ == 0 : heldFor(*gap, *gap) < frame_ / 2;
+    const double seconds = static_cast<double>(hole->bytes) / rates_.sound;
     const auto blocks = static_cast<std::uint64_t>(std::lround(seconds / block_));
-    if (gap->frame == hole.frame && gap->isLoss && isAllSound && blocks > 0) {
-      silence.push_back({hole.blocksBefore, blocks});
+    if (gap->frame == hole->frame && gap->isLoss && isAllSound && blocks > 0) {
+      silence.push_back({hole->blocksBefore, blocks});
     }
   }
   return silence;

@@ -59,7 +59,7 @@ class BlockPacer {
   }
   std::size_t nextTelling(std::size_t gap) const;
   double leadFrom(std::size_t gap) const;
-  bool isSoundOver(std::size_t gap) const;
+  std::size_t lastLongStretch() const;
   std::optional<double> surplusByEnd(std::size_t gap) const;
   double usualLead(const std::deque<double>& recent) const;
   std::vector<Filling> silenceIn(std::size_t from, std::size_t to) const;
@@ -91,6 +91,9 @@ class BlockPacer {
   double betweenChunks_;
   /// Blocks of a chunk, where nearly all are alike; else 0.
   double chunk_ = 0;
+  /// The last gap behind which pictures go on, with nothing lost among them, for longer than it
+  /// takes the next chunk to come, numbered from one; 0 without any.
+  std::size_t lastLong_ = 0;
   std::vector<double> starts_;
   double block_;
   ByteRates rates_;

@@ -311,7 +311,7 @@ std::vector<Counting::Skip>::iterator Counting::overrun(std::vector<Skip>& skips
 // others do: no count that follows tells of it.
 std::optional<Counting::Skip> Counting::skipAtEnd(std::uint64_t loss) const {
   std::size_t next = loss;
-  while (next < samples_.size() && !changesSequence(next)) ++next;
+  while (next < samples_.size() && next - loss <= reordering_ && !changesSequence(next)) ++next;
   const bool isLossBehind = std::upper_bound(losses_.begin(), losses_.end(), loss) !=
                             std::upper_bound(losses_.begin(), losses_.end(), std::uint64_t{next});
   if (bytes_.sequence == 0 || next == samples_.size() || next - loss > reordering_ ||

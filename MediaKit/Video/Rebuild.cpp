@@ -192,11 +192,14 @@ std::optional<FoundOrder> findOrder(const EvidencedFindings& found, const Source
 // Takes out what lies where the reference has sound but does not sound like it, where order counts
 // tell that a picture is missing there: it was that one.
 void takeOutTornPictures(EvidencedFindings& found, const Sources& from, const StopToken& stop) {
+  if (found.doubtful.empty()) {
+    return;
+  }
   EvidencedFindings torn = found;
   for (const DoubtfulSound& doubtful : found.doubtful) torn.losses.push_back(doubtful.frame);
   std::sort(torn.losses.begin(), torn.losses.end());
   torn.losses.erase(std::unique(torn.losses.begin(), torn.losses.end()), torn.losses.end());
-  const auto order = found.doubtful.empty() ? std::nullopt : findOrder(torn, from, stop);
+  const auto order = findOrder(torn, from, stop);
   const std::uint64_t cut = firstKeyframe(found.video);
   if (!order || !order->missing) {
     return;
