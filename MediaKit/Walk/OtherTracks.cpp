@@ -243,8 +243,11 @@ bool OtherTracks::isLedTo(const FoundFrame& frame) {
   if (frame.offset < turn_.end || gap.length() > mostSound) {
     return false;
   }
-  if (const auto& gaps = lessons_.turns.gaps; !gaps.empty()) {
-    return std::find(gaps.begin(), gaps.end(), gap.length()) != gaps.end();
+  const auto& gaps = lessons_.turns.gaps;
+  const bool isUsual = std::find(gaps.begin(), gaps.end(), gap.length()) != gaps.end();
+  // Chunks of compressed sound are of a few sizes in a short reference, and of others here.
+  if (isUsual || (!gaps.empty() && lessons_.blocks == nullptr)) {
+    return isUsual;
   }
   if (!askedForSound_ || askedForSound_->first != gap) {
     askedForSound_ = {gap, isSound_(gap)};
