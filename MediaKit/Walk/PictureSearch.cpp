@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <span>
+#include <tuple>
 #include <utility>
 
 namespace tallowmark::VideoRepair {
@@ -116,7 +117,24 @@ std::optional<FoundFrame> PictureSearch::firstBehind(const FoundFrame& frame, st
   }
   auto next = finder_.search(from, to);
   lookedBehind_ += (next ? next->offset : to) - frame.end();
-  return next;
+  return next ? std::optional(likelierWithin(*next, frame)) : std::nullopt;
+}
+
+// Lengths begin with zeros, of which sound may end with a few: then a frame seems to begin before
+// it does. Of those that begin within the first one's length the one that continues `frame` is
+// meant.
+FoundFrame PictureSearch::likelierWithin(const FoundFrame& first, const FoundFrame& frame) {
+  const auto rank = [&](const FoundFrame& next) {
+    const double succession = evidence_.successionBits(frame.slice, next.slice);
+    return std::tuple(succession >= 0, next.isLearnt);
+  };
+  FoundFrame best = first;
+  for (std::uint64_t i = 1;
+       i < evidence_.format().lengthSize && rank(best) < std::tuple(true, true); ++i) {
+    const auto other = finder_.maybeFrameAt(first.offset + i);
+    if (other && rank(*other) > rank(best)) best = *other;
+  }
+  return best;
 }
 
 // What stands behind a frame: another one that continues it, or what the reference has there. A

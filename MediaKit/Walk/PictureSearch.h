@@ -98,6 +98,7 @@ class PictureSearch {
   bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
   bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);
   std::optional<FoundFrame> firstBehind(const FoundFrame& frame, std::uint64_t reach);
+  FoundFrame likelierWithin(const FoundFrame& first, const FoundFrame& frame);
   double follower(const FoundFrame& frame);
   FoundFrame strongest(const Judged& found, std::uint64_t searchedFrom);
   bool mayLookInside(std::uint64_t bytes);

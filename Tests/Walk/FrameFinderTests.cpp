@@ -6,6 +6,8 @@
 #include "DeviceKit/FileSource.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "Tests/Support/Clips.h"
+#include "Tests/Support/Process.h"
+#include "Tests/Video/GroundTruth.h"
 
 namespace tallowmark {
 namespace {
@@ -42,6 +44,55 @@ TEST(FrameFinder, searchingFindsWhatLookingEverywhereFinds) {
     }
     EXPECT_GE(found, video.samples.size());
   }
+}
+
+// Behind a long hole a picture speaks for itself by what follows it. Sound of a constant rate may
+// end with zeros, ahead of which the next one seems to begin.
+TEST(FrameFinder, aPictureBetweenAHoleAndSoundIsFound) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  const auto clip = folder / "clip.mp4";
+  const auto made = testing::run(
+      {"ffmpeg",
+       "-v",
+       "error",
+       "-f",
+       "lavfi",
+       "-i",
+       "testsrc2=size=640x360:rate=25:duration=6,noise=alls=8:allf=t",
+       "-f",
+       "lavfi",
+       "-i",
+       "aevalsrc='0.25*sin(2*PI*330*t)|0.25*sin(2*PI*330*t)':sample_rate=48000:duration=6",
+       "-c:a",
+       "aac",
+       "-b:a",
+       "256k",
+       "-c:v",
+       "libx264",
+       "-preset",
+       "ultrafast",
+       "-b:v",
+       "20M",
+       "-pix_fmt",
+       "yuv420p",
+       "-x264-params",
+       "keyint=12:bframes=2:scenecut=0",
+       clip.string()});
+  ASSERT_EQ(made.exitCode, 0) << made.errors;
+  std::uint64_t frames = 0;
+  std::uint64_t exact = 0;
+  for (unsigned seed = 0; seed < 12; ++seed) {
+    testing::Victim victim(clip);
+    victim.punch(seed, 5, 65536, testing::Filling::zeros);
+    const auto c = testing::rebuildAndCompare(victim, clip);
+    EXPECT_EQ(c.invented, 0U) << seed;
+    frames += c.frames;
+    exact += c.exact + c.beforeKeyframe;
+  }
+  EXPECT_GE(exact * 1000, frames * 995);
 }
 
 }  // namespace
