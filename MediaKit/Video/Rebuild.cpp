@@ -345,6 +345,12 @@ void Rebuilding::find(WalkProgress& walks, const StopToken& stop) {
     throw hasMediaBox ? MediaError::noVideo()
                       : MediaError::malformed("no media data (mdat) was found");
   }
+  if (teacher_.mayBlend) {
+    const std::uint64_t bytes = bytesOfPCM(found_);
+    found_.unused += bytes;
+    found_.undividedSound += bytes;
+    giveUpPCM(found_);
+  }
   if (depth_ == Depth::full) {
     takeOutTornPictures(found_, sources_, stop);
     adoptSamplingRate(found_, teacher_, sources_.clip, sources_.reference);

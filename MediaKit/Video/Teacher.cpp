@@ -44,6 +44,18 @@ void setOtherSoundAside(Movie& movie) {
   }
 }
 
+// Whether sound of another kind takes now more bytes and now fewer: beside that nothing tells where
+// PCM begins.
+bool hasUnevenSoundAside(const Movie& movie) {
+  return std::any_of(movie.tracks.begin(), movie.tracks.end(), [](const Track& track) {
+    const std::uint32_t largest = track.samples.largestSize();
+    const auto runs = track.samples.runs();
+    return track.kind == Track::Kind::other && track.handler == "soun" &&
+           std::any_of(runs.begin(), runs.end(),
+                       [&](const SampleRun& run) { return run.first.size != largest; });
+  });
+}
+
 }  // namespace
 
 Teacher learn(Movie movie, const ByteSource& reference, Depth depth) {
@@ -79,6 +91,7 @@ Teacher learn(Movie movie, const ByteSource& reference, Depth depth) {
     if (teacher.pcm) teacher.beside = BlockLayout::learnBeside(teacher.movie, reference);
     teacher.sound =
         SoundLayout::learn(teacher.movie, reference, teacher.beside ? &*teacher.beside : nullptr);
+    teacher.mayBlend = hasUnevenSoundAside(teacher.movie);
     teacher.blocks = BlockLayout::learn(teacher.movie, reference);
   }
   if (teacher.evidence && teacher.blocks) {

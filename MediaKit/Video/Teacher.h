@@ -25,6 +25,8 @@ struct Teacher {
   NALFormat format;
   std::optional<PCMLayout> pcm;
   std::optional<SoundLayout> sound;
+  /// Other sound stands beside it, of which nothing tells where it ends: none may be kept.
+  bool mayBlend = false;
   std::optional<BlockLayout> blocks;
   /// AAC tracks beside PCM, which is kept.
   std::optional<BlockLayout> beside;

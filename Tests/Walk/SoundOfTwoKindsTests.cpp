@@ -125,6 +125,22 @@ TEST_F(SoundOfTwoKinds, keepsPCMApartFromAACBesideIt) {
   }
 }
 
+// Nothing tells where PCM begins behind sound that takes as many bytes as it likes.
+TEST_F(SoundOfTwoKinds, leavesPCMOutRatherThanBlendIt) {
+  for (const bool isInChunks : {false, true}) {
+    const Kinds kinds{"ALAC first", {"alac", "pcm_s16le"}, "mov", isInChunks};
+    const fs::path clip = clipOf(kinds, 0);
+    for (const fs::path& reference : {clip, clipOf(kinds, 1)}) {
+      const Comparison c = rebuildAndCompare(Victim(clip), reference);
+      EXPECT_EQ(c.exact, c.frames);
+      EXPECT_LT(std::abs(c.worstTime), 1.05);
+      EXPECT_EQ(c.result.audioPackets, 0U);
+      EXPECT_TRUE(c.result.audioDropped);
+      EXPECT_EQ(c.result.unusedBy.total(), c.result.unusedBytes);
+    }
+  }
+}
+
 // What stands between the pictures is no loss, though nothing of it comes back.
 TEST_F(SoundOfTwoKinds, keepsThePicturesTimeWhereNoneIsFound) {
   const Kinds alac{"ALAC", {"alac"}, "mov", true};
