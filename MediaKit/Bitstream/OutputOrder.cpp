@@ -261,7 +261,7 @@ std::vector<std::uint32_t> sequencesOf(std::span<const Picture> pictures,
     const std::size_t most = sinceLoss <= mostHeldBack ? deepest : mostHeldBack;
     const bool isBehindWide = std::binary_search(wide.begin(), wide.end(), i);
     const std::uint64_t next = loss != losses.end() ? *loss : pictures.size();
-    const std::uint64_t few = std::min<std::uint64_t>({next, pictures.size(), i + deepest + 2});
+    const auto few = std::min<std::uint64_t>({next, pictures.size(), i + deepest + 2});
     const bool isMixed = isBehindWide && backlog.heldBackFor(leastFrom(pictures, i, few)) > 0;
     if (pictures[i].startsSequence || isMixed || backlog.heldBackFor(pictures[i].count) > most) {
       ++sequence;

@@ -37,7 +37,7 @@ class SoundOfTwoKinds : public ::testing::Test {
   }
 
   fs::path clipOf(const Kinds& kinds, int variant) const {
-    const fs::path clip = folder_ / (std::to_string(variant) + '.' + kinds.container);
+    fs::path clip = folder_ / (std::to_string(variant) + '.' + kinds.container);
     std::vector<std::string> command{
         "ffmpeg", "-v",    "error", "-y",
         "-f",     "lavfi", "-i",    "testsrc2=size=320x240:rate=25,noise=alls=8:allf=t",
