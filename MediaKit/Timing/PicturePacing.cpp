@@ -275,6 +275,22 @@ bool areInStep(const SoundPace& sound, double frame, const std::vector<double>& 
   return outside * few <= (isDense(sound, starts) ? 0 : sound.anchors.size());
 }
 
+// Whether sound ends with pictures of their present durations, as in the reference, and comes late
+// on the way by more than half of a chunk: no pictures were dropped that anyone would miss, but one
+// chunk was stored behind more of them.
+bool endTogether(const SoundPace& sound, double frame, const std::vector<double>& starts) {
+  constexpr double apartAtMost = 0.1;
+  if (!sound.endLead || isDense(sound, starts) || sound.anchors.size() < 2 ||
+      std::abs(sound.seconds - starts.back() - *sound.endLead) > apartAtMost + frame) {
+    return false;
+  }
+  const double chunk = (sound.anchors.back().seconds - sound.anchors.front().seconds) /
+                       static_cast<double>(sound.anchors.size() - 1);
+  return std::any_of(sound.anchors.begin(), sound.anchors.end(), [&](const SoundAnchor& anchor) {
+    return anchor.seconds - starts[anchor.frame] < sound.lead.least - chunk / 2;
+  });
+}
+
 // Sound that was taken for another sampling rate's: 44.1 kHz for 48, say.
 bool isOfOtherSamplingRate(double stretch) {
   constexpr std::array rates{16.0, 22.05, 24.0, 32.0, 44.1, 48.0};
@@ -394,7 +410,7 @@ void paceBySound(SampleList& pictures, std::uint32_t timescale, const SoundPace&
   const std::uint32_t typical = pictures.typicalDuration();
   const double frame = static_cast<double>(typical) / timescale;
   std::vector<double> starts = startSeconds(pictures, timescale);
-  if (areInStep(sound, frame, starts)) {
+  if (areInStep(sound, frame, starts) || endTogether(sound, frame, starts)) {
     return;
   }
   const std::vector<Band> bands = bandsOf(sound, frame);

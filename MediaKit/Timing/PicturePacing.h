@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -42,6 +43,9 @@ struct SoundPace {
   double seconds = 0;
   /// How far the reference's sound is ahead of its pictures where anchors are.
   SoundLead lead;
+  /// By how many seconds its sound ends behind its pictures; absent where the clip's ends are not
+  /// known to be the recording's.
+  std::optional<double> endLead;
   /// The reference's pictures differ in length.
   bool variableRate = false;
 };

@@ -59,6 +59,8 @@ std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher
   }
   SoundPace pace;
   pace.variableRate = hasVariableRate(*teacher.video);
+  pace.endLead = static_cast<double>(teacher.audio->duration()) / teacher.audio->timescale -
+                 static_cast<double>(teacher.video->duration()) / teacher.video->timescale;
   if (teacher.blocks && !found.blocks.empty()) {
     const double block =
         static_cast<double>(teacher.blocks->kinds.front().ticks) / teacher.audio->timescale;
@@ -143,6 +145,7 @@ std::optional<SoundPace> paceOfRest(SoundPace pace, const EvidencedFindings& fou
     return std::nullopt;
   }
   pace.anchors = sound.tracks.empty() ? soundAnchors(found, 1.0 / audio.timescale) : sound.anchors;
+  pace.endLead.reset();
   const double delay = static_cast<double>(audio.startDelay) / movieTimescale;
   const std::uint64_t cut = firstKeyframe(found.video);
   std::vector<SoundAnchor> behindCut;

@@ -23,5 +23,29 @@ TEST(PicturePacing, picturesBehindTheLastSoundKeepTheirPace) {
   EXPECT_EQ(pictures.back().duration, 20U);
 }
 
+// Cameras that store a second of each in turn may have one more of pictures ahead of the sound
+// anywhere. Where both end together none of them was dropped.
+TEST(PicturePacing, picturesThatEndWithTheSoundKeepTheirPace) {
+  constexpr std::uint32_t timescale = 600;
+  constexpr double length = 12;
+  SampleList pictures;
+  pictures.append({.size = 1000, .duration = 20}, 360);
+  VideoRepair::SoundPace sound;
+  sound.anchors.push_back({0, 1});
+  for (std::uint64_t second = 2; second < 12; ++second) {
+    sound.anchors.push_back({second * 30, static_cast<double>(second)});
+  }
+  sound.seconds = length;
+  sound.lead = SoundLead::of({0.98, 0.93, 0.95, 0.94});
+  sound.variableRate = true;
+  SampleList apart = pictures;
+  VideoRepair::paceBySound(apart, timescale, sound, {}, 0);
+  EXPECT_NE(apart, pictures);
+  sound.endLead = 0;
+  VideoRepair::paceBySound(pictures, timescale, sound, {}, 0);
+  EXPECT_EQ(static_cast<double>(pictures.duration()) / timescale, length);
+  EXPECT_EQ(pictures.runs().size(), 1U);
+}
+
 }  // namespace
 }  // namespace tallowmark
