@@ -134,7 +134,7 @@ std::int64_t nearestTo(std::int64_t other, std::int64_t count, std::int64_t wrap
 // Behind a loss counts are taken to have gone on by less than half of what they count to, and those
 // of pictures that no other refers to by themselves. Two with nothing lost between them are that
 // near in truth; and none but leading pictures is shown ahead of the one that began the sequence
-// (H.264 §8.2.1, H.265 §3.77): where one would be, they have gone on by more.
+// (H.264 §8.2.1, H.265 §7.4.2.2): where one would be, they have gone on by more.
 void unwrapBehindLosses(std::vector<Picture>& pictures, std::span<const std::uint64_t> losses) {
   std::optional<std::int64_t> first;
   bool isLossy = false;

@@ -49,7 +49,7 @@ void setOtherSoundAside(Movie& movie) {
 bool hasUnevenSoundAside(const Movie& movie) {
   return std::any_of(movie.tracks.begin(), movie.tracks.end(), [](const Track& track) {
     const std::uint32_t largest = track.samples.largestSize();
-    const auto runs = track.samples.runs();
+    const auto& runs = track.samples.runs();
     return track.kind == Track::Kind::other && track.handler == "soun" &&
            std::any_of(runs.begin(), runs.end(),
                        [&](const SampleRun& run) { return run.first.size != largest; });

@@ -281,7 +281,7 @@ std::vector<ByteRange> Walker::takePCM(const SoundLayout::Division& division) {
     if (sounding_ + doubtful_ == 0) firstLead_ = leadBehind(0);
     if (!findings_.video.empty()) mostLead_ = std::max(mostLead_, leadBehind(0));
     ++(division.isDoubtful ? doubtful_ : sounding_);
-    if (division.isDoubtful) {
+    if (division.isDoubtful && findings_.audio.size() > before) {
       findings_.doubtful.push_back(
           {findings_.video.size(), before, findings_.audio.size(), division.isNoSound});
     }

@@ -52,6 +52,7 @@ std::uint64_t bytesOfPCM(const EvidencedFindings& found) {
 void giveUpPCM(EvidencedFindings& found) {
   found.audio.clear();
   found.otherAudio.clear();
+  found.doubtful.clear();
 }
 
 std::vector<Track> rebuildPCM(const EvidencedFindings& found, const Movie& reference, Track first) {
