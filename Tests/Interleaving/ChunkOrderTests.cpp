@@ -77,23 +77,15 @@ void store(const fs::path& clip, const Storing& how, std::uint64_t mediaStart,
            const fs::path& target) {
   const FileSource source(clip.string());
   Movie movie = MovieParser::parse(BoxReader(source));
-  std::vector<SampleList> lists(movie.tracks.size());
   Bytes media;
   MediaBoxes boxes;
   std::size_t number = 0;
   const std::vector<Chunk> chunks = chunksOf(movie, how.seconds);
-  for (const Chunk& chunk : chunks) {
+  movie = testing::gatherChunks(std::move(movie), source, chunks, media, [&] {
     const bool isLast = ++number == chunks.size();
     if (how.chunksPerBox > 0 && (isLast || number % how.chunksPerBox == 0)) boxes.split(media);
     while ((mediaStart + media.size()) % how.alignment != 0) media.push_back(how.padding);
-    for (Sample sample : movie.tracks[chunk.track].samples.slice(chunk.from, chunk.to)) {
-      const Bytes bytes = source.read(sample.offset, sample.size);
-      sample.offset = media.size();
-      lists[chunk.track].append(sample);
-      media.insert(media.end(), bytes.begin(), bytes.end());
-    }
-  }
-  for (std::size_t i = 0; i < lists.size(); ++i) movie.tracks[i].samples = lists[i];
+  });
   FileSink sink(target.string());
   MovieWriter::write(movie, MemorySource(media), {0, media.size()}, sink);
   sink.close();

@@ -34,19 +34,11 @@ std::vector<Chunk> chunksOf(const Movie& movie, double seconds) {
   return chunks;
 }
 
-void storeInChunks(const std::filesystem::path& clip, double seconds,
-                   const std::filesystem::path& target, const std::vector<std::size_t>& order) {
-  const FileSource source(clip.string());
-  Movie movie = MovieParser::parse(BoxReader(source));
+Movie gatherChunks(Movie movie, const ByteSource& source, std::span<const Chunk> chunks,
+                   std::vector<std::uint8_t>& media, const std::function<void()>& ahead) {
   std::vector<SampleList> lists(movie.tracks.size());
-  Bytes media;
-  const auto placeOf = [&](const Chunk& chunk) {
-    return std::pair(chunk.number, std::find(order.begin(), order.end(), chunk.track));
-  };
-  std::vector<Chunk> chunks = chunksOf(movie, seconds);
-  std::stable_sort(chunks.begin(), chunks.end(),
-                   [&](const Chunk& a, const Chunk& b) { return placeOf(a) < placeOf(b); });
   for (const Chunk& chunk : chunks) {
+    if (ahead) ahead();
     for (Sample sample : movie.tracks[chunk.track].samples.slice(chunk.from, chunk.to)) {
       const Bytes bytes = source.read(sample.offset, sample.size);
       sample.offset = media.size();
@@ -55,6 +47,21 @@ void storeInChunks(const std::filesystem::path& clip, double seconds,
     }
   }
   for (std::size_t i = 0; i < lists.size(); ++i) movie.tracks[i].samples = lists[i];
+  return movie;
+}
+
+void storeInChunks(const std::filesystem::path& clip, double seconds,
+                   const std::filesystem::path& target, const std::vector<std::size_t>& order) {
+  const FileSource source(clip.string());
+  Movie movie = MovieParser::parse(BoxReader(source));
+  Bytes media;
+  const auto placeOf = [&](const Chunk& chunk) {
+    return std::pair(chunk.number, std::find(order.begin(), order.end(), chunk.track));
+  };
+  std::vector<Chunk> chunks = chunksOf(movie, seconds);
+  std::stable_sort(chunks.begin(), chunks.end(),
+                   [&](const Chunk& a, const Chunk& b) { return placeOf(a) < placeOf(b); });
+  movie = gatherChunks(std::move(movie), source, chunks, media);
   FileSink sink(target.string());
   MovieWriter::write(movie, MemorySource(media), {0, media.size()}, sink);
   sink.close();

@@ -4,8 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <span>
 #include <vector>
 
+#include "DeviceKit/ByteSource.h"
 #include "MediaKit/Container/Movie.h"
 
 namespace tallowmark::testing {
@@ -20,6 +23,11 @@ struct Chunk {
 
 /// Chunks of so many seconds of each track in turn, in the order of the tracks.
 std::vector<Chunk> chunksOf(const Movie& movie, double seconds);
+
+/// Appends the samples of those chunks to `media`, each behind what `ahead` appends; the movie with
+/// its samples there. `source`: of `movie`.
+Movie gatherChunks(Movie movie, const ByteSource& source, std::span<const Chunk> chunks,
+                   std::vector<std::uint8_t>& media, const std::function<void()>& ahead = {});
 
 /// Writes a clip anew in such chunks. `order`: numbers of the tracks, as their chunks follow one
 /// another; empty for their own order.
