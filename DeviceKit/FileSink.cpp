@@ -6,16 +6,21 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "DeviceKit/DeviceError.h"
 #include "DeviceKit/KernelCopy.h"
+#include "DeviceKit/PositionedWrite.h"
+#include "DeviceKit/WriteBehind.h"
 
 namespace tallowmark {
 
 namespace {
 constexpr std::size_t pieceSize = std::size_t{8} << 20U;
-constexpr std::size_t largestWrite = std::size_t{1} << 30U;
+// From here on a thread of its own for writing costs less than it saves.
+constexpr std::uint64_t worthAThread = std::uint64_t{16} << 20U;
 }  // namespace
 
 FileSink::FileSink(std::string path) : name_(std::move(path)) {
@@ -36,17 +41,10 @@ FileSink::~FileSink() {
 }
 
 void FileSink::append(std::span<const std::uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::pwrite(fd_, bytes.data(), std::min(bytes.size(), largestWrite),
-                                     static_cast<off_t>(size_));
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      throw DeviceError::writeFailed(name_, written < 0 ? errno : EIO);
-    }
-    size_ += static_cast<std::uint64_t>(written);
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  const WriteOutcome outcome = writeFully(fd_, size_, bytes);
+  size_ += outcome.count;
+  if (outcome.error != 0) {
+    throw DeviceError::writeFailed(name_, outcome.error);
   }
 }
 
@@ -72,44 +70,91 @@ std::uint64_t FileSink::storedAt(const ByteSource& source, int descriptor, std::
   return stored_.second - offset;
 }
 
-std::uint64_t FileSink::copyPiece(const ByteSource& source, std::uint64_t offset,
-                                  std::uint64_t count) {
-  if (const auto from = source.descriptor(); from && kernelCopies_) {
-    // A hole in the source becomes one here: as fast, and as small, as it was.
-    const std::uint64_t stored = storedAt(source, *from, offset);
-    if (stored == 0) {
-      const std::uint64_t hole = stretchAt(*from, offset, count).length;
-      if (leaveHole(hole)) {
-        return hole;
-      }
-    }
-    count = stored == 0 ? count : std::min(count, stored);
-    const auto moved = kernelCopy(*from, offset, fd_, size_, static_cast<std::size_t>(count));
-    if (moved && *moved > 0) {
-      size_ += *moved;
-      return *moved;
-    }
-    // 0 can also be a file system that only pretends; the ordinary read below decides.
-    kernelCopies_ = moved.has_value();
-  }
+std::size_t FileSink::copyInKernel(int from, std::uint64_t offset, std::uint64_t count) {
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(count, pieceSize));
-  buffer_.resize(std::max(buffer_.size(), wanted));
-  const std::size_t got = source.readInto(offset, std::span(buffer_).first(wanted));
+  const auto moved = kernelCopy(from, offset, fd_, size_, wanted);
+  // 0 can also be a file system that only pretends; an ordinary read decides.
+  kernelCopies_ = moved.has_value();
+  size_ += moved.value_or(0);
+  return moved.value_or(0);
+}
+
+std::size_t FileSink::copyThroughBuffer(const ByteSource& source, std::uint64_t offset,
+                                        std::uint64_t count) {
+  buffer_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(count, pieceSize)));
+  const std::size_t got = source.readInto(offset, buffer_);
   append(std::span(buffer_).first(got));
   return got;
 }
 
+std::uint64_t FileSink::copyBehind(WriteBehind& behind, const ByteSource& source,
+                                   std::uint64_t offset, std::uint64_t count, const Told& progress,
+                                   const StopToken& stop) {
+  std::uint64_t done = 0;
+  std::uint64_t told = 0;
+  while (done < count) {
+    stop.check();
+    std::span<std::uint8_t> room = behind.next();
+    room = room.first(static_cast<std::size_t>(std::min<std::uint64_t>(count - done, room.size())));
+    const std::size_t got = room.empty() ? 0 : source.readInto(offset + done, room);
+    if (got == 0) {
+      break;
+    }
+    behind.give(got);
+    done += got;
+    if (progress && done - told >= pieceSize) {
+      progress(done);
+      told = done;
+    }
+  }
+  behind.finish();
+  size_ = behind.position();
+  if (behind.error() != 0) {
+    throw DeviceError::writeFailed(name_, behind.error());
+  }
+  return done;
+}
+
+std::uint64_t FileSink::copyOnward(const ByteSource& source, std::uint64_t offset,
+                                   std::uint64_t count, const Told& progress,
+                                   const StopToken& stop) {
+  const auto from = source.descriptor();
+  if (from) {
+    const std::uint64_t stored = storedAt(source, *from, offset);
+    // A hole in the source becomes one here: as fast, and as small, as it was.
+    if (const std::uint64_t hole = stored == 0 ? stretchAt(*from, offset, count).length : 0;
+        hole > 0 && leaveHole(hole)) {
+      return hole;
+    }
+    count = stored == 0 ? count : std::min(count, stored);
+  }
+  const bool isLong = count >= worthAThread;
+  if (from && kernelCopies_ && (!isLong || kernelCopyPays(offset, fd_, size_))) {
+    if (const std::size_t moved = copyInKernel(*from, offset, count)) {
+      return moved;
+    }
+  }
+  std::optional<WriteBehind> behind;
+  if (isLong) {
+    try {
+      behind.emplace(fd_, size_);
+    } catch (const std::system_error&) {  // no more threads to be had
+    }
+  }
+  return behind ? copyBehind(*behind, source, offset, count, progress, stop)
+                : copyThroughBuffer(source, offset, count);
+}
+
 std::uint64_t FileSink::copy(const ByteSource& source, std::uint64_t offset, std::uint64_t count,
-                             const std::function<void(std::uint64_t)>& progress,
-                             const StopToken& stop) {
+                             const Told& progress, const StopToken& stop) {
   // The kernel would go on behind the size that a growing file had when it was opened.
   count = std::min(count, source.size() - std::min(offset, source.size()));
   std::uint64_t done = 0;
+  const Told further = progress ? [&](std::uint64_t more) { progress(done + more); } : progress;
   while (done < count) {
     stop.check();
     const std::uint64_t start = size_;
-    const std::uint64_t got =
-        copyPiece(source, offset + done, std::min<std::uint64_t>(count - done, pieceSize));
+    const std::uint64_t got = copyOnward(source, offset + done, count - done, further, stop);
     if (got == 0) {
       break;
     }

@@ -13,6 +13,8 @@
 
 namespace tallowmark {
 
+class WriteBehind;
+
 /// Appends to a file that this object creates or empties, or to a descriptor it is handed.
 /// Not for use from two threads.
 class FileSink {
@@ -34,13 +36,17 @@ class FileSink {
   /// Throws DeviceError::writeFailed.
   void append(std::span<const std::uint8_t> bytes);
 
-  /// Appends `count` bytes of `source` from `offset` on, in pieces of at most 8 MiB, inside the
-  /// kernel where both ends are files; stretches the source has no storage for stay so. Returns how
-  /// many bytes the source gave: fewer than asked exactly when it ended first. `progress` is told
-  /// the bytes done after every piece; the stop is looked at as often. Throws DeviceError of either
-  /// end, Stopped.
+  /// Told how many bytes are copied.
+  using Told = std::function<void(std::uint64_t)>;
+
+  /// Appends `count` bytes of `source` from `offset` on, in pieces of at most 8 MiB: inside the
+  /// kernel where it has more to offer than copying, otherwise reading and writing at a time.
+  /// Stretches the source has no storage for stay so. Returns how many bytes the source gave: fewer
+  /// than asked exactly when it ended first. `progress` is told the bytes done after every piece,
+  /// on the calling thread, which alone reads `source`; the stop is looked at as often. Throws
+  /// DeviceError of either end, Stopped; nothing is to be appended after that.
   std::uint64_t copy(const ByteSource& source, std::uint64_t offset, std::uint64_t count,
-                     const std::function<void(std::uint64_t)>& progress, const StopToken& stop);
+                     const Told& progress, const StopToken& stop);
 
   /// Blocks until the bytes are on the medium. Throws DeviceError::writeFailed.
   void sync();
@@ -51,7 +57,13 @@ class FileSink {
  private:
   bool leaveHole(std::uint64_t length);
   std::uint64_t storedAt(const ByteSource& source, int descriptor, std::uint64_t offset);
-  std::uint64_t copyPiece(const ByteSource& source, std::uint64_t offset, std::uint64_t count);
+  std::size_t copyInKernel(int from, std::uint64_t offset, std::uint64_t count);
+  std::size_t copyThroughBuffer(const ByteSource& source, std::uint64_t offset,
+                                std::uint64_t count);
+  std::uint64_t copyBehind(WriteBehind& behind, const ByteSource& source, std::uint64_t offset,
+                           std::uint64_t count, const Told& progress, const StopToken& stop);
+  std::uint64_t copyOnward(const ByteSource& source, std::uint64_t offset, std::uint64_t count,
+                           const Told& progress, const StopToken& stop);
 
   int fd_ = -1;
   std::uint64_t size_ = 0;

@@ -13,6 +13,10 @@ namespace tallowmark {
 std::optional<std::size_t> kernelCopy(int from, std::uint64_t fromOffset, int to,
                                       std::uint64_t toOffset, std::size_t count);
 
+/// Whether the kernel may have more to offer for this copy than moving page after page, which two
+/// threads do faster: storage that both files share, or a server that copies by itself.
+bool kernelCopyPays(std::uint64_t fromOffset, int to, std::uint64_t toOffset);
+
 /// A stretch of a file that has storage throughout, or none and reads as zeros.
 struct Stretch {
   std::uint64_t length = 0;

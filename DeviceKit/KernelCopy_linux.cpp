@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,6 +24,29 @@ std::optional<std::size_t> kernelCopy(int from, std::uint64_t fromOffset, int to
     if (errno != EINTR) {
       return std::nullopt;  // other file systems, old kernels, errors: read and write tell which
     }
+  }
+}
+
+bool kernelCopyPays(std::uint64_t fromOffset, int to, std::uint64_t toOffset) {
+  constexpr std::uint64_t blockSize = 4096;
+  struct statfs system {};
+  if (::fstatfs(to, &system) != 0) {
+    return true;
+  }
+  switch (static_cast<std::uint32_t>(system.f_type)) {
+    case EXT4_SUPER_MAGIC:
+    case TMPFS_MAGIC:
+      return false;
+    case NFS_SUPER_MAGIC:
+    case SMB_SUPER_MAGIC:
+    case CIFS_SUPER_MAGIC:
+    case SMB2_SUPER_MAGIC:
+    case CEPH_SUPER_MAGIC:
+    case FUSE_SUPER_MAGIC:
+    case V9FS_MAGIC:
+      return true;
+    default:  // storage is shared by whole blocks only
+      return fromOffset % blockSize == toOffset % blockSize;
   }
 }
 

@@ -13,6 +13,10 @@ std::optional<std::size_t> kernelCopy(int, std::uint64_t, int, std::uint64_t, st
   return std::nullopt;
 }
 
+bool kernelCopyPays(std::uint64_t, int, std::uint64_t) {
+  return false;
+}
+
 Stretch stretchAt(int, std::uint64_t, std::uint64_t count) {
   return {count, false};
 }

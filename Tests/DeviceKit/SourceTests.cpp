@@ -12,7 +12,6 @@
 #include "DeviceKit/CachedSource.h"
 #include "DeviceKit/DeviceError.h"
 #include "DeviceKit/FailingSource.h"
-#include "DeviceKit/FileSink.h"
 #include "DeviceKit/FileSource.h"
 #include "DeviceKit/MemorySource.h"
 #include "Tests/Support/Files.h"
@@ -162,46 +161,6 @@ TEST(FailingSources, nameTheFirstByteThatCannotBeRead) {
       EXPECT_EQ(error.errorNumber(), EIO);
     }
   }
-}
-
-TEST(FileSinks, copyAStretchOfAFileThroughTheKernelAndOfMemoryThroughABuffer) {
-  const TemporaryFolder folder;
-  const Bytes bytes = counting(20'000'000);
-  const FileSource file(writeFile(folder / "clip", bytes).string());
-  const MemorySource memory(bytes);
-  for (const ByteSource* source :
-       {static_cast<const ByteSource*>(&file), static_cast<const ByteSource*>(&memory)}) {
-    FileSink sink((folder / "copy").string());
-    sink.append(counting(3));
-    std::vector<std::uint64_t> steps;
-    const auto note = [&](std::uint64_t done) { steps.push_back(done); };
-    EXPECT_EQ(sink.copy(*source, 1000, 19'000'000, note, {}), 19'000'000U);
-    sink.close();
-    const Bytes copy = contentsOf(folder / "copy");
-    ASSERT_EQ(copy.size(), 19'000'003U);
-    EXPECT_TRUE(std::equal(copy.begin() + 3, copy.end(), bytes.begin() + 1000));
-    EXPECT_GE(steps.size(), 3U);
-    EXPECT_EQ(steps.back(), 19'000'000U);
-  }
-}
-
-TEST(FileSinks, endWithTheSourceEvenWhereTheFileGrewMeanwhile) {
-  const TemporaryFolder folder;
-  const FileSource file(writeFile(folder / "clip", counting(100)).string());
-  std::filesystem::resize_file(folder / "clip", 5000);
-  FileSink sink((folder / "copy").string());
-  EXPECT_EQ(sink.copy(file, 40, 1000, {}, {}), 60U);
-}
-
-TEST(FileSinks, stopBetweenPieces) {
-  const TemporaryFolder folder;
-  const MemorySource source(counting(30'000'000));
-  FileSink sink((folder / "copy").string());
-  StopSource stop;
-  EXPECT_THROW(sink.copy(
-                   source, 0, source.size(), [&](auto) { stop.requestStop(); }, stop.token()),
-               Stopped);
-  EXPECT_LT(sink.size(), source.size());
 }
 
 }  // namespace
