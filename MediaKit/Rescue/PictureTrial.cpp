@@ -2,6 +2,7 @@
 #include "MediaKit/Rescue/PictureTrial.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <optional>
@@ -42,16 +43,21 @@ bool mostRunsDecode(const TriedClip& clip, const TrialDecoder& decoder) {
   return false;
 }
 
-// Whether a run decodes that is large enough not to do so by chance: a short one where damage
-// begins soon behind the key pictures.
+// Whether a run decodes that is large enough not to do so by chance. Short ones are decoded
+// soonest, and where damage begins soon behind the key pictures they are the only ones.
 bool anyLargeRunDecodes(const TriedClip& clip, const TrialDecoder& decoder) {
   // Both kinds of pictures are among so many.
   constexpr std::uint64_t shortestRun = 6;
-  constexpr std::size_t shortestRunsToTry = 2;
-  for (const std::uint64_t length : {shortRun, shortestRun}) {
-    for (const std::uint64_t key : clip.keys(length == shortRun ? runsToTry : shortestRunsToTry)) {
+  struct Runs {
+    std::uint64_t length;
+    std::uint64_t fewestBytes;
+    std::size_t tries;
+  };
+  constexpr std::array runs{Runs{shortestRun, 0, 2}, Runs{shortRun, largeRun, runsToTry}};
+  for (const auto& [length, fewestBytes, tries] : runs) {
+    for (const std::uint64_t key : clip.keys(tries)) {
       decoder.stop.check();
-      const PictureRun run = clip.runFrom(key, length, length == shortRun ? largeRun : 0);
+      const PictureRun run = clip.runFrom(key, length, fewestBytes);
       const auto decoded = run.bytes >= largeRun ? decoder.decode(run.pictures) : std::nullopt;
       if (decoded && decoded->whole) {
         return true;
