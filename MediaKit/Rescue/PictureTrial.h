@@ -14,7 +14,7 @@ namespace tallowmark {
 /// these, single ones, put behind a good key picture. A reference of another resolution or of other
 /// settings teaches where the frames lie all the same, and nothing but decoding them shows that its
 /// parameter sets are not theirs: they fit where the decoding of a picture ends with its data.
-/// Pictures are written for it into hidden files in `folder`, one file at a time. Throws
+/// Pictures are written for it into hidden files in `folder`, one or two at a time. Throws
 /// MediaError::noVideo when hardly any fits and the reference's do, DeviceError, Stopped. A plan
 /// that was not rebuilt has its own parameter sets and passes, as does everything where nothing can
 /// be tried or written.

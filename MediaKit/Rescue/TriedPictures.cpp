@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <list>
 
 #include "DeviceKit/DeviceError.h"
 #include "DeviceKit/PendingFile.h"
@@ -21,12 +22,17 @@ constexpr double nearlyIntact = 0.9;
 
 }  // namespace
 
-std::optional<DecodedPictures> TrialDecoder::decode(const PictureExcerpt& excerpt,
-                                                    PictureExcerpt::End end) const {
+std::optional<DecodedPictures> TrialDecoder::decode(
+    const PictureExcerpt& excerpt, std::initializer_list<PictureExcerpt::End> ends) const {
+  std::list<PendingFile> files;
+  std::vector<std::filesystem::path> paths;
   try {
-    PendingFile file(folder);
-    excerpt.write(file.sink(), end, stop);
-    return decoder(file.temporaryPath(), stop);
+    for (const PictureExcerpt::End end : ends) {
+      PendingFile& file = files.emplace_back(folder);
+      excerpt.write(file.sink(), end, stop);
+      paths.push_back(file.temporaryPath());
+    }
+    return decoder(paths, stop);
   } catch (const DeviceError& error) {
     if (error.kind() == DeviceError::Kind::writeFailed) {
       return std::nullopt;
@@ -37,16 +43,20 @@ std::optional<DecodedPictures> TrialDecoder::decode(const PictureExcerpt& excerp
 
 std::optional<bool> TrialDecoder::fits(const PictureExcerpt& excerpt) const {
   using End = PictureExcerpt::End;
-  const auto plain = decode(excerpt);
-  if (!plain || !plain->whole || !excerpt.hasSliceEnd()) {
+  if (!excerpt.hasSliceEnd()) {
+    const auto plain = decode(excerpt);
     return plain ? std::optional(plain->whole) : std::nullopt;
   }
-  const auto ended = decode(excerpt, End::otherBytes);
-  if (ended && ended->whole && ended->sums == plain->sums) {
+  // At once: most of the time goes into the decoder's start.
+  const auto both = decode(excerpt, {End::asItIs, End::moreBytes});
+  if (!both) {
+    return std::nullopt;
+  }
+  if (!both->whole || both->sums.front() != both->sums.back()) {
     return false;
   }
-  const auto longer = decode(excerpt, End::moreBytes);
-  return !longer || (longer->whole && longer->sums == plain->sums);
+  const auto ended = decode(excerpt, {End::otherBytes});
+  return !ended || !ended->whole || ended->sums.front() != both->sums.front();
 }
 
 // Of HEVC pictures of 1,400 bytes, 320 × 180, read with sets for 320 × 240, about one in four ended

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <initializer_list>
 #include <optional>
 #include <vector>
 
@@ -17,15 +18,18 @@
 namespace tallowmark {
 
 /// Where pictures are decoded, and by whom. Pictures are written for it into hidden files in
-/// `folder`, one file at a time; a decoding that cannot be had, since nothing can be written there
-/// or no decoder is here, is nothing. Throws DeviceError when a source cannot be read, Stopped.
+/// `folder`, one or two at a time; a decoding that cannot be had, since nothing can be written
+/// there or no decoder is here, is nothing. Throws DeviceError when a source cannot be read,
+/// Stopped.
 struct TrialDecoder {
   const std::filesystem::path& folder;
   const PictureDecoder& decoder;
   const StopToken& stop;
 
-  std::optional<DecodedPictures> decode(
-      const PictureExcerpt& excerpt, PictureExcerpt::End end = PictureExcerpt::End::asItIs) const;
+  /// Once for each of the ends.
+  std::optional<DecodedPictures> decode(const PictureExcerpt& excerpt,
+                                        std::initializer_list<PictureExcerpt::End> ends = {
+                                            PictureExcerpt::End::asItIs}) const;
 
   /// Whether the pictures decode, and the last one's data ends where its decoding does. A decoder
   /// of HEVC makes something of any bytes without a complaint, and one that takes a picture for a

@@ -4,22 +4,25 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "DeviceKit/StopToken.h"
 
 namespace tallowmark {
 
-/// What became of the pictures in a small clip when they were decoded.
+/// What became of the pictures in small clips when they were decoded.
 struct DecodedPictures {
   /// Every one decodes to its last corner, without a complaint.
   bool whole = false;
-  /// Tells the pictures from others; the same for the same ones.
-  std::string sums;
+  /// For each clip, what tells its pictures from others; the same for the same ones.
+  std::vector<std::string> sums;
 };
 
-/// Decodes the few pictures in a small clip; nothing when that cannot be done here. Throws Stopped.
+/// Decodes the few pictures in each of some small clips; nothing when that cannot be done here.
+/// Throws Stopped.
 using PictureDecoder = std::function<std::optional<DecodedPictures>(
-    const std::filesystem::path& clip, const StopToken& stop)>;
+    std::span<const std::filesystem::path> clips, const StopToken& stop)>;
 
 }  // namespace tallowmark

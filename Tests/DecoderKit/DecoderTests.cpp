@@ -42,7 +42,7 @@ class DecoderTests : public ::testing::Test {
 };
 
 std::optional<bool> allWhole(const fs::path& clip) {
-  const auto decoded = decodePictures(clip, {});
+  const auto decoded = decodePictures({&clip, 1}, {});
   return decoded ? std::optional(decoded->whole) : std::nullopt;
 }
 
@@ -66,6 +66,7 @@ TEST_F(DecoderTests, tellWhatTheDecoderSaidFromWhatItWasKeptFromSaying) {
   } rows[] = {{head + picture + "000000f1\\n" + picture + "10000000, S=1\\n'", true},
               {head + picture + "000000f1\\n" + picture + "00000000\\n'", false},
               {head + picture + "00000000, S=1\\n'", false},
+              {head + "7, 0, 0, 1, 384, 0x000000f1\\n'", false},
               {head + "'", false},
               {"exit 0", false},
               {head + picture + "000000f1\\n'; exit 1", false},
@@ -91,24 +92,46 @@ TEST_F(DecoderTests, tellWhereAPictureEnds) {
     const FileSource source(makeClip(recipe).string());
     const Movie movie = MovieParser::parse(BoxReader(source));
     PictureExcerpt excerpt(*movie.videoTrack());
-    const auto decodedWith = [&](PictureExcerpt::End end) {
-      FileSink sink((folder / "excerpt.mp4").string());
+    const auto written = [&](PictureExcerpt::End end) {
+      fs::path clip = folder / std::to_string(static_cast<int>(end));
+      FileSink sink(clip.string());
       excerpt.write(sink, end, {});
       sink.close();
-      return decodePictures(folder / "excerpt.mp4", {}).value();
+      return clip;
     };
     for (const std::uint64_t picture : {0U, 1U}) {
       ASSERT_TRUE(excerpt.add(movie.videoTrack()->samples[picture], source));
       ASSERT_TRUE(excerpt.hasSliceEnd());
       EXPECT_FALSE(excerpt.isSurelyDamaged());
-      const DecodedPictures plain = decodedWith(PictureExcerpt::End::asItIs);
-      EXPECT_TRUE(plain.whole);
-      const DecodedPictures longer = decodedWith(PictureExcerpt::End::moreBytes);
-      EXPECT_TRUE(longer.whole);
-      EXPECT_EQ(longer.sums, plain.sums);
-      EXPECT_NE(decodedWith(PictureExcerpt::End::otherBytes).sums, plain.sums);
+      const std::array clips{written(PictureExcerpt::End::asItIs),
+                             written(PictureExcerpt::End::moreBytes),
+                             written(PictureExcerpt::End::otherBytes)};
+      const DecodedPictures good = decodePictures(std::span(clips).first(2), {}).value();
+      EXPECT_TRUE(good.whole);
+      ASSERT_EQ(good.sums.size(), 2U);
+      EXPECT_EQ(std::count(good.sums[0].begin(), good.sums[0].end(), '\n'), picture + 1);
+      EXPECT_EQ(good.sums[1], good.sums[0]);
+      EXPECT_EQ(decodePictures(std::span(clips).first(1), {}).value().sums[0], good.sums[0]);
+      EXPECT_NE(decodePictures(std::span(clips).last(1), {}).value().sums[0], good.sums[0]);
     }
   }
+}
+
+// What is decoded beside a damaged clip is not whole for that.
+TEST_F(DecoderTests, complainOfOneClipAmongOthers) {
+  const fs::path whole = makeClip({});
+  Bytes bytes = contentsOf(whole);
+  const FileSource source(whole.string());
+  const Sample key = MovieParser::parse(BoxReader(source)).videoTrack()->samples[0];
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(key.offset + key.size / 4), key.size / 4,
+              std::uint8_t{0xFF});
+  const fs::path damaged = writeFile(folder / "damaged.mp4", bytes);
+  for (const auto& clips : {std::array{whole, damaged}, std::array{damaged, whole}}) {
+    const auto decoded = decodePictures(clips, {});
+    ASSERT_TRUE(decoded);
+    EXPECT_FALSE(decoded->whole);
+  }
+  EXPECT_TRUE(decodePictures(std::array{whole, whole}, {}).value().whole);
 }
 
 TEST_F(DecoderTests, endWithTheItem) {
@@ -118,7 +141,7 @@ TEST_F(DecoderTests, endWithTheItem) {
     EXPECT_TRUE(lifeline.willBeHeld(true));
     stop.requestStop();
   });
-  EXPECT_THROW((void)decodePictures("clip.mp4", stop.token()), Stopped);
+  EXPECT_THROW((void)decodePictures(std::array{fs::path("clip.mp4")}, stop.token()), Stopped);
   user.join();
   EXPECT_TRUE(lifeline.willBeHeld(false));
 }

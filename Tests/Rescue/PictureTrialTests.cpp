@@ -47,9 +47,9 @@ TEST(PictureTrial, settlesASmallClipByFewDecodings) {
     const FileSource reference(makeClip(other).string());
     const auto plan = VideoRepair::planRebuild(source, reference);
     unsigned decodings = 0;
-    const auto counted = [&](const std::filesystem::path& file, const StopToken& stop) {
+    const auto counted = [&](std::span<const std::filesystem::path> files, const StopToken& stop) {
       ++decodings;
-      return decodePictures(file, stop);
+      return decodePictures(files, stop);
     };
     EXPECT_NO_THROW(requireDecodable(plan, source, &reference, folder.path(), counted, {}));
     EXPECT_GE(decodings, 2U);
