@@ -70,6 +70,12 @@ std::uint64_t FileSink::storedAt(const ByteSource& source, int descriptor, std::
   return stored_.second - offset;
 }
 
+// A hole in the source becomes one here: as fast, and as small, as it was.
+std::uint64_t FileSink::copyHole(int from, std::uint64_t offset, std::uint64_t count) {
+  const Stretch stretch = stretchAt(from, offset, std::min<std::uint64_t>(count, pieceSize));
+  return stretch.hole && leaveHole(stretch.length) ? stretch.length : 0;
+}
+
 std::size_t FileSink::copyInKernel(int from, std::uint64_t offset, std::uint64_t count) {
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(count, pieceSize));
   const auto moved = kernelCopy(from, offset, fd_, size_, wanted);
@@ -120,13 +126,11 @@ std::uint64_t FileSink::copyOnward(const ByteSource& source, std::uint64_t offse
                                    const StopToken& stop) {
   const auto from = source.descriptor();
   if (from) {
-    const std::uint64_t stored = storedAt(source, *from, offset);
-    // A hole in the source becomes one here: as fast, and as small, as it was.
-    if (const std::uint64_t hole = stored == 0 ? stretchAt(*from, offset, count).length : 0;
-        hole > 0 && leaveHole(hole)) {
+    if (const std::uint64_t stored = storedAt(source, *from, offset)) {
+      count = std::min(count, stored);
+    } else if (const std::uint64_t hole = copyHole(*from, offset, count)) {
       return hole;
     }
-    count = stored == 0 ? count : std::min(count, stored);
   }
   const bool isLong = count >= worthAThread;
   if (from && kernelCopies_ && (!isLong || kernelCopyPays(offset, fd_, size_))) {

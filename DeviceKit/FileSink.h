@@ -57,6 +57,7 @@ class FileSink {
  private:
   bool leaveHole(std::uint64_t length);
   std::uint64_t storedAt(const ByteSource& source, int descriptor, std::uint64_t offset);
+  std::uint64_t copyHole(int from, std::uint64_t offset, std::uint64_t count);
   std::size_t copyInKernel(int from, std::uint64_t offset, std::uint64_t count);
   std::size_t copyThroughBuffer(const ByteSource& source, std::uint64_t offset,
                                 std::uint64_t count);
