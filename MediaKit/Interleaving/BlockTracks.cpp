@@ -306,7 +306,10 @@ FoundBlocks GatheredBlocks::share() {
   tell(owners.tracks, [&](const TrackOrder::Told& told) { sharing.take(told); });
   FoundBlocks found = sharing.result();
   found.isCountTold = owners.areTold;
-  found.areInChunks = arrivals().areFarApart();
+  const SoundArrivals arrivals = this->arrivals();
+  found.areInChunks = arrivals.areFarApart();
+  found.comeAsLearnt =
+      owners.areTold || tallowmark::comeAsLearnt(arrivals, layout_.arrivals, layout_.tracks.size());
   return found;
 }
 

@@ -67,20 +67,21 @@ double SoundArrivals::usualChunk() const {
   return tallowmark::usualChunk(std::move(chunks));
 }
 
+double SoundArrivals::shareBeside(std::size_t unit) const {
+  std::uint64_t others = 0;
+  for (std::size_t i = 1; i < arrivals_.size(); ++i) {
+    const bool isMultiple = (arrivals_[i].blocks - arrivals_[i - 1].blocks) % unit == 0;
+    others += arrivals_[i].joins && !isMultiple ? 1U : 0U;
+  }
+  return ratio(others, gaps_);
+}
+
 std::size_t SoundArrivals::inStep() const {
   // At 24 pictures a second one gap of 21 has one block of 48 kHz, and all others have two.
-  constexpr std::size_t seldom = 50;
-  for (std::size_t unit = mostTracks; unit > 1; --unit) {
-    std::size_t others = 0;
-    for (std::size_t i = 1; i < arrivals_.size(); ++i) {
-      const bool isMultiple = (arrivals_[i].blocks - arrivals_[i - 1].blocks) % unit == 0;
-      others += arrivals_[i].joins && !isMultiple ? 1U : 0U;
-    }
-    if (others * seldom <= gaps_) {
-      return unit;
-    }
-  }
-  return 1;
+  constexpr double seldom = 0.02;
+  std::size_t unit = mostTracks;
+  while (unit > 1 && shareBeside(unit) > seldom) --unit;
+  return unit;
 }
 
 // How far apart arrivals lie beside a line through two of them.
@@ -172,6 +173,18 @@ double usualChunk(std::vector<double> chunks) {
 bool comeAsOneTrack(const SoundArrivals& clip) {
   return clip.gaps() >= fewestGaps && !clip.areFarApart() && clip.inStep() == 1 &&
          clip.areEven(1, SoundArrivals::Extent::throughout);
+}
+
+bool comeAsLearnt(const SoundArrivals& clip, const SoundArrivals& reference,
+                  std::size_t referenceTracks) {
+  constexpr std::size_t fewest = 3;
+  constexpr double often = 0.12;
+  if (clip.areFarApart()) {
+    return reference.areFarApart() && std::min(clip.wholeGaps(), reference.wholeGaps()) >= fewest &&
+           isNear(clip.blocksPerGap(), reference.blocksPerGap(), 0.25);
+  }
+  return referenceTracks == 1 && clip.gaps() >= fewestGaps && clip.shareBeside(2) >= often &&
+         clip.shareBeside(3) >= often;
 }
 
 std::optional<bool> areOfOtherTracks(const SoundArrivals& clip, const SoundArrivals& reference) {

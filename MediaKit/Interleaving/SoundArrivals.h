@@ -32,6 +32,8 @@ class SoundArrivals {
 
   /// The largest number up to sixteen of which nearly every gap has a multiple.
   std::size_t inStep() const;
+  /// The share of gaps that do not have a multiple of `unit` blocks.
+  double shareBeside(std::size_t unit) const;
   /// Whether steps of `unit` blocks come as evenly as whole pictures let them: nearly everywhere,
   /// or all the way.
   enum class Extent { mostly, throughout };
@@ -63,6 +65,11 @@ double usualChunk(std::vector<double> chunks);
 
 /// Whether blocks come as those of one track; or of several that begin as far apart as can be.
 bool comeAsOneTrack(const SoundArrivals& clip);
+
+/// Whether blocks come as those of a reference with so many tracks, no matter how many pictures lie
+/// between: chunks as large as its, or for a single track gaps that seldom have multiples.
+bool comeAsLearnt(const SoundArrivals& clip, const SoundArrivals& reference,
+                  std::size_t referenceTracks);
 
 /// Whether a clip's chunks hold so much more or so much less sound than the reference's tracks have
 /// in that time that it must be of another number of tracks. Nothing where too few are whole.

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 namespace tallowmark::VideoRepair {
 
@@ -14,10 +16,19 @@ constexpr std::array usualRates{
     24 / broadcast, 24.0, 25.0,  30 / broadcast, 30.0,  48 / broadcast,  48.0,  50.0,
     60 / broadcast, 60.0, 100.0, 120.0,          200.0, 120 / broadcast, 240.0, 240 / broadcast};
 
-double nearestRate(double rate) {
-  return *std::min_element(usualRates.begin(), usualRates.end(), [&](double a, double b) {
+// In the dark, and of cameras that look after a house or a road.
+constexpr std::array slowRates{10.0, 12.0, 12.5, 15 / broadcast, 15.0, 20.0};
+
+template <class Rates>
+double nearestOf(const Rates& rates, double rate) {
+  return *std::min_element(rates.begin(), rates.end(), [&](double a, double b) {
     return std::abs(a - rate) < std::abs(b - rate);
   });
+}
+
+double nearestRate(double rate) {
+  const std::array<double, 2> nearest{nearestOf(usualRates, rate), nearestOf(slowRates, rate)};
+  return nearestOf(nearest, rate);
 }
 
 bool isNear(double value, double wanted, double tolerance) {
@@ -58,43 +69,59 @@ bool mayBeRate(std::uint32_t rate, std::uint32_t taught, const BlockLayout* bloc
   return ratio > 1 && ratio < (isSole ? ofBlocks : ofPCM);
 }
 
-std::vector<SoundAnchor> anchorsBefore(std::uint64_t frame, std::vector<SoundAnchor> anchors) {
-  std::erase_if(anchors, [&](const SoundAnchor& anchor) { return anchor.frame >= frame; });
-  return anchors;
-}
-
 }  // namespace
 
-std::optional<SoundRate> SoundRate::of(const std::vector<SoundAnchor>& anchors) {
-  constexpr std::size_t fewest = 8;
-  constexpr double shortest = 2;
-  if (anchors.size() < fewest || anchors.back().seconds - anchors.front().seconds < shortest) {
-    return std::nullopt;
-  }
-  const auto count = static_cast<double>(anchors.size());
-  double frames = 0;
-  double seconds = 0;
+AnchorStretches stretchesOf(const std::vector<SoundAnchor>& anchors,
+                            const std::vector<std::uint64_t>& losses) {
+  AnchorStretches stretches;
+  auto loss = losses.begin();
   for (const SoundAnchor& anchor : anchors) {
-    frames += static_cast<double>(anchor.frame) / count;
-    seconds += anchor.seconds / count;
+    const auto next = std::upper_bound(loss, losses.end(), anchor.frame);
+    if (stretches.empty() || next != loss) {
+      stretches.emplace_back();
+    }
+    loss = next;
+    stretches.back().push_back(anchor);
+  }
+  return stretches;
+}
+
+std::optional<SoundRate> SoundRate::of(const AnchorStretches& stretches) {
+  constexpr double fewest = 8;
+  constexpr double shortest = 2;
+  // Of each stretch, from its middle.
+  std::vector<std::pair<double, double>> places;
+  for (const std::vector<SoundAnchor>& anchors : stretches) {
+    const auto count = static_cast<double>(anchors.size());
+    double frames = 0;
+    double seconds = 0;
+    for (const SoundAnchor& anchor : anchors) {
+      frames += static_cast<double>(anchor.frame) / count;
+      seconds += anchor.seconds / count;
+    }
+    for (const SoundAnchor& anchor : anchors) {
+      places.emplace_back(static_cast<double>(anchor.frame) - frames, anchor.seconds - seconds);
+    }
   }
   double both = 0;
   double squares = 0;
-  for (const SoundAnchor& anchor : anchors) {
-    const double beside = static_cast<double>(anchor.frame) - frames;
-    both += beside * (anchor.seconds - seconds);
-    squares += beside * beside;
+  for (const auto& [frame, seconds] : places) {
+    both += frame * seconds;
+    squares += frame * frame;
   }
-  if (squares <= 0 || both <= 0) {
+  const auto count = static_cast<double>(places.size());
+  if (count < fewest || squares <= 0 || both <= 0) {
     return std::nullopt;
   }
-  SoundRate rate{.perPicture = both / squares,
-                 .length = anchors.back().seconds - anchors.front().seconds};
-  std::vector<double> leads;
-  leads.reserve(anchors.size());
-  for (const SoundAnchor& anchor : anchors) {
-    leads.push_back(anchor.seconds - static_cast<double>(anchor.frame) * rate.perPicture);
+  // Of places along one stretch the mean square is a twelfth of its length's.
+  const double perPicture = both / squares;
+  SoundRate rate{.perPicture = perPicture, .length = std::sqrt(12 * squares / count) * perPicture};
+  if (rate.length < shortest) {
+    return std::nullopt;
   }
+  std::vector<double> leads;
+  leads.reserve(places.size());
+  for (const auto& [frame, seconds] : places) leads.push_back(seconds - frame * perPicture);
   const SoundLead lead = SoundLead::of(std::move(leads));
   rate.swing = lead.mostlyMost - lead.mostlyLeast;
   rate.width = lead.most - lead.least;
@@ -110,8 +137,7 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
                                          std::optional<double> stated) {
   constexpr double nearest = 0.0015;
   constexpr double vaguest = 0.015;
-  const std::uint64_t lossless = found.losses.empty() ? found.video.size() : found.losses.front();
-  const auto rate = SoundRate::of(anchorsBefore(lossless, pace.anchors));
+  const auto rate = SoundRate::of(stretchesOf(pace.anchors, found.losses));
   if (!rate || frame <= 0 || !rate->isSteady(pace.lead)) {
     return std::nullopt;
   }
@@ -144,15 +170,14 @@ std::optional<std::uint32_t> otherSamplingRate(const EvidencedFindings& found,
   // that time, and not evenly.
   constexpr double longEnough = 6;
   constexpr double block = 1024;
-  const std::uint64_t lossless = found.losses.empty() ? found.video.size() : found.losses.front();
-  const auto rate = SoundRate::of(anchorsBefore(lossless, pace.anchors));
+  const auto rate = SoundRate::of(stretchesOf(pace.anchors, found.losses));
   if (!rate || frame <= 0 || taught == 0 || pace.variableRate || rate->length < longEnough ||
       rate->width > frame + block / taught) {
     return std::nullopt;
   }
   const double tolerance = std::max(nearest, rate->swing / rate->length);
   const double frames = 1 / rate->perPicture;
-  if (tolerance > vaguest || isNear(frames, nearestRate(frames), tolerance)) {
+  if (tolerance > vaguest || isNear(frames, nearestOf(usualRates, frames), tolerance)) {
     return std::nullopt;
   }
   const auto told = std::find_if(usual.begin(), usual.end(), [&](std::uint32_t other) {
@@ -160,6 +185,27 @@ std::optional<std::uint32_t> otherSamplingRate(const EvidencedFindings& found,
            isNear(rate->perPicture * taught / other, frame, tolerance);
   });
   return told != usual.end() ? std::optional(*told) : std::nullopt;
+}
+
+bool gainsOnPictures(const EvidencedFindings& found, const SoundPace& pace, double frame) {
+  constexpr double much = 0.1;
+  const double usual = pace.lead.mostlyMost - pace.lead.mostlyLeast + 2 * frame + much;
+  const AnchorStretches stretches = stretchesOf(pace.anchors, found.losses);
+  return std::any_of(stretches.begin(), stretches.end(), [&](const auto& anchors) {
+    double least = std::numeric_limits<double>::max();
+    double before = 0;
+    double largestStep = 0;
+    return std::any_of(anchors.begin(), anchors.end(), [&](const SoundAnchor& anchor) {
+      const double lead = anchor.seconds - static_cast<double>(anchor.frame) * frame;
+      if (lead < least) {
+        least = lead;
+        largestStep = 0;
+      }
+      largestStep = std::max(largestStep, lead - std::max(std::exchange(before, lead), least));
+      // All at once it is pictures that are lost.
+      return lead - least - largestStep > usual;
+    });
+  });
 }
 
 void showFor(SampleList& pictures, double ticks) {

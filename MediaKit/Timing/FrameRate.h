@@ -11,25 +11,32 @@
 
 namespace tallowmark::VideoRepair {
 
-/// Seconds of sound to a picture: a line through anchors.
+/// Anchors between which nothing is lost.
+using AnchorStretches = std::vector<std::vector<SoundAnchor>>;
+
+/// `losses`: numbers of the pictures behind them, in order.
+AnchorStretches stretchesOf(const std::vector<SoundAnchor>& anchors,
+                            const std::vector<std::uint64_t>& losses);
+
+/// Seconds of sound to a picture: parallel lines through the anchors of stretches.
 struct SoundRate {
   double perPicture = 0;
-  /// How far apart nearly all anchors and all of them lie beside the line, and how long it is, in
-  /// seconds of sound.
+  /// How far apart nearly all anchors and all of them lie beside the lines, and how long these
+  /// mostly are, in seconds of sound.
   double swing = 0;
   double width = 0;
   double length = 0;
 
-  /// Nothing when there are too few anchors, or all within two seconds.
-  static std::optional<SoundRate> of(const std::vector<SoundAnchor>& anchors);
+  /// Nothing when there are too few anchors, or stretches are mostly shorter than two seconds.
+  static std::optional<SoundRate> of(const AnchorStretches& stretches);
 
   /// Whether the anchors lie as close to the line as the reference's swing lets them.
   bool isSteady(const SoundLead& reference) const;
 };
 
 /// Seconds of a picture of a clip that was recorded at another of the rates that cameras have than
-/// its reference, whose pictures last `frame` seconds: steady sound tells, as far as nothing is
-/// lost. Nothing when the rates are the same, or when something else can make as much more or less
+/// its reference, whose pictures last `frame` seconds: steady sound tells where nothing is lost.
+/// Nothing when the rates are the same, or when something else can make as much more or less
 /// sound, in PCM channels and sample rates, in AAC another number of tracks, and the clip does not
 /// state the same. `blocks`: the reference's AAC sound, null for PCM. `stated`: how much longer the
 /// clip's pictures last by its own word.
@@ -38,12 +45,16 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
                                          std::optional<double> stated);
 
 /// The sampling rate of a clip whose reference has sound of another one, `taught`, and else the
-/// same: steady sound tells, as far as nothing is lost, where pictures of `frame` seconds ask for
+/// same: steady sound tells, where nothing is lost and where pictures of `frame` seconds ask for
 /// just that rate and no other frame rate would do. Nothing where something else can make as much
 /// more or less sound, or drop as many pictures. `blocks` as above.
 std::optional<std::uint32_t> otherSamplingRate(const EvidencedFindings& found,
                                                const SoundPace& pace, double frame,
                                                std::uint32_t taught, const BlockLayout* blocks);
+
+/// Whether sound gains on pictures of `frame` seconds somewhere where nothing is lost, by more than
+/// the reference's does: a camera that drops pictures now and then, or takes fewer in the dark.
+bool gainsOnPictures(const EvidencedFindings& found, const SoundPace& pace, double frame);
 
 /// Lets each picture last that many ticks, or one more or less.
 void showFor(SampleList& pictures, double ticks);

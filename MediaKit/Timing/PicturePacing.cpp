@@ -292,27 +292,24 @@ bool endTogether(const SoundPace& sound, double frame, const std::vector<double>
 }
 
 // Sound that was taken for another sampling rate's: 44.1 kHz for 48, say.
-bool isOfOtherSamplingRate(double stretch) {
-  constexpr std::array rates{16.0, 22.05, 24.0, 32.0, 44.1, 48.0};
+bool isOfOtherSamplingRate(double stretch, std::uint32_t taken) {
+  constexpr std::array<double, 6> rates{16000, 22050, 24000, 32000, 44100, 48000};
   constexpr double near = 0.012;
-  for (const double rate : rates) {
-    for (const double other : rates) {
-      if (rate != other && std::abs(stretch * other / rate - 1) < near) return true;
-    }
-  }
-  return false;
+  return std::any_of(rates.begin(), rates.end(), [&](double rate) {
+    return rate != taken && (taken == 0 || std::abs(stretch * taken / rate - 1) < near);
+  });
 }
 
 // A camera of constant rate that drops pictures shows others at their time. Where all of them would
 // be shown slower it can be the sound that differs, unless by little.
-bool isBelievable(const std::vector<double>& factors, double stretch) {
+bool isBelievable(const std::vector<double>& factors, double stretch, std::uint32_t samplingRate) {
   constexpr double fewest = 0.2;
   constexpr double little = 1.04;
   const auto unchanged = std::count_if(factors.begin(), factors.end(), [](double factor) {
     return std::abs(factor - 1) < little - 1;
   });
   return static_cast<double>(unchanged) >= fewest * static_cast<double>(factors.size()) ||
-         stretch <= little || !isOfOtherSamplingRate(stretch);
+         stretch <= little || !isOfOtherSamplingRate(stretch, samplingRate);
 }
 
 // `delay`: as for `paceBySound`.
@@ -429,7 +426,7 @@ void paceBySound(SampleList& pictures, std::uint32_t timescale, const SoundPace&
     durations.push_back(ticks(time - static_cast<double>(done), 1));
     done += durations.back();
   }
-  if (!sound.variableRate && !isBelievable(factors, time / length)) {
+  if (!sound.variableRate && !isBelievable(factors, time / length, sound.samplingRate)) {
     return;
   }
   SampleList paced;

@@ -48,6 +48,8 @@ struct SoundPace {
   std::optional<double> endLead;
   /// The reference's pictures differ in length.
   bool variableRate = false;
+  /// Of the reference's sound; 0 where that is not known.
+  std::uint32_t samplingRate = 0;
 };
 
 /// Lets pictures last as long as their counts say: when the reference's do so, or when sound agrees

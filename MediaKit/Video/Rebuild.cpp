@@ -59,6 +59,7 @@ std::optional<SoundPace> soundPace(const EvidencedFindings& found, const Teacher
   }
   SoundPace pace;
   pace.variableRate = hasVariableRate(*teacher.video);
+  pace.samplingRate = samplingRateOf(*teacher.audio).value_or(0);
   pace.endLead = static_cast<double>(teacher.audio->duration()) / teacher.audio->timescale -
                  static_cast<double>(teacher.video->duration()) / teacher.video->timescale;
   if (teacher.blocks && !found.blocks.empty()) {
@@ -167,7 +168,7 @@ struct FoundOrder {
 
 // Nothing where the headers cannot be read.
 std::optional<FoundOrder> findOrder(const EvidencedFindings& found, const Sources& from,
-                                    const StopToken& stop) {
+                                    bool variableRate, const StopToken& stop) {
   const std::uint64_t cut = firstKeyframe(found.video);
   const SampleList video = found.video.slice(cut, found.video.size());
   const std::vector<std::uint64_t> losses = lossesBehind(cut, found.losses);
@@ -180,8 +181,8 @@ std::optional<FoundOrder> findOrder(const EvidencedFindings& found, const Source
                   .tell = learnCounts(from.teacher, from.reference, lessons, stop),
                   .pictureTicks = video.typicalDuration()};
   // Where the camera drops pictures that its counts do not skip, these tell nothing of time.
-  const bool isTold = read.tell == CountsTell::time ||
-                      (read.tell == CountsTell::unknown && !hasVariableRate(*from.teacher.video));
+  const bool isTold =
+      read.tell == CountsTell::time || (read.tell == CountsTell::unknown && !variableRate);
   if (!found.losses.empty() && isTold) {
     read.missing = missingPictures(video, losses, read.order,
                                    {.countsAreTime = read.tell == CountsTell::time,
@@ -202,7 +203,7 @@ void takeOutTornPictures(EvidencedFindings& found, const Sources& from, const St
   for (const DoubtfulSound& doubtful : found.doubtful) torn.losses.push_back(doubtful.frame);
   std::sort(torn.losses.begin(), torn.losses.end());
   torn.losses.erase(std::unique(torn.losses.begin(), torn.losses.end()), torn.losses.end());
-  const auto order = findOrder(torn, from, stop);
+  const auto order = findOrder(torn, from, hasVariableRate(*from.teacher.video), stop);
   const std::uint64_t cut = firstKeyframe(found.video);
   if (!order || !order->missing) {
     return;
@@ -375,9 +376,15 @@ void Rebuilding::tellTime(const StopToken& stop) {
   pace_ = soundPace(found_, teacher_);
   if (pace_) {
     adoptFrameRate(found_, *pace_, sources_);
+    // Where nothing is lost, sound tells as much later.
+    pace_->variableRate =
+        pace_->variableRate ||
+        (!found_.losses.empty() &&
+         gainsOnPictures(found_, *pace_, pictureLength(found_.video, *teacher_.video)));
     late_ = lateStart(found_, *pace_, teacher_);
   }
-  if (depth_ == Depth::full) order_ = findOrder(found_, sources_, stop);
+  const bool variableRate = pace_ ? pace_->variableRate : hasVariableRate(*teacher_.video);
+  if (depth_ == Depth::full) order_ = findOrder(found_, sources_, variableRate, stop);
   if (order_ && order_->missing) {
     holdForMissing(found_.video, firstKeyframe(found_.video), *order_->missing,
                    order_->pictureTicks);

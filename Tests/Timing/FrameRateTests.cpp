@@ -33,6 +33,8 @@ TEST_F(FrameRate, isTheOneAtWhichSoundRuns) {
               {"aac", "mp4", 50, 25},
               {"aac", "mp4", 24, 25},
               {"aac", "mp4", 30, 25},
+              {"aac", "mp4", 15, 30},
+              {"aac", "mp4", 20, 30},
               {"pcm_s16le", "mov", 25, 30},
               {"pcm_s16le", "mov", 30, 25},
               {"pcm_s16le", "mov", 30, 50},
@@ -59,6 +61,57 @@ TEST_F(FrameRate, isTheOneAtWhichSoundRuns) {
     EXPECT_LT(std::abs(c.worstStep), 1.0) << label;
     EXPECT_EQ(c.soundRight, c.sound) << label;
   }
+}
+
+// Before the first loss there may be too little to tell, and counts say nothing of the time of
+// pictures that were never taken. Sound does between any two losses.
+TEST_F(FrameRate, isToldBesideHoles) {
+  const struct {
+    const char* label;
+    int framesPerSecond;
+    std::string keep;
+    double apart;
+  } rows[] = {{"slower", 24, "", 0.05},
+              {"half", 15, "", 0.1},
+              {"twice", 60, "", 0.05},
+              {"some dropped", 30, "gt(random(2),0.2)", 0.15},
+              {"many dropped", 30, "gt(random(2),0.4)", 0.25},
+              {"half of them in the dark", 30, "not(between(t,3,9)*mod(n,2))", 0.15}};
+  const ClipRecipe usual{.seconds = 12, .sound = testing::livelySound(1, 48000)};
+  for (const auto& row : rows) {
+    ClipRecipe recipe = usual;
+    recipe.framesPerSecond = row.framesPerSecond;
+    recipe.keep = row.keep;
+    ClipRecipe reference = usual;
+    reference.variant = 1;
+    Victim victim(makeClip(recipe));
+    const SampleList& pictures = victim.truth().videoTrack()->samples;
+    for (const std::uint64_t part : {1U, 4U, 7U}) {
+      const std::uint64_t at = pictures[pictures.size() * part / 9].offset + 8;
+      victim.blank(at, at + 4096);
+    }
+    const Comparison c = rebuildAndCompare(victim, makeClip(reference));
+    EXPECT_LT(c.apart, row.apart) << row.label;
+    EXPECT_EQ(c.blocksInvented, 0U) << row.label;
+    EXPECT_GE(c.blocksExact + 2, c.blocks) << row.label;
+  }
+}
+
+// A camera that drops two pictures of five has two thirds more sound to each than its reference.
+TEST_F(FrameRate, leavesSoundThatIsMoreThanPicturesAskFor) {
+  const ClipRecipe usual{.seconds = 12, .sound = testing::livelySound(1, 48000)};
+  ClipRecipe recipe = usual;
+  recipe.keep = "gt(random(2),0.45)";
+  ClipRecipe reference = usual;
+  reference.variant = 1;
+  const Comparison c = rebuildAndCompare(Victim(makeClip(recipe)), makeClip(reference));
+  EXPECT_FALSE(c.result.audioDropped);
+  EXPECT_EQ(c.blocksExact, c.blocks);
+  EXPECT_LT(c.apart, 0.15);
+  // Another track's is as much more.
+  recipe.soundTracks = 2;
+  const Comparison two = rebuildAndCompare(Victim(makeClip(recipe)), makeClip(reference));
+  EXPECT_TRUE(two.result.audioDropped);
 }
 
 // Half or twice the bytes can be other channels or another track: pictures last as long as the
