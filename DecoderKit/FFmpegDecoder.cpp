@@ -2,11 +2,13 @@
 #include "DecoderKit/FFmpegDecoder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <chrono>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "DeviceKit/ChildProcess.h"
@@ -15,9 +17,11 @@ namespace tallowmark {
 
 namespace {
 
-// A dozen pictures of 8K in 10 bits take 0.8 GiB.
-constexpr ToolLimits limits{std::chrono::seconds(20), std::size_t{1} << 20U,
-                            Confinement{std::uint64_t{2} << 30U, 0}};
+// A dozen pictures of 8K in 10 bits take 0.8 GiB in one clip.
+ToolLimits limitsFor(std::size_t clips) {
+  return {std::chrono::seconds(20), std::size_t{1} << 20U,
+          Confinement{clips * (std::uint64_t{2} << 30U), 0}};
+}
 
 // The corner that is decoded last. A decoder of HEVC that loses its way says nothing and leaves the
 // rest of its buffer as it was: all zeros, a colour that no camera can record. Their sum is zero.
@@ -73,7 +77,7 @@ DecodedPictures picturesIn(std::string_view output, std::size_t clips) {
 
 // One that cannot even say who it is fails at every picture.
 bool isFFmpegWell() {
-  static const bool well = outputOf({"ffmpeg", "-nostdin", "-version"}, limits).has_value();
+  static const bool well = outputOf({"ffmpeg", "-nostdin", "-version"}, limitsFor(1)).has_value();
   return well;
 }
 
@@ -109,14 +113,24 @@ std::vector<std::string> decodingCommand(std::span<const std::filesystem::path> 
 
 std::optional<DecodedPictures> decodePictures(std::span<const std::filesystem::path> clips,
                                               const StopToken& stop) {
-  const ToolRun run = runTool(decodingCommand(clips), limits, stop);
-  if (run.end == ToolRun::End::well) {
-    return picturesIn(run.output, clips.size());
+  // One that hangs is not waited for again.
+  static std::atomic<bool> wasCutOff{false};
+  if (wasCutOff && !isFFmpegWell()) {
+    return std::nullopt;
   }
-  if (run.end == ToolRun::End::badly && isFFmpegWell()) {
-    DecodedPictures decoded = picturesIn(run.output, clips.size());
-    decoded.whole = false;
-    return decoded;
+  const ToolRun run = runTool(decodingCommand(clips), limitsFor(clips.size()), stop);
+  DecodedPictures decoded = picturesIn(run.output, clips.size());
+  switch (run.end) {
+    case ToolRun::End::well:
+      return decoded;
+    case ToolRun::End::badly:
+      decoded.whole = false;
+      return isFFmpegWell() ? std::optional(std::move(decoded)) : std::nullopt;
+    case ToolRun::End::cutOff:
+      wasCutOff = true;
+      break;
+    case ToolRun::End::notStarted:
+      break;
   }
   return std::nullopt;
 }

@@ -19,6 +19,7 @@ namespace tallowmark {
 
 namespace {
 constexpr std::size_t pieceSize = std::size_t{8} << 20U;
+constexpr std::uint64_t sharedBlock = 4096;
 // From here on a thread of its own for writing costs less than it saves.
 constexpr std::uint64_t worthAThread = std::uint64_t{16} << 20U;
 }  // namespace
@@ -77,7 +78,9 @@ std::uint64_t FileSink::copyHole(int from, std::uint64_t offset, std::uint64_t c
 }
 
 std::size_t FileSink::copyInKernel(int from, std::uint64_t offset, std::uint64_t count) {
-  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(count, pieceSize));
+  // Pieces end with a page, as storage is shared by these.
+  const std::uint64_t most = pieceSize - offset % sharedBlock;
+  const auto wanted = static_cast<std::size_t>(std::min(count, most));
   const auto moved = kernelCopy(from, offset, fd_, size_, wanted);
   // 0 can also be a file system that only pretends; an ordinary read decides.
   kernelCopies_ = moved.has_value();
@@ -87,8 +90,9 @@ std::size_t FileSink::copyInKernel(int from, std::uint64_t offset, std::uint64_t
 
 std::size_t FileSink::copyThroughBuffer(const ByteSource& source, std::uint64_t offset,
                                         std::uint64_t count) {
-  buffer_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(count, pieceSize)));
-  const std::size_t got = source.readInto(offset, buffer_);
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(count, pieceSize));
+  buffer_.resize(std::max(buffer_.size(), wanted));
+  const std::size_t got = source.readInto(offset, std::span(buffer_).first(wanted));
   append(std::span(buffer_).first(got));
   return got;
 }

@@ -42,7 +42,7 @@ class FileSink {
   /// Appends `count` bytes of `source` from `offset` on, in pieces of at most 8 MiB: inside the
   /// kernel where it has more to offer than copying, otherwise reading and writing at a time.
   /// Stretches the source has no storage for stay so. Returns how many bytes the source gave: fewer
-  /// than asked exactly when it ended first. `progress` is told the bytes done after every piece,
+  /// than asked exactly when it ended first. `progress` is told the bytes read after every piece,
   /// on the calling thread, which alone reads `source`; the stop is looked at as often. Throws
   /// DeviceError of either end, Stopped; nothing is to be appended after that.
   std::uint64_t copy(const ByteSource& source, std::uint64_t offset, std::uint64_t count,

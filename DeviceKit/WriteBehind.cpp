@@ -14,7 +14,7 @@ constexpr std::uint64_t sentAtOnce = std::uint64_t{8} << 20U;
 }  // namespace
 
 WriteBehind::WriteBehind(int descriptor, std::uint64_t offset)
-    : fd_(descriptor), written_(offset), given_(offset), sent_(offset) {
+    : fd_(descriptor), written_(offset), end_(offset), sent_(offset) {
   for (Piece& piece : ring_) piece.bytes.resize(pieceSize);
   thread_ = std::thread([this] { work(); });
 }
@@ -24,62 +24,62 @@ WriteBehind::~WriteBehind() {
 }
 
 std::span<std::uint8_t> WriteBehind::next() {
-  sendToMedium();
-  if (!holdsPiece_) {
-    free_.acquire();
-    holdsPiece_ = true;
-  }
-  if (error_ != 0) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return given_ - done_ < pieces || error_ != 0; });
+  const std::uint64_t written = written_;
+  const bool hasFailed = error_ != 0;
+  lock.unlock();
+  if (hasFailed) {
     return {};
   }
-  return std::span(ring_.at(head_).bytes).first(pieceSize - given_ % pageSize);
+  sendToMedium(written);
+  return std::span(ring_.at(given_ % pieces).bytes).first(pieceSize - end_ % pageSize);
 }
 
 void WriteBehind::give(std::size_t count) {
-  ring_.at(head_).count = count;
-  head_ = (head_ + 1) % ring_.size();
-  given_ += count;
-  holdsPiece_ = false;
-  filled_.release();
+  ring_.at(given_ % pieces).count = count;
+  end_ += count;
+  {
+    const std::lock_guard lock(mutex_);
+    ++given_;
+  }
+  changed_.notify_all();
 }
 
 void WriteBehind::finish() {
   if (!thread_.joinable()) {
     return;
   }
-  if (!holdsPiece_) {
-    free_.acquire();
+  {
+    const std::lock_guard lock(mutex_);
+    isOver_ = true;
   }
-  ring_.at(head_).count = 0;  // the sign to end
-  filled_.release();
+  changed_.notify_all();
   thread_.join();
 }
 
 void WriteBehind::work() {
-  for (std::size_t tail = 0;; tail = (tail + 1) % ring_.size()) {
-    filled_.acquire();
-    const Piece& piece = ring_.at(tail);
-    if (piece.count == 0) {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [this] { return done_ < given_ || isOver_; });
+    if (done_ == given_ || error_ != 0) {
       return;
     }
-    write(piece);
-    free_.release();
+    const Piece& piece = ring_.at(done_ % pieces);
+    const std::uint64_t at = written_;
+    lock.unlock();
+    const WriteOutcome outcome = writeFully(fd_, at, std::span(piece.bytes).first(piece.count));
+    lock.lock();
+    written_ += outcome.count;
+    error_ = outcome.error;
+    ++done_;
+    changed_.notify_all();
   }
-}
-
-void WriteBehind::write(const Piece& piece) {
-  if (error_ != 0) {
-    return;
-  }
-  const WriteOutcome outcome = writeFully(fd_, written_, std::span(piece.bytes).first(piece.count));
-  written_ += outcome.count;
-  error_ = outcome.error;
 }
 
 // The kernel prepares the transfer within this call, which costs as much as the write did: so here,
 // where there is time for it.
-void WriteBehind::sendToMedium() {
-  const std::uint64_t upTo = written_;
+void WriteBehind::sendToMedium(std::uint64_t upTo) {
   if (upTo - sent_ >= sentAtOnce) {
     startWriteback(fd_, sent_, upTo - sent_);
     sent_ = upTo;

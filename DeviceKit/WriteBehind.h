@@ -2,10 +2,10 @@
 #pragma once
 
 #include <array>
-#include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <semaphore>
+#include <mutex>
 #include <span>
 #include <thread>
 #include <vector>
@@ -26,8 +26,8 @@ class WriteBehind {
   WriteBehind(WriteBehind&&) = delete;
   WriteBehind& operator=(WriteBehind&&) = delete;
 
-  /// Room for the next piece; waits until some is free. The piece ends at a page of the file where
-  /// it is filled. Empty once a write has failed.
+  /// Room for the next piece, the same until it is given; waits until some is free. Filled, the
+  /// piece ends with a page of the file. Empty once a write has failed.
   std::span<std::uint8_t> next();
 
   /// Hands over the first `count` bytes of what next() gave last; `count` is not 0.
@@ -36,9 +36,9 @@ class WriteBehind {
   /// Waits until all that was given is written, or a write has failed. Nothing can be given after.
   void finish();
 
-  /// Where the next byte goes: behind what was written so far. Settled by finish().
+  /// Where the next byte goes: behind what was written. To be asked after finish().
   std::uint64_t position() const { return written_; }
-  /// The errno of the write that failed; 0 if none did. Settled by finish().
+  /// The errno of the write that failed; 0 if none did. To be asked after finish().
   int error() const { return error_; }
 
  private:
@@ -46,23 +46,24 @@ class WriteBehind {
     std::vector<std::uint8_t> bytes;
     std::size_t count = 0;
   };
-  static constexpr std::ptrdiff_t pieces = 4;
+  static constexpr std::size_t pieces = 4;
 
   void work();
-  void write(const Piece& piece);
-  void sendToMedium();
+  void sendToMedium(std::uint64_t upTo);
 
   int fd_;
   std::array<Piece, pieces> ring_;
-  std::counting_semaphore<pieces> free_{pieces};
-  std::counting_semaphore<pieces> filled_{0};
-  std::atomic<std::uint64_t> written_;
-  std::atomic<int> error_ = 0;
+  // Of both threads, under the lock; `given_` changes on the giving one.
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::size_t given_ = 0;
+  std::size_t done_ = 0;
+  bool isOver_ = false;
+  std::uint64_t written_;
+  int error_ = 0;
   // The giving thread's own.
-  std::uint64_t given_;
+  std::uint64_t end_;
   std::uint64_t sent_;
-  std::size_t head_ = 0;
-  bool holdsPiece_ = false;
   std::thread thread_;
 };
 

@@ -132,6 +132,18 @@ TEST_F(DecoderTests, complainOfOneClipAmongOthers) {
     EXPECT_FALSE(decoded->whole);
   }
   EXPECT_TRUE(decodePictures(std::array{whole, whole}, {}).value().whole);
+  const std::string first = "0, 0, 0, 1, 115200, 0x000000f1\\n1, 0, 0, 1, 384, 0x000000f1\\n";
+  const std::string second = "2, 0, 0, 1, 115200, 0x000000f2\\n3, 0, 0, 1, 384, 0x";
+  const struct {
+    std::string output;
+    bool areWhole;
+  } rows[] = {{first + second + "000000f1\\n", true},
+              {first + second + "00000000\\n", false},
+              {first, false}};
+  for (const auto& row : rows) {
+    replaceFFmpeg("printf '" + row.output + "'");
+    EXPECT_EQ(decodePictures(std::array{whole, whole}, {}).value().whole, row.areWhole);
+  }
 }
 
 TEST_F(DecoderTests, endWithTheItem) {

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstring>
 #include <random>
 
@@ -142,6 +144,24 @@ TEST(FileSinks, sayThatTheDiskIsFull) {
       EXPECT_EQ(error.path(), "wedding.mp4");
     }
   }
+}
+
+// As a disk that fills up while the copy is written.
+TEST(FileSinks, sayWhatEndedThemHalfWay) {
+  const TemporaryFolder folder;
+  struct rlimit usual {};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &usual), 0);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  for (const rlim_t room : {rlim_t{1'000'000}, rlim_t{30'000'000}, rlim_t{longEnough - 1}}) {
+    const MemorySource source(unlike(longEnough));
+    FileSink sink((folder / "copy").string());
+    const struct rlimit tight { room, usual.rlim_max };
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
+    EXPECT_THROW(sink.copy(source, 0, longEnough, {}, {}), DeviceError);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &usual), 0);
+    EXPECT_EQ(sink.size(), room);
+  }
+  std::signal(SIGXFSZ, handler);
 }
 
 TEST(FileSinks, stopBetweenPieces) {
