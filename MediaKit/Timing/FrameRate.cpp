@@ -75,7 +75,12 @@ AnchorStretches stretchesOf(const std::vector<SoundAnchor>& anchors,
                             const std::vector<std::uint64_t>& losses) {
   AnchorStretches stretches;
   auto loss = losses.begin();
+  double seconds = -1;
   for (const SoundAnchor& anchor : anchors) {
+    // Without sound right before it a picture is anywhere behind its chunk.
+    if (anchor.seconds <= std::exchange(seconds, anchor.seconds)) {
+      continue;
+    }
     const auto next = std::upper_bound(loss, losses.end(), anchor.frame);
     if (stretches.empty() || next != loss) {
       stretches.emplace_back();
@@ -136,7 +141,7 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
                                          double frame, const BlockLayout* blocks,
                                          std::optional<double> stated) {
   constexpr double nearest = 0.0015;
-  constexpr double vaguest = 0.015;
+  constexpr double vaguest = 0.02;
   const auto rate = SoundRate::of(stretchesOf(pace.anchors, found.losses));
   if (!rate || frame <= 0 || !rate->isSteady(pace.lead)) {
     return std::nullopt;

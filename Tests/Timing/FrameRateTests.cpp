@@ -2,6 +2,7 @@
 // Clips whose reference was recorded at another frame rate.
 #include <gtest/gtest.h>
 
+#include "Tests/Support/Chunks.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Video/GroundTruth.h"
 
@@ -71,26 +72,36 @@ TEST_F(FrameRate, isToldBesideHoles) {
     int framesPerSecond;
     std::string keep;
     double apart;
+    /// Seconds of sound that are stored together; 0 where it is stored with each picture.
+    double chunk = 0;
   } rows[] = {{"slower", 24, "", 0.05},
               {"half", 15, "", 0.1},
+              {"half, in chunks", 15, "", 0.1, 0.5},
               {"twice", 60, "", 0.05},
               {"some dropped", 30, "gt(random(2),0.2)", 0.15},
               {"many dropped", 30, "gt(random(2),0.4)", 0.25},
               {"half of them in the dark", 30, "not(between(t,3,9)*mod(n,2))", 0.15}};
   const ClipRecipe usual{.seconds = 12, .sound = testing::livelySound(1, 48000)};
+  const testing::TemporaryFolder folder;
+  const auto stored = [&](const ClipRecipe& recipe, double chunk) {
+    if (chunk == 0) return makeClip(recipe);
+    auto clip = folder / (std::to_string(recipe.variant) + ".mp4");
+    testing::storeInChunks(makeClip(recipe), chunk, clip);
+    return clip;
+  };
   for (const auto& row : rows) {
     ClipRecipe recipe = usual;
     recipe.framesPerSecond = row.framesPerSecond;
     recipe.keep = row.keep;
     ClipRecipe reference = usual;
     reference.variant = 1;
-    Victim victim(makeClip(recipe));
+    Victim victim(stored(recipe, row.chunk));
     const SampleList& pictures = victim.truth().videoTrack()->samples;
     for (const std::uint64_t part : {1U, 4U, 7U}) {
       const std::uint64_t at = pictures[pictures.size() * part / 9].offset + 8;
       victim.blank(at, at + 4096);
     }
-    const Comparison c = rebuildAndCompare(victim, makeClip(reference));
+    const Comparison c = rebuildAndCompare(victim, stored(reference, row.chunk));
     EXPECT_LT(c.apart, row.apart) << row.label;
     EXPECT_EQ(c.blocksInvented, 0U) << row.label;
     EXPECT_GE(c.blocksExact + 2, c.blocks) << row.label;
