@@ -139,6 +139,7 @@ bool SoundRate::isSteady(const SoundLead& reference) const {
 
 std::optional<double> otherPictureLength(const EvidencedFindings& found, const SoundPace& pace,
                                          double frame, const BlockLayout* blocks,
+                                         const std::function<bool(double)>& hasTaughtChannels,
                                          std::optional<double> stated) {
   constexpr double nearest = 0.0015;
   constexpr double vaguest = 0.02;
@@ -158,7 +159,7 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
     return 1 / usual;
   }
   const bool isOtherSound =
-      blocks == nullptr ? isOfOtherPCM(ratio)
+      blocks == nullptr ? isOfOtherPCM(ratio) && !hasTaughtChannels(ratio)
                         : !found.blocks.isCountTold &&
                               (blocks->tracks.size() > 1 || isOfMoreTracks(found.blocks, ratio));
   return isOtherSound ? std::nullopt : std::optional(1 / usual);

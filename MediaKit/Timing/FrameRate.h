@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -38,10 +39,12 @@ struct SoundRate {
 /// its reference, whose pictures last `frame` seconds: steady sound tells where nothing is lost.
 /// Nothing when the rates are the same, or when something else can make as much more or less
 /// sound, in PCM channels and sample rates, in AAC another number of tracks, and the clip does not
-/// state the same. `blocks`: the reference's AAC sound, null for PCM. `stated`: how much longer the
-/// clip's pictures last by its own word.
+/// state the same. `blocks`: the reference's AAC sound, null for PCM. `hasTaughtChannels`: whether
+/// PCM that is so many times the reference's is heard to have its channels. `stated`: how much
+/// longer the clip's pictures last by its own word.
 std::optional<double> otherPictureLength(const EvidencedFindings& found, const SoundPace& pace,
                                          double frame, const BlockLayout* blocks,
+                                         const std::function<bool(double)>& hasTaughtChannels,
                                          std::optional<double> stated);
 
 /// The sampling rate of a clip whose reference has sound of another one, `taught`, and else the

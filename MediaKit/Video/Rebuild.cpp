@@ -12,6 +12,7 @@
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Container/WrittenRange.h"
 #include "MediaKit/Interleaving/Interleaving.h"
+#include "MediaKit/Interleaving/PCMChannels.h"
 #include "MediaKit/Sound/SamplingRate.h"
 #include "MediaKit/Timing/FrameRate.h"
 #include "MediaKit/Timing/MissingPictures.h"
@@ -105,8 +106,12 @@ void adoptFrameRate(EvidencedFindings& found, const SoundPace& pace, const Sourc
   const Teacher& teacher = from.teacher;
   const auto stated =
       statedRatio(found.video, from.clip, *teacher.video, from.reference, teacher.format);
-  const auto length = otherPictureLength(found, pace, pictureLength(found.video, *teacher.video),
-                                         teacher.blocks ? &*teacher.blocks : nullptr, stated);
+  const auto hasTaughtChannels = [&](double ratio) {
+    return teacher.sound && hasChannelsOf(teacher.sound->pcm(), ratio, found.audio, from.clip);
+  };
+  const auto length =
+      otherPictureLength(found, pace, pictureLength(found.video, *teacher.video),
+                         teacher.blocks ? &*teacher.blocks : nullptr, hasTaughtChannels, stated);
   if (length) {
     showFor(found.video, *length * teacher.video->timescale);
   }

@@ -39,6 +39,10 @@ TEST_F(FrameRate, isTheOneAtWhichSoundRuns) {
               {"pcm_s16le", "mov", 25, 30},
               {"pcm_s16le", "mov", 30, 25},
               {"pcm_s16le", "mov", 30, 50},
+              {"pcm_s16le", "mov", 30, 60},
+              {"pcm_s16be", "mov", 50, 25},
+              {"pcm_s24be", "mov", 60, 30},
+              {"pcm_s24le", "mov", 25, 50},
               {"aac", "mp4", 30, 30},
               {"pcm_s16le", "mov", 25, 50, ":repeat-headers=1"},
               {"pcm_s16le", "mov", 60, 30, ":repeat-headers=1"}};
@@ -132,6 +136,11 @@ TEST_F(FrameRate, isNotToldByOtherSound) {
   ClipRecipe stereo = mono;
   stereo.channels = 2;
   stereo.sound = testing::livelySound(2, 48000);
+  ClipRecipe alike = stereo;
+  alike.sound =
+      "aevalsrc='0.3*sin(440*2*PI*t)+0.05*random(0)|0.3*sin(440*2*PI*t)+0.04*random(0)+0.01*random("
+      "1)"
+      "':sample_rate=48000";
   const ClipRecipe one{.seconds = 6, .sound = testing::livelySound(2, 48000), .channels = 2};
   ClipRecipe two = one;
   two.soundTracks = 2;
@@ -146,6 +155,8 @@ TEST_F(FrameRate, isNotToldByOtherSound) {
   } rows[] = {{"more channels at the same stated rate", clocked, clockedMono},
               {"more channels", stereo, mono},
               {"fewer channels", mono, stereo},
+              {"more channels, nearly alike", alike, mono},
+              {"fewer channels than two that are nearly alike", mono, alike},
               {"another track", two, one}};
   for (const auto& row : rows) {
     const Comparison c = rebuildAndCompare(Victim(makeClip(row.clip)), makeClip(row.reference));
