@@ -107,6 +107,11 @@ bool isNearTo(double value, double wanted) {
 
 bool hasChannelsOf(const PCMLayout& reference, double ratio, const SampleList& sound,
                    const ByteSource& source) {
+  // Sixteen channels of four bytes.
+  constexpr std::uint32_t largest = 64;
+  if (reference.sampleSize > largest) {
+    return false;
+  }
   if (isNearTo(ratio, 2)) {
     return haveSamplesOf(reference.sampleSize, sound, source) == true;
   }
