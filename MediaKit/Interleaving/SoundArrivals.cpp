@@ -54,7 +54,7 @@ double SoundArrivals::picturesPerGap() const {
 }
 
 bool SoundArrivals::areFarApart() const {
-  return picturesPerGap() >= 3;
+  return picturesPerGap() >= 3 && blocksPerGap() >= 2;
 }
 
 double SoundArrivals::usualChunk() const {

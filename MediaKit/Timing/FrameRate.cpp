@@ -134,7 +134,10 @@ std::optional<SoundRate> SoundRate::of(const AnchorStretches& stretches) {
 }
 
 bool SoundRate::isSteady(const SoundLead& reference) const {
-  return swing <= 2 * (reference.mostlyMost - reference.mostlyLeast) + 4 * perPicture;
+  // Two blocks of sound.
+  constexpr double least = 0.05;
+  return swing <=
+         2 * (reference.mostlyMost - reference.mostlyLeast) + std::max(4 * perPicture, least);
 }
 
 std::optional<double> otherPictureLength(const EvidencedFindings& found, const SoundPace& pace,

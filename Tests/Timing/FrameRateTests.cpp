@@ -82,6 +82,7 @@ TEST_F(FrameRate, isToldBesideHoles) {
               {"half", 15, "", 0.1},
               {"half, in chunks", 15, "", 0.1, 0.5},
               {"twice", 60, "", 0.05},
+              {"eight times", 240, "", 0.05},
               {"some dropped", 30, "gt(random(2),0.2)", 0.15},
               {"many dropped", 30, "gt(random(2),0.4)", 0.25},
               {"half of them in the dark", 30, "not(between(t,3,9)*mod(n,2))", 0.15}};
