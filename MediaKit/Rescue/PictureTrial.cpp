@@ -125,10 +125,15 @@ bool dependentsFit(const TriedClip& clip, const TriedClip& reference, double sha
   if (!key || !referenceKey) {
     return true;
   }
-  const TrialPair pair{clip, *key, reference, *referenceKey, decoder};
-  const TrialEvidence small = clip.askAllDependents(*key, Dependents::small, decoder,
-                                                    pair.expected(Dependents::small, share));
-  return !small.speaksAgainstThem() && largeDependentsFit(pair, small, false);
+  const auto fitBehind = [&](const PictureExcerpt& good) {
+    const TrialPair pair{clip, good, reference, *referenceKey, decoder};
+    const TrialEvidence small = clip.askAllDependents(good, Dependents::small, decoder,
+                                                      pair.expected(Dependents::small, share));
+    return !small.speaksAgainstThem() && largeDependentsFit(pair, small, false);
+  };
+  // Behind a key picture on which decoding may begin but which is no IDR picture, others look for
+  // pictures ahead of it; the reference's is mostly one.
+  return fitBehind(*key) || fitBehind(*referenceKey);
 }
 
 // The same where no key picture of the clip fits: others are put behind the reference's.

@@ -13,6 +13,7 @@
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Clusters.h"
 #include "Tests/Support/Files.h"
+#include "Tests/Support/Process.h"
 
 namespace tallowmark::testing {
 namespace {
@@ -55,6 +56,48 @@ TEST(PictureTrial, settlesASmallClipByFewDecodings) {
     EXPECT_GE(decodings, 2U);
     EXPECT_LE(decodings, 6U);
   }
+}
+
+// With the one IDR picture damaged, those left to begin with have pictures ahead of them that
+// others refer to: no run of pictures decodes by itself.
+TEST(PictureTrial, acceptsOpenSequencesWhoseFirstPictureIsDamaged) {
+  if (!canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const TemporaryFolder folder;
+  const auto clip = folder / "clip.mp4";
+  const auto made = run({"ffmpeg",
+                         "-v",
+                         "error",
+                         "-f",
+                         "lavfi",
+                         "-i",
+                         "testsrc2=s=640x360:r=25,noise=alls=12:allf=t",
+                         "-t",
+                         "4",
+                         "-c:v",
+                         "libx264",
+                         "-preset",
+                         "veryfast",
+                         "-b:v",
+                         "3M",
+                         "-g",
+                         "12",
+                         "-bf",
+                         "2",
+                         "-x264-params",
+                         "open-gop=1:scenecut=0",
+                         clip.string()});
+  ASSERT_EQ(made.exitCode, 0) << made.errors;
+  const FileSource whole(clip.string());
+  const Sample first = MovieParser::parse(BoxReader(whole)).videoTrack()->samples[0];
+  Bytes bytes = withoutIndex(contentsOf(clip));
+  const Bytes noise = foreignCluster(64);
+  std::copy(noise.begin(), noise.end(), bytes.begin() + placeOf(first.offset + first.size / 2));
+  const MemorySource source(bytes);
+  const auto plan = VideoRepair::planRebuild(source, whole);
+  EXPECT_EQ(plan.result.videoFrames, 100U);
+  EXPECT_NO_THROW(requireDecodable(plan, source, &whole, folder.path(), decodePictures, {}));
 }
 
 // Damage to all key pictures is no excuse for P pictures that are read otherwise; the B pictures
