@@ -111,6 +111,14 @@ bool hasHardlyAnyPCM(const EvidencedFindings& found, const Teacher& teacher) {
          pictures * teacher.audio->timescale * hardlyAny;
 }
 
+// Whether there is far more than pictures and blocks of sound that were found.
+bool isHardlyAnyFound(const EvidencedFindings& found, std::uint64_t bytes) {
+  constexpr std::uint64_t few = 10;
+  std::uint64_t used = found.blocks.bytes;
+  for (const Sample& picture : found.video) used += picture.size;
+  return used < bytes / few;
+}
+
 }  // namespace
 
 EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teacher& teacher,
@@ -137,6 +145,21 @@ EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teache
       found = std::move(silent);
     } else {
       teacher.sound = std::move(sound);
+      teacher.evidence = std::move(evidence);
+    }
+  }
+  // The same where the reference's is compressed and the clip's is not: hardly any picture is
+  // followed by what it should be.
+  if (teacher.blocks && isHardlyAnyFound(found, source.size() - std::min(from, source.size()))) {
+    auto blocks = std::exchange(teacher.blocks, std::nullopt);
+    auto evidence = teacher.evidence;
+    teacher.evidence->forgetGaps();
+    constexpr std::uint64_t farMore = 4;
+    EvidencedFindings silent = walk();
+    if (silent.video.size() > farMore * found.video.size()) {
+      found = std::move(silent);
+    } else {
+      teacher.blocks = std::move(blocks);
       teacher.evidence = std::move(evidence);
     }
   }

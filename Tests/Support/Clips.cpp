@@ -28,6 +28,7 @@ std::string nameOf(const ClipRecipe& r) {
   if (r.lastChannels) name << "-lastx" << *r.lastChannels;
   if (r.lastSampleRate) name << "-lasthz" << *r.lastSampleRate;
   if (!r.lastTrack.empty()) name << "-last" << std::hash<std::string>()(r.lastTrack);
+  if (r.grain > 0) name << "-grain" << r.grain;
   if (!r.keep.empty()) name << "-kept" << std::hash<std::string>()(r.keep);
   name << '.' << r.container;
   return name.str();
@@ -44,6 +45,7 @@ std::vector<std::string> ffmpegCommand(const ClipRecipe& r, const fs::path& targ
   std::ostringstream pictures;
   pictures << (r.variant % 2 == 0 ? "testsrc2" : "mandelbrot") << "=size=" << r.width << 'x'
            << r.height << ":rate=" << r.framesPerSecond;
+  if (r.grain > 0) pictures << ",noise=alls=" << r.grain << ":allf=t";
   const std::string seconds = std::to_string(r.seconds);
   std::vector<std::string> command{"ffmpeg", "-y",    "-v", "error",
                                    "-f",     "lavfi", "-i", pictures.str()};

@@ -27,6 +27,8 @@ struct ClipRecipe {
   std::string settings;
   /// ffmpeg's condition for a picture to stay ("n": its number); the others leave pauses.
   std::string keep;
+  /// How strong the noise in the pictures is, as a sensor's.
+  int grain = 0;
   /// ffmpeg's source of the sound, its rate and its channels.
   std::string sound = "sine=frequency=440:sample_rate=48000";
   int sampleRate = 48000;

@@ -175,19 +175,25 @@ TEST(Accuracy, picturesAreFoundByAReferenceWithSoundOfAnotherKind) {
   if (!testing::canMakeClips()) {
     GTEST_SKIP() << "ffmpeg is not installed";
   }
-  ClipRecipe recipe{.container = "mov",
-                    .audio = "pcm_s16le",
-                    .bFrames = 2,
-                    .seconds = 4,
-                    .sound = testing::livelySound(2, 48000),
-                    .channels = 2};
-  const auto clip = makeClip(recipe);
-  recipe.audio = "aac";
-  recipe.variant = 1;
-  const Comparison c = rebuildAndCompare(Victim(clip), makeClip(recipe));
-  EXPECT_EQ(c.exact, c.frames);
-  EXPECT_EQ(c.invented + c.blocksInvented, 0U);
-  EXPECT_TRUE(c.result.audioDropped);
+  for (const int grain : {0, 12}) {
+    ClipRecipe recipe{.container = "mov",
+                      .audio = "pcm_s16le",
+                      .bFrames = grain > 0 ? 0 : 2,
+                      .seconds = 4,
+                      .width = grain > 0 ? 640 : 320,
+                      .height = grain > 0 ? 360 : 240,
+                      .settings = grain > 0 ? ":bitrate=2000" : "",
+                      .grain = grain,
+                      .sound = testing::livelySound(2, 48000),
+                      .channels = 2};
+    const auto clip = makeClip(recipe);
+    recipe.audio = "aac";
+    recipe.variant = 1;
+    const Comparison c = rebuildAndCompare(Victim(clip), makeClip(recipe));
+    EXPECT_EQ(c.exact, c.frames) << grain;
+    EXPECT_EQ(c.invented + c.blocksInvented, 0U) << grain;
+    EXPECT_TRUE(c.result.audioDropped) << grain;
+  }
 }
 
 /// The bytes of a sample with length prefixes of two bytes in place of four.
