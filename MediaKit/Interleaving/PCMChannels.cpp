@@ -24,13 +24,12 @@ class Movement {
 
   void add(std::span<const std::uint8_t> block) {
     const std::size_t row = 2 * size_;
-    for (std::size_t at = 0; at + 2 * row <= block.size(); at += row) {
+    for (std::size_t at = 0; at + 2 * row <= block.size(); at += row, ++rows_) {
       for (std::size_t place = 0; place < row; ++place) {
         toHalf_[place] += distance(block[at + place], block[at + place + size_]);
         toNext_[place] += distance(block[at + place], block[at + place + row]);
       }
     }
-    rows_ += static_cast<double>(block.size() / row);
   }
 
   std::optional<bool> isOfOneSample() const {
@@ -66,7 +65,7 @@ class Movement {
     constexpr double least = 0.02;
     std::optional<std::size_t> top;
     for (std::size_t place = 0; place < size_; ++place) {
-      const bool moves = toNext(place) >= least * rows_;
+      const bool moves = toNext(place) >= least * static_cast<double>(rows_);
       if (moves && (!top || toNext(place) < toNext(*top))) top = place;
     }
     return top;
@@ -75,7 +74,7 @@ class Movement {
   std::size_t size_;
   std::vector<double> toHalf_;
   std::vector<double> toNext_;
-  double rows_ = 0;
+  std::uint64_t rows_ = 0;
 };
 
 // Whether samples have that size rather than twice as much.
