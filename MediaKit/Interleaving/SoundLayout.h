@@ -70,6 +70,9 @@ class SoundLayout {
   /// Gaps are divided by the order and the places of their chunks.
   bool goesByOrder() const { return order_.has_value(); }
 
+  /// The most bytes of sound that a stretch of it may have.
+  std::uint64_t mostSound() const;
+
   /// PCM tracks that take turns with this one, in the order of their chunks, and bytes of a sample.
   /// They point into the reference's movie.
   struct OtherTrack {
@@ -109,7 +112,6 @@ class SoundLayout {
   bool isUsualSound(std::uint64_t bytes) const;
   std::vector<Candidate> candidates(std::uint64_t from, std::uint64_t to) const;
   bool hasOtherTracks() const;
-  std::uint64_t mostSound() const;
   bool mayGoOn(std::uint64_t bytes, Neighbours neighbours) const;
   std::optional<ByteRange> byKnownTotal(std::uint64_t from, std::uint64_t to) const;
   std::size_t edgesThatFit(const ByteSource& source, const ByteRange& gap,

@@ -12,6 +12,7 @@
 #include "MediaKit/Interleaving/Stretches.h"
 #include "MediaKit/Walk/PCMTracks.h"
 #include "MediaKit/Walk/PictureSearch.h"
+#include "MediaKit/Walk/SpaceSetAside.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -462,7 +463,10 @@ void Walker::takeRemainder(std::uint64_t from) {
     return true;
   });
   std::uint64_t left = end_ - from;
-  for (const auto& [stretch, neighbours] : rests) {
+  for (auto& [stretch, neighbours] : rests) {
+    if (lessons_.sound != nullptr) {
+      stretch.upper = spaceSetAsideIn(stretch, lessons_.sound->mostSound(), source_);
+    }
     const auto ending = stretch.upper != end_ ? StretchEnd::known : StretchEnd::unknown;
     takeAll(lookBetweenAll(stretch.lower, stretch.upper, neighbours, ending), stretch, neighbours);
     left -= stretch.length();

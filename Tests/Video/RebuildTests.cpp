@@ -7,7 +7,9 @@
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/VideoRepair.h"
 #include "Tests/Support/Boxes.h"
+#include "Tests/Support/Chunks.h"
 #include "Tests/Support/Clips.h"
+#include "Tests/Support/Clusters.h"
 #include "Tests/Video/GroundTruth.h"
 
 namespace tallowmark {
@@ -190,6 +192,26 @@ TEST_F(Rebuild, looksAsTheCameraRecords) {
   EXPECT_EQ(copied.tracks.front().matrix, quarterTurn);
   EXPECT_EQ(copied.creationTime, movie.creationTime);
   EXPECT_EQ(copied.userData, movie.userData);
+}
+
+// What a camera had set aside and never wrote to is no sound, however long it is.
+TEST_F(Rebuild, endsWhereSpaceThatWasSetAsideBegins) {
+  const testing::TemporaryFolder folder;
+  const auto clip = folder / "clip.mov";
+  testing::storeInChunks(
+      makeClip({.container = "mov", .audio = "pcm_s16le", .seconds = 8, .framesPerSecond = 25}),
+      0.5, clip);
+  const FileSource reference(clip.string());
+  const testing::Bytes whole = testing::withoutIndex(testing::contentsOf(clip));
+  for (const std::uint8_t unwritten : {std::uint8_t{0}, std::uint8_t{0xFF}}) {
+    testing::Bytes bytes(whole.begin(), whole.begin() + testing::placeOf(whole.size() * 3 / 5));
+    bytes.resize(bytes.size() + 2'000'000, unwritten);
+    const MemorySource source(bytes);
+    const auto plan = VideoRepair::planRebuild(source, reference);
+    EXPECT_GT(plan.result.videoFrames, 100U);
+    EXPECT_LT(plan.result.seconds, static_cast<double>(plan.result.videoFrames) / 25 + 0.6)
+        << int{unwritten};
+  }
 }
 
 }  // namespace
