@@ -50,7 +50,7 @@ struct FoundBlocks {
   std::uint64_t unplaced = 0;
   /// The blocks themselves tell how many tracks they are of.
   bool isCountTold = false;
-  /// They come as the reference's do, or are told to be of as many tracks: more sound than there
+  /// They come as the reference's do, or tell how many tracks they are of: more sound than there
   /// should be to the pictures is no other track's.
   bool comeAsLearnt = false;
   /// They stand together in chunks that belong to no picture.

@@ -67,7 +67,8 @@ double usualChunk(std::vector<double> chunks);
 bool comeAsOneTrack(const SoundArrivals& clip);
 
 /// Whether blocks come as those of a reference with so many tracks, no matter how many pictures lie
-/// between: chunks as large as its, or for a single track gaps that seldom have multiples.
+/// between: chunks as large as its, or for a single track gaps of which one in eight or more has no
+/// multiple of two blocks, and as many none of three.
 bool comeAsLearnt(const SoundArrivals& clip, const SoundArrivals& reference,
                   std::size_t referenceTracks);
 

@@ -46,7 +46,7 @@ struct SoundPace {
   /// By how many seconds its sound ends behind its pictures; absent where the clip's ends are not
   /// known to be the recording's.
   std::optional<double> endLead;
-  /// The reference's pictures differ in length.
+  /// The reference's pictures differ in length, or sound shows that the clip's do.
   bool variableRate = false;
   /// Of the reference's sound; 0 where that is not known.
   std::uint32_t samplingRate = 0;

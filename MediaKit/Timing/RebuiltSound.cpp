@@ -167,8 +167,9 @@ RebuiltSound rebuildSound(EvidencedFindings& found, const Movie& reference,
   const bool areInChunks = layout.arrivals.areFarApart() || found.blocks.areInChunks;
   const double tooMuch = !areInChunks ? 1.6 : hasVariableRate(*reference.videoTrack()) ? 1.4 : 1.25;
   const double stretch = meanStretch(*reference.videoTrack());
-  // In the dark a camera takes a third of the pictures.
-  const bool mayBeMore = found.blocks.comeAsLearnt && soundFound < 8 * pictures;
+  // In the dark a camera takes fewer pictures than its reference, down to a third; not an eighth.
+  constexpr double farTooMuch = 8;
+  const bool mayBeMore = found.blocks.comeAsLearnt && soundFound < farTooMuch * pictures;
   if (soundFound < pictures * leastShare ||
       (isComplete && !(mayBeMore && soundFound > pictures) &&
        !ratesAgree(found, layout.lead, pictures, soundFound, block))) {
