@@ -150,6 +150,23 @@ bool dependentsFitTheReference(const TriedClip& clip, const TriedClip& reference
   return largeDependentsFit({clip, *key, reference, *key, decoder}, small, true);
 }
 
+// Whether the pictures found are a tenth of the clip or more.
+bool areMany(const VideoRepair::Plan& plan) {
+  constexpr std::uint64_t few = 10;
+  std::uint64_t bytes = 0;
+  for (const Sample picture : plan.movie.videoTrack()->samples) bytes += picture.size;
+  return bytes * few >= plan.result.unusedBytes;
+}
+
+// Where no key picture was found that could be tried, others are all there is, and not too small.
+bool picturesWithoutKeyFit(const TriedClip& clip, const TriedClip& reference,
+                           const VideoRepair::Plan& plan, const TrialDecoder& decoder) {
+  if (clip.meanDependentSize(Dependents::small) == 0) {
+    return areMany(plan);
+  }
+  return dependentsFitTheReference(clip, reference, decoder);
+}
+
 bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
                     const ByteSource& reference, const TrialDecoder& decoder) {
   const TriedClip clip(plan.movie, source);
@@ -158,11 +175,14 @@ bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
     return false;
   }
   const TrialEvidence keys = clip.askKeys(decoder);
-  if (keys.tried() == 0 || (plan.hasOtherSettings && keys.speaksForThem())) {
+  if (plan.hasOtherSettings && keys.speaksForThem()) {
     return true;
   }
   const Movie good = MovieParser::parse(BoxReader(reference));
   const TriedClip taught(good, reference);
+  if (keys.tried() == 0) {
+    return picturesWithoutKeyFit(clip, taught, plan, decoder);
+  }
   return keys.speaksForThem() ? dependentsFit(clip, taught, keys.share(), decoder)
                               : dependentsFitTheReference(clip, taught, decoder);
 }

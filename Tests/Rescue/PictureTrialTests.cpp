@@ -118,24 +118,32 @@ TEST(PictureTrial, refusesOtherSettingsWhereKeyPicturesAreDamaged) {
                      .variant = variant});
   };
   const FileSource whole(weighted("0", 0).string());
-  Bytes clip = withoutIndex(contentsOf(weighted("0", 0)));
+  const Bytes clip = withoutIndex(contentsOf(weighted("0", 0)));
   const Movie movie = MovieParser::parse(BoxReader(whole));
+  Bytes torn = clip;
+  Bytes wiped = clip;
   for (const Sample picture : movie.videoTrack()->samples) {
-    const Bytes noise = foreignCluster(picture.isSync ? picture.size / 2 : 0);
-    std::copy(noise.begin(), noise.end(),
-              clip.begin() + placeOf(picture.offset + picture.size / 4));
+    if (!picture.isSync) continue;
+    const Bytes noise = foreignCluster(picture.size / 2);
+    const auto at = placeOf(picture.offset);
+    std::copy(noise.begin(), noise.end(), torn.begin() + at + picture.size / 4);
+    std::fill_n(wiped.begin() + at, picture.size, std::uint8_t{0});
   }
-  const MemorySource source(clip);
-  for (const bool isSame : {true, false}) {
-    const FileSource reference(weighted(isSame ? "0" : "1", 1).string());
-    const auto plan = VideoRepair::planRebuild(source, reference);
-    const auto require = [&] {
-      requireDecodable(plan, source, &reference, folder.path(), decodePictures, {});
-    };
-    if (isSame) {
-      EXPECT_NO_THROW(require());
-    } else {
-      EXPECT_THROW(require(), MediaError);
+  for (const Bytes& damaged : {torn, wiped}) {
+    SCOPED_TRACE(damaged == torn ? "torn" : "wiped");
+    const MemorySource source(damaged);
+    for (const bool isSame : {true, false}) {
+      const FileSource reference(weighted(isSame ? "0" : "1", 1).string());
+      const auto plan = VideoRepair::planRebuild(source, reference);
+      EXPECT_GT(plan.result.videoFrames, 40U);
+      const auto require = [&] {
+        requireDecodable(plan, source, &reference, folder.path(), decodePictures, {});
+      };
+      if (isSame) {
+        EXPECT_NO_THROW(require());
+      } else {
+        EXPECT_THROW(require(), MediaError);
+      }
     }
   }
 }
