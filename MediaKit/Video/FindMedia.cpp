@@ -2,6 +2,7 @@
 #include "MediaKit/Video/FindMedia.h"
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -111,12 +112,30 @@ bool hasHardlyAnyPCM(const EvidencedFindings& found, const Teacher& teacher) {
          pictures * teacher.audio->timescale * hardlyAny;
 }
 
-// Whether there is far more than pictures and blocks of sound that were found.
-bool isHardlyAnyFound(const EvidencedFindings& found, std::uint64_t bytes) {
-  constexpr std::uint64_t few = 10;
+// Whether most of the media is neither pictures nor blocks of sound that were found.
+bool isMostLeft(const EvidencedFindings& found, std::uint64_t bytes) {
   std::uint64_t used = found.blocks.bytes;
   for (const Sample& picture : found.video) used += picture.size;
-  return used < bytes / few;
+  return used < bytes / 2;
+}
+
+// Walks once more with the evidence changed. Where that finds far more, both stay; another camera's
+// pictures hardly ever have its key pictures among them.
+bool findsFarMore(const std::function<EvidencedFindings()>& walk, Teacher& teacher,
+                  EvidencedFindings& found, void (StreamEvidence::*change)()) {
+  constexpr std::uint64_t farMore = 4;
+  const auto evidence = teacher.evidence;
+  ((*teacher.evidence).*change)();
+  EvidencedFindings more = walk();
+  const bool isFarMore = more.video.size() > farMore * found.video.size() &&
+                         std::any_of(more.video.begin(), more.video.end(),
+                                     [](const Sample& picture) { return picture.isSync; });
+  if (isFarMore) {
+    found = std::move(more);
+  } else {
+    teacher.evidence = evidence;
+  }
+  return isFarMore;
 }
 
 }  // namespace
@@ -149,19 +168,16 @@ EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teache
     }
   }
   // The same where the reference's is compressed and the clip's is not: hardly any picture is
-  // followed by what it should be.
-  if (teacher.blocks && isHardlyAnyFound(found, source.size() - std::min(from, source.size()))) {
+  // followed by what it should be. Or pictures are framed in another way.
+  const std::uint64_t bytes = source.size() - std::min(from, source.size());
+  if (teacher.blocks && isMostLeft(found, bytes)) {
     auto blocks = std::exchange(teacher.blocks, std::nullopt);
-    auto evidence = teacher.evidence;
-    teacher.evidence->forgetGaps();
-    constexpr std::uint64_t farMore = 4;
-    EvidencedFindings silent = walk();
-    if (silent.video.size() > farMore * found.video.size()) {
-      found = std::move(silent);
-    } else {
+    if (!findsFarMore(walk, teacher, found, &StreamEvidence::forgetGaps)) {
       teacher.blocks = std::move(blocks);
-      teacher.evidence = std::move(evidence);
     }
+  }
+  if (isMostLeft(found, bytes)) {
+    (void)findsFarMore(walk, teacher, found, &StreamEvidence::allowOtherFraming);
   }
   constexpr int mostWalks = 4;
   for (int walks = 1; walks < mostWalks; ++walks) {

@@ -13,6 +13,7 @@
 #include "MediaKit/Walk/PCMTracks.h"
 #include "MediaKit/Walk/PictureSearch.h"
 #include "MediaKit/Walk/SpaceSetAside.h"
+#include "MediaKit/Walk/UnitsAhead.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -70,7 +71,8 @@ class Walker {
                                       SoundLayout::Neighbours neighbours, StretchEnd ending);
   void takeAll(std::vector<Between> between, const ByteRange& stretch,
                SoundLayout::Neighbours neighbours);
-  FoundFrame takeGap(std::uint64_t from, const FoundFrame& next);
+  FoundFrame withUnitsAhead(std::uint64_t from, const FoundFrame& found);
+  FoundFrame takeGap(std::uint64_t from, const FoundFrame& found);
   std::optional<FoundFrame> goOnWithin(std::uint64_t from, const FoundFrame* next);
   void noteLoss();
   void takeRemainder(std::uint64_t from);
@@ -101,6 +103,7 @@ class Walker {
   std::uint64_t doubtful_ = 0;
   /// What was looked at last and is as in the reference.
   std::optional<Between> usual_;
+  bool hasUnitsAhead_ = false;
   BoxesInMedia boxes_;
   SideCollector side_;
   PictureSearch search_;
@@ -365,12 +368,25 @@ void Walker::takeAll(std::vector<Between> between, const ByteRange& stretch,
   findings_.otherPictures += others;
 }
 
+// Key pictures bring their parameter sets along. Others are looked at once one of these does.
+FoundFrame Walker::withUnitsAhead(std::uint64_t from, const FoundFrame& found) {
+  if (!found.isKeyframe && !hasUnitsAhead_) {
+    return found;
+  }
+  FoundFrame whole = found;
+  whole.offset = startOfUnitsAhead(from, found.offset, evidence_.format(), source_);
+  whole.size += found.offset - whole.offset;
+  hasUnitsAhead_ = hasUnitsAhead_ || whole.offset < found.offset;
+  return whole;
+}
+
 // Goes from `from`, where the last frame ends, to the frame that was found behind; returns that
 // one, or the one to go on with instead.
-FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& next) {
-  if (from == next.offset) {
-    return next;
+FoundFrame Walker::takeGap(std::uint64_t from, const FoundFrame& found) {
+  if (from == found.offset) {
+    return found;
   }
+  const FoundFrame next = withUnitsAhead(from, found);
   findings_.audioSeen = true;
   const std::optional<FoundFrame> last = search_.last();
   const bool continues = !last || evidence_.successionBits(last->slice, next.slice) >= 0;

@@ -456,6 +456,39 @@ void StreamEvidence::forgetGaps() {
   largestGap_ = 0;
 }
 
+void StreamEvidence::allowOtherFraming() {
+  const auto allow = [&](unsigned header, std::uint32_t smallest, std::uint32_t largest) {
+    const auto known = std::find_if(habits_.begin(), habits_.end(),
+                                    [&](const UnitHabit& habit) { return habit.header == header; });
+    UnitHabit& allowed =
+        known != habits_.end()
+            ? *known
+            : habits_.emplace_back(UnitHabit{.header = static_cast<std::uint16_t>(header)});
+    allowed.starts = allowed.leads = true;
+    allowed.smallest = std::min(allowed.smallest, smallest);
+    allowed.largest = std::max(allowed.largest, largest);
+  };
+  for (UnitHabit& habit : habits_) {
+    habit.starts = habit.starts || habit.leads || habit.isSlice;
+  }
+  constexpr std::uint32_t longestSet = 64;
+  constexpr std::uint32_t longestMessage = 256;
+  if (format_.codec == NALFormat::Codec::h264) {
+    allow(0x09, 2, 2);
+    allow(0x06, 4, longestMessage);
+    for (const unsigned importance : {0x20U, 0x40U, 0x60U}) {
+      allow(importance | 7U, 4, longestSet);
+      allow(importance | 8U, 3, longestSet);
+    }
+  } else {
+    allow(35U << 9U | 1U, 3, 3);
+    allow(39U << 9U | 1U, 4, longestMessage);
+    for (const unsigned set : {32U, 33U, 34U}) allow(set << 9U | 1U, 4, longestSet);
+  }
+  hasDelimiters_ = true;
+  closingHeader_.reset();
+}
+
 double StreamEvidence::followerBits(std::span<const std::uint8_t> bytes) const {
   constexpr double unusual = -8;
   if (bytes.size() < 4) {

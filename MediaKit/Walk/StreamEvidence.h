@@ -66,6 +66,9 @@ class StreamEvidence {
 
   /// Drops what the reference has between its pictures: another kind of sound stands there.
   void forgetGaps();
+  /// Takes delimiters, messages and parameter sets ahead of a picture as they come (ITU-T H.264
+  /// §7.4.1.2.3, H.265 §7.4.2.4.4), whether the reference has them or not.
+  void allowOtherFraming();
 
   /// Compressed sound may fill so many bytes between two pictures: how many it does hangs on what
   /// is heard.

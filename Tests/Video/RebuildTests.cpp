@@ -194,6 +194,28 @@ TEST_F(Rebuild, looksAsTheCameraRecords) {
   EXPECT_EQ(copied.userData, movie.userData);
 }
 
+// Delimiters, messages and parameter sets come ahead of pictures in some files of a stream and not
+// in others: another program wrote the reference.
+TEST_F(Rebuild, findsPicturesThatAreFramedUnlikeTheReferences) {
+  const auto framed = [](const char* codec, const char* settings, int variant) {
+    return makeClip({.codec = codec, .seconds = 4, .settings = settings, .variant = variant});
+  };
+  for (const char* codec : {"libx264", "libx265"}) {
+    const char* const plain = "";
+    for (const char* settings : {":aud=1", ":aud=1:repeat-headers=1", ":repeat-headers=1"}) {
+      for (const bool isReference : {true, false}) {
+        SCOPED_TRACE(std::string(codec) + settings + (isReference ? " of the reference" : ""));
+        const testing::Victim victim(framed(codec, isReference ? plain : settings, 1));
+        const auto compared =
+            testing::rebuildAndCompare(victim, framed(codec, isReference ? settings : plain, 0));
+        EXPECT_EQ(compared.exact, compared.frames);
+        EXPECT_EQ(compared.invented, 0U);
+        EXPECT_EQ(compared.blocksExact, compared.blocks);
+      }
+    }
+  }
+}
+
 // What a camera had set aside and never wrote to is no sound, however long it is.
 TEST_F(Rebuild, endsWhereSpaceThatWasSetAsideBegins) {
   const testing::TemporaryFolder folder;
