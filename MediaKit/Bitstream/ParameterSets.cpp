@@ -26,6 +26,25 @@ struct SequenceRead {
   std::optional<double> tick;
 };
 
+// What is shown of a picture (H.264 §7.4.2.1.1, H.265 §7.4.3.2.1): offsets from left, right, top
+// and bottom follow where a flag says so, in chroma samples.
+void readCropping(BitReader& bits, SequenceParameters& sps) {
+  const bool isField = !sps.framesOnly;
+  const bool hasChroma = sps.chromaFormat == 1 || sps.chromaFormat == 2;
+  const std::uint32_t stepX = hasChroma ? 2 : 1;
+  const std::uint32_t stepY = (sps.chromaFormat == 1 ? 2U : 1U) * (isField ? 2U : 1U);
+  std::array<std::uint32_t, 4> offsets{};
+  if (bits.flag()) {
+    for (std::uint32_t& offset : offsets) offset = bits.ue();
+  }
+  const auto shown = [](std::uint32_t all, std::uint64_t step, std::uint64_t a, std::uint64_t b) {
+    const std::uint64_t cut = step * (a + b);
+    return cut < all ? static_cast<std::uint32_t>(all - cut) : all;
+  };
+  sps.shownWidth = shown(sps.width, stepX, offsets[0], offsets[1]);
+  sps.shownHeight = shown(sps.height, stepY, offsets[2], offsets[3]);
+}
+
 // H.264 §7.3.2.1.1.1
 void skipScalingList(BitReader& bits, int size) {
   int last = 8;
@@ -153,9 +172,7 @@ std::optional<SequenceRead> readSequenceH264(ByteSpan unit) {
     return std::nullopt;
   }
   bits.bit();
-  if (bits.flag()) {
-    for (int side = 0; side < 4; ++side) bits.ue();
-  }
+  readCropping(bits, sps);
   std::optional<double> tick;
   const auto limits = bits.flag() ? readUsabilityH264(bits, tick) : std::nullopt;
   if (limits) {
@@ -259,9 +276,7 @@ std::optional<SequenceRead> readSequenceHEVC(ByteSpan unit) {
   }
   sps.width = bits.ue();
   sps.height = bits.ue();
-  if (bits.flag()) {
-    for (int side = 0; side < 4; ++side) bits.ue();
-  }
+  readCropping(bits, sps);
   sps.bitDepth = 8 + bits.ue();
   bits.ue();
   sps.orderBits = bits.ue() + 4;

@@ -31,6 +31,9 @@ struct SequenceParameters {
   /// Luma samples, before cropping.
   std::uint32_t width = 0;
   std::uint32_t height = 0;
+  /// After cropping.
+  std::uint32_t shownWidth = 0;
+  std::uint32_t shownHeight = 0;
   /// H.264: width of frame_num in bits.
   unsigned frameNumBits = 0;
   /// H.264: pic_order_cnt_type; HEVC behaves as 0.

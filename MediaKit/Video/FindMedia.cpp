@@ -2,10 +2,10 @@
 #include "MediaKit/Video/FindMedia.h"
 
 #include <algorithm>
-#include <functional>
 #include <optional>
 #include <utility>
 
+#include "MediaKit/Bitstream/CarriedSets.h"
 #include "MediaKit/Walk/ForeignSound.h"
 #include "MediaKit/Walk/MediaWalk.h"
 
@@ -112,85 +112,181 @@ bool hasHardlyAnyPCM(const EvidencedFindings& found, const Teacher& teacher) {
          pictures * teacher.audio->timescale * hardlyAny;
 }
 
-// Whether most of the media is neither pictures nor blocks of sound that were found.
+bool hasKey(const EvidencedFindings& found) {
+  return std::any_of(found.video.begin(), found.video.end(),
+                     [](const Sample& picture) { return picture.isSync; });
+}
+
+// Whether most of the media is neither pictures nor blocks of sound that were found, or no decoding
+// can begin with any of them.
 bool isMostLeft(const EvidencedFindings& found, std::uint64_t bytes) {
   std::uint64_t used = found.blocks.bytes;
   for (const Sample& picture : found.video) used += picture.size;
-  return used < bytes / 2;
+  return used < bytes / 2 || !hasKey(found);
 }
 
-// Walks once more with the evidence changed. Where that finds far more, both stay; another camera's
-// pictures hardly ever have its key pictures among them.
-bool findsFarMore(const std::function<EvidencedFindings()>& walk, Teacher& teacher,
-                  EvidencedFindings& found, void (StreamEvidence::*change)()) {
-  constexpr std::uint64_t farMore = 4;
-  const auto evidence = teacher.evidence;
-  ((*teacher.evidence).*change)();
-  EvidencedFindings more = walk();
-  const bool isFarMore = more.video.size() > farMore * found.video.size() &&
-                         std::any_of(more.video.begin(), more.video.end(),
-                                     [](const Sample& picture) { return picture.isSync; });
-  if (isFarMore) {
-    found = std::move(more);
-  } else {
-    teacher.evidence = evidence;
+// Describes the clip's pictures by the parameter sets that they bring along.
+bool describeBy(Teacher& teacher, const CarriedSets& carried) {
+  const NALFormat::Codec codec = teacher.format.codec;
+  auto entry = carried.describe(teacher.sampleEntry(), codec);
+  if (!entry) {
+    return false;
   }
-  return isFarMore;
+  const ParameterSets sets = carried.read(codec);
+  const SequenceParameters& size = sets.sequences.begin()->second;
+  teacher.carried = {std::move(*entry), size.shownWidth, size.shownHeight};
+  teacher.evidence->goBy(sets);
+  return true;
+}
+
+// Goes by parameter sets that the clip's pictures bring along, where they are not the reference's
+// or stand behind delimiters where the reference has none. Says whether more may be found by that.
+bool adoptCarried(Teacher& teacher, const std::optional<CarriedSets>& carried) {
+  if (!carried) {
+    return false;
+  }
+  const bool areOther = !carried->areIn(teacher.sampleEntry(), teacher.format.codec);
+  const bool areUnexpected =
+      teacher.evidence->hasDelimiters() && !teacher.evidence->expectsParameterSets();
+  const bool isAnyNew = areOther ? describeBy(teacher, *carried) : areUnexpected;
+  if (isAnyNew) teacher.evidence->allowOtherFraming();
+  return isAnyNew;
+}
+
+/// Walks a clip, and again in other ways while that brings more.
+class MediaSearch {
+ public:
+  MediaSearch(const ByteSource& source, std::uint64_t from, Teacher& teacher,
+              WalkProgress& progress, const StopToken& stop)
+      : source_(source), from_(from), teacher_(teacher), progress_(progress), stop_(stop) {}
+
+  EvidencedFindings find();
+
+ private:
+  EvidencedFindings walk();
+  bool isFarMore(const EvidencedFindings& more) const;
+  bool walkAgain(const StreamEvidence& before);
+  void doubtPCM();
+  void doubtBlocks();
+  void goByCarried();
+  void allowFraming();
+  bool adopt();
+
+  const ByteSource& source_;
+  std::uint64_t from_;
+  Teacher& teacher_;
+  WalkProgress& progress_;
+  const StopToken& stop_;
+  EvidencedFindings found_;
+};
+
+EvidencedFindings MediaSearch::walk() {
+  EvidencedFindings found = walkMedia(source_, from_, teacher_, progress_.next(), stop_);
+  found.video = found.video.endingBy(source_.size());
+  return found;
+}
+
+// Another camera's pictures hardly ever have its key pictures among them.
+bool MediaSearch::isFarMore(const EvidencedFindings& more) const {
+  const std::uint64_t few = found_.video.size() * (hasKey(found_) ? 2 : 1);
+  return more.video.size() > few && hasKey(more);
+}
+
+// With evidence that was changed; where that does not bring far more it is as before again.
+bool MediaSearch::walkAgain(const StreamEvidence& before) {
+  EvidencedFindings more = walk();
+  const bool pays = isFarMore(more);
+  if (pays) {
+    found_ = std::move(more);
+  } else {
+    teacher_.evidence = before;
+  }
+  return pays;
+}
+
+// Other sound than the reference's misleads the search for pictures, too.
+void MediaSearch::doubtPCM() {
+  const bool isDoubtful =
+      teacher_.sound && hasHardlyAnyPCM(found_, teacher_) &&
+      (areStrange(found_.gaps) || isForeign(found_, teacher_, *teacher_.sound, source_));
+  if (!isDoubtful) {
+    return;
+  }
+  auto sound = std::exchange(teacher_.sound, std::nullopt);
+  auto evidence = teacher_.evidence;
+  teacher_.evidence->forgetGaps();
+  EvidencedFindings silent = walk();
+  // Pictures that only the reference's sound leads to show that it is there.
+  const bool isAsFull = silent.video.size() * 10 >= found_.video.size() * 9;
+  if (isAsFull && isForeign(silent, teacher_, *sound, source_)) {
+    found_ = std::move(silent);
+  } else {
+    teacher_.sound = std::move(sound);
+    teacher_.evidence = std::move(evidence);
+  }
+}
+
+// The same where the reference's is compressed and the clip's is not: hardly any picture is
+// followed by what it should be.
+void MediaSearch::doubtBlocks() {
+  constexpr std::uint64_t hardlyAny = 10;
+  if (!teacher_.blocks || found_.blocks.bytes * hardlyAny >= found_.unused) {
+    return;
+  }
+  const StreamEvidence before = *teacher_.evidence;
+  auto blocks = std::exchange(teacher_.blocks, std::nullopt);
+  teacher_.evidence->forgetGaps();
+  if (!walkAgain(before)) teacher_.blocks = std::move(blocks);
+}
+
+// The reference may have been recorded in another mode, or by another camera of its kind.
+void MediaSearch::goByCarried() {
+  const StreamEvidence before = *teacher_.evidence;
+  const auto carried = CarriedSets::search(source_, from_, teacher_.format, stop_);
+  if (adoptCarried(teacher_, carried) && !walkAgain(before)) {
+    teacher_.carried.reset();
+  }
+}
+
+void MediaSearch::allowFraming() {
+  const StreamEvidence before = *teacher_.evidence;
+  teacher_.evidence->allowOtherFraming();
+  (void)walkAgain(before);
+}
+
+// What the pictures found teach; whether more may be found by that.
+bool MediaSearch::adopt() {
+  const auto carried = CarriedSets::of(found_.video, source_, teacher_.format);
+  return adoptCarried(teacher_, carried) || adoptSettings(teacher_, found_, source_, stop_) ||
+         adoptKinds(teacher_, found_, source_);
+}
+
+EvidencedFindings MediaSearch::find() {
+  found_ = walk();
+  if (!teacher_.evidence) {
+    return std::move(found_);
+  }
+  const std::uint64_t bytes = source_.size() - std::min(from_, source_.size());
+  doubtPCM();
+  if (isMostLeft(found_, bytes)) goByCarried();
+  doubtBlocks();
+  if (isMostLeft(found_, bytes)) allowFraming();
+  constexpr int mostWalks = 4;
+  for (int walks = 1; walks < mostWalks && adopt(); ++walks) {
+    EvidencedFindings more = walk();
+    if (more.video.size() < found_.video.size()) {
+      break;
+    }
+    found_ = std::move(more);
+  }
+  return std::move(found_);
 }
 
 }  // namespace
 
 EvidencedFindings findMedia(const ByteSource& source, std::uint64_t from, Teacher& teacher,
                             WalkProgress& progress, const StopToken& stop) {
-  const auto walk = [&] {
-    EvidencedFindings found = walkMedia(source, from, teacher, progress.next(), stop);
-    found.video = found.video.endingBy(source.size());
-    return found;
-  };
-  EvidencedFindings found = walk();
-  if (!teacher.evidence) {
-    return found;
-  }
-  // Other sound than the reference's misleads the search for pictures, too.
-  if (teacher.sound && hasHardlyAnyPCM(found, teacher) &&
-      (areStrange(found.gaps) || isForeign(found, teacher, *teacher.sound, source))) {
-    auto sound = std::exchange(teacher.sound, std::nullopt);
-    auto evidence = teacher.evidence;
-    teacher.evidence->forgetGaps();
-    EvidencedFindings silent = walk();
-    // Pictures that only the reference's sound leads to show that it is there.
-    const bool isAsFull = silent.video.size() * 10 >= found.video.size() * 9;
-    if (isAsFull && isForeign(silent, teacher, *sound, source)) {
-      found = std::move(silent);
-    } else {
-      teacher.sound = std::move(sound);
-      teacher.evidence = std::move(evidence);
-    }
-  }
-  // The same where the reference's is compressed and the clip's is not: hardly any picture is
-  // followed by what it should be. Or pictures are framed in another way.
-  const std::uint64_t bytes = source.size() - std::min(from, source.size());
-  if (teacher.blocks && isMostLeft(found, bytes)) {
-    auto blocks = std::exchange(teacher.blocks, std::nullopt);
-    if (!findsFarMore(walk, teacher, found, &StreamEvidence::forgetGaps)) {
-      teacher.blocks = std::move(blocks);
-    }
-  }
-  if (isMostLeft(found, bytes)) {
-    (void)findsFarMore(walk, teacher, found, &StreamEvidence::allowOtherFraming);
-  }
-  constexpr int mostWalks = 4;
-  for (int walks = 1; walks < mostWalks; ++walks) {
-    if (!adoptSettings(teacher, found, source, stop) && !adoptKinds(teacher, found, source)) {
-      break;
-    }
-    EvidencedFindings more = walk();
-    if (more.video.size() < found.video.size()) {
-      break;
-    }
-    found = std::move(more);
-  }
-  return found;
+  return MediaSearch(source, from, teacher, progress, stop).find();
 }
 
 }  // namespace tallowmark::VideoRepair

@@ -369,6 +369,13 @@ void Rebuilding::find(WalkProgress& walks, const StopToken& stop) {
 void Rebuilding::describe() {
   movie_ = teacher_.movie;
   forgetTheRecording(movie_);
+  for (Track& track : movie_.tracks) {
+    if (teacher_.carried && &track == movie_.videoTrack()) {
+      track.sampleEntry = teacher_.carried->sampleEntry;
+      track.width = teacher_.carried->width;
+      track.height = teacher_.carried->height;
+    }
+  }
   described_ = movie_;
   video_ = *movie_.videoTrack();
   video_.mediaStart = 0;

@@ -15,6 +15,13 @@
 
 namespace tallowmark::VideoRepair {
 
+/// A video track's sample entry, and its picture size in pixels.
+struct PictureDescription {
+  std::vector<std::uint8_t> sampleEntry;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+};
+
 /// A good clip of the camera and what it teaches.
 struct Teacher {
   Movie movie;
@@ -38,7 +45,14 @@ struct Teacher {
   /// parameter sets, by which the reference's pictures make no sense.
   std::optional<ParameterFitting> fitting;
 
-  bool hasOtherSettings() const { return fitting && fitting->hasOtherSettings(); }
+  /// Where the clip's pictures bring parameter sets along that are not the reference's, what
+  /// describes them in the video track's place.
+  std::optional<PictureDescription> carried;
+
+  bool hasOtherSettings() const { return carried || (fitting && fitting->hasOtherSettings()); }
+  const std::vector<std::uint8_t>& sampleEntry() const {
+    return carried ? carried->sampleEntry : video->sampleEntry;
+  }
 };
 
 /// Learns from the reference, of which `movie` is what is known. Throws MediaError::unsupported for

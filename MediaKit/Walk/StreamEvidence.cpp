@@ -404,6 +404,18 @@ void StreamEvidence::adoptSets(const StreamEvidence& own) {
   countsReliably_ = countsReliably_ && own.countsReliably_;
 }
 
+bool StreamEvidence::expectsParameterSets() const {
+  const bool isH264 = format_.codec == NALFormat::Codec::h264;
+  return std::any_of(habits_.begin(), habits_.end(), [&](const UnitHabit& habit) {
+    return isH264 ? (habit.header & 31) == 7 : habit.header >> 9 == 33;
+  });
+}
+
+void StreamEvidence::goBy(const ParameterSets& sets) {
+  sets_ = sets;
+  countsReliably_ = false;
+}
+
 bool StreamEvidence::adoptSlices(const StreamEvidence& own) {
   // Pictures of other clips that were taken for this one's are few.
   constexpr std::uint64_t leastShare = 20;

@@ -57,6 +57,8 @@ class StreamEvidence {
 
   /// Goes by the parameter sets of the clip's own pictures in place of the reference's.
   void adoptSets(const StreamEvidence& own);
+  /// The same where nothing but the sets is known.
+  void goBy(const ParameterSets& sets);
   /// Takes over the kinds of slices that many of the clip's own pictures have and the reference has
   /// not; says whether there are any.
   bool adoptSlices(const StreamEvidence& own);
@@ -84,6 +86,8 @@ class StreamEvidence {
   unsigned fewestSlices() const { return fewestSlices_; }
   /// Frames of the reference open with access unit delimiters.
   bool hasDelimiters() const { return hasDelimiters_; }
+  /// Sequence parameter sets stand in the reference's pictures.
+  bool expectsParameterSets() const;
   /// Samples hold two fields, each a picture of its own.
   bool hasFieldPairs() const { return fieldPairs_; }
   const KeyHabits& keys() const { return keys_; }
