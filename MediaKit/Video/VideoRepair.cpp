@@ -30,6 +30,12 @@ std::uint64_t samplesBehind(const Movie& movie, std::uint64_t end) {
   return missing;
 }
 
+// Whether the index says that all pictures are in pieces behind it (ISO/IEC 14496-12 §8.8.1), and
+// none is.
+bool lacksPieces(const Movie& movie, const Box& moov, const ByteSource& source) {
+  return movie.videoTrack()->samples.empty() && BoxReader(source).child(moov, "mvex").has_value();
+}
+
 Movie indexOf(const ByteSource& source) {
   const BoxReader reader(source);
   try {
@@ -172,6 +178,7 @@ Diagnosis diagnose(const Movie& movie, const Box& moov, const ByteSource& source
     return MissingIndex{};
   }
   if (depth == Depth::full) {
+    if (lacksPieces(movie, moov, source)) return MissingIndex{};
     if (DamagedIndex::isDamaged(movie, moov, source)) return MissingIndex{};
     if (TornPieces::isMended(movie, source)) return Truncated{0};
     if (const auto end = IndexFit::endOfFit(movie, source)) {

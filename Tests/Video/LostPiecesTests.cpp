@@ -102,6 +102,27 @@ TEST(LostPieces, comeBackByWhatTheOthersTeach) {
   }
 }
 
+// An index without a picture plays nothing, wherever the file was cut; what media follows is found
+// by what a good clip teaches.
+TEST(LostPieces, leaveNothingThatPlaysWhereNoPieceIsWhole) {
+  if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
+  const TemporaryFolder folder;
+  const Bytes clip = inPieces({.seconds = 2}, "frag_keyframe+empty_moov", folder);
+  const MemorySource whole(clip);
+  const Box first = boxesOf(clip, "moof").front();
+  for (const std::uint64_t end :
+       {first.offset, first.offset + 20, first.end() + 8, first.end() + 20'000}) {
+    SCOPED_TRACE(end - first.offset);
+    Bytes file(clip.begin(), clip.begin() + placeOf(end));
+    if (end > first.end()) file = overwritten(std::move(file), first.offset, first.end(), false);
+    const MemorySource source(file);
+    EXPECT_EQ(VideoRepair::diagnose(source), VideoRepair::Diagnosis(VideoRepair::MissingIndex{}));
+    if (end > first.end() + 8) {
+      EXPECT_GT(VideoRepair::planRebuild(source, whole).result.videoFrames, 5U);
+    }
+  }
+}
+
 TEST(LostPieces, leaveTheRestInStep) {
   if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
   const TemporaryFolder folder;
