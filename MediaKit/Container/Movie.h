@@ -78,6 +78,8 @@ struct LostPiece {
   std::uint64_t to = 0;
   /// All that followed lies elsewhere than the index says.
   bool isMoved = false;
+  /// Nothing is written there.
+  bool isBlank = false;
   /// Tracks that go on only behind a later lost piece, or not at all, are not among them.
   std::vector<Resumption> resumptions;
 

@@ -20,6 +20,10 @@ FileState::Any stateOf(const ByteSource& clip, const VideoRepair::Diagnosis& dia
     return FileState::MissingIndex{};
   }
   if (std::holds_alternative<VideoRepair::Healthy>(diagnosis)) {
+    if (VideoRepair::isBlank(clip)) {
+      return FileState::Failed{
+          "Nothing is left of this clip's pictures: the file is blank where they should be."};
+    }
     if (auto info = ClipInfo::of(clip)) {
       return FileState::Healthy{std::move(*info)};
     }

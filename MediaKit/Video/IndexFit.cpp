@@ -95,9 +95,10 @@ Fit fitOf(const Sample& picture, std::size_t lengthSize, const ByteSource& clip)
     return Fit::fits;
   }
   const auto bytes = clip.read(picture.offset, std::min<std::size_t>(head, picture.size));
-  const bool isEmpty =
-      std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
-  return isEmpty ? Fit::isEmpty : startsWithCode(bytes) ? Fit::fits : Fit::misfits;
+  const auto isAll = [&](std::uint8_t of) {
+    return std::all_of(bytes.begin(), bytes.end(), [&](std::uint8_t byte) { return byte == of; });
+  };
+  return isAll(0) || isAll(0xFF) ? Fit::isEmpty : startsWithCode(bytes) ? Fit::fits : Fit::misfits;
 }
 
 std::optional<std::uint64_t> endOfFit(const Movie& movie, const ByteSource& clip) {
@@ -125,7 +126,7 @@ void cutToFit(Movie& movie, const ByteSource& clip) {
   for (Track& track : movie.tracks) {
     track.samples = track.samples.endingBy(*end);
   }
-  movie.lostPieces.push_back({*end, clip.size(), true, {}});
+  movie.lostPieces.push_back({.from = *end, .to = clip.size(), .isMoved = true});
 }
 
 }  // namespace tallowmark::IndexFit

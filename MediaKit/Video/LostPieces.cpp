@@ -260,7 +260,9 @@ void delayLostStarts(Movie& movie) {
     return found == late.end() ? 0 : secondsOf(found->second, track);
   };
   double least = late.empty() ? 0 : std::numeric_limits<double>::infinity();
-  for (const Track& track : movie.tracks) least = std::min(least, lateness(track));
+  for (const Track& track : movie.tracks) {
+    if (track.kind != Track::Kind::other) least = std::min(least, lateness(track));
+  }
   for (Track& track : movie.tracks) {
     const double delay = lateness(track) - least;
     if (delay > leastDelay) {

@@ -9,6 +9,7 @@
 #include "MediaKit/Container/SaturatingMath.h"
 #include "MediaKit/Container/WrittenRange.h"
 #include "MediaKit/Timing/SilentSamples.h"
+#include "MediaKit/Video/BlankStretches.h"
 #include "MediaKit/Video/DamagedIndex.h"
 #include "MediaKit/Video/IndexFit.h"
 #include "MediaKit/Video/LostIndex.h"
@@ -55,6 +56,7 @@ Movie readIndex(const ByteSource& source, Depth depth) {
   if (depth == Depth::full) {
     TornPieces::mend(movie, source);
     IndexFit::cutToFit(movie, source);
+    if (movie.lostPieces.empty()) BlankStretches::takeOut(movie, source);
   }
   return movie;
 }
@@ -146,6 +148,16 @@ Plan planWithLostPieces(const ByteSource& source, Movie movie, const Progress& p
   return filled;
 }
 
+// What is blank comes back by nothing.
+Plan planWithBlanks(const ByteSource& source, Movie movie) {
+  std::uint64_t lost = 0;
+  for (const LostPiece& piece : movie.lostPieces) lost += piece.to - piece.from;
+  Plan left = trimmed(std::move(movie), source.size());
+  left.result.unusedBytes = left.result.unusedBy.unknown = lost;
+  fillSound(left, source);
+  return left;
+}
+
 }  // namespace
 
 std::uint64_t UnusedBytes::total() const {
@@ -185,12 +197,19 @@ Diagnosis diagnose(const Movie& movie, const Box& moov, const ByteSource& source
       return *end == 0 ? Diagnosis(MissingIndex{}) : Diagnosis(Truncated{0});
     }
   }
-  const std::uint64_t missing = samplesBehind(movie, source.size());
+  const std::uint64_t behind = samplesBehind(movie, source.size());
+  const bool mayHaveBlanks = depth == Depth::full && movie.lostPieces.empty();
+  const auto blank = mayHaveBlanks ? BlankStretches::missingIn(movie, source) : std::nullopt;
+  const std::uint64_t missing = saturatingAdd(blank.value_or(0), behind);
   if (!movie.lostPieces.empty()) {
     return movie.videoTrack()->samples.empty() ? Diagnosis(MissingIndex{})
                                                : Diagnosis(Truncated{missing});
   }
-  return missing == 0 ? Diagnosis(Healthy{}) : Diagnosis(Truncated{missing});
+  return missing == 0 && !blank ? Diagnosis(Healthy{}) : Diagnosis(Truncated{missing});
+}
+
+bool isBlank(const ByteSource& source) {
+  return BlankStretches::isAllOf(indexOf(source), source);
 }
 
 Plan plan(const ByteSource& source, const ByteSource* reference, const Progress& progress,
@@ -204,6 +223,7 @@ Plan plan(const ByteSource& source, const ByteSource* reference, const Progress&
     if (movie.lostPieces.empty() || depth == Depth::basic) {
       return trimmed(std::move(movie), source.size());
     }
+    if (movie.lostPieces.front().isBlank) return planWithBlanks(source, std::move(movie));
     return movie.lostPieces.front().isMoved
                ? planWithMovedRest(source, std::move(movie), progress, stop)
                : planWithLostPieces(source, std::move(movie), progress, stop);

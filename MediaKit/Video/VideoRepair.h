@@ -96,6 +96,10 @@ Diagnosis diagnose(const ByteSource& source, Depth depth = Depth::full);
 Diagnosis diagnose(const Movie& movie, const Box& moov, const ByteSource& source,
                    Depth depth = Depth::full);
 
+/// Whether the index is there and nothing that it describes as pictures was ever written. Throws as
+/// above.
+bool isBlank(const ByteSource& source);
+
 /// Bytes that a clip lacks: samples reach them as if it went on with them from `at`.
 struct AddedBytes {
   std::uint64_t at = 0;

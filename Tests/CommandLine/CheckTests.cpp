@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "Program.h"
 
 namespace tallowmark::testing {
@@ -43,6 +45,11 @@ TEST_F(CheckTests, tellEachStateInTheOrderGiven) {
   const std::string noise = writeFile(folder / "noise.mp4", Bytes(1000, 7));
   const std::string text = writeFile(folder / "notes.txt", Bytes(10, 'a'));
   const std::string raw = writeFile(folder / "a.cr2", Bytes(10, 'a'));
+  Bytes unwritten = contentsOf(good);
+  const Bytes name = testing::text("mdat");
+  const auto media = std::search(unwritten.begin(), unwritten.end(), name.begin(), name.end());
+  std::fill(media + 4, unwritten.end(), std::uint8_t{0});
+  const std::string blank = writeFile(folder / "blank.mov", unwritten);
   const struct {
     std::string file;
     nlohmann::json kind;
@@ -51,7 +58,7 @@ TEST_F(CheckTests, tellEachStateInTheOrderGiven) {
               {cut, "video", "truncated"},        {noise, "video", "notAVideo"},
               {missing, "video", "failed"},       {pipe, "video", "failed"},
               {text, nullptr, "notAVideo"},       {raw, "raw", "rawFile"},
-              {"/dev/null", nullptr, "failed"}};
+              {"/dev/null", nullptr, "failed"},   {blank, "video", "failed"}};
   std::vector<std::string> arguments{"check", "--json"};
   for (const auto& row : rows) arguments.push_back(row.file);
   const auto result = tallowmark(arguments);
@@ -70,6 +77,8 @@ TEST_F(CheckTests, tellEachStateInTheOrderGiven) {
   EXPECT_GT(lines[2]["missingSamples"], 10);
   EXPECT_EQ(lines[5]["message"],
             "Couldn't read this file: " + pipe + " is not a readable file or device.");
+  EXPECT_EQ(lines.back()["message"],
+            "Nothing is left of this clip's pictures: the file is blank where they should be.");
   const auto& info = lines[1]["info"];
   EXPECT_EQ(info["summary"], "H.264 · 320×240 · 25 fps");
   EXPECT_EQ(info["audioCodec"], "PCM");

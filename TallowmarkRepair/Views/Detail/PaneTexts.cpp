@@ -102,12 +102,10 @@ std::vector<QString> clipLosses(const Clip& clip, const Clip::Summary& summary,
         tr("The sound could not be recovered: the camera compresses it, and only the "
            "missing index told where it is. The copy is silent."));
   }
-  if (details != nullptr && details->rebuilt) {
-    if (const auto* result = std::get_if<VideoRepair::Result>(&details->facts)) {
-      addLostSound(losses, *result);
-      addUnused(losses, clip, *result);
-    }
-  }
+  const auto* result =
+      details == nullptr ? nullptr : std::get_if<VideoRepair::Result>(&details->facts);
+  if (result != nullptr) addLostSound(losses, *result);
+  if (result != nullptr && details->rebuilt) addUnused(losses, clip, *result);
   return losses;
 }
 
@@ -234,9 +232,8 @@ struct ClipText {
   PaneText operator()(const Clip::Truncated& state) const {
     if (clip.kind() == Kind::video && state.missingSamples == 0) {
       return {Tone::attention,
-              tr("Won't open"),
-              tr("This clip won't open because a part of the file is damaged that programs need "
-                 "first."),
+              tr("Damaged"),
+              tr("A part of this clip is damaged: programs won't open it, or stop there."),
               tr("Its index is still there: Repair keeps everything that it finds by it."),
               {tr("Pictures that were overwritten can't come back.")},
               {}};
