@@ -364,6 +364,22 @@ bool PictureSearch::isCertain(const FoundFrame& candidate, std::uint64_t searche
          !finder_.isContradicted(candidate, openingOfFrame);
 }
 
+// Whether the candidate stands in a gap as the reference often has them, up to a frame that counts
+// on from the last one: then it is sound that reads as a frame.
+bool PictureSearch::liesInUsualGap(const FoundFrame& candidate, std::uint64_t searchedFrom) {
+  const auto& gaps = evidence_.usualGaps();
+  if (!last_ || last_->end() != searchedFrom ||
+      std::binary_search(gaps.begin(), gaps.end(), candidate.offset - searchedFrom)) {
+    return false;
+  }
+  return std::any_of(gaps.begin(), gaps.end(), [&](std::uint64_t gap) {
+    const std::uint64_t at = searchedFrom + gap;
+    const auto next = at > candidate.offset ? finder_.maybeFrameAt(at) : std::nullopt;
+    return next && next->isLearnt && next->bits >= enoughWhereDue &&
+           evidence_.successionBits(last_->slice, next->slice) > 0;
+  });
+}
+
 void PictureSearch::rememberTorn(const FoundFrame& candidate) {
   if (candidate.isLearnt && candidate.bits >= enoughWhereDue && torn_.starts.size() < mostTorn) {
     torn_.starts.insert(candidate.offset);
@@ -398,7 +414,8 @@ std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
       continue;
     }
     const double itself = scoreByItself(candidate, from);
-    if (isCertain(candidate, from, itself) && !isForeign(candidate)) {
+    if (isCertain(candidate, from, itself) && !liesInUsualGap(candidate, from) &&
+        !isForeign(candidate)) {
       return candidate;
     }
     if (finder_.isOverworked()) {
@@ -411,7 +428,8 @@ std::optional<FoundFrame> PictureSearch::next(std::uint64_t from,
       continue;
     }
     const Judged judged{candidate, score(candidate, from) + sound};
-    if (isExpected(judged, from) && !finder_.isContradicted(candidate) && !isForeign(candidate)) {
+    if (isExpected(judged, from) && !finder_.isContradicted(candidate) &&
+        !liesInUsualGap(candidate, from) && !isForeign(candidate)) {
       return strongest(judged, from);
     }
   }

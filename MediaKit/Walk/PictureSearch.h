@@ -83,6 +83,7 @@ class PictureSearch {
   };
   enum class SoundEdge { start, end };
 
+  bool liesInUsualGap(const FoundFrame& candidate, std::uint64_t searchedFrom);
   void rememberTorn(const FoundFrame& candidate);
   double scoreByItself(const FoundFrame& frame, std::uint64_t searchedFrom);
   double edgeBits(const FoundFrame& frame, SoundEdge edge);

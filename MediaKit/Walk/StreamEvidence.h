@@ -102,6 +102,8 @@ class StreamEvidence {
   double followerBits(std::span<const std::uint8_t> bytes) const;
   /// Bits in favour of a frame that starts `gap` bytes behind the one before.
   double gapBits(std::uint64_t gap) const;
+  /// Distances of frames that come again and again, in order.
+  const std::vector<std::uint64_t>& usualGaps() const { return usualGaps_; }
   /// Whether about as many bytes lie between two frames of the reference.
   bool isUsualGap(std::uint64_t gap) const;
   /// So few frames were seen that their kinds say little about the others.

@@ -216,6 +216,27 @@ TEST_F(Rebuild, findsPicturesThatAreFramedUnlikeTheReferences) {
   }
 }
 
+// Loud sound reads as a small picture now and then; the stretch that it stands in is as long as the
+// reference's, and leads to a picture that counts on.
+TEST_F(Rebuild, takesNoiseForSoundWhereAPictureIsDueBehindIt) {
+  for (int seed = 1; seed <= 12; ++seed) {
+    SCOPED_TRACE(seed);
+    const auto clip =
+        makeClip({.container = "mov",
+                  .audio = "pcm_s16be",
+                  .bFrames = 2,
+                  .seconds = 8,
+                  .keyInterval = 12,
+                  .sound = "anoisesrc=c=pink:a=0.3:r=48000:seed=" + std::to_string(seed) +
+                           ",tremolo=f=3:d=0.9",
+                  .channels = 2});
+    const auto compared = testing::rebuildAndCompare(testing::Victim(clip), clip);
+    EXPECT_EQ(compared.exact, compared.frames);
+    EXPECT_EQ(compared.invented, 0U);
+    EXPECT_EQ(compared.soundRight, compared.sound);
+  }
+}
+
 // What a camera had set aside and never wrote to is no sound, however long it is.
 TEST_F(Rebuild, endsWhereSpaceThatWasSetAsideBegins) {
   const testing::TemporaryFolder folder;
