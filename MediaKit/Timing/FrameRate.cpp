@@ -121,7 +121,12 @@ std::optional<SoundRate> SoundRate::of(const AnchorStretches& stretches) {
   // Of places along one stretch the mean square is a twelfth of its length's.
   const double perPicture = both / squares;
   SoundRate rate{.perPicture = perPicture, .length = std::sqrt(12 * squares / count) * perPicture};
-  if (rate.length < shortest) {
+  // A chunk or two to a stretch err alike.
+  const auto full = std::count_if(stretches.begin(), stretches.end(), [](const auto& anchors) {
+    return static_cast<double>(anchors.size()) >= fewest;
+  });
+  rate.reach = rate.length * std::sqrt(std::max(1.0, static_cast<double>(full)));
+  if (rate.reach < shortest) {
     return std::nullopt;
   }
   std::vector<double> leads;
@@ -131,6 +136,60 @@ std::optional<SoundRate> SoundRate::of(const AnchorStretches& stretches) {
   rate.swing = lead.mostlyMost - lead.mostlyLeast;
   rate.width = lead.most - lead.least;
   return rate;
+}
+
+std::optional<SoundRate> SoundRate::ofSteps(const AnchorStretches& stretches) {
+  constexpr std::size_t enough = 6;
+  constexpr std::size_t enoughInside = 3;
+  // Of shorter ones all are alike.
+  constexpr std::uint64_t fewestFrames = 8;
+  struct Step {
+    double frames = 0;
+    double seconds = 0;
+    bool isFirst = false;
+  };
+  std::vector<Step> steps;
+  for (const std::vector<SoundAnchor>& anchors : stretches) {
+    for (std::size_t i = 1; i < anchors.size(); ++i) {
+      const std::uint64_t frames = anchors[i].frame - anchors[i - 1].frame;
+      if (frames < fewestFrames) continue;
+      steps.push_back(
+          {static_cast<double>(frames), anchors[i].seconds - anchors[i - 1].seconds, i == 1});
+    }
+  }
+  if (steps.size() < enough) {
+    return std::nullopt;
+  }
+  const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
+  std::nth_element(steps.begin(), middle, steps.end(), [](const Step& a, const Step& b) {
+    return a.frames * b.seconds < b.frames * a.seconds;
+  });
+  const double perSecond = middle->frames / middle->seconds;
+  Step sum;
+  std::size_t alike = 0;
+  std::size_t inside = 0;
+  std::size_t alikeInside = 0;
+  for (const Step& step : steps) {
+    inside += step.isFirst ? 0U : 1U;
+    if (std::abs(step.frames - step.seconds * perSecond) > 1) continue;
+    ++alike;
+    alikeInside += step.isFirst ? 0U : 1U;
+    sum.frames += step.frames;
+    sum.seconds += step.seconds;
+  }
+  // Behind a loss more pictures may be missing than it tells of.
+  const bool isOne = alike >= enough && alikeInside >= enoughInside &&
+                     alikeInside * 10 >= inside * 9 && alike * 5 >= steps.size() * 3;
+  if (!isOne || sum.frames <= 0) {
+    return std::nullopt;
+  }
+  // Each stretch errs by a picture.
+  const double perPicture = sum.seconds / sum.frames;
+  return SoundRate{.perPicture = perPicture,
+                   .swing = perPicture,
+                   .width = perPicture,
+                   .length = sum.seconds / static_cast<double>(stretches.size()),
+                   .reach = sum.seconds / std::sqrt(static_cast<double>(stretches.size()))};
 }
 
 bool SoundRate::isSteady(const SoundLead& reference) const {
@@ -146,11 +205,15 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
                                          std::optional<double> stated) {
   constexpr double nearest = 0.0015;
   constexpr double vaguest = 0.02;
-  const auto rate = SoundRate::of(stretchesOf(pace.anchors, found.losses));
-  if (!rate || frame <= 0 || !rate->isSteady(pace.lead)) {
+  const AnchorStretches stretches = stretchesOf(pace.anchors, found.losses);
+  auto rate = SoundRate::of(stretches);
+  if (rate && !rate->isSteady(pace.lead)) rate.reset();
+  const auto bySteps = SoundRate::ofSteps(stretches);
+  if (bySteps && (!rate || bySteps->error() < rate->error())) rate = bySteps;
+  if (!rate || frame <= 0) {
     return std::nullopt;
   }
-  const double tolerance = std::max(nearest, rate->swing / rate->length);
+  const double tolerance = std::max(nearest, rate->error());
   const double ratio = rate->perPicture / frame;
   const double usual = nearestRate(1 / rate->perPicture);
   const bool isUsual = isNear(1 / rate->perPicture, usual, tolerance) &&

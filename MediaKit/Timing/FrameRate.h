@@ -27,10 +27,18 @@ struct SoundRate {
   double swing = 0;
   double width = 0;
   double length = 0;
+  /// How long one would have to be to tell as much as they do together.
+  double reach = 0;
 
-  /// Nothing when there are too few anchors, or stretches are mostly shorter than two seconds.
+  /// Nothing when there are too few anchors, or they reach less than two seconds.
   static std::optional<SoundRate> of(const AnchorStretches& stretches);
 
+  /// The same from one anchor to the next, where nearly all of these steps are alike: sound in
+  /// chunks between many losses, of which some took pictures unseen.
+  static std::optional<SoundRate> ofSteps(const AnchorStretches& stretches);
+
+  /// How far off `perPicture` may be, as a share of it.
+  double error() const { return swing / reach; }
   /// Whether the anchors lie as close to the line as the reference's swing lets them.
   bool isSteady(const SoundLead& reference) const;
 };

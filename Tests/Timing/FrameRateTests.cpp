@@ -113,6 +113,46 @@ TEST_F(FrameRate, isToldBesideHoles) {
   }
 }
 
+// Each of many short stretches tells little, all of them enough.
+TEST_F(FrameRate, isToldBetweenManyHoles) {
+  const struct {
+    int ofClip;
+    int ofReference;
+    double apart;
+    /// As above.
+    double chunk = 0;
+  } rows[] = {{60, 30, 0.15}, {50, 30, 0.15}, {30, 24, 0.15}, {60, 30, 0.6, 0.5}};
+  const testing::TemporaryFolder folder;
+  for (const auto& row : rows) {
+    ClipRecipe recipe{.container = "mov",
+                      .audio = "pcm_s16le",
+                      .bFrames = 2,
+                      .seconds = 10,
+                      .framesPerSecond = row.ofClip,
+                      .sound = testing::livelySound(2, 48000),
+                      .channels = 2};
+    std::filesystem::path clip = makeClip(recipe);
+    recipe.framesPerSecond = row.ofReference;
+    recipe.variant = 1;
+    std::filesystem::path reference = makeClip(recipe);
+    if (row.chunk > 0) {
+      testing::storeInChunks(clip, row.chunk, folder / "clip");
+      testing::storeInChunks(reference, row.chunk, folder / "reference");
+      clip = folder / "clip";
+      reference = folder / "reference";
+    }
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+      SCOPED_TRACE(std::to_string(row.ofClip) + " by " + std::to_string(row.ofReference) +
+                   (row.chunk > 0 ? " in chunks " : " ") + std::to_string(seed));
+      Victim victim(clip);
+      victim.punch(seed, 20, 4096, testing::Filling::noise);
+      const Comparison c = rebuildAndCompare(victim, reference);
+      EXPECT_FALSE(c.result.audioDropped);
+      EXPECT_LT(c.apart, row.apart);
+    }
+  }
+}
+
 // A camera that drops two pictures of five has two thirds more sound to each than its reference.
 TEST_F(FrameRate, leavesSoundThatIsMoreThanPicturesAskFor) {
   const ClipRecipe usual{.seconds = 12, .sound = testing::livelySound(1, 48000)};
