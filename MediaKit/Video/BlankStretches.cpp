@@ -77,10 +77,11 @@ std::uint64_t Search::edge(std::uint64_t here, std::uint64_t there) const {
   return there;
 }
 
-// Up to the next picture that is left, or to the end of all media.
+// From one picture that is left to the next, or to the end of all media.
 Stretch Search::stretch(std::uint64_t first, std::uint64_t end) const {
   const bool isLast = end == pictures_.size();
-  const std::uint64_t from = pictures_[first].offset;
+  const std::uint64_t from =
+      first == 0 ? 0 : pictures_[first - 1].offset + pictures_[first - 1].size;
   const std::uint64_t to = isLast ? clip_.size() : pictures_[end].offset;
   return {first, end, {from, std::max(from, to)}, isLast};
 }

@@ -9,6 +9,7 @@
 #include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "MediaKit/Video/VideoRepair.h"
+#include "Tests/Support/Chunks.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Clusters.h"
 #include "Tests/Support/Files.h"
@@ -116,6 +117,28 @@ TEST_F(BlankClip, keepsWhatIsLeftInStep) {
         EXPECT_TRUE(movie.videoTrack()->samples.front().isSync);
       }
     }
+  }
+}
+
+// Phones store sound ahead of the pictures that it belongs to.
+TEST_F(BlankClip, keepsNoBlankSoundAheadOfItsPictures) {
+  const testing::TemporaryFolder folder;
+  testing::storeInChunks(testing::makeClip({.seconds = 8}), 2, folder / "clip.mp4", {1, 0});
+  const Bytes clip = testing::contentsOf(folder / "clip.mp4");
+  for (const auto& [from, to] : {std::pair(0.0, 0.2), {0.4, 0.6}}) {
+    const Bytes damaged = blanked(clip, from, to, 0);
+    const MemorySource source(damaged);
+    const FileSource copy(copyOf(source).string());
+    const Movie movie = movieOf(copy);
+    std::size_t blank = 0;
+    for (const Sample sample : movie.audioTrack()->samples) {
+      const Bytes bytes = copy.read(sample.offset, sample.size);
+      const bool isBlank =
+          std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
+      blank += isBlank ? 1U : 0U;
+    }
+    EXPECT_EQ(blank, 0U) << from;
+    EXPECT_GT(movie.audioTrack()->samples.size(), 200U);
   }
 }
 
