@@ -171,17 +171,20 @@ Bytes recordHEVC(const std::vector<std::vector<View>>& sets, const SequenceParam
 
 std::optional<CarriedSets> CarriedSets::of(const SampleList& pictures, const ByteSource& source,
                                            const NALFormat& format) {
-  constexpr std::uint64_t mostLooks = 2000;
   constexpr std::size_t enough = 8;
-  Ballot ballot;
   if (format.lengthSize != prefix) {
     return std::nullopt;
   }
-  for (const Sample picture : pictures.slice(0, std::min(pictures.size(), mostLooks))) {
-    if (!picture.isSync) continue;
-    if (ballot.total() == enough) break;
-    const Bytes head = source.read(picture.offset, std::min<std::size_t>(picture.size, mostAhead));
-    auto sets = setsAhead(head, format.codec);
+  std::vector<Sample> keys;
+  for (const SampleRun& run : pictures.runs()) {
+    if (run.first.isSync) keys.push_back(run.first);
+  }
+  Ballot ballot;
+  const std::size_t looks = std::min(enough, keys.size());
+  for (std::size_t i = 0; i < looks; ++i) {
+    const Sample& key = keys[i * keys.size() / looks];
+    auto sets = setsAhead(source.read(key.offset, std::min<std::size_t>(key.size, mostAhead)),
+                          format.codec);
     ballot.add(sets ? std::move(*sets) : CarriedSets());
   }
   auto sets = ballot.mostFrequent();

@@ -21,8 +21,8 @@ struct CarriedSets {
 
   friend bool operator==(const CarriedSets&, const CarriedSets&) = default;
 
-  /// The sets that key pictures at their places in `source` bring along: of the first few, most
-  /// the same; nothing when they bring none, or not all that a decoder needs. Throws DeviceError.
+  /// The sets that key pictures at their places in `source` bring along: of a few of them, most
+  /// the same; nothing when most bring none, or not all that a decoder needs. Throws DeviceError.
   static std::optional<CarriedSets> of(const SampleList& pictures, const ByteSource& source,
                                        const NALFormat& format);
 

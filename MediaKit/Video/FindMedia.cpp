@@ -8,6 +8,7 @@
 #include "MediaKit/Bitstream/CarriedSets.h"
 #include "MediaKit/Walk/ForeignSound.h"
 #include "MediaKit/Walk/MediaWalk.h"
+#include "MediaKit/Walk/PCMTracks.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -117,12 +118,20 @@ bool hasKey(const EvidencedFindings& found) {
                      [](const Sample& picture) { return picture.isSync; });
 }
 
-// Whether most of the media is neither pictures nor blocks of sound that were found, or no decoding
-// can begin with any of them.
-bool isMostLeft(const EvidencedFindings& found, std::uint64_t bytes) {
-  std::uint64_t used = found.blocks.bytes;
+std::uint64_t usedBytes(const EvidencedFindings& found) {
+  std::uint64_t used = found.blocks.bytes + bytesOfPCM(found);
   for (const Sample& picture : found.video) used += picture.size;
-  return used < bytes / 2 || !hasKey(found);
+  return used;
+}
+
+// Whether most of the media is neither pictures nor sound that were found, though not behind a row
+// of pictures that just ends; or no decoding can begin with any of them.
+bool isMostLeft(const EvidencedFindings& found, std::uint64_t bytes) {
+  constexpr std::uint64_t few = 50;
+  constexpr std::uint64_t often = 8;
+  const std::uint64_t pictures = found.video.size();
+  const bool isBroken = pictures < few || found.losses.size() * often >= pictures;
+  return !hasKey(found) || (isBroken && usedBytes(found) < bytes / 2);
 }
 
 // Describes the clip's pictures by the parameter sets that they bring along.
@@ -186,10 +195,20 @@ EvidencedFindings MediaSearch::walk() {
   return found;
 }
 
-// Another camera's pictures hardly ever have its key pictures among them.
+// Another camera's pictures hardly ever have its key pictures among them, and what reads as
+// pictures by chance makes little of what it stands in.
 bool MediaSearch::isFarMore(const EvidencedFindings& more) const {
-  const std::uint64_t few = found_.video.size() * (hasKey(found_) ? 2 : 1);
-  return more.video.size() > few && hasKey(more);
+  constexpr std::uint64_t several = 8;
+  constexpr std::uint64_t part = 8;
+  const std::uint64_t pictures = found_.video.size();
+  const std::uint64_t enough =
+      hasKey(found_) ? 2 * pictures + several : std::max(pictures, several);
+  if (more.video.size() < enough || !hasKey(more)) {
+    return false;
+  }
+  const Sample first = more.video.front();
+  const Sample last = more.video.back();
+  return usedBytes(more) * part >= last.offset + last.size - first.offset;
 }
 
 // With evidence that was changed; where that does not bring far more it is as before again.
@@ -268,9 +287,12 @@ EvidencedFindings MediaSearch::find() {
   }
   const std::uint64_t bytes = source_.size() - std::min(from_, source_.size());
   doubtPCM();
-  if (isMostLeft(found_, bytes)) goByCarried();
+  if (isMostLeft(found_, bytes)) {
+    goByCarried();
+    if (isMostLeft(found_, bytes)) allowFraming();
+    doubtPCM();
+  }
   doubtBlocks();
-  if (isMostLeft(found_, bytes)) allowFraming();
   constexpr int mostWalks = 4;
   for (int walks = 1; walks < mostWalks && adopt(); ++walks) {
     EvidencedFindings more = walk();

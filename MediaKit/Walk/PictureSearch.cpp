@@ -8,6 +8,8 @@
 #include <tuple>
 #include <utility>
 
+#include "MediaKit/Walk/UnitsAhead.h"
+
 namespace tallowmark::VideoRepair {
 
 namespace {
@@ -230,12 +232,23 @@ bool PictureSearch::followsDelimiter(std::uint64_t at) {
   return before.size() >= length && std::equal(delimiter.begin(), delimiter.end(), before.begin());
 }
 
+// Whether parameter sets lead to `at` that are not of this stream.
+bool PictureSearch::followsOtherSets(std::uint64_t at) {
+  const std::uint64_t from = last_ ? std::min(last_->end(), at) : start_;
+  const std::uint64_t ahead = startOfUnitsAhead(from, at, evidence_.format(), source_);
+  return ahead < at &&
+         describeOthers(ahead, at, evidence_.format(), evidence_.parameterSets(), source_);
+}
+
 // Whether the candidate is another camera's or another track's frame, which then counts as passed;
 // or whether one of these begins a little before it and holds it, as a frame that opens with
 // parameter sets holds its slice.
 bool PictureSearch::isForeign(const FoundFrame& candidate) {
   if (!evidence_.hasDelimiters() && followsDelimiter(candidate.offset)) {
     return true;  // another camera's
+  }
+  if (candidate.isKeyframe && followsOtherSets(candidate.offset)) {
+    return true;
   }
   if (others_.wasPassedLast(candidate)) {
     return true;
@@ -374,7 +387,7 @@ bool PictureSearch::liesInUsualGap(const FoundFrame& candidate, std::uint64_t se
   }
   return std::any_of(gaps.begin(), gaps.end(), [&](std::uint64_t gap) {
     const std::uint64_t at = searchedFrom + gap;
-    const auto next = at > candidate.offset ? finder_.maybeFrameAt(at) : std::nullopt;
+    const auto next = at >= candidate.end() ? finder_.maybeFrameAt(at) : std::nullopt;
     return next && next->isLearnt && next->bits >= enoughWhereDue &&
            evidence_.successionBits(last_->slice, next->slice) > 0;
   });

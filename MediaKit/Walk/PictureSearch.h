@@ -92,6 +92,7 @@ class PictureSearch {
   bool breaksOff(const FoundFrame& frame);
   bool isForeign(const FoundFrame& candidate);
   bool followsDelimiter(std::uint64_t at);
+  bool followsOtherSets(std::uint64_t at);
   std::optional<FoundFrame> successor(const FoundFrame& frame);
   bool mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom);
   bool isLinkedBySound(const FoundFrame& candidate, std::uint64_t searchedFrom);

@@ -51,4 +51,30 @@ std::uint64_t startOfUnitsAhead(std::uint64_t from, std::uint64_t picture, const
   return first + start;
 }
 
+bool describeOthers(std::uint64_t start, std::uint64_t picture, const NALFormat& format,
+                    const ParameterSets& known, const ByteSource& source) {
+  const std::vector<std::uint8_t> bytes =
+      source.read(start, static_cast<std::size_t>(picture - start));
+  for (std::size_t at = 0; at + prefix < bytes.size();) {
+    const std::span<const std::uint8_t> behind = std::span(bytes).subspan(at + prefix);
+    const auto length = bigEndian<std::uint32_t>(bytes, at);
+    if (length < 2 || length > behind.size()) {
+      return false;
+    }
+    const int type = format.codec == NALFormat::Codec::h264 ? behind[0] & 31 : behind[0] >> 1;
+    const bool isSequence = type == (format.codec == NALFormat::Codec::h264 ? 7 : 33);
+    const auto found =
+        isSequence ? readSequenceParameters(behind.first(length), format.codec) : std::nullopt;
+    const auto same = found ? known.sequences.find(found->first) : known.sequences.end();
+    if (found && !known.sequences.empty() &&
+        (same == known.sequences.end() || same->second.width != found->second.width ||
+         same->second.height != found->second.height ||
+         same->second.bitDepth != found->second.bitDepth)) {
+      return true;
+    }
+    at += prefix + length;
+  }
+  return false;
+}
+
 }  // namespace tallowmark

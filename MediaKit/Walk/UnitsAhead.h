@@ -5,6 +5,7 @@
 
 #include "DeviceKit/ByteSource.h"
 #include "MediaKit/Bitstream/NALFormat.h"
+#include "MediaKit/Bitstream/ParameterSets.h"
 
 namespace tallowmark {
 
@@ -15,5 +16,11 @@ namespace tallowmark {
 /// DeviceError.
 std::uint64_t startOfUnitsAhead(std::uint64_t from, std::uint64_t picture, const NALFormat& format,
                                 const ByteSource& source);
+
+/// Whether a sequence parameter set among the units from `start` up to `picture` describes pictures
+/// of another size or bit depth than those of `known` that have its number: then the picture is
+/// another recording's. Throws DeviceError.
+bool describeOthers(std::uint64_t start, std::uint64_t picture, const NALFormat& format,
+                    const ParameterSets& known, const ByteSource& source);
 
 }  // namespace tallowmark

@@ -7,6 +7,7 @@
 #include "DeviceKit/FileSource.h"
 #include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/MovieParser.h"
+#include "Tests/Support/Boxes.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Clusters.h"
 #include "Tests/Video/GroundTruth.h"
@@ -105,6 +106,35 @@ TEST_P(CarriedParameterSets, areDescribedAsTheClipsOwnEntryDid) {
   EXPECT_EQ(recordOf(*entry), recordOf(truth.sampleEntry));
   // Width and height.
   EXPECT_TRUE(std::equal(entry->begin() + 32, entry->begin() + 36, truth.sampleEntry.begin() + 32));
+}
+
+// An old recording of another size lies ahead of the clip's media: what it brings along is no word
+// on the clip, nor are its pictures.
+TEST_P(CarriedParameterSets, ofAnotherRecordingSayNothing) {
+  const fs::path clip = makeClip(reference(""));
+  const fs::path old = makeClip(recipe(":repeat-headers=1"));
+  const auto mediaOf = [](const fs::path& file) {
+    const FileSource source(file.string());
+    const BoxReader reader(source);
+    return reader.payload(MovieParser::layout(reader).mdats.front());
+  };
+  const testing::Bytes whole = mediaOf(old);
+  for (const std::size_t part : {whole.size(), whole.size() / 3}) {
+    testing::Bytes media(whole.end() - testing::placeOf(part), whole.end());
+    const testing::Bytes own = mediaOf(clip);
+    media.insert(media.end(), own.begin(), own.end());
+    const testing::Bytes file = testing::joined(
+        {testing::makeBox("ftyp", {testing::text("isom")}), testing::makeBox("mdat", {media})});
+    const MemorySource damaged(file);
+    ClipRecipe sibling = reference("");
+    sibling.variant = 2;
+    const auto plan = VideoRepair::planRebuild(damaged, FileSource(makeClip(sibling).string()));
+    const Track truth = pictureTrack(clip);
+    const Track& rebuilt = *plan.movie.videoTrack();
+    EXPECT_EQ(rebuilt.samples.size(), truth.samples.size());
+    EXPECT_EQ(rebuilt.width, truth.width);
+    EXPECT_FALSE(plan.hasOtherSettings);
+  }
 }
 
 // A torn set in one key picture says nothing, nor does one in pictures that bring none.

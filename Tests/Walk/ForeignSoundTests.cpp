@@ -111,5 +111,21 @@ TEST_F(ForeignSound, isLeftAloneBesidePCM) {
   }
 }
 
+// Delimiters that the reference does not have hide the pictures, and with them that there is no
+// PCM.
+TEST_F(ForeignSound, isNotTakenForPCMWhosePicturesAreFramedInAnotherWay) {
+  const ClipRecipe clip{.seconds = 5,
+                        .settings = ":aud=1",
+                        .sound = livelySound(2, 48000),
+                        .channels = 2,
+                        .variant = 1};
+  const ClipRecipe reference{.container = "mov", .audio = "pcm_s16le", .seconds = 4};
+  const Comparison compared =
+      testing::rebuildAndCompare(Victim(makeClip(clip)), makeClip(reference));
+  EXPECT_EQ(compared.exact, compared.frames);
+  EXPECT_EQ(compared.result.audioPackets, 0U);
+  EXPECT_TRUE(compared.result.audioDropped);
+}
+
 }  // namespace
 }  // namespace tallowmark
