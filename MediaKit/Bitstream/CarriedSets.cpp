@@ -16,7 +16,7 @@ using Bytes = std::vector<std::uint8_t>;
 using View = std::span<const std::uint8_t>;
 using Codec = NALFormat::Codec;
 
-constexpr std::size_t prefix = 4;
+constexpr std::size_t lengthBytes = 4;
 // Sets and the messages among them.
 constexpr std::size_t mostAhead = std::size_t{16} << 10U;
 constexpr std::uint32_t longestSet = 1024;
@@ -61,9 +61,9 @@ std::optional<CarriedSets> setsAhead(View bytes, Codec codec) {
   constexpr int mostUnits = 16;
   CarriedSets sets;
   std::size_t at = 0;
-  for (int units = 0; units < mostUnits && bytes.size() - at > prefix + 2; ++units) {
+  for (int units = 0; units < mostUnits && bytes.size() - at > lengthBytes + 2; ++units) {
     const auto length = bigEndian<std::uint32_t>(bytes, at);
-    const View unit = bytes.subspan(at + prefix);
+    const View unit = bytes.subspan(at + lengthBytes);
     if (opensKeyPicture(unit, codec)) {
       return length > 2 && areComplete(sets, codec) ? std::optional(std::move(sets)) : std::nullopt;
     }
@@ -74,7 +74,7 @@ std::optional<CarriedSets> setsAhead(View bytes, Codec codec) {
       if (length > longestSet) return std::nullopt;
       sets.units.emplace_back(unit.begin(), unit.begin() + static_cast<std::ptrdiff_t>(length));
     }
-    at += prefix + length;
+    at += lengthBytes + length;
   }
   return std::nullopt;
 }
@@ -108,8 +108,9 @@ class Ballot {
 // Whether the first of the sets may stand here.
 bool mayOpen(View bytes, std::size_t at, Codec codec) {
   return bytes[at] == 0 && bytes[at + 1] == 0 &&
-         bigEndian<std::uint32_t>(bytes, at) <= longestSet && (bytes[at + prefix] & 0x80U) == 0 &&
-         typeOf(bytes.subspan(at + prefix), codec) == setTypes(codec).front();
+         bigEndian<std::uint32_t>(bytes, at) <= longestSet &&
+         (bytes[at + lengthBytes] & 0x80U) == 0 &&
+         typeOf(bytes.subspan(at + lengthBytes), codec) == setTypes(codec).front();
 }
 
 // ISO/IEC 14496-15 §5.3.3.1
@@ -118,7 +119,7 @@ Bytes recordH264(const std::vector<std::vector<View>>& sets, const SequenceParam
   const View first = sets.front().front();
   record.u8(1);
   record.bytes(first.subspan(1, 3));
-  record.u8(0xFC | (prefix - 1));
+  record.u8(0xFC | (lengthBytes - 1));
   record.u8(static_cast<std::uint8_t>(0xE0U | sets[0].size()));
   for (std::size_t kind = 0; kind < sets.size(); ++kind) {
     if (kind == 1) record.u8(static_cast<std::uint8_t>(sets[kind].size()));
@@ -154,7 +155,7 @@ Bytes recordHEVC(const std::vector<std::vector<View>>& sets, const SequenceParam
     record.u8(static_cast<std::uint8_t>(0xF8U | (sps.bitDepth - 8)));
   }
   record.u16(0);
-  record.u8(static_cast<std::uint8_t>(layers << 3U | nested << 2U | (prefix - 1)));
+  record.u8(static_cast<std::uint8_t>(layers << 3U | nested << 2U | (lengthBytes - 1)));
   record.u8(static_cast<std::uint8_t>(sets.size()));
   for (const auto& kind : sets) {
     record.u8(static_cast<std::uint8_t>(0x80 | typeOf(kind.front(), Codec::hevc)));
@@ -172,7 +173,7 @@ Bytes recordHEVC(const std::vector<std::vector<View>>& sets, const SequenceParam
 std::optional<CarriedSets> CarriedSets::of(const SampleList& pictures, const ByteSource& source,
                                            const NALFormat& format) {
   constexpr std::size_t enough = 8;
-  if (format.lengthSize != prefix) {
+  if (format.lengthSize != lengthBytes) {
     return std::nullopt;
   }
   std::vector<Sample> keys;
@@ -198,10 +199,10 @@ std::optional<CarriedSets> CarriedSets::search(const ByteSource& source, std::ui
   constexpr std::size_t enough = 8;
   Ballot ballot;
   const std::uint64_t end = std::min(source.size(), from + searched);
-  for (std::uint64_t at = from; format.lengthSize == prefix && at < end; at += piece) {
+  for (std::uint64_t at = from; format.lengthSize == lengthBytes && at < end; at += piece) {
     stop.check();
     const Bytes bytes = source.read(at, piece + mostAhead);
-    for (std::size_t i = 0; i < piece && i + prefix + 2 < bytes.size(); ++i) {
+    for (std::size_t i = 0; i < piece && i + lengthBytes + 2 < bytes.size(); ++i) {
       if (!mayOpen(bytes, i, format.codec)) continue;
       auto sets = setsAhead(View(bytes).subspan(i).first(std::min(mostAhead, bytes.size() - i)),
                             format.codec);

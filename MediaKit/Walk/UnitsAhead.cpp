@@ -11,7 +11,7 @@ namespace tallowmark {
 
 namespace {
 
-constexpr std::size_t prefix = 4;
+constexpr std::size_t lengthBytes = 4;
 // An encoder's message about its settings is the longest of them.
 constexpr std::uint64_t mostBytes = 8192;
 
@@ -31,7 +31,7 @@ bool leadsPicture(std::uint8_t first, std::uint8_t second, NALFormat::Codec code
 
 std::uint64_t startOfUnitsAhead(std::uint64_t from, std::uint64_t picture, const NALFormat& format,
                                 const ByteSource& source) {
-  if (format.lengthSize != prefix || from >= picture) {
+  if (format.lengthSize != lengthBytes || from >= picture) {
     return picture;
   }
   const std::uint64_t first = std::max(from, picture - std::min(picture, mostBytes));
@@ -42,10 +42,10 @@ std::uint64_t startOfUnitsAhead(std::uint64_t from, std::uint64_t picture, const
   std::size_t start = bytes.size();
   for (std::size_t at = bytes.size(); at-- > 0;) {
     const std::size_t left = bytes.size() - at;
-    if (left < prefix + 2 || bytes[at] != 0 || bytes[at + 1] != 0) continue;
+    if (left < lengthBytes + 2 || bytes[at] != 0 || bytes[at + 1] != 0) continue;
     const auto length = bigEndian<std::uint32_t>(bytes, at);
-    if (length < 2 || length > left - prefix || !leads[at + prefix + length]) continue;
-    leads[at] = leadsPicture(bytes[at + prefix], bytes[at + prefix + 1], format.codec);
+    if (length < 2 || length > left - lengthBytes || !leads[at + lengthBytes + length]) continue;
+    leads[at] = leadsPicture(bytes[at + lengthBytes], bytes[at + lengthBytes + 1], format.codec);
     if (leads[at]) start = at;
   }
   return first + start;
@@ -55,8 +55,8 @@ bool describeOthers(std::uint64_t start, std::uint64_t picture, const NALFormat&
                     const ParameterSets& known, const ByteSource& source) {
   const std::vector<std::uint8_t> bytes =
       source.read(start, static_cast<std::size_t>(picture - start));
-  for (std::size_t at = 0; at + prefix < bytes.size();) {
-    const std::span<const std::uint8_t> behind = std::span(bytes).subspan(at + prefix);
+  for (std::size_t at = 0; at + lengthBytes < bytes.size();) {
+    const std::span<const std::uint8_t> behind = std::span(bytes).subspan(at + lengthBytes);
     const auto length = bigEndian<std::uint32_t>(bytes, at);
     if (length < 2 || length > behind.size()) {
       return false;
@@ -72,7 +72,7 @@ bool describeOthers(std::uint64_t start, std::uint64_t picture, const NALFormat&
          same->second.bitDepth != found->second.bitDepth)) {
       return true;
     }
-    at += prefix + length;
+    at += lengthBytes + length;
   }
   return false;
 }
