@@ -181,7 +181,8 @@ TEST_F(BlankClip, isNoneWhosePicturesAreTiny) {
       {.audio = "", .bFrames = 3, .width = 64, .height = 64, .settings = ":qp=51"}));
   Bytes tiny = clip;
   std::uint64_t emptied = 0;
-  for (const Sample picture : movieOf(MemorySource(clip)).videoTrack()->samples) {
+  const Movie movie = movieOf(MemorySource(clip));
+  for (const Sample picture : movie.videoTrack()->samples) {
     if (picture.size >= 64) continue;
     std::fill_n(tiny.begin() + placeOf(picture.offset), picture.size, std::uint8_t{0});
     ++emptied;
