@@ -20,6 +20,9 @@ constexpr std::size_t lengthBytes = 4;
 // Sets and the messages among them.
 constexpr std::size_t mostAhead = std::size_t{16} << 10U;
 constexpr std::uint32_t longestSet = 1024;
+// A sequence's set begins with profile and level; no other is shorter than its header and a byte.
+constexpr std::uint32_t shortestSet = 3;
+constexpr std::uint32_t shortestSequence = 4;
 
 int typeOf(View unit, Codec codec) {
   return codec == Codec::h264 ? unit[0] & 31 : (unit[0] >> 1) & 63;
@@ -43,11 +46,12 @@ bool opensKeyPicture(View unit, Codec codec) {
 bool areComplete(const CarriedSets& sets, Codec codec) {
   constexpr std::uint32_t smallest = 64;
   constexpr std::uint32_t largest = 16384;
+  constexpr std::uint32_t mostBits = 14;
   const ParameterSets read = sets.read(codec);
   const auto isPlausible = [](const auto& sequence) {
     const SequenceParameters& sps = sequence.second;
     return std::min(sps.width, sps.height) >= smallest &&
-           std::max(sps.width, sps.height) <= largest;
+           std::max(sps.width, sps.height) <= largest && sps.bitDepth <= mostBits;
   };
   const bool hasVideoSet =
       codec == Codec::h264 || std::any_of(sets.units.begin(), sets.units.end(),
@@ -70,8 +74,12 @@ std::optional<CarriedSets> setsAhead(View bytes, Codec codec) {
     if (length < 2 || length > unit.size()) {
       return std::nullopt;
     }
-    if (isSet(typeOf(unit, codec), codec)) {
-      if (length > longestSet) return std::nullopt;
+    const int type = typeOf(unit, codec);
+    if (type == setTypes(codec).front() && length < shortestSequence) {
+      return std::nullopt;
+    }
+    if (isSet(type, codec)) {
+      if (length < shortestSet || length > longestSet) return std::nullopt;
       sets.units.emplace_back(unit.begin(), unit.begin() + static_cast<std::ptrdiff_t>(length));
     }
     at += lengthBytes + length;
@@ -197,6 +205,9 @@ std::optional<CarriedSets> CarriedSets::search(const ByteSource& source, std::ui
   constexpr std::uint64_t searched = std::uint64_t{64} << 20U;
   constexpr std::size_t piece = std::size_t{1} << 20U;
   constexpr std::size_t enough = 8;
+  // Noise reads as the first of the sets once in billions of bytes.
+  constexpr int mostTries = 1 << 16;
+  int tries = 0;
   Ballot ballot;
   const std::uint64_t end = std::min(source.size(), from + searched);
   for (std::uint64_t at = from; format.lengthSize == lengthBytes && at < end; at += piece) {
@@ -207,7 +218,7 @@ std::optional<CarriedSets> CarriedSets::search(const ByteSource& source, std::ui
       auto sets = setsAhead(View(bytes).subspan(i).first(std::min(mostAhead, bytes.size() - i)),
                             format.codec);
       if (sets) ballot.add(std::move(*sets));
-      if (ballot.total() == enough) return ballot.mostFrequent();
+      if (ballot.total() == enough || ++tries == mostTries) return ballot.mostFrequent();
     }
   }
   return ballot.mostFrequent();

@@ -152,6 +152,8 @@ class Thinning {
   SampleList kept_;
   std::uint64_t lost_ = 0;
   std::size_t piece_ = 0;
+  /// A day of sound has as many blocks; a table may claim billions.
+  std::uint64_t looksLeft_ = std::uint64_t{1} << 22U;
 };
 
 const Stretch* Thinning::stretchAt(std::uint64_t offset) const {
@@ -193,7 +195,8 @@ void Thinning::keep(const SampleList& samples) {
 SampleList Thinning::rest() {
   for (const SampleRun& run : track_.samples.runs()) {
     const Stretch* const stretch = stretchAt(run.first.offset);
-    const bool mayBeLost = stretch != nullptr || (kept_.empty() && lost_ > 0);
+    const bool mayBeLost =
+        (stretch != nullptr || (kept_.empty() && lost_ > 0)) && (isPCM_ || run.count <= looksLeft_);
     if (!mayBeLost || isPCM_) {
       if (isPCM_ && stretch != nullptr && isLost(run, *stretch)) {
         lose(run.duration(), stretch);
@@ -202,6 +205,7 @@ SampleList Thinning::rest() {
       }
       continue;
     }
+    looksLeft_ -= run.count;
     for (std::uint64_t i = 0; i < run.count; ++i) {
       const Sample sample = run.at(i);
       if (isLost(sample, stretchAt(sample.offset))) {
@@ -214,22 +218,37 @@ SampleList Thinning::rest() {
   return std::move(kept_);
 }
 
+// The samples that start within so many ticks, the last of them no longer than that.
+SampleList endingWith(std::uint64_t ticks, const SampleList& samples) {
+  std::uint64_t count = 0;
+  for (const SampleRun& run : samples.runs()) {
+    const std::uint64_t each = run.first.duration;
+    const std::uint64_t whole = each == 0 ? run.count : std::min(run.count, ticks / each);
+    count += whole;
+    ticks -= whole * each;
+    if (whole == run.count) continue;
+    SampleList ended = samples.slice(0, count);
+    if (ticks > 0) {
+      Sample last = run.at(whole);
+      last.duration = static_cast<std::uint32_t>(ticks);
+      ended.append(last);
+    }
+    return ended;
+  }
+  return samples;
+}
+
 // A timecode's one sample lasts as long as the clip did.
 void endSideTracks(Movie& movie) {
   const Track* video = movie.videoTrack();
+  if (video->timescale == 0) {
+    return;
+  }
+  const double seconds = static_cast<double>(video->duration()) / video->timescale;
   for (Track& track : movie.tracks) {
-    if (track.kind != Track::Kind::other || track.timescale == 0 || video->timescale == 0) continue;
-    const double end = static_cast<double>(video->duration()) / video->timescale * track.timescale;
-    while (!track.samples.empty() && static_cast<double>(track.duration()) > end) {
-      Sample last = track.samples.back();
-      const double start = static_cast<double>(track.duration()) - last.duration;
-      track.samples.removeLast();
-      if (start < end) {
-        last.duration = static_cast<std::uint32_t>(end - start);
-        track.samples.append(last);
-        break;
-      }
-    }
+    if (track.kind != Track::Kind::other) continue;
+    const auto end = static_cast<std::uint64_t>(seconds * track.timescale);
+    track.samples = endingWith(end, track.samples);
   }
 }
 
