@@ -80,7 +80,8 @@ const BlockOpenings& BlockSearch::usualOpenings() {
   if (!usualOpenings_) {
     ByteValues usual = starts_;
     for (unsigned byte = 0; byte < usual.size(); ++byte) {
-      usual.at(byte) = usual.at(byte) && ((habits_.usualFirstElements >> (byte >> 5U)) & 1U) != 0;
+      usual.at(byte) =
+          usual.at(byte) && ((unsigned{habits_.usualFirstElements} >> (byte >> 5U)) & 1U) != 0;
     }
     usualOpenings_.emplace(habits_, usual);
   }

@@ -10,6 +10,7 @@
 #include "MediaKit/Join/Compatibility.h"
 #include "MediaKit/Photo/PhotoRepair.h"
 #include "MediaKit/Rescue/Explain.h"
+#include "MediaKit/Rescue/PictureTrial.h"
 #include "MediaKit/Video/ClipStart.h"
 
 namespace tallowmark {

@@ -6,6 +6,7 @@
 #include "MediaKit/Photo/PhotoRepair.h"
 #include "MediaKit/Photo/RAWPreview.h"
 #include "MediaKit/Rescue/CopyWriting.h"
+#include "MediaKit/Rescue/PictureTrial.h"
 #include "MediaKit/Rescue/WholePhoto.h"
 
 namespace tallowmark {
