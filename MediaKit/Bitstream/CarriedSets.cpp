@@ -20,9 +20,6 @@ constexpr std::size_t lengthBytes = 4;
 // Sets and the messages among them.
 constexpr std::size_t mostAhead = std::size_t{16} << 10U;
 constexpr std::uint32_t longestSet = 1024;
-// A sequence's set begins with profile and level; no other is shorter than its header and a byte.
-constexpr std::uint32_t shortestSet = 3;
-constexpr std::uint32_t shortestSequence = 4;
 
 int typeOf(View unit, Codec codec) {
   return codec == Codec::h264 ? unit[0] & 31 : (unit[0] >> 1) & 63;
@@ -36,6 +33,13 @@ std::vector<int> setTypes(Codec codec) {
 bool isSet(int type, Codec codec) {
   const auto types = setTypes(codec);
   return std::find(types.begin(), types.end(), type) != types.end();
+}
+
+// A sequence's set begins with profile and level (ITU-T H.264 §7.3.2.1.1, H.265 §7.3.3); none is
+// shorter than its header and a byte.
+std::uint32_t shortestOf(int type) {
+  constexpr std::uint32_t profileHEVC = 12;
+  return type == 7 ? 4 : type == 33 ? 3 + profileHEVC : 3;
 }
 
 bool opensKeyPicture(View unit, Codec codec) {
@@ -75,11 +79,8 @@ std::optional<CarriedSets> setsAhead(View bytes, Codec codec) {
       return std::nullopt;
     }
     const int type = typeOf(unit, codec);
-    if (type == setTypes(codec).front() && length < shortestSequence) {
-      return std::nullopt;
-    }
     if (isSet(type, codec)) {
-      if (length < shortestSet || length > longestSet) return std::nullopt;
+      if (length < shortestOf(type) || length > longestSet) return std::nullopt;
       sets.units.emplace_back(unit.begin(), unit.begin() + static_cast<std::ptrdiff_t>(length));
     }
     at += lengthBytes + length;

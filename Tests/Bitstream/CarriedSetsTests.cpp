@@ -151,6 +151,31 @@ TEST_P(CarriedParameterSets, areThoseOfMostKeyPictures) {
   EXPECT_FALSE(CarriedSets::search(FileSource(plain.string()), 0, format, {}));
 }
 
+// What says profile and level in the sample entry is read from the first bytes of a sequence's set.
+TEST_P(CarriedParameterSets, areNoneWithOneCutShortAmongThem) {
+  const fs::path clip = makeClip(recipe(":repeat-headers=1"));
+  const Track truth = pictureTrack(clip);
+  const auto format = *NALFormat::of(truth.sampleEntry, truth.codec);
+  const Sample key = truth.samples[0];
+  const testing::Bytes picture = FileSource(clip.string()).read(key.offset, key.size);
+  const auto intact = CarriedSets::search(MemorySource(picture), 0, format, {});
+  ASSERT_TRUE(intact);
+  const bool isH264 = codec() == NALFormat::Codec::h264;
+  const testing::Bytes header = isH264 ? testing::Bytes{0x67} : testing::Bytes{0x42, 0x01};
+  for (const std::uint8_t length : {std::uint8_t{2}, std::uint8_t{3}}) {
+    SCOPED_TRACE(int{length});
+    testing::Bytes unit{0, 0, 0, length};
+    unit.insert(unit.end(), header.begin(), header.end());
+    unit.resize(4U + length, 0x64);
+    unit.insert(unit.end(), picture.begin(), picture.end());
+    const MemorySource source(unit);
+    SampleList pictures;
+    pictures.append({0, static_cast<std::uint32_t>(unit.size()), 1, 0, true});
+    EXPECT_FALSE(CarriedSets::of(pictures, source, format));
+    EXPECT_EQ(CarriedSets::search(source, 0, format, {}), intact);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Codecs, CarriedParameterSets, ::testing::Values("libx264", "libx265"));
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "DeviceKit/FileSource.h"
 #include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/MovieParser.h"
+#include "MediaKit/Video/BlankStretches.h"
 #include "MediaKit/Video/VideoRepair.h"
 #include "Tests/Support/Chunks.h"
 #include "Tests/Support/Clips.h"
@@ -173,6 +174,35 @@ TEST_F(BlankClip, isToldFromOneThatPlaysWhereAllIsBlank) {
     EXPECT_TRUE(VideoRepair::isBlank(source));
     EXPECT_EQ(VideoRepair::diagnose(source), Diagnosis(VideoRepair::Healthy{}));
   }
+}
+
+// Gone through one by one they would take hours.
+TEST_F(BlankClip, isMendedAtOnceWhoseOtherTracksClaimBillionsOfSamples) {
+  constexpr std::uint64_t claimed = 4'000'000'000;
+  const Bytes clip = testing::contentsOf(testing::makeClip({.seconds = 4}));
+  const Bytes damaged = blanked(clip, 0.3, 0.6, 0);
+  const MemorySource source(damaged);
+  Movie movie = movieOf(source);
+  const std::uint64_t pictures = movie.videoTrack()->samples.size();
+  Track& sound = *std::find_if(movie.tracks.begin(), movie.tracks.end(),
+                               [](const Track& track) { return track.kind == Track::Kind::audio; });
+  Sample sample = sound.samples[0];
+  sample.offset = damaged.size() / 2;
+  sample.size = 8;
+  sound.samples.append(sample, claimed);
+  Track side = sound;
+  side.kind = Track::Kind::other;
+  side.samples.clear();
+  sample.duration = 1;
+  side.samples.append(sample, claimed);
+  movie.tracks.push_back(side);
+  BlankStretches::takeOut(movie, source);
+  const Track& video = *movie.videoTrack();
+  EXPECT_LT(video.samples.size(), pictures);
+  EXPECT_GT(video.samples.size(), pictures / 2);
+  const Track& ended = movie.tracks.back();
+  EXPECT_NEAR(static_cast<double>(ended.duration()) / ended.timescale,
+              static_cast<double>(video.duration()) / video.timescale, 0.001);
 }
 
 // Programs write next to nothing for pictures that repeat.
