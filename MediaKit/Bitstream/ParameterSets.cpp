@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "MediaKit/Bitstream/BitReader.h"
+#include "MediaKit/Bitstream/ClockHEVC.h"
 #include "MediaKit/Container/BigEndian.h"
 
 namespace tallowmark {
@@ -293,7 +294,7 @@ std::optional<SequenceRead> readSequenceHEVC(ByteSpan unit) {
   const std::uint32_t blocks =
       ((sps.width + block - 1) / block) * ((sps.height + block - 1) / block);
   sps.segmentAddressBits = static_cast<unsigned>(std::bit_width(blocks - 1));
-  return SequenceRead{id, sps, limits, {}, {}};
+  return SequenceRead{id, sps, limits, {}, readClockTickHEVC(bits, sps.orderBits)};
 }
 
 std::optional<NumberedPicture> readPictureHEVC(ByteSpan unit) {
@@ -363,9 +364,10 @@ std::optional<CodedNumbers> readOutputLimits(ByteSpan unit, NALFormat::Codec cod
   return read ? read->limits : std::nullopt;
 }
 
-std::optional<double> readClockTick(ByteSpan unit) {
-  const bool isSequence = unit.size() >= 4 && unitType(unit, NALFormat::Codec::h264) == 7;
-  const auto read = isSequence ? readSequenceH264(unit) : std::nullopt;
+std::optional<double> readClockTick(ByteSpan unit, NALFormat::Codec codec) {
+  const int sequence = codec == NALFormat::Codec::h264 ? 7 : 33;
+  const bool isSequence = unit.size() >= 4 && unitType(unit, codec) == sequence;
+  const auto read = isSequence ? readSequence(unit, codec) : std::nullopt;
   return read ? read->tick : std::nullopt;
 }
 

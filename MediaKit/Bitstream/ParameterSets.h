@@ -131,9 +131,9 @@ std::optional<CodedNumbers> readNumbering(std::span<const std::uint8_t> unit);
 std::optional<CodedNumbers> readOutputLimits(std::span<const std::uint8_t> unit,
                                              NALFormat::Codec codec);
 
-/// Seconds of the clock tick that an H.264 sequence parameter set states (§E.2.1), of which
-/// pictures take one, two or more; nothing when it does not.
-std::optional<double> readClockTick(std::span<const std::uint8_t> unit);
+/// Seconds of the clock tick that a sequence parameter set states (H.264 §E.2.1, H.265 §E.3.1), of
+/// which pictures take one, two or more; nothing when it does not.
+std::optional<double> readClockTick(std::span<const std::uint8_t> unit, NALFormat::Codec codec);
 
 /// The number and content of a sequence parameter set unit; nothing when it does not read as one.
 std::optional<std::pair<std::uint32_t, SequenceParameters>> readSequenceParameters(

@@ -231,6 +231,16 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
   return isOtherSound ? std::nullopt : std::optional(1 / usual);
 }
 
+std::optional<double> statedPictureLength(const StatedClocks& clocks, double frame) {
+  constexpr double near = 0.0015;
+  const double ticks = frame / clocks.reference;
+  const double rate = 1 / (frame * clocks.ratio());
+  const double usual = nearestRate(rate);
+  const bool isHonest = isNear(ticks, 1, near) || isNear(ticks, 2, near);
+  const bool isOther = !isNear(clocks.ratio(), 1, near) && isNear(rate, usual, near);
+  return isHonest && isOther ? std::optional(1 / usual) : std::nullopt;
+}
+
 std::optional<std::uint32_t> otherSamplingRate(const EvidencedFindings& found,
                                                const SoundPace& pace, double frame,
                                                std::uint32_t taught, const BlockLayout* blocks) {

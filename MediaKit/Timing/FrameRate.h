@@ -8,6 +8,7 @@
 
 #include "MediaKit/Interleaving/BlockLayout.h"
 #include "MediaKit/Timing/PicturePacing.h"
+#include "MediaKit/Timing/StatedClock.h"
 #include "MediaKit/Walk/EvidenceWalk.h"
 
 namespace tallowmark::VideoRepair {
@@ -54,6 +55,10 @@ std::optional<double> otherPictureLength(const EvidencedFindings& found, const S
                                          double frame, const BlockLayout* blocks,
                                          const std::function<bool(double)>& hasTaughtChannels,
                                          std::optional<double> stated);
+
+/// The same of a clip without sound, by its own word alone; believed where the reference's pictures
+/// take one or two ticks of the clock that it states, as they do unless they were slowed down.
+std::optional<double> statedPictureLength(const StatedClocks& clocks, double frame);
 
 /// The sampling rate of a clip whose reference has sound of another one, `taught`, and else the
 /// same: steady sound tells, where nothing is lost and where pictures of `frame` seconds ask for

@@ -17,8 +17,8 @@ constexpr int mostUnits = 8;
 constexpr std::size_t largestSet = 1024;
 constexpr std::size_t readAtOnce = std::size_t{4} << 10U;
 
-void addTick(std::set<double>& ticks, std::span<const std::uint8_t> unit) {
-  if (const auto tick = readClockTick(unit)) ticks.insert(*tick);
+void addTick(std::set<double>& ticks, std::span<const std::uint8_t> unit, NALFormat::Codec codec) {
+  if (const auto tick = readClockTick(unit, codec)) ticks.insert(*tick);
 }
 
 void addTicks(std::set<double>& ticks, const Sample& picture, MediaWindow& window,
@@ -34,7 +34,7 @@ void addTicks(std::set<double>& ticks, const Sample& picture, MediaWindow& windo
       const auto length = static_cast<std::size_t>(head->length);
       const auto bytes = window.at(at, length);
       if (bytes.size() >= length) {
-        addTick(ticks, bytes.subspan(format.lengthSize, length - format.lengthSize));
+        addTick(ticks, bytes.subspan(format.lengthSize, length - format.lengthSize), format.codec);
       }
     }
     at += head->length;
@@ -55,20 +55,18 @@ std::set<double> ticksIn(const SampleList& pictures, const ByteSource& source,
 
 }  // namespace
 
-std::optional<double> statedRatio(const SampleList& clip, const ByteSource& clipSource,
-                                  const Track& reference, const ByteSource& referenceSource,
-                                  const NALFormat& format) {
-  if (format.codec != NALFormat::Codec::h264) {
-    return std::nullopt;
-  }
+std::optional<StatedClocks> StatedClocks::of(const SampleList& clip, const ByteSource& clipSource,
+                                             const Track& reference,
+                                             const ByteSource& referenceSource,
+                                             const NALFormat& format) {
   const std::set<double> own = ticksIn(clip, clipSource, format);
   std::set<double> taught;
   for (const UnitPlace& unit : parameterUnits(reference.sampleEntry, format.codec)) {
-    addTick(taught, std::span(reference.sampleEntry).subspan(unit.at, unit.size));
+    addTick(taught, std::span(reference.sampleEntry).subspan(unit.at, unit.size), format.codec);
   }
   if (taught.empty()) taught = ticksIn(reference.samples, referenceSource, format);
-  return own.size() == 1 && taught.size() == 1 ? std::optional(*own.begin() / *taught.begin())
-                                               : std::nullopt;
+  const bool areOne = own.size() == 1 && taught.size() == 1;
+  return areOne ? std::optional(StatedClocks{*own.begin(), *taught.begin()}) : std::nullopt;
 }
 
 }  // namespace tallowmark::VideoRepair

@@ -9,12 +9,20 @@
 
 namespace tallowmark::VideoRepair {
 
-/// How much longer the pictures of a clip last than its reference's by the clocks that parameter
-/// sets state: the clip's between its pictures, `reference`'s in its description or between its
-/// own. Cameras count a tick or two to a picture; so nothing but their ratio tells. H.264 only.
-/// Nothing when one states none, or several. Throws DeviceError.
-std::optional<double> statedRatio(const SampleList& clip, const ByteSource& clipSource,
-                                  const Track& reference, const ByteSource& referenceSource,
-                                  const NALFormat& format);
+/// The clocks that the parameter sets of a clip and of its reference state, in seconds to a tick.
+/// Cameras count a tick or two to a picture; so of when one is shown nothing but their ratio tells.
+struct StatedClocks {
+  double clip = 0;
+  double reference = 0;
+
+  /// How much longer the clip's pictures last.
+  double ratio() const { return clip / reference; }
+
+  /// The clip's between its pictures, `reference`'s in its description or between its own. Nothing
+  /// when one states none, or several. Throws DeviceError.
+  static std::optional<StatedClocks> of(const SampleList& clip, const ByteSource& clipSource,
+                                        const Track& reference, const ByteSource& referenceSource,
+                                        const NALFormat& format);
+};
 
 }  // namespace tallowmark::VideoRepair

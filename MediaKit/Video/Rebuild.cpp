@@ -101,17 +101,29 @@ struct Sources {
   const Teacher& teacher;
 };
 
-// Pictures that were recorded at another rate than the reference's last as long as sound tells.
-void adoptFrameRate(EvidencedFindings& found, const SoundPace& pace, const Sources& from) {
+std::optional<StatedClocks> statedClocks(const EvidencedFindings& found, const Sources& from) {
   const Teacher& teacher = from.teacher;
-  const auto stated =
-      statedRatio(found.video, from.clip, *teacher.video, from.reference, teacher.format);
+  return StatedClocks::of(found.video, from.clip, *teacher.video, from.reference, teacher.format);
+}
+
+// Pictures that were recorded at another rate than the reference's last as long as sound tells, or
+// where there is none their own parameter sets.
+void adoptFrameRate(EvidencedFindings& found, const std::optional<SoundPace>& pace,
+                    const Sources& from) {
+  const Teacher& teacher = from.teacher;
+  const double frame = pictureLength(found.video, *teacher.video);
+  const auto clocks = statedClocks(found, from);
   const auto hasTaughtChannels = [&](double ratio) {
     return teacher.sound && hasChannelsOf(teacher.sound->pcm(), ratio, found.audio, from.clip);
   };
-  const auto length =
-      otherPictureLength(found, pace, pictureLength(found.video, *teacher.video),
-                         teacher.blocks ? &*teacher.blocks : nullptr, hasTaughtChannels, stated);
+  std::optional<double> length;
+  if (pace) {
+    length = otherPictureLength(found, *pace, frame, teacher.blocks ? &*teacher.blocks : nullptr,
+                                hasTaughtChannels,
+                                clocks ? std::optional(clocks->ratio()) : std::nullopt);
+  } else if (clocks && !hasVariableRate(*teacher.video)) {
+    length = statedPictureLength(*clocks, frame);
+  }
   if (length) {
     showFor(found.video, *length * teacher.video->timescale);
   }
@@ -126,8 +138,8 @@ void adoptSamplingRate(const EvidencedFindings& found, Teacher& teacher, const B
     return;
   }
   const BlockLayout* blocks = teacher.blocks ? &*teacher.blocks : nullptr;
-  const double stated =
-      statedRatio(found.video, clip, *teacher.video, reference, teacher.format).value_or(1);
+  const auto clocks = statedClocks(found, {clip, reference, teacher});
+  const double stated = clocks ? clocks->ratio() : 1;
   const double frame = pictureLength(found.video, *teacher.video) * stated;
   const auto rate = otherSamplingRate(found, *pace, frame, *taught, blocks);
   for (Track& track : teacher.movie.tracks) {
@@ -386,8 +398,8 @@ void Rebuilding::describe() {
 // How long pictures last, in which order they are shown, and how many are missing.
 void Rebuilding::tellTime(const StopToken& stop) {
   pace_ = soundPace(found_, teacher_);
+  if (pace_ || depth_ == Depth::full) adoptFrameRate(found_, pace_, sources_);
   if (pace_) {
-    adoptFrameRate(found_, *pace_, sources_);
     // Where nothing is lost, sound tells as much later.
     pace_->variableRate =
         pace_->variableRate ||

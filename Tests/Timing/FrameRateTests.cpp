@@ -154,6 +154,43 @@ TEST_F(FrameRate, isToldBetweenManyHoles) {
 }
 
 // A camera that drops two pictures of five has two thirds more sound to each than its reference.
+// Drones record none.
+TEST_F(FrameRate, isTheStatedOneWhereThereIsNoSound) {
+  const struct {
+    const char* label;
+    const char* codec;
+    int ofClip;
+    int ofReference;
+    const char* settings;
+    const char* ofReferences;
+    bool isAdopted;
+  } rows[] = {{"twice", "libx264", 60, 30, "", "", true},
+              {"film", "libx265", 24, 60, "", "", true},
+              {"scaling lists", "libx265", 60, 25,
+               ":scaling-list=default:hrd=1:vbv-bufsize=900:vbv-maxrate=900", "", true},
+              {"the same", "libx265", 30, 30, "", "", true},
+              {"a reference shown slowly", "libx264", 60, 30, "", ":fps=120:force-cfr=1", false},
+              {"a rate that no camera has", "libx264", 30, 30, ":fps=21:force-cfr=1", "", true}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    const std::string repeated = ":repeat-headers=1";
+    const ClipRecipe clip{.codec = row.codec,
+                          .audio = "",
+                          .bFrames = 2,
+                          .seconds = 4,
+                          .framesPerSecond = row.ofClip,
+                          .settings = repeated + row.settings};
+    ClipRecipe reference = clip;
+    reference.framesPerSecond = row.ofReference;
+    reference.settings = repeated + row.ofReferences;
+    reference.variant = 1;
+    const Comparison c = rebuildAndCompare(Victim(makeClip(clip)), makeClip(reference));
+    EXPECT_EQ(c.exact, c.frames);
+    EXPECT_EQ(c.inOrder, c.shared);
+    EXPECT_EQ(std::abs(c.worstTime) < 0.05, row.isAdopted) << c.worstTime;
+  }
+}
+
 TEST_F(FrameRate, leavesSoundThatIsMoreThanPicturesAskFor) {
   const ClipRecipe usual{.seconds = 12, .sound = testing::livelySound(1, 48000)};
   ClipRecipe recipe = usual;
