@@ -82,6 +82,67 @@ std::vector<std::uint8_t> silentBlockOf(const Track& track, const ByteSource& cl
   return isUsual ? silentBlock(habits->usualPattern) : std::vector<std::uint8_t>{};
 }
 
+// Bytes of a tick of PCM of which many are stored as one sample; nothing for other tracks.
+std::optional<std::uint32_t> packedPCM(const Track& track) {
+  const std::uint32_t ticks = track.typicalDuration();
+  for (const SampleRun& run : track.samples.runs()) {
+    if (run.first.duration != ticks) continue;
+    Track packet = track;
+    packet.samples.clear();
+    packet.samples.append(run.first);
+    const bool isPacked = ticks > 1 && track.kind == Track::Kind::audio &&
+                          run.first.size % ticks == 0 && PCMLayout::ofEvenSamples(packet);
+    return isPacked ? std::optional(run.first.size / ticks) : std::nullopt;
+  }
+  return std::nullopt;
+}
+
+/// What goes behind samples of a track that last longer than what is in them.
+struct Filler {
+  Sample silent;
+  std::vector<std::uint8_t> bytes;
+  /// Of a tick; none for blocks, which are not divided.
+  std::optional<std::uint32_t> tickBytes;
+
+  static Filler of(const Track& track, std::uint64_t at, const ByteSource& clip);
+
+  /// Appends the sample for as long as it lasts by itself, and silence for the rest of its time.
+  void append(Sample held, SampleList& filled) const;
+};
+
+Filler Filler::of(const Track& track, std::uint64_t at, const ByteSource& clip) {
+  Filler filler{.silent = {.offset = at, .duration = track.typicalDuration(), .isSync = true}};
+  filler.tickBytes = packedPCM(track);
+  filler.bytes = filler.tickBytes ? std::vector<std::uint8_t>(
+                                        std::size_t{*filler.tickBytes} * filler.silent.duration,
+                                        silentByte(track))
+                                  : silentBlockOf(track, clip);
+  filler.silent.size = static_cast<std::uint32_t>(filler.bytes.size());
+  return filler;
+}
+
+void Filler::append(Sample held, SampleList& filled) const {
+  // Of numbers that are made up.
+  constexpr std::uint32_t longest = 1U << 20U;
+  const std::uint32_t own = tickBytes ? held.size / *tickBytes : silent.duration;
+  const std::uint32_t left = held.duration - std::min(held.duration, own);
+  const std::uint32_t whole = left / silent.duration;
+  if (whole > longest || (whole == 0 && !tickBytes)) {
+    filled.append(held);
+    return;
+  }
+  const std::uint32_t rest = left % silent.duration;
+  held.duration -= tickBytes ? left : left - rest;
+  filled.append(held);
+  for (std::uint32_t i = 0; i < whole; ++i) filled.append(silent);
+  if (tickBytes && rest > 0) {
+    Sample last = silent;
+    last.duration = rest;
+    last.size = rest * *tickBytes;
+    filled.append(last);
+  }
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> fillHolds(Movie& movie) {
@@ -107,33 +168,25 @@ std::vector<std::uint8_t> fillHolds(Movie& movie) {
 }
 
 FilledSilence fillLostSound(Movie& movie, const ByteSource& clip) {
-  // Of numbers that are made up.
-  constexpr std::uint32_t longestSilence = 1U << 20U;
   const std::uint64_t mediaEnd = writtenRange(movie).upper;
   FilledSilence silence{fillHolds(movie)};
   for (Track& track : movie.tracks) {
     const auto numbers = aheadOfLosses(track, movie.lostPieces);
-    const auto block = numbers.empty() ? std::vector<std::uint8_t>{} : silentBlockOf(track, clip);
-    if (block.empty()) continue;
-    const Sample silent{.offset = mediaEnd + silence.bytes.size(),
-                        .size = static_cast<std::uint32_t>(block.size()),
-                        .duration = track.typicalDuration(),
-                        .isSync = true};
+    if (numbers.empty()) continue;
+    const auto filler = Filler::of(track, mediaEnd + silence.bytes.size(), clip);
+    if (filler.bytes.empty()) continue;
     SampleList filled;
     std::uint64_t done = 0;
     for (const std::uint64_t number : numbers) {
-      const Sample held = track.samples[number];
-      const std::uint32_t blocks = held.duration / silent.duration;
-      if (blocks < 2 || blocks > longestSilence) continue;
       filled.append(track.samples.slice(done, number));
-      appendHeld(held, silent, 1, filled);
+      filler.append(track.samples[number], filled);
       done = number + 1;
     }
-    if (done == 0) continue;
     filled.append(track.samples.slice(done, track.samples.size()));
-    silence.blocks += filled.size() - track.samples.size();
+    if (filled.size() == track.samples.size()) continue;
+    silence.blocks += filler.tickBytes ? 0 : filled.size() - track.samples.size();
     track.samples = std::move(filled);
-    silence.bytes.insert(silence.bytes.end(), block.begin(), block.end());
+    silence.bytes.insert(silence.bytes.end(), filler.bytes.begin(), filler.bytes.end());
   }
   return silence;
 }

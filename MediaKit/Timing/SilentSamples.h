@@ -22,8 +22,9 @@ struct FilledSilence {
   std::uint64_t blocks = 0;
 };
 
-/// The same, and the same for blocks of AAC that last as long as two or more, of a movie whose
-/// index is that of `clip`. Throws DeviceError.
+/// The same, and the same ahead of lost pieces for blocks of AAC that last as long as two or more
+/// and for packets of PCM that last longer than their bytes, of a movie whose index is that of
+/// `clip`. Throws DeviceError.
 FilledSilence fillLostSound(Movie& movie, const ByteSource& clip);
 
 }  // namespace tallowmark::VideoRepair

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "MediaKit/Container/SaturatingMath.h"
+#include "MediaKit/Video/DisplayTimes.h"
 
 namespace tallowmark::VideoRepair {
 
@@ -74,7 +75,9 @@ class FilledTrack {
         rebuilt_(again),
         all_(rebuilt),
         usual_(track.samples.typicalDuration()),
-        end_(track.samples.size()) {}
+        end_(track.samples.size()) {
+    if (track.kind == Track::Kind::video) delay_ = DisplayTimes::of(track.samples).delay();
+  }
 
   void fill(std::vector<LostPiece>& pieces);
   /// What was found behind all that is known, in seconds, and whether anything was.
@@ -100,6 +103,10 @@ class FilledTrack {
   std::uint64_t end_;
   SampleList filled_;
   SampleList waiting_;
+  /// Of those that wait in the rebuild, if they are pictures.
+  DisplayTimes times_;
+  bool isPaced_ = false;
+  std::optional<std::int64_t> delay_;
   std::uint64_t kept_ = 0;
   std::uint64_t bytes_ = 0;
 };
@@ -144,10 +151,19 @@ void FilledTrack::gather(std::uint64_t from, std::uint64_t to) {
   const SampleRuns runs = rebuilt_.runs();
   const auto end = firstBehind(to, runs);
   auto run = from == 0 ? runs.begin() : firstBehind(from - 1, runs);
+  auto decoded =
+      run < end ? static_cast<std::int64_t>(rebuilt_.slice(0, run->start).duration()) : 0;
   for (; run < end; ++run) {
     Sample first = run->first;
     first.duration = usual_;
-    if (first.size > 0) waiting_.append(first, run->countEndingBy(to));
+    if (first.size == 0) continue;
+    const std::uint64_t count = run->countEndingBy(to);
+    waiting_.append(first, count);
+    isPaced_ = isPaced_ || run->first.duration + 1 < usual_ || run->first.duration > usual_ + 1;
+    for (std::uint64_t i = 0; delay_ && i < count; ++i) {
+      times_.add(decoded, first.compositionOffset);
+      decoded += run->first.duration;
+    }
   }
 }
 
@@ -162,6 +178,7 @@ std::uint64_t FilledTrack::timeFor(const std::optional<std::uint64_t>& ticks) {
     first.duration = static_cast<std::uint32_t>(each);
     if (each > 0) fitting.append(first, run.count);
   }
+  if (each == 0) times_.clear();
   waiting_ = std::move(fitting);
   return waiting_.duration();
 }
@@ -182,8 +199,14 @@ void FilledTrack::keep(std::uint64_t upTo, std::uint64_t longer, std::uint64_t s
 
 void FilledTrack::putIn() {
   for (const SampleRun& run : waiting_.runs()) bytes_ += run.end() - run.first.offset;
-  filled_.append(waiting_);
+  if (delay_ && isPaced_) {
+    filled_.append(times_.inOrder(waiting_, *delay_));
+  } else {
+    filled_.append(delay_ ? shownLater(waiting_, *delay_ - times_.delay()) : waiting_);
+  }
   waiting_.clear();
+  times_.clear();
+  isPaced_ = false;
 }
 
 // Damage lies where the index of a piece did, ahead of what it describes: what was found ends where
@@ -246,6 +269,20 @@ std::uint64_t fillLostPieces(Movie& movie, Movie rebuilt, std::uint64_t mediaEnd
   return bytes;
 }
 
+namespace {
+
+// Some players show the first picture where an edit list begins, if not with it.
+void delay(Track& track, double seconds, const Movie& movie) {
+  if (track.mediaStart == 0 && track.timescale > 0) {
+    track.mediaStart = std::max<std::int64_t>(DisplayTimes::of(track.samples).first(), 0);
+    seconds += static_cast<double>(track.mediaStart) / track.timescale;
+  }
+  track.startDelay +=
+      static_cast<std::uint64_t>(std::llround(std::min(seconds, longestDelay) * movie.timescale));
+}
+
+}  // namespace
+
 void delayLostStarts(Movie& movie) {
   // Nobody hears less, and an edit list for it moves pictures that are shown late in some players.
   constexpr double leastDelay = 0.05;
@@ -264,11 +301,8 @@ void delayLostStarts(Movie& movie) {
     if (track.kind != Track::Kind::other) least = std::min(least, lateness(track));
   }
   for (Track& track : movie.tracks) {
-    const double delay = lateness(track) - least;
-    if (delay > leastDelay) {
-      track.startDelay +=
-          static_cast<std::uint64_t>(std::llround(std::min(delay, longestDelay) * movie.timescale));
-    }
+    const double later = lateness(track) - least;
+    if (later > leastDelay) delay(track, later, movie);
   }
 }
 

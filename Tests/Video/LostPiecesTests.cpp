@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <random>
+#include <set>
 
 #include "DeviceKit/FileSource.h"
 #include "MediaKit/Container/MovieParser.h"
@@ -19,7 +20,7 @@ namespace fs = std::filesystem;
 
 // A clip of a piece a second.
 Bytes inPieces(const ClipRecipe& recipe, const char* flags, const TemporaryFolder& folder) {
-  const fs::path pieces = folder / "pieces.mp4";
+  const fs::path pieces = folder / ("pieces." + recipe.container);
   run({"ffmpeg", "-v", "error", "-y", "-i", makeClip(recipe).string(), "-c", "copy", "-movflags",
        flags, pieces.string()});
   return contentsOf(pieces);
@@ -164,6 +165,127 @@ Differences differences(const std::vector<std::string>& all, const std::vector<s
   for (const std::string& sample : all) found.missing += lacks(some, sample) ? 1U : 0U;
   for (const std::string& sample : some) found.foreign += lacks(all, sample) ? 1U : 0U;
   return found;
+}
+
+// Players take every packet of PCM for as long as its bytes.
+TEST(LostPieces, ofPCMAreSilent) {
+  if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
+  const TemporaryFolder folder;
+  for (const char* audio : {"pcm_s16le", "pcm_s24be", "pcm_alaw"}) {
+    SCOPED_TRACE(audio);
+    const ClipRecipe recipe{.container = "mov", .audio = audio, .bFrames = 2, .seconds = 4};
+    const Bytes clip = inPieces(recipe, "frag_keyframe+empty_moov+default_base_moof", folder);
+    const MemorySource whole(clip);
+    // The piece's sound is lost with it, and that of the one behind with its media.
+    const Box index = boxesOf(clip, "moof")[1];
+    const Bytes damaged = overwritten(clip, index.offset, boxesOf(clip, "mdat")[1].end(), false);
+    const MemorySource source(damaged);
+    const fs::path path = folder / "copy.mov";
+    {
+      FileSink sink(path.string());
+      (void)VideoRepair::repair(source, nullptr, sink);
+    }
+    const FileSource copy(path.string());
+    const Movie movie = MovieParser::parse(BoxReader(copy));
+    const Movie known = MovieParser::parse(BoxReader(whole));
+    const Track& sound = *movie.audioTrack();
+    const Sample usual = known.audioTrack()->samples[2];
+    std::uint64_t silent = 0;
+    for (const Sample sample : sound.samples.slice(1, sound.samples.size())) {
+      EXPECT_EQ(sample.duration * usual.size, sample.size * usual.duration);
+      const Bytes bytes = copy.read(sample.offset, sample.size);
+      silent +=
+          std::set<std::uint8_t>(bytes.begin(), bytes.end()).size() == 1 ? sample.duration : 0;
+    }
+    EXPECT_NEAR(static_cast<double>(silent) / sound.timescale, 1, 0.1);
+    EXPECT_EQ(sound.duration(), known.audioTrack()->duration());
+    const Differences differing =
+        differences(shown(whole, Track::Kind::audio), shown(copy, Track::Kind::audio));
+    EXPECT_LE(differing.missing, 50U);
+  }
+}
+
+// In the order in which they are shown, and no later than they were.
+TEST(LostPieces, keepTheTimeOfPicturesOutOfOrder) {
+  if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
+  const TemporaryFolder folder;
+  for (const char* codec : {"libx264", "libx265"}) {
+    for (const char* audio : {"aac", ""}) {
+      SCOPED_TRACE(std::string(codec) + ' ' + audio);
+      const ClipRecipe recipe{.codec = codec,
+                              .audio = audio,
+                              .bFrames = 3,
+                              .seconds = 8,
+                              .framesPerSecond = 30,
+                              .keyInterval = 30};
+      const Bytes clip = inPieces(recipe, "frag_keyframe+empty_moov", folder);
+      const MemorySource whole(clip);
+      const Box torn = boxesOf(clip, "mdat")[4];
+      const MemorySource source(overwritten(clip, boxesOf(clip, "moof")[3].offset,
+                                            torn.payloadOffset() + torn.size / 5, true));
+      const fs::path path = folder / "copy.mp4";
+      {
+        FileSink sink(path.string());
+        (void)VideoRepair::repair(source, nullptr, sink);
+      }
+      const Differences pictures = differences(
+          shown(whole, Track::Kind::video), shown(FileSource(path.string()), Track::Kind::video));
+      EXPECT_LE(pictures.missing, 45U);
+      // Those whose reference is lost, and one that is torn.
+      EXPECT_LE(pictures.foreign, 4U);
+    }
+  }
+}
+
+// When a sample is shown or heard, in seconds, by all that the index says.
+double timeOf(std::uint64_t number, const Track& track, const Movie& movie) {
+  const auto decoded = static_cast<double>(track.samples.slice(0, number).duration());
+  const auto ahead = static_cast<double>(track.mediaStart);
+  return (decoded + track.samples[number].compositionOffset - ahead) / track.timescale +
+         static_cast<double>(track.startDelay) / movie.timescale;
+}
+
+std::uint64_t numberOf(const Bytes& bytes, const Track& track, const ByteSource& clip) {
+  std::uint64_t number = 0;
+  while (number + 1 < track.samples.size() &&
+         clip.read(track.samples[number].offset, track.samples[number].size) != bytes) {
+    ++number;
+  }
+  return number;
+}
+
+// Where an edit list begins ahead of the first picture some players show that at once.
+TEST(LostPieces, keepTheFirstPictureThatIsLeftInStep) {
+  if (!canMakeClips()) GTEST_SKIP() << "ffmpeg is not installed";
+  const TemporaryFolder folder;
+  const ClipRecipe recipe{.bFrames = 2, .seconds = 8, .sound = livelySound(2, 48000)};
+  const Bytes clip = inPieces(recipe, "frag_keyframe+empty_moov", folder);
+  const MemorySource whole(clip);
+  // The key picture of the third piece is blank, too; its sound is left.
+  Bytes blank = clip;
+  for (std::size_t piece = 0; piece < 3; ++piece) {
+    const Box media = boxesOf(clip, "mdat").at(piece);
+    const std::uint64_t end = piece < 2 ? media.end() : media.payloadOffset() + media.size / 2;
+    blank = overwritten(std::move(blank), media.payloadOffset(), end, false);
+  }
+  const MemorySource source(blank);
+  const fs::path path = folder / "copy.mp4";
+  {
+    FileSink sink(path.string());
+    (void)VideoRepair::repair(source, nullptr, sink);
+  }
+  const FileSource copy(path.string());
+  const Movie left = MovieParser::parse(BoxReader(copy));
+  const Movie all = MovieParser::parse(BoxReader(whole));
+  const auto late = [&](const Track* kept, const Track* known) {
+    const Sample first = kept->samples[0];
+    const std::uint64_t number = numberOf(copy.read(first.offset, first.size), *known, whole);
+    return timeOf(number, *known, all) - timeOf(0, *kept, left);
+  };
+  const Track& pictures = *left.videoTrack();
+  EXPECT_NEAR(late(&pictures, all.videoTrack()), late(left.audioTrack(), all.audioTrack()), 0.002);
+  ASSERT_GT(pictures.startDelay, 0U);
+  EXPECT_EQ(pictures.mediaStart, pictures.samples[0].compositionOffset);
 }
 
 // A card loses clusters of a file, or another's come in: what follows in the piece, and all pieces
