@@ -17,6 +17,15 @@ bool isPassedWhole(FourCC type) {
   return type == "free" || type == "skip" || type == "wide";
 }
 
+// A box at `at` as they stand beside media.
+std::optional<Box> knownBox(const ByteSource& source, std::uint64_t at) {
+  static constexpr std::array<FourCC, 8> known{"free", "skip", "wide", "mdat",
+                                               "moov", "moof", "uuid", "udta"};
+  auto box = BoxReader(source).box(at);
+  const bool isKnown = box && std::find(known.begin(), known.end(), box->type) != known.end();
+  return isKnown ? std::move(box) : std::nullopt;
+}
+
 }  // namespace
 
 // Gaps are looked at several times and grow at their end.
@@ -46,11 +55,7 @@ void BoxesInMedia::scan(const ByteRange& gap) {
 }
 
 bool BoxesInMedia::leadsOn(std::uint64_t end) const {
-  static constexpr std::array<FourCC, 8> known{"free", "skip", "wide", "mdat",
-                                               "moov", "moof", "uuid", "udta"};
-  const auto next = BoxReader(source_).box(end);
-  return end == source_.size() ||
-         (next && std::find(known.begin(), known.end(), next->type) != known.end());
+  return end == source_.size() || knownBox(source_, end);
 }
 
 // The end of what a header at `at` has to itself: the box, or the header of media data. Four
@@ -97,6 +102,19 @@ bool opensMedia(const BoxReader& reader, std::uint64_t from) {
     const auto box = from >= header ? reader.box(from - header) : std::nullopt;
     return box && box->type == "mdat" && box->payloadOffset() == from;
   });
+}
+
+bool endsMedia(const ByteSource& source, std::uint64_t at) {
+  constexpr int mostBoxes = 16;
+  for (int boxes = 0; at < source.size() && boxes < mostBoxes; ++boxes) {
+    const auto box = knownBox(source, at);
+    if (!box) {
+      return false;
+    }
+    // An index whose end is cut off is one all the same.
+    at = box->end();
+  }
+  return true;
 }
 
 }  // namespace tallowmark

@@ -36,4 +36,7 @@ class BoxesInMedia {
 /// Whether media data begins at `from`: nothing ahead of it was lost with its box's header.
 bool opensMedia(const BoxReader& reader, std::uint64_t from);
 
+/// Whether the file ends at `at`, or boxes follow there up to its end. Throws DeviceError.
+bool endsMedia(const ByteSource& source, std::uint64_t at);
+
 }  // namespace tallowmark

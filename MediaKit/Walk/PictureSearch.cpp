@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "MediaKit/Interleaving/BoxesInMedia.h"
 #include "MediaKit/Walk/UnitsAhead.h"
 
 namespace tallowmark::VideoRepair {
@@ -150,6 +151,12 @@ double PictureSearch::follower(const FoundFrame& frame) {
       return other ? std::min(other->bits, usualDistance) : -mostFromFollower;
     }
     return std::min(next->bits, usualDistance) + succession;
+  }
+  if (const auto other = others_.at(frame.end())) {
+    return std::min(other->bits, usualDistance);
+  }
+  if (endsMedia(source_, frame.end())) {
+    return usualDistance;
   }
   double bits = evidence_.followerBits(finder_.bytesAt(frame.end(), 4));
   const std::uint64_t reach = std::min(lookAhead, evidence_.largestGap() + 1);
@@ -295,6 +302,20 @@ bool PictureSearch::isLinkedBySound(const FoundFrame& candidate, std::uint64_t s
          asking_.follows(candidate, *next) && asking_.follows(*last_, candidate);
 }
 
+// Whether there is nothing but sound behind the candidate up to the clip's end: as much as between
+// two pictures, or as is left where a recording ends.
+bool PictureSearch::isLastBesideSound(const FoundFrame& candidate) {
+  constexpr std::uint64_t longestEnding = std::uint64_t{256} << 10U;
+  const std::uint64_t left = end_ - std::min(end_, candidate.end());
+  if (left == 0 || left > std::max(longestEnding, evidence_.largestGap() * 2)) {
+    return false;
+  }
+  followedBySound_ += left;
+  const auto parts = BoxesInMedia(source_).outside({candidate.end(), end_});
+  return parts.size() == 1 && parts.front().lower == candidate.end() &&
+         asking_.isSound(parts.front());
+}
+
 // What compressed sound says for a candidate that is not enough with `known` bits: it leads from
 // the last picture right to this one, or from this one to another.
 double PictureSearch::soundBits(const FoundFrame& candidate, std::uint64_t searchedFrom,
@@ -310,7 +331,8 @@ double PictureSearch::soundBits(const FoundFrame& candidate, std::uint64_t searc
     return endOfSound;
   }
   const auto next = successor(candidate);
-  const bool leadsOn = next && next->offset > candidate.end() && asking_.follows(candidate, *next);
+  const bool leadsOn = next ? next->offset > candidate.end() && asking_.follows(candidate, *next)
+                            : isLastBesideSound(candidate);
   return leadsOn ? endOfSound : 0;
 }
 

@@ -96,6 +96,7 @@ class PictureSearch {
   std::optional<FoundFrame> successor(const FoundFrame& frame);
   bool mayBeExpected(const FoundFrame& candidate, std::uint64_t searchedFrom);
   bool isLinkedBySound(const FoundFrame& candidate, std::uint64_t searchedFrom);
+  bool isLastBesideSound(const FoundFrame& candidate);
   double soundBits(const FoundFrame& candidate, std::uint64_t searchedFrom, double known);
   bool isExpected(const Judged& candidate, std::uint64_t searchedFrom);
   bool hasBetterRival(const Judged& candidate, std::uint64_t searchedFrom);

@@ -5,6 +5,7 @@
 
 #include "DeviceKit/FileSource.h"
 #include "MediaKit/Container/MovieParser.h"
+#include "Tests/Support/Chunks.h"
 #include "Tests/Support/Clips.h"
 #include "Tests/Support/Process.h"
 #include "Tests/Video/GroundTruth.h"
@@ -93,6 +94,33 @@ TEST(FrameFinder, aPictureBetweenAHoleAndSoundIsFound) {
     exact += c.exact + c.beforeKeyframe;
   }
   EXPECT_GE(exact * 1000, frames * 995);
+}
+
+// Nothing of its kind follows: the end of the media does, or the sound of all the recording.
+TEST(FrameFinder, theLastPictureIsFoundBehindAHole) {
+  if (!testing::canMakeClips()) {
+    GTEST_SKIP() << "ffmpeg is not installed";
+  }
+  const testing::TemporaryFolder folder;
+  for (const char* codec : {"libx264", "libx265"}) {
+    for (const char* audio : {"aac", ""}) {
+      SCOPED_TRACE(std::string(codec) + ' ' + audio);
+      const testing::ClipRecipe recipe{
+          .codec = codec, .audio = audio, .bFrames = 2, .seconds = 3, .grain = 20};
+      auto clip = testing::makeClip(recipe);
+      if (*audio != 0) {
+        testing::storeInChunks(clip, 10, folder / "clip.mp4");
+        clip = folder / "clip.mp4";
+      }
+      testing::Victim victim(clip);
+      const SampleList& pictures = victim.truth().videoTrack()->samples;
+      const std::uint64_t last = pictures.size() - 1;
+      victim.blank(pictures[last / 3].offset, pictures[last].offset);
+      const auto c = testing::rebuildAndCompare(victim, clip);
+      EXPECT_EQ(c.exact, c.frames);
+      EXPECT_EQ(c.invented, 0U);
+    }
+  }
 }
 
 }  // namespace
