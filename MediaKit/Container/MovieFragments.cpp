@@ -212,7 +212,7 @@ std::optional<Box> Fragments::findBehind(std::uint64_t from) {
   constexpr std::uint64_t largest = std::uint64_t{16} << 20U;
   isTorn_ = true;
   std::optional<Box> found;
-  visitNames("moof", reader_.source(), from, reader_.size(), [&](std::uint64_t place) {
+  visitNames({"moof"}, reader_.source(), from, reader_.size(), [&](std::uint64_t place) {
     const auto box = place >= from + 4 ? reader_.box(place - 4) : std::nullopt;
     if (!box || box->truncated || box->size > largest) return true;
     // Every look costs some reads, however small the box is.

@@ -42,12 +42,12 @@ void BoxesInMedia::scan(const ByteRange& gap) {
   // A name may lie across the end of what was gone through.
   const std::uint64_t from =
       std::max(gap.lower, scanned_.upper - std::min<std::uint64_t>(scanned_.upper, 3));
-  for (const char* name : {"free", "skip", "wide", "mdat"}) {
-    if (names_.size() >= mostNames) break;
-    visitNames(name, source_, from, gap.upper, [&](std::uint64_t place) {
-      names_.push_back(place);
-      return names_.size() < mostNames;
-    });
+  if (names_.size() < mostNames) {
+    visitNames({"free", "skip", "wide", "mdat"}, source_, from, gap.upper,
+               [&](std::uint64_t place) {
+                 names_.push_back(place);
+                 return names_.size() < mostNames;
+               });
   }
   std::sort(names_.begin(), names_.end());
   names_.erase(std::unique(names_.begin(), names_.end()), names_.end());

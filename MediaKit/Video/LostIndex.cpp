@@ -59,7 +59,7 @@ std::optional<Movie> findWithin(std::uint64_t from, std::uint64_t to, const Byte
   const BoxReader reader(clip);
   std::optional<Movie> movie;
   int tried = 0;
-  visitNames("moov", clip, from, to, [&](std::uint64_t place) {
+  visitNames({"moov"}, clip, from, to, [&](std::uint64_t place) {
     const auto index = indexAt(place, reader);
     if (!index) return true;
     movie = movieOf(*index, clip);

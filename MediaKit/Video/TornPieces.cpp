@@ -63,7 +63,7 @@ std::optional<std::uint64_t> indexBehind(std::uint64_t media, const BoxReader& r
   const std::uint64_t end = reader.size();
   const std::uint64_t from = std::max(media, end - std::min(end, searched));
   std::optional<std::uint64_t> found;
-  visitNames("moov", reader.source(), from, end, [&](std::uint64_t name) {
+  visitNames({"moov"}, reader.source(), from, end, [&](std::uint64_t name) {
     const auto index = name < 4 ? std::nullopt : reader.box(name - 4);
     const auto header = index ? reader.box(index->payloadOffset(), index->end()) : std::nullopt;
     if (header && !index->truncated && header->type == "mvhd") found = index->offset;

@@ -123,7 +123,7 @@ TEST(NameSearch, findsANameWhereverItStands) {
   const std::string name = "mdat";
   const auto placesIn = [&](const Bytes& bytes, std::uint64_t from, std::uint64_t to) {
     std::vector<std::uint64_t> places;
-    visitNames(name, MemorySource(bytes), from, to, [&](std::uint64_t place) {
+    visitNames({name}, MemorySource(bytes), from, to, [&](std::uint64_t place) {
       places.push_back(place);
       return true;
     });
