@@ -43,20 +43,20 @@ std::size_t findName(std::span<const std::uint8_t> bytes, std::size_t from, std:
 
 }  // namespace
 
-void visitNames(std::initializer_list<std::string_view> names, const ByteSource& source,
+void visitNames(std::initializer_list<std::string_view> sought, const ByteSource& source,
                 std::uint64_t from, std::uint64_t to,
                 const std::function<bool(std::uint64_t place)>& visitor) {
   // From small pieces, for what is near, to some that stay in the processor's cache.
   constexpr std::size_t least = std::size_t{1} << 12U;
   constexpr std::size_t most = std::size_t{1} << 18U;
-  const std::size_t length = names.begin()->size();
+  const std::size_t length = sought.begin()->size();
   std::vector<std::uint8_t> buffer;
   for (std::uint64_t at = from; at < to && to - at >= length; at += buffer.size() - length + 1) {
     buffer.resize(std::clamp(buffer.size() * 4, least, most));
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), to - at));
     const std::size_t got = source.readInto(at, std::span(buffer).first(wanted));
     const auto bytes = std::span<const std::uint8_t>(buffer).first(got);
-    for (const std::string_view name : names) {
+    for (const std::string_view name : sought) {
       for (std::size_t place = findName(bytes, 0, name); place < got;
            place = findName(bytes, place + 1, name)) {
         if (!visitor(at + place)) {

@@ -10,10 +10,10 @@
 
 namespace tallowmark {
 
-/// Tells `visitor` of each place in [from, to) where one of the names, of as many letters each,
+/// Tells `visitor` of each place in [from, to) where one of the `sought`, of as many letters each,
 /// stands whole, until it answers false: in order for one name, those of several as they are come
 /// upon. Passes the source's errors through.
-void visitNames(std::initializer_list<std::string_view> names, const ByteSource& source,
+void visitNames(std::initializer_list<std::string_view> sought, const ByteSource& source,
                 std::uint64_t from, std::uint64_t to,
                 const std::function<bool(std::uint64_t place)>& visitor);
 

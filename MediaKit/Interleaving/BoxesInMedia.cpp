@@ -21,9 +21,9 @@ bool isPassedWhole(FourCC type) {
 std::optional<Box> knownBox(const ByteSource& source, std::uint64_t at) {
   static constexpr std::array<FourCC, 8> known{"free", "skip", "wide", "mdat",
                                                "moov", "moof", "uuid", "udta"};
-  auto box = BoxReader(source).box(at);
+  const auto box = BoxReader(source).box(at);
   const bool isKnown = box && std::find(known.begin(), known.end(), box->type) != known.end();
-  return isKnown ? std::move(box) : std::nullopt;
+  return isKnown ? box : std::nullopt;
 }
 
 }  // namespace
