@@ -84,17 +84,21 @@ std::vector<std::uint8_t> silentBlockOf(const Track& track, const ByteSource& cl
 
 // Bytes of a tick of PCM of which many are stored as one sample; nothing for other tracks.
 std::optional<std::uint32_t> packedPCM(const Track& track) {
+  constexpr std::uint32_t largest = 1U << 20U;
   const std::uint32_t ticks = track.typicalDuration();
-  for (const SampleRun& run : track.samples.runs()) {
-    if (run.first.duration != ticks) continue;
-    Track packet = track;
-    packet.samples.clear();
-    packet.samples.append(run.first);
-    const bool isPacked = ticks > 1 && track.kind == Track::Kind::audio &&
-                          run.first.size % ticks == 0 && PCMLayout::ofEvenSamples(packet);
-    return isPacked ? std::optional(run.first.size / ticks) : std::nullopt;
+  if (ticks < 2 || track.kind != Track::Kind::audio) {
+    return std::nullopt;
   }
-  return std::nullopt;
+  const SampleRuns runs = track.samples.runs();
+  const auto usual = std::find_if(
+      runs.begin(), runs.end(), [&](const SampleRun& run) { return run.first.duration == ticks; });
+  Track packet;
+  packet.codec = track.codec;
+  packet.samples.append((*usual).first);
+  const auto pcm = PCMLayout::ofEvenSamples(packet);
+  return pcm && pcm->sampleSize <= largest && pcm->sampleSize % ticks == 0
+             ? std::optional(pcm->sampleSize / ticks)
+             : std::nullopt;
 }
 
 /// What goes behind samples of a track that last longer than what is in them.
@@ -103,11 +107,13 @@ struct Filler {
   std::vector<std::uint8_t> bytes;
   /// Of a tick; none for blocks, which are not divided.
   std::optional<std::uint32_t> tickBytes;
+  /// How many more of them may be: times are made up in some files.
+  std::uint32_t left = 1U << 21U;
 
   static Filler of(const Track& track, std::uint64_t at, const ByteSource& clip);
 
   /// Appends the sample for as long as it lasts by itself, and silence for the rest of its time.
-  void append(Sample held, SampleList& filled) const;
+  void append(Sample held, SampleList& filled);
 };
 
 Filler Filler::of(const Track& track, std::uint64_t at, const ByteSource& clip) {
@@ -121,18 +127,17 @@ Filler Filler::of(const Track& track, std::uint64_t at, const ByteSource& clip) 
   return filler;
 }
 
-void Filler::append(Sample held, SampleList& filled) const {
-  // Of numbers that are made up.
-  constexpr std::uint32_t longest = 1U << 20U;
+void Filler::append(Sample held, SampleList& filled) {
   const std::uint32_t own = tickBytes ? held.size / *tickBytes : silent.duration;
-  const std::uint32_t left = held.duration - std::min(held.duration, own);
-  const std::uint32_t whole = left / silent.duration;
-  if (whole > longest || (whole == 0 && !tickBytes)) {
+  const std::uint32_t empty = held.duration - std::min(held.duration, own);
+  const std::uint32_t whole = empty / silent.duration;
+  if (whole > left || (whole == 0 && !tickBytes)) {
     filled.append(held);
     return;
   }
-  const std::uint32_t rest = left % silent.duration;
-  held.duration -= tickBytes ? left : left - rest;
+  left -= whole;
+  const std::uint32_t rest = empty % silent.duration;
+  held.duration -= tickBytes ? empty : empty - rest;
   filled.append(held);
   for (std::uint32_t i = 0; i < whole; ++i) filled.append(silent);
   if (tickBytes && rest > 0) {
@@ -173,7 +178,7 @@ FilledSilence fillLostSound(Movie& movie, const ByteSource& clip) {
   for (Track& track : movie.tracks) {
     const auto numbers = aheadOfLosses(track, movie.lostPieces);
     if (numbers.empty()) continue;
-    const auto filler = Filler::of(track, mediaEnd + silence.bytes.size(), clip);
+    auto filler = Filler::of(track, mediaEnd + silence.bytes.size(), clip);
     if (filler.bytes.empty()) continue;
     SampleList filled;
     std::uint64_t done = 0;

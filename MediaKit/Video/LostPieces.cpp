@@ -76,7 +76,13 @@ class FilledTrack {
         all_(rebuilt),
         usual_(track.samples.typicalDuration()),
         end_(track.samples.size()) {
-    if (track.kind == Track::Kind::video) delay_ = DisplayTimes::of(track.samples).delay();
+    if (track.kind != Track::Kind::video) return;
+    delay_ = DisplayTimes::of(track.samples).delay();
+    std::uint64_t time = 0;
+    for (const SampleRun& run : again.runs()) {
+      decodedAt_.push_back(static_cast<std::int64_t>(time));
+      time += run.duration();
+    }
   }
 
   void fill(std::vector<LostPiece>& pieces);
@@ -107,6 +113,8 @@ class FilledTrack {
   DisplayTimes times_;
   bool isPaced_ = false;
   std::optional<std::int64_t> delay_;
+  /// When the rebuild decodes the first of each run.
+  std::vector<std::int64_t> decodedAt_;
   std::uint64_t kept_ = 0;
   std::uint64_t bytes_ = 0;
 };
@@ -151,8 +159,6 @@ void FilledTrack::gather(std::uint64_t from, std::uint64_t to) {
   const SampleRuns runs = rebuilt_.runs();
   const auto end = firstBehind(to, runs);
   auto run = from == 0 ? runs.begin() : firstBehind(from - 1, runs);
-  auto decoded =
-      run < end ? static_cast<std::int64_t>(rebuilt_.slice(0, run->start).duration()) : 0;
   for (; run < end; ++run) {
     Sample first = run->first;
     first.duration = usual_;
@@ -160,6 +166,7 @@ void FilledTrack::gather(std::uint64_t from, std::uint64_t to) {
     const std::uint64_t count = run->countEndingBy(to);
     waiting_.append(first, count);
     isPaced_ = isPaced_ || run->first.duration + 1 < usual_ || run->first.duration > usual_ + 1;
+    auto decoded = delay_ ? decodedAt_[static_cast<std::size_t>(run - runs.begin())] : 0;
     for (std::uint64_t i = 0; delay_ && i < count; ++i) {
       times_.add(decoded, first.compositionOffset);
       decoded += run->first.duration;

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "DeviceKit/FileSource.h"
+#include "DeviceKit/MemorySource.h"
 #include "MediaKit/Container/MovieParser.h"
 #include "Tests/Support/Clips.h"
 
@@ -40,6 +41,33 @@ TEST(SilentSamples, areThoseOfTheFormat) {
     EXPECT_TRUE(std::all_of(silence.begin(), silence.end(),
                             [&](std::uint8_t byte) { return byte == row.silent; }));
   }
+}
+
+// A file may say at each of a hundred losses that hours are missing there.
+TEST(SilentSamples, areNoMoreThanARecordingCouldHave) {
+  constexpr std::uint32_t ticks = 1024;
+  constexpr std::uint32_t frameBytes = 4;
+  constexpr std::uint64_t losses = 100;
+  Movie movie;
+  Track& sound = movie.tracks.emplace_back();
+  sound.kind = Track::Kind::audio;
+  sound.codec = "sowt";
+  sound.trackID = 1;
+  LostPiece& piece = movie.lostPieces.emplace_back();
+  for (std::uint64_t i = 0; i < 3 * losses; ++i) {
+    const bool isHeld = i % 3 == 1;
+    sound.samples.append({.offset = i * frameBytes * ticks,
+                          .size = frameBytes * ticks,
+                          .duration = isHeld ? ticks << 19U : ticks,
+                          .isSync = true});
+    if (isHeld) piece.resumptions.push_back({1, i + 1, {}});
+  }
+  const std::uint64_t duration = sound.samples.duration();
+  const auto silence = VideoRepair::fillLostSound(movie, MemorySource({}));
+  EXPECT_EQ(silence.bytes.size(), frameBytes * ticks);
+  EXPECT_GT(sound.samples.size(), 1'000'000U);
+  EXPECT_LT(sound.samples.size(), 3'000'000U);
+  EXPECT_EQ(sound.samples.duration(), duration);
 }
 
 }  // namespace
