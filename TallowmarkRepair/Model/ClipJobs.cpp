@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "TallowmarkRepair/Model/ClipJobs.h"
 
+#include <algorithm>
+
 #include "DeviceKit/DeviceError.h"
 #include "DeviceKit/PendingFile.h"
 #include "MediaKit/Rescue/Checking.h"
@@ -21,15 +23,28 @@ std::optional<double> secondsInIndex(const std::filesystem::path& clip, const Fi
   }
 }
 
+// Or begins behind it.
+bool goesOnBehindLosses(const Movie& movie) {
+  const Track* video = movie.videoTrack();
+  if (video == nullptr || video->samples.empty()) {
+    return false;
+  }
+  const std::uint64_t last = video->samples.back().offset;
+  return std::any_of(movie.lostPieces.begin(), movie.lostPieces.end(), [&](const LostPiece& piece) {
+    return piece.isMoved ? last >= piece.from : piece.resumptionOf(video->trackID) != nullptr;
+  });
+}
+
 RepairDetails detailsOf(const RepairPreview& made, const std::filesystem::path& file,
                         const std::optional<std::filesystem::path>& reference,
                         const FileOpener& open) {
-  RepairDetails details{made.facts, {}, false, {}, reference};
+  RepairDetails details{made.facts, {}, false, {}, false, reference};
   if (made.learnt) {
     const VideoRepair::Plan& plan = made.learnt->plan;
     details.info = ClipInfo::of(plan.movie);
     details.rebuilt = plan.rebuilt;
     details.secondsRecorded = plan.rebuilt ? std::nullopt : secondsInIndex(file, open);
+    details.isDamagedInside = !plan.rebuilt && goesOnBehindLosses(plan.movie);
   }
   return details;
 }

@@ -18,6 +18,8 @@ struct RepairDetails {
   bool rebuilt = false;
   /// How long the clip was when it was whole, where its own index tells.
   std::optional<double> secondsRecorded;
+  /// The clip goes on behind what its own index describes and the file lacks.
+  bool isDamagedInside = false;
   /// What the file was repaired with.
   std::optional<std::filesystem::path> reference;
 };

@@ -59,18 +59,29 @@ Clip::Summary photoSummary(Clip::PhotoFacts facts) {
 
 RepairDetails rebuiltClip(VideoRepair::Result result, Audio) {
   RepairDetails details{
-      result, ClipInfo{"H.264", 1920, 1080, 30, 65, "AAC"}, true, {}, "/card/GX02.MP4"};
+      result, ClipInfo{"H.264", 1920, 1080, 30, 65, "AAC"}, true, {}, false, "/card/GX02.MP4"};
   return details;
 }
 
 RepairDetails trimmedClip(double recorded) {
-  return {VideoRepair::Result{}, ClipInfo{"H.264", 1920, 1080, 30, 3, "PCM"}, false, recorded, {}};
+  return {VideoRepair::Result{},
+          ClipInfo{"H.264", 1920, 1080, 30, 3, "PCM"},
+          false,
+          recorded,
+          false,
+          {}};
+}
+
+RepairDetails damagedClip(double recorded) {
+  RepairDetails details = trimmedClip(recorded);
+  details.isDamagedInside = true;
+  return details;
 }
 
 RepairDetails photoDetails(JPEGRepair::Result::Fix fix, const char* reference) {
   JPEGRepair::Result result;
   result.fix = fix;
-  RepairDetails details{result, {}, false, {}, {}};
+  RepairDetails details{result, {}, false, {}, false, {}};
   if (reference != nullptr) details.reference = reference;
   return details;
 }
@@ -169,9 +180,24 @@ TEST_F(TextTests, tellOfClipsWhatIsWrongWhatWasDoneAndWhatIsLost) {
         "! The very end of the recording never reached the file and can't come back.",
         "Video: H.264 · 1920×1080 · 30 fps", "Length: 0:03", "Frames: 90", "Sound: None",
         "[SAVE]"}},
+      {"damaged in its middle",
+       clipIn(Clip::Preview{{90, 3, Audio::none, {}}}),
+       {.details = damagedClip(3)},
+       {"Repaired", "This clip plays again. Look at the preview, then save it.",
+        "Repair kept everything that the clip's index describes and that is still there.",
+        "! The damaged part can't come back. The copy shows the picture ahead of it for as long.",
+        "Video: H.264 · 1920×1080 · 30 fps", "Length: 0:03", "Frames: 90", "Sound: None",
+        "[SAVE]"}},
+      {"damaged at its beginning",
+       clipIn(Clip::Preview{{90, 3, Audio::none, {}}}),
+       {.details = damagedClip(5)},
+       {"Repaired", "This clip plays again. Look at the preview, then save it.",
+        "Repair kept everything that the clip's index describes and that is still there.",
+        "! Of the recording, 2 seconds can't come back.", "Video: H.264 · 1920×1080 · 30 fps",
+        "Length: 0:03 of 0:05 recorded", "Frames: 90", "Sound: None", "[SAVE]"}},
       {"by the index behind the damage",
        clipIn(Clip::Preview{{90, 3, Audio::none, {}}}),
-       {.details = RepairDetails{VideoRepair::Result{}, {}, false, {}, {}}},
+       {.details = RepairDetails{VideoRepair::Result{}, {}, false, {}, false, {}}},
        {"Repaired", "This clip plays again. Look at the preview, then save it.",
         "Repair found the clip's own index behind the damage and kept everything that it "
         "describes.",

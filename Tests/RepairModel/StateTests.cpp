@@ -4,6 +4,7 @@
 #include "ModelTests.h"
 #include "TallowmarkRepair/Model/FlowStatus.h"
 #include "TallowmarkRepair/Model/StartupValues.h"
+#include "Tests/Support/Clusters.h"
 
 namespace tallowmark::testing {
 namespace {
@@ -76,6 +77,23 @@ TEST_F(StateTests, failWithTheSentenceForAClipWithoutPictures) {
   EXPECT_EQ(stateOf("GX010003.MOV"),
             "No video from this camera was found in the clip. Check that the reference clip was "
             "recorded on the same camera, at the same resolution and frame rate.");
+}
+
+// What is missing in the middle is no end that never reached the file.
+TEST_F(StateTests, knowADamagedClipFromOneThatIsCutShort) {
+  Bytes bytes = contentsOf(good);
+  std::fill(bytes.begin() + placeOf(bytes.size() / 3), bytes.begin() + placeOf(bytes.size() / 2),
+            std::uint8_t{0});
+  add({writeFile(folder / "GX010005.MOV", bytes), cut});
+  const struct {
+    const char* name;
+    bool isDamagedInside;
+  } rows[] = {{"GX010005.MOV", true}, {"GX010002.MOV", false}};
+  for (const auto& [name, isDamagedInside] : rows) {
+    const RepairDetails* details = model->repairDetails(clip(name).id);
+    ASSERT_NE(details, nullptr) << name;
+    EXPECT_EQ(details->isDamagedInside, isDamagedInside) << name;
+  }
 }
 
 Clip clipIn(Clip::State state, bool needsReference = false) {

@@ -42,6 +42,20 @@ bool isByItsOwnIndex(const ClipBackground& background) {
   return background.details && !background.details->rebuilt && !background.details->secondsRecorded;
 }
 
+// Not cut short, or not only.
+bool isDamagedInside(const ClipBackground& background) {
+  return background.details && background.details->isDamagedInside;
+}
+
+void addLostMiddle(std::vector<QString>& losses, double secondsLost) {
+  if (secondsLost >= 0.5) {
+    losses.push_back(tr("Of the recording, %1 can't come back.").arg(stretch(secondsLost)));
+  } else {
+    losses.push_back(tr(
+        "The damaged part can't come back. The copy shows the picture ahead of it for as long."));
+  }
+}
+
 void addLostEnd(std::vector<QString>& losses, double secondsLost) {
   if (secondsLost >= 0.5) {
     losses.push_back(
@@ -92,7 +106,8 @@ std::vector<QString> clipLosses(const Clip& clip, const Clip::Summary& summary,
   std::vector<QString> losses;
   const auto* details = background.details ? &*background.details : nullptr;
   if (details != nullptr && details->secondsRecorded) {
-    addLostEnd(losses, *details->secondsRecorded - summary.seconds);
+    const double lost = *details->secondsRecorded - summary.seconds;
+    details->isDamagedInside ? addLostMiddle(losses, lost) : addLostEnd(losses, lost);
   }
   if (isByItsOwnIndex(background)) {
     losses.push_back(tr("Pictures that were overwritten can't come back."));
@@ -150,6 +165,9 @@ QString whatWasDoneToClip(const Clip::Summary& summary, const ClipBackground& ba
     return tr(
         "Repair found the clip's own index behind the damage and kept everything that it "
         "describes.");
+  }
+  if (isDamagedInside(background)) {
+    return tr("Repair kept everything that the clip's index describes and that is still there.");
   }
   return tr("Repair kept everything up to where the recording breaks off: %1.")
       .arg(stretch(summary.seconds));
