@@ -6,6 +6,8 @@
 #include <functional>
 #include <vector>
 
+#include "MediaKit/Bitstream/VideoUsability.h"
+
 namespace tallowmark {
 
 namespace {
@@ -114,31 +116,15 @@ bool skipToUsability(BitReader& bits, unsigned orderBits) {
 }  // namespace
 
 std::optional<double> readClockTickHEVC(BitReader& bits, unsigned orderBits) {
-  constexpr std::uint32_t extendedAspect = 255;
   if (!skipToUsability(bits, orderBits) || !bits.flag()) {
     return std::nullopt;
   }
-  if (bits.flag() && bits.bits(8) == extendedAspect) bits.skip(32);
-  if (bits.flag()) bits.bit();
-  if (bits.flag()) {
-    bits.skip(4);
-    if (bits.flag()) bits.skip(24);
-  }
-  if (bits.flag()) {
-    bits.ue();
-    bits.ue();
-  }
+  skipVideoSignal(bits);
   bits.skip(3);
   if (bits.flag()) {
     for (int side = 0; side < 4; ++side) bits.ue();
   }
-  if (!bits.flag()) {
-    return std::nullopt;
-  }
-  const std::uint32_t units = bits.bits(32);
-  const std::uint32_t scale = bits.bits(32);
-  const bool isStated = bits.ok() && units > 0 && scale > 0;
-  return isStated ? std::optional(static_cast<double>(units) / scale) : std::nullopt;
+  return readClock(bits);
 }
 
 }  // namespace tallowmark

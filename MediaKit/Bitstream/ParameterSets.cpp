@@ -8,6 +8,7 @@
 
 #include "MediaKit/Bitstream/BitReader.h"
 #include "MediaKit/Bitstream/ClockHEVC.h"
+#include "MediaKit/Bitstream/VideoUsability.h"
 #include "MediaKit/Container/BigEndian.h"
 
 namespace tallowmark {
@@ -102,31 +103,9 @@ void skipDecoderBuffer(BitReader& bits) {
 }
 
 // H.264 §E.1.1
-std::optional<double> readTickH264(BitReader& bits) {
-  if (!bits.flag()) {
-    return std::nullopt;
-  }
-  const std::uint32_t units = bits.bits(32);
-  const std::uint32_t scale = bits.bits(32);
-  bits.bit();
-  return bits.ok() && units > 0 && scale > 0 ? std::optional(static_cast<double>(units) / scale)
-                                             : std::nullopt;
-}
-
-// H.264 §E.1.1
 std::optional<CodedNumbers> readUsabilityH264(BitReader& bits, std::optional<double>& tick) {
-  constexpr std::uint32_t extendedAspect = 255;
-  if (bits.flag() && bits.bits(8) == extendedAspect) bits.skip(32);
-  if (bits.flag()) bits.bit();
-  if (bits.flag()) {
-    bits.skip(4);
-    if (bits.flag()) bits.skip(24);
-  }
-  if (bits.flag()) {
-    bits.ue();
-    bits.ue();
-  }
-  tick = readTickH264(bits);
+  skipVideoSignal(bits);
+  tick = readClock(bits);
   const bool units = bits.flag();
   if (units) skipDecoderBuffer(bits);
   const bool slices = bits.flag();

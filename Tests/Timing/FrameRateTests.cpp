@@ -153,7 +153,6 @@ TEST_F(FrameRate, isToldBetweenManyHoles) {
   }
 }
 
-// A camera that drops two pictures of five has two thirds more sound to each than its reference.
 // Drones record none.
 TEST_F(FrameRate, isTheStatedOneWhereThereIsNoSound) {
   const struct {
@@ -191,6 +190,7 @@ TEST_F(FrameRate, isTheStatedOneWhereThereIsNoSound) {
   }
 }
 
+// A camera that drops two pictures of five has two thirds more sound to each than its reference.
 TEST_F(FrameRate, leavesSoundThatIsMoreThanPicturesAskFor) {
   const ClipRecipe usual{.seconds = 12, .sound = testing::livelySound(1, 48000)};
   ClipRecipe recipe = usual;

@@ -51,8 +51,7 @@ void addLostMiddle(std::vector<QString>& losses, double secondsLost) {
   if (secondsLost >= 0.5) {
     losses.push_back(tr("Of the recording, %1 can't come back.").arg(stretch(secondsLost)));
   } else {
-    losses.push_back(tr(
-        "The damaged part can't come back. The copy shows the picture ahead of it for as long."));
+    losses.push_back(tr("Pictures that were overwritten can't come back."));
   }
 }
 
