@@ -22,6 +22,8 @@ constexpr std::size_t pieceSize = std::size_t{8} << 20U;
 constexpr std::uint64_t sharedBlock = 4096;
 // From here on a thread of its own for writing costs less than it saves.
 constexpr std::uint64_t worthAThread = std::uint64_t{16} << 20U;
+// Each time the file is locked, and both threads wait; but a slow disk takes its time for more.
+constexpr std::uint64_t reservedAtOnce = std::uint64_t{4} << 30U;
 }  // namespace
 
 FileSink::FileSink(std::string path) : name_(std::move(path)) {
@@ -102,8 +104,14 @@ std::uint64_t FileSink::copyBehind(WriteBehind& behind, const ByteSource& source
                                    const StopToken& stop) {
   std::uint64_t done = 0;
   std::uint64_t told = 0;
+  std::uint64_t reserved = 0;
   while (done < count) {
     stop.check();
+    if (done >= reserved) {
+      const std::uint64_t more = std::min(count - reserved, reservedAtOnce);
+      reserveStorage(fd_, size_ + reserved, more);
+      reserved += more;
+    }
     std::span<std::uint8_t> room = behind.next();
     room = room.first(static_cast<std::size_t>(std::min<std::uint64_t>(count - done, room.size())));
     const std::size_t got = room.empty() ? 0 : source.readInto(offset + done, room);
@@ -119,6 +127,9 @@ std::uint64_t FileSink::copyBehind(WriteBehind& behind, const ByteSource& source
   }
   behind.finish();
   size_ = behind.position();
+  if (done < reserved) {  // cut at its end, a file gives back what lies beyond
+    (void)::ftruncate(fd_, static_cast<off_t>(size_));
+  }
   if (behind.error() != 0) {
     throw DeviceError::writeFailed(name_, behind.error());
   }

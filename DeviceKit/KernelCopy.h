@@ -26,6 +26,11 @@ struct Stretch {
 /// The stretch from `offset` on, cut at `count`. Where the system does not tell, all has storage.
 Stretch stretchAt(int fd, std::uint64_t offset, std::uint64_t count);
 
+/// Has the file system find storage for a stretch that is about to be written, beyond the file's
+/// end as well and without moving it, which saves it looking for room page by page. Done where that
+/// is book-keeping alone; a full disk is left to the writes to tell.
+void reserveStorage(int fd, std::uint64_t offset, std::uint64_t count);
+
 /// Starts writing the given stretch of a file out, without waiting for it, so that a later sync has
 /// little left to do.
 void startWriteback(int fd, std::uint64_t offset, std::uint64_t count);

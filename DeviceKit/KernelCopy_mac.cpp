@@ -21,6 +21,8 @@ Stretch stretchAt(int, std::uint64_t, std::uint64_t count) {
   return {count, false};
 }
 
+void reserveStorage(int, std::uint64_t, std::uint64_t) {}
+
 void startWriteback(int, std::uint64_t, std::uint64_t) {}
 
 int syncToMedium(int fd) {
