@@ -23,6 +23,8 @@ constexpr std::uint64_t shortRun = 18;
 // By the sets of another encoder, black pictures of 10,000 bytes in all decoded without a
 // complaint.
 constexpr std::uint64_t largeRun = 32768;
+// Both kinds of pictures are among so many.
+constexpr std::uint64_t shortestRun = 6;
 
 // Whether two in three runs of pictures that begin with a key picture decode; shorter ones where
 // damage is frequent.
@@ -32,7 +34,7 @@ bool mostRunsDecode(const TriedClip& clip, const TrialDecoder& decoder) {
     std::size_t whole = 0;
     for (const std::uint64_t key : clip.keys(runsToTry)) {
       decoder.stop.check();
-      const auto decoded = decoder.decode(clip.runFrom(key, length).pictures);
+      const auto decoded = decoder.decode({{clip.runFrom(key, length).pictures}});
       tried += decoded ? 1U : 0U;
       whole += decoded && decoded->whole ? 1U : 0U;
     }
@@ -46,8 +48,6 @@ bool mostRunsDecode(const TriedClip& clip, const TrialDecoder& decoder) {
 // Whether a run decodes that is large enough not to do so by chance. Short ones are decoded
 // soonest, and where damage begins soon behind the key pictures they are the only ones.
 bool anyLargeRunDecodes(const TriedClip& clip, const TrialDecoder& decoder) {
-  // Both kinds of pictures are among so many.
-  constexpr std::uint64_t shortestRun = 6;
   struct Runs {
     std::uint64_t length;
     std::uint64_t fewestBytes;
@@ -58,13 +58,28 @@ bool anyLargeRunDecodes(const TriedClip& clip, const TrialDecoder& decoder) {
     for (const std::uint64_t key : clip.keys(tries)) {
       decoder.stop.check();
       const PictureRun run = clip.runFrom(key, length, fewestBytes);
-      const auto decoded = run.bytes >= largeRun ? decoder.decode(run.pictures) : std::nullopt;
+      const auto decoded = run.bytes >= largeRun ? decoder.decode({{run.pictures}}) : std::nullopt;
       if (decoded && decoded->whole) {
         return true;
       }
     }
   }
   return false;
+}
+
+// Whether the first key picture settles it for all of them, and a large run behind it for those
+// between: what asking for each kind says then, by fewer runs of the decoder.
+bool beginsWell(const TriedClip& clip, const Track& video, const TrialDecoder& decoder) {
+  const std::vector<std::uint64_t> keys = clip.keys(1);
+  if (keys.empty()) {
+    return false;
+  }
+  const PictureExcerpt key = clip.runFrom(keys.front(), 1).pictures;
+  const PictureRun run = clip.runFrom(keys.front(), shortestRun);
+  TrialEvidence ifItFits;
+  ifItFits.add(true, video.samples[keys.front()].size);
+  return ifItFits.settlesIt() && run.bytes >= largeRun && !key.isSurelyDamaged() &&
+         decoder.bothFit(key, run.pictures);
 }
 
 // Settings that were worked out from the pictures' headers leave key pictures as they are; others
@@ -173,6 +188,9 @@ bool pictureSetsFit(const VideoRepair::Plan& plan, const ByteSource& source,
   const bool isWhole = plan.result.unusedBytes == 0;
   if (plan.hasOtherSettings && !otherSettingsFit(clip, isWhole, decoder)) {
     return false;
+  }
+  if (!plan.hasOtherSettings && beginsWell(clip, *plan.movie.videoTrack(), decoder)) {
+    return true;
   }
   const TrialEvidence keys = clip.askKeys(decoder);
   if (plan.hasOtherSettings && keys.speaksForThem()) {

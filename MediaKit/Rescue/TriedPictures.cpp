@@ -13,6 +13,8 @@ namespace tallowmark {
 
 namespace {
 
+using End = PictureExcerpt::End;
+
 constexpr std::size_t keysToTry = 4;
 constexpr std::size_t dependentPlaces = 8;
 // In smaller ones nearly anything ends well.
@@ -23,13 +25,13 @@ constexpr double nearlyIntact = 0.9;
 }  // namespace
 
 std::optional<DecodedPictures> TrialDecoder::decode(
-    const PictureExcerpt& excerpt, std::initializer_list<PictureExcerpt::End> ends) const {
+    std::initializer_list<TriedExcerpt> excerpts) const {
   std::list<PendingFile> files;
   std::vector<std::filesystem::path> paths;
   try {
-    for (const PictureExcerpt::End end : ends) {
+    for (const auto& [pictures, end] : excerpts) {
       PendingFile& file = files.emplace_back(folder);
-      excerpt.write(file.sink(), end, stop);
+      pictures.write(file.sink(), end, stop);
       paths.push_back(file.temporaryPath());
     }
     return decoder(paths, stop);
@@ -42,22 +44,32 @@ std::optional<DecodedPictures> TrialDecoder::decode(
 }
 
 std::optional<bool> TrialDecoder::fits(const PictureExcerpt& excerpt) const {
-  using End = PictureExcerpt::End;
   if (!excerpt.hasSliceEnd()) {
-    const auto plain = decode(excerpt);
+    const auto plain = decode({{excerpt}});
     return plain ? std::optional(plain->whole) : std::nullopt;
   }
   // At once: most of the time goes into the decoder's start.
-  auto plain = decode(excerpt, {End::asItIs, End::moreBytes});
-  if (!plain) plain = decode(excerpt);
+  auto plain = decode({{excerpt}, {excerpt, End::moreBytes}});
+  if (!plain) plain = decode({{excerpt}});
   if (!plain) {
     return std::nullopt;
   }
-  if (!plain->whole || plain->sums.front() != plain->sums.back()) {
+  return plain->whole && plain->sums.front() == plain->sums.back() &&
+         endsWithItsData(excerpt, plain->sums.front());
+}
+
+bool TrialDecoder::bothFit(const PictureExcerpt& excerpt, const PictureExcerpt& others) const {
+  if (!excerpt.hasSliceEnd()) {
     return false;
   }
-  const auto ended = decode(excerpt, {End::otherBytes});
-  return !ended || !ended->whole || ended->sums.front() != plain->sums.front();
+  const auto plain = decode({{excerpt}, {excerpt, End::moreBytes}, {others}});
+  return plain && plain->whole && plain->sums.at(0) == plain->sums.at(1) &&
+         endsWithItsData(excerpt, plain->sums.front());
+}
+
+bool TrialDecoder::endsWithItsData(const PictureExcerpt& excerpt, const std::string& sum) const {
+  const auto ended = decode({{excerpt, End::otherBytes}});
+  return !ended || !ended->whole || ended->sums.front() != sum;
 }
 
 // Of HEVC pictures of 1,400 bytes, 320 × 180, read with sets for 320 × 240, about one in four ended

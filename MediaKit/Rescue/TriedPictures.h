@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <initializer_list>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "DeviceKit/ByteSource.h"
@@ -17,8 +18,14 @@
 
 namespace tallowmark {
 
+/// Pictures to be decoded, and what stands at their end. They must outlive it.
+struct TriedExcerpt {
+  const PictureExcerpt& pictures;
+  PictureExcerpt::End end = PictureExcerpt::End::asItIs;
+};
+
 /// Where pictures are decoded, and by whom. Pictures are written for it into hidden files in
-/// `folder`, one or two at a time; a decoding that cannot be had, since nothing can be written
+/// `folder`, up to three at a time; a decoding that cannot be had, since nothing can be written
 /// there or no decoder is here, is nothing. Throws DeviceError when a source cannot be read,
 /// Stopped.
 struct TrialDecoder {
@@ -26,15 +33,20 @@ struct TrialDecoder {
   const PictureDecoder& decoder;
   const StopToken& stop;
 
-  /// Once for each of the ends.
-  std::optional<DecodedPictures> decode(const PictureExcerpt& excerpt,
-                                        std::initializer_list<PictureExcerpt::End> ends = {
-                                            PictureExcerpt::End::asItIs}) const;
+  std::optional<DecodedPictures> decode(std::initializer_list<TriedExcerpt> excerpts) const;
 
   /// Whether the pictures decode, and the last one's data ends where its decoding does. A decoder
   /// of HEVC makes something of any bytes without a complaint, and one that takes a picture for a
   /// smaller one stops where that is full.
   std::optional<bool> fits(const PictureExcerpt& excerpt) const;
+
+  /// Whether that is so and the others decode as well, by two runs of the decoder. False also where
+  /// that cannot be had, or where the first has no end to be changed.
+  bool bothFit(const PictureExcerpt& excerpt, const PictureExcerpt& others) const;
+
+ private:
+  // Of pictures that decode to this sum: whether they do no longer with other bytes at their end.
+  bool endsWithItsData(const PictureExcerpt& excerpt, const std::string& sum) const;
 };
 
 /// What tried pictures say of the parameter sets: how many times likelier they are if these are
