@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "DeviceKit/WriteBehind.h"
 
-#include <system_error>
-
 #include "DeviceKit/KernelCopy.h"
 #include "DeviceKit/PositionedWrite.h"
 
@@ -16,13 +14,9 @@ constexpr std::uint64_t sentAtOnce = std::uint64_t{8} << 20U;
 }  // namespace
 
 WriteBehind::WriteBehind(int descriptor, std::uint64_t offset)
-    : fd_(descriptor), written_(offset), sent_(offset), end_(offset) {
+    : fd_(descriptor), written_(offset), end_(offset), sent_(offset) {
   for (Piece& piece : ring_) piece.bytes.resize(pieceSize);
-  writing_ = std::thread([this] { write(); });
-  try {
-    sending_ = std::thread([this] { sendToMedium(); });
-  } catch (const std::system_error&) {  // a later sync has more to do then
-  }
+  thread_ = std::thread([this] { work(); });
 }
 
 WriteBehind::~WriteBehind() {
@@ -32,9 +26,13 @@ WriteBehind::~WriteBehind() {
 std::span<std::uint8_t> WriteBehind::next() {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return given_ - done_ < pieces || error_ != 0; });
-  if (error_ != 0) {
+  const std::uint64_t written = written_;
+  const bool hasFailed = error_ != 0;
+  lock.unlock();
+  if (hasFailed) {
     return {};
   }
+  sendToMedium(written);
   return std::span(ring_.at(given_ % pieces).bytes).first(pieceSize - end_ % pageSize);
 }
 
@@ -49,7 +47,7 @@ void WriteBehind::give(std::size_t count) {
 }
 
 void WriteBehind::finish() {
-  if (!writing_.joinable()) {
+  if (!thread_.joinable()) {
     return;
   }
   {
@@ -57,19 +55,10 @@ void WriteBehind::finish() {
     isOver_ = true;
   }
   changed_.notify_all();
-  writing_.join();
-  if (!sending_.joinable()) {
-    return;
-  }
-  {
-    const std::lock_guard lock(mutex_);
-    isWritten_ = true;
-  }
-  writtenMore_.notify_all();
-  sending_.join();
+  thread_.join();
 }
 
-void WriteBehind::write() {
+void WriteBehind::work() {
   std::unique_lock lock(mutex_);
   for (;;) {
     changed_.wait(lock, [this] { return done_ < given_ || isOver_; });
@@ -85,26 +74,15 @@ void WriteBehind::write() {
     error_ = outcome.error;
     ++done_;
     changed_.notify_all();
-    if (written_ - sent_ >= sentAtOnce) {
-      writtenMore_.notify_all();
-    }
   }
 }
 
-// The kernel prepares the transfer within this call, in a quarter of the time that reading takes;
-// from either of the other threads the other one would wait for it.
-void WriteBehind::sendToMedium() {
-  std::unique_lock lock(mutex_);
-  for (;;) {
-    writtenMore_.wait(lock, [this] { return written_ - sent_ >= sentAtOnce || isWritten_; });
-    if (isWritten_) {
-      return;
-    }
-    const std::uint64_t written = written_;
-    lock.unlock();
-    startWriteback(fd_, sent_, written - sent_);
-    lock.lock();
-    sent_ = written;
+// The kernel prepares the transfer within this call, which costs as much as the write did: so here,
+// where there is time for it.
+void WriteBehind::sendToMedium(std::uint64_t upTo) {
+  if (upTo - sent_ >= sentAtOnce) {
+    startWriteback(fd_, sent_, upTo - sent_);
+    sent_ = upTo;
   }
 }
 

@@ -13,8 +13,8 @@
 namespace tallowmark {
 
 /// Writes pieces to an open file in the order they are given, on a thread of its own, so that the
-/// next one is read meanwhile; a second one sends what the file has taken on its way to the medium.
-/// For one thread; the descriptor must outlive it.
+/// next one is read meanwhile. What the file has taken is sent on its way to the medium from the
+/// thread that gives. For one thread; the descriptor must outlive it.
 class WriteBehind {
  public:
   /// Writes from `offset` on. Throws std::system_error when there is no thread to be had.
@@ -48,12 +48,12 @@ class WriteBehind {
   };
   static constexpr std::size_t pieces = 4;
 
-  void write();
-  void sendToMedium();
+  void work();
+  void sendToMedium(std::uint64_t upTo);
 
   int fd_;
   std::array<Piece, pieces> ring_;
-  // Of all threads, under the lock; `given_` changes on the giving one.
+  // Of both threads, under the lock; `given_` changes on the giving one.
   std::mutex mutex_;
   std::condition_variable changed_;
   std::size_t given_ = 0;
@@ -61,12 +61,10 @@ class WriteBehind {
   bool isOver_ = false;
   std::uint64_t written_;
   int error_ = 0;
-  std::condition_variable writtenMore_;
+  // The giving thread's own.
+  std::uint64_t end_;
   std::uint64_t sent_;
-  bool isWritten_ = false;
-  std::uint64_t end_;  // the giving thread's own
-  std::thread writing_;
-  std::thread sending_;
+  std::thread thread_;
 };
 
 }  // namespace tallowmark
